@@ -1,0 +1,10 @@
+# Every target of this project links build_options: the warnings are errors everywhere, and a
+# sanitizer runs in all of a program or in none of it.
+add_library(build_options INTERFACE)
+target_compile_options(build_options INTERFACE -Wall -Wextra -Werror)
+
+if(SETTINGS_SANITIZE)
+  target_compile_options(build_options INTERFACE
+    -fsanitize=${SETTINGS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(build_options INTERFACE -fsanitize=${SETTINGS_SANITIZE})
+endif()

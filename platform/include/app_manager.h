@@ -1,0 +1,31 @@
+#pragma once
+
+// Watching the applications of the set come and go.
+
+typedef struct app_context_s app_context_s;
+typedef app_context_s* app_context_h;
+
+enum app_context_event_e {
+  APP_CONTEXT_EVENT_LAUNCHED = 0,
+  APP_CONTEXT_EVENT_TERMINATED = 1,
+};
+
+// `context` is valid during the call only.
+typedef void (*app_context_event_cb)(app_context_h context, app_context_event_e event,
+                                     void* user_data);
+
+extern "C" {
+
+// From now on calls `callback` on the main loop for every application that starts or ends. One
+// callback per process: a second call replaces the first. Returns 0, or a non-zero error code
+// when nothing was registered.
+int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* user_data);
+
+// No call comes after it. Harmless when no callback is registered.
+void app_manager_unset_app_context_event_cb();
+
+// Gives the application ID in `*app_id`, to be released with free() by the caller. Returns 0,
+// or a non-zero error code, `*app_id` untouched.
+int app_context_get_app_id(app_context_h context, char** app_id);
+
+}  // extern "C"

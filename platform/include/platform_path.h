@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+// Numbers of the platform's directory variables.
+enum platform_directory_e {
+  PLATFORM_DIRECTORY_APP_DATA = 27,  // writable data of preinstalled applications
+};
+
+// Joins the directory that variable number `directory` stands for and `relative`, which begins
+// with a slash, to an absolute path. The file need not exist. Empty when the platform does not
+// know the variable. Any thread.
+std::string ComposePlatformPath(int directory, const char* relative);

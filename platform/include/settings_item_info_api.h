@@ -1,0 +1,78 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Result of a call that answers by number; which value means failure is said at each call.
+using RET_ITEMINFO = int;
+
+// Size of the text buffers that a caller hands in, closing zero included.
+inline constexpr int SETTINGS_ITEM_TEXT_SIZE = 512;
+
+// The settings data library: the tree of settings items, their values, states and texts, and
+// the record of items that applications disabled (docs/items.md). Main-loop thread only. An
+// item is named by its menu identifier; an unknown one makes every call fail as said there, and
+// so does every call before InitSettingsItemInfoAPI. Buffers are the caller's, of
+// SETTINGS_ITEM_TEXT_SIZE bytes; texts are UTF-8, zero-terminated and cut at a character
+// boundary to fit.
+class CSettingsItemInfoAPI {
+ public:
+  // Loads the items. A failure is logged by the library. A second call loads them again.
+  static void InitSettingsItemInfoAPI();
+
+  // The value of an item and that value's display name in the menu language. -1 when the item
+  // is unknown or of a kind that has no value, with both buffers untouched.
+  static int GetItemValue(const char* menuID, char* valueName, char* value);
+
+  // Stores a value; with `preview` it is shown but not kept. -1 and nothing stored when the
+  // item is unknown or has no value, or `value` is not one of its list or range.
+  static int SetItemValue(const char* menuID, const char* value, bool preview);
+
+  // State questions: -1 cannot answer, 0 no, any other value yes. A path is visible or enabled
+  // when the item and every group above it are. With `byRulesOnly` an item that applications
+  // disabled is judged as if they had not.
+  static int GetItemVisible(const char* menuID);
+  static int GetItemEnable(const char* menuID, bool byRulesOnly);
+  static int GetItemPathVisible(const char* menuID);
+  static int GetItemPathEnable(const char* menuID);
+  static int GetSubListItemVisible(const char* menuID, const char* value);
+  static int GetSubListItemEnable(const char* menuID, const char* value);
+
+  // The place of the item in the tree as one string. -1 on failure, `path` untouched.
+  static int GetSettingsItemPathByString(std::string menuID, std::string& path);
+
+  // Language-independent identifier of the item's text, and that text in the menu language. -1
+  // on failure, the buffer untouched.
+  static int GetItemDisplayID(const char* menuID, char* displayID);
+  static int GetItemDisplayName(const char* menuID, char* displayName);
+
+  // The values that the item can take, and the items right below it, each as one string; empty
+  // when there are none or the item is unknown.
+  static std::string GetItemDataListByString(const char* menuID);
+  static std::string GetSubItemsListByString(const char* menuID);
+
+  // Bounds and step of a range item in the unit that the menu shows when `displayed` is true.
+  // False on failure and for every other kind of item, the output untouched.
+  static bool GetItemMinValue(const char* menuID, double* value, bool displayed);
+  static bool GetItemMaxValue(const char* menuID, double* value, bool displayed);
+  static bool GetItemStepValue(const char* menuID, double* value, bool displayed);
+
+  // The record of disabled items. An item is disabled while at least one application disables
+  // it. All four return true exactly when the record changed; `disabled` and `released` receive
+  // the menu identifiers for which it did.
+  static bool EnableItem(std::string menuID, std::string appName);
+  static bool DisableItem(std::string menuID, std::string appName);
+  static bool DisableItemsByList(std::vector<std::string>& requested,
+                                 std::vector<std::string>& disabled, std::string appName);
+  static bool RemoveDisabledItemsByAppname(std::vector<std::string>& released, std::string appName);
+
+  // False when some application disables the item.
+  static bool IsItemEnabled(std::string menuID);
+
+  // True when the question could be answered; the names are appended to the output.
+  static bool GetDisablerAppNamesByMenuId(std::string menuID, std::vector<std::string>& appNames);
+  static bool GetDisabledItemsList(std::vector<std::string>& menuIDs);
+
+  // Rebuilds the record from its mirror in the key store.
+  static void UpdateDisabledItemList();
+};

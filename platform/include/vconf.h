@@ -1,0 +1,41 @@
+#pragma once
+
+// The platform's key store: named integers and strings, shared by all processes of a set
+// (docs/keystore.md). Keys begin with "db/" (kept for good, durable when a write returns) or
+// "memory/" (kept until the set restarts); all others are refused. Every function may be called
+// from any thread unless it says otherwise, and returns 0 for success and -1 for failure.
+
+// A changed key, as handed to a callback. Valid during the call only.
+typedef struct _keynode_t keynode_t;
+
+typedef void (*vconf_callback_fn)(keynode_t* node, void* user_data);
+
+extern "C" {
+
+// Reads a key into `*value`. Fails, and leaves `*value` untouched, when the key is missing or
+// holds a string.
+int vconf_get_int(const char* key, int* value);
+
+// Stores an integer, whatever the key held before. A failure leaves the key as it was. Storing
+// the value that the key has already is a change like any other.
+int vconf_set_int(const char* key, int value);
+
+// Returns a copy of the string, to be released with free() by the caller; null when the key is
+// missing or holds an integer.
+char* vconf_get_str(const char* key);
+
+// As vconf_set_int, for a zero-terminated string.
+int vconf_set_str(const char* key, const char* value);
+
+// From now on calls `callback` on the main loop of this process once for every change of `key`,
+// by whichever process, in the order of the changes. A key may be watched before it exists. The
+// same callback can be registered for a key once: a second call replaces its `user_data`, which
+// is never owned or read. Main-loop thread only.
+int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data);
+
+// Ends what vconf_notify_key_changed began; no call comes after it, changes that already
+// happened included. Fails when `callback` was not registered for `key`. May be called from
+// inside a callback. Main-loop thread only.
+int vconf_ignore_key_changed(const char* key, vconf_callback_fn callback);
+
+}  // extern "C"

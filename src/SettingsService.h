@@ -1,0 +1,33 @@
+#pragma once
+
+#include "nuvra/alarm.h"
+#include "nuvra/daemon_service.h"
+
+// The daemon object: start-up, end, and the way of every request to its handler. All of it runs
+// on the main-loop thread. The order of the start-up steps is said in docs/lifecycle.md.
+class SettingsService : public Nuvra::TCDaemonService {
+ public:
+  SettingsService();
+  ~SettingsService() override;
+
+  // Answers one request by the method table (docs/wire.md); always returns true. A "method" that
+  // is an object or an array leaves as the JSON library's exception.
+  bool IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
+                         Nuvra::TCMessage* reply, const char* option) override;
+
+  // Brings everything up. No step is fatal: always returns true. A second call starts the
+  // watchdog's period anew and runs all other steps again.
+  bool t_OnCreate() override;
+
+  void t_OnTerminate() override;
+
+ private:
+  void m_Initialize();
+  void m_Finalize();
+  void m_OnWatchdogAlarm();
+
+  // `userData` is the service. False, which stops the alarm, only when it is null.
+  static bool m_OnWatchdogAlarmCallback(void* userData);
+
+  Nuvra::TCAlarm m_WatchdogAlarm;
+};

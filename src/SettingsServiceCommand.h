@@ -1,0 +1,59 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "nuvra/message.h"
+#include "settings_item_info_api.h"
+
+// The name under which clients address requests and under which signals are sent.
+inline constexpr char SETTINGS_SERVICE_NAME[] = "settings_service";
+
+// Type of the result in a reply.
+enum settings_message_type_e {
+  SETTINGS_MESSAGE_TYPE_BOOL = 0,
+  SETTINGS_MESSAGE_TYPE_STRING = 1,
+};
+
+// Message type of an asynchronous-result signal: which question it answers.
+enum settings_api_cb_type_e {
+  SETTINGS_API_CB_ITEM_VISIBLE = 1,
+  SETTINGS_API_CB_ITEM_PATH_ENABLE = 2,
+};
+
+enum blocked_menu_status_e {
+  BLOCKED_MENU_STATUS_DISABLED = 0,
+  BLOCKED_MENU_STATUS_ENABLED = 1,
+};
+
+// The request handlers, each named like its method, and the helpers that build replies and
+// signals (docs/wire.md). No state. Main-loop thread only.
+//
+// A handler takes the request and fills the reply. It answers an ill-typed request member by an
+// error reply of its own; every other exception passes through it.
+class SettingsServiceCommand {
+ public:
+  static void GetItemValueName(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply);
+  static void GetItemValue(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply);
+  static void SetItemValue(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply);
+
+  // The request's "data"."menuID"; "" when one of them is missing. Throws Json::Exception when
+  // "data" is no object or the identifier has no text.
+  static std::string m_GetMenuID(Nuvra::TCMessage request);
+
+  // A reply to be assigned to the handler's own: `text` or `flag` by `type`, or a failure when
+  // `result` equals `failureValue`, the only value that counts as one. Any other `type` gives an
+  // empty message.
+  static Nuvra::TCMessage m_FillMessage(RET_ITEMINFO result, int failureValue, std::string text,
+                                        bool flag, settings_message_type_e type);
+
+  // Sends one asynchronous-result signal. `pid` and `callback` are what the client that asked
+  // had supplied.
+  static void m_AsyncAPISendSignal(int pid, int callback, settings_api_cb_type_e type,
+                                   std::string menuID, bool result);
+
+  // Sends one blocked-menu signal, for one item or for all of a list, in its order.
+  static void m_BlockedMenuStateSendSignal(blocked_menu_status_e status, std::string menuID);
+  static void m_BlockedMenuStateSendSignal(blocked_menu_status_e status,
+                                           std::vector<std::string>& menuIDs);
+};

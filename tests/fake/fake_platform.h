@@ -1,0 +1,144 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <chrono>
+#include <cstddef>
+#include <exception>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "nuvra/alarm.h"
+#include "nuvra/daemon_service.h"
+
+// The platform in memory, as a test sees it: what the code under test did to it can be read,
+// what it answers can be set, and time passes only when the test says so.
+namespace fakes {
+
+using KeyValue = std::variant<int, std::string>;
+using FeatureValue = std::variant<bool, int>;
+
+// How an injected failure looks.
+struct FailureOptions {
+  // Only calls with this first argument fail; all calls when empty.
+  std::string on = {};
+  // What a failing call returns (nanosleep and fopen: the errno). Otherwise the call's usual one.
+  std::optional<int> code = {};
+  // How often the call fails; later calls succeed again.
+  int times = kAlways;
+  // Thrown from the call in place of a return.
+  std::exception_ptr exception = nullptr;
+
+  static constexpr int kAlways = std::numeric_limits<int>::max();
+};
+
+// An item of the settings data library. A result of -1 is the library's failure: nothing is
+// given or stored then.
+struct Item {
+  std::string value = {};
+  // Display names by value; a value without one is its own display name.
+  std::map<std::string, std::string> valueNames = {};
+  int getResult = 0;
+  int setResult = 0;
+};
+
+// A signal that was sent.
+struct Signal {
+  std::string sender;
+  std::string name;
+  int type;
+  Json::Value body;
+};
+
+// A timer that was created and is not destroyed.
+struct Alarm {
+  const Nuvra::TCEventIO* eventIO = nullptr;
+  std::chrono::milliseconds period{};
+  int repetition = 0;
+  Nuvra::TCAlarm::Callback callback = nullptr;
+  void* userData = nullptr;
+  bool running = false;
+};
+
+// One per process; FakePlatformTest resets it before every test. Every function may be called
+// from any thread, except that callbacks run in the thread that calls RunMainLoop or AdvanceTime.
+class Platform {
+ public:
+  static Platform& Instance();
+
+  // As at the start of a process. The calling thread is the main-loop thread from now on. Held
+  // sleeps end.
+  void Reset();
+
+  // --- The trace: every platform call and every log line, in their one order. Calls that only
+  // ask a framework object about itself (IsCreated, ServiceName, GetMessage) are left out.
+  //
+  //   vconf_set_int("db/x", 1) -> 0                       call, arguments, result
+  //   vconf_get_int("db/x") -> 0: 1                       … and outputs
+  //   E SettingsService m_Initialize | m_Initialize!\n    priority, module, function, message
+  //
+  // Whatever breaks a contract or the log convention is appended after "!!". Pointers appear
+  // under the name that Name gave them, else numbered in the order of their appearance.
+  std::vector<std::string> Trace() const;
+  std::vector<std::string> TakeTrace();
+  void Name(const void* pointer, std::string name);
+
+  // --- Failures. `call` is the name as in the trace.
+  void Fail(std::string call, FailureOptions options = {});
+  // Failures that never came about, or less often than announced; one text for each.
+  std::vector<std::string> UnusedFailures() const;
+
+  // --- The main loop and the time.
+  // Runs what waits for the main loop, until nothing does. Throws std::runtime_error when there
+  // is no end to it.
+  void RunMainLoop();
+  // Runs the first thing that waits, if there is one.
+  bool RunMainLoopOnce();
+  // Waits until something waits for the main loop; false when nothing came within `limit`.
+  bool WaitForMainLoopWork(std::chrono::milliseconds limit);
+  // Lets time pass, with every alarm called when it is due and the main loop run in between.
+  void AdvanceTime(std::chrono::milliseconds duration);
+  std::vector<Alarm> Alarms() const;
+
+  // --- Sleeps of the code under test. They return at once unless they are held.
+  void HoldSleeps();
+  // Waits until `count` threads sleep; false when they did not within `limit`.
+  bool WaitForSleepers(std::size_t count, std::chrono::milliseconds limit = kLongEnough);
+  // Ends the sleep that began first; false when nobody sleeps. The second ends it as a signal
+  // does, with `left` of it remaining.
+  bool StepSleep();
+  bool InterruptSleep(std::chrono::nanoseconds left);
+
+  // --- The key store. What the test sets counts as set by another process: it is not traced,
+  // but watchers are called.
+  void SetKey(const std::string& key, KeyValue value);
+  std::optional<KeyValue> Key(const std::string& key) const;
+
+  // --- The settings data library.
+  void SetItem(std::string menuID, Item item);
+  std::optional<Item> ItemState(const std::string& menuID) const;
+
+  // --- The set.
+  void SetFeature(std::string key, FeatureValue value);
+  void SetNetworkSpeakers(std::vector<std::string> identifiers, std::string displayName,
+                          std::string type);
+
+  // --- The framework.
+  std::vector<Signal> TakeSignals();
+  // What AppMain returns after t_OnCreate returned true.
+  void SetExitStatus(int status);
+  // The service that AppMain was called with last; null when it was not.
+  Nuvra::TCDaemonService* Service() const;
+
+  static constexpr std::chrono::seconds kLongEnough{30};
+
+ private:
+  Platform() = default;
+};
+
+}  // namespace fakes

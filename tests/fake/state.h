@@ -1,0 +1,89 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "fake_platform.h"
+#include "vconf.h"
+
+// What the files of the fake share. A new part of the platform gets its members in State and a
+// source file of its own; Reset needs no change then.
+namespace fakes {
+
+struct InjectedFailure {
+  std::string call;
+  FailureOptions options;
+  int uses = 0;
+};
+
+struct TimerState {
+  Alarm alarm;
+  bool created = false;
+  std::chrono::milliseconds due{};
+  int callsLeft = 0;
+};
+
+struct Sleeper {
+  bool ended = false;
+  std::optional<std::chrono::nanoseconds> left;  // set when it was interrupted
+};
+
+struct KeyWatch {
+  vconf_callback_fn callback;
+  void* userData;
+  std::uint64_t since;  // number of the last change before the watch began
+};
+
+struct State {
+  std::vector<std::string> trace;
+  std::list<InjectedFailure> failures;
+  std::map<const void*, std::string> names;
+  std::map<std::string, int> namesGiven;  // by kind of pointer
+
+  std::thread::id mainLoopThread = std::this_thread::get_id();
+  std::deque<std::function<void()>> mainLoopWork;
+  std::chrono::milliseconds now{};
+  std::map<std::uint64_t, TimerState> timers;
+
+  bool holdSleeps = false;
+  std::deque<std::shared_ptr<Sleeper>> sleepers;
+
+  std::map<std::string, KeyValue> keys;
+  std::map<std::string, std::vector<KeyWatch>> keyWatches;
+  std::uint64_t keyChanges = 0;
+
+  bool itemsLoaded = false;
+  std::map<std::string, Item> items;
+
+  std::map<std::string, FeatureValue> features;
+  std::vector<std::string> speakers;
+  std::string speakerDisplayName;
+  std::string speakerType;
+  bool watched = false;  // by the deadlock watchdog
+
+  std::vector<Signal> signals;
+  int exitStatus = 0;
+  Nuvra::TCDaemonService* service = nullptr;
+};
+
+// The one state and what guards it. It is never destroyed: a thread of the code under test may
+// outlive everything else.
+struct SharedState {
+  std::mutex mutex;
+  std::condition_variable changed;  // sleepers and the main loop's work
+  State state;
+};
+
+SharedState& Shared();
+
+// Gives `work` to the main loop. The caller holds the lock.
+void PostToMainLoop(std::function<void()> work);
+
+}  // namespace fakes

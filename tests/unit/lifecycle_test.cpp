@@ -1,0 +1,338 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <source_location>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "service_test.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class ServiceObject : public fakes::FakePlatformTest {};
+
+TEST_F(ServiceObject, LogsItsConstructionAfterItsAlarmAndItsDestructionBeforeIt) {
+  {
+    SettingsService service;
+    EXPECT_EQ(service.ServiceName(), "settings_service");
+    ExpectTrace(R"(
+      TCDaemonService::TCDaemonService("settings_service")
+      TCAlarm::TCAlarm()
+      E SettingsService SettingsService | SettingsService constructor!!\n
+    )");
+  }
+  ExpectTrace(R"(
+    E SettingsService ~SettingsService | SettingsService destructor!!\n
+    TCAlarm::~TCAlarm()
+    TCDaemonService::~TCDaemonService()
+  )");
+}
+
+TEST_F(ServiceObject, CreatesNoAlarmUntilTheServiceIsCreated) {
+  SettingsService service;
+  EXPECT_TRUE(fake.Alarms().empty());
+}
+
+// The start on the model of ServiceTest, with nothing failing.
+constexpr char kStart[] = R"(
+  I SettingsService t_OnCreate | t_OnCreate!\n
+  ecore_init() -> 1
+  smart_deadlock_register_watchdog_service(100) -> 0
+  TCAlarm::Create(settings_service, 15000, NUVRA_INFINITY) -> true
+  TCAlarm::SetAlarmCallback(callback1, settings_service)
+  E SettingsService m_Initialize | m_Initialize!\n
+  E SettingsService m_Initialize | pid:{pid}\n
+  resource_register_cpu_inheritance_destination("settings_service", {pid}) -> 0
+  LwipcEventDone("/tmp/settings-service_ready") -> 0
+  GetActiveNetSpkInfo() -> 0
+  system_info_get_custom_bool("com.velmora/featureconf/game_bar.support") -> 0: false
+  E SettingsService m_Initialize | [GameBarService] isSupportGameBar: 0\n
+  system_info_get_custom_bool("com.velmora/featureconf/outdoor_tv_product_image_support") -> 0: false
+  I SettingsService m_Initialize | Outdoor supported[0]\n
+  CSettingsItemInfoAPI::InitSettingsItemInfoAPI()
+  fopen("/proc/self/reclaim", "w") -> open
+  I SettingsService do_swap_and_cach_drop_memory | [{pid}][success to open][1]\n
+  fclose("/proc/self/reclaim"): "3"
+)";
+
+// The trace of a start that differs from it: each first text, which stands there once, is
+// replaced by the second.
+std::string StartBut(const std::vector<std::pair<std::string, std::string>>& differences) {
+  std::string trace = kStart;
+  for (const auto& [usual, other] : differences) {
+    const auto at = trace.find(usual);
+    EXPECT_NE(at, std::string::npos) << usual;
+    EXPECT_EQ(at, trace.rfind(usual)) << usual;
+    trace.replace(at, usual.size(), other);
+  }
+  return trace;
+}
+
+class Start : public ServiceTest {
+ protected:
+  void ExpectStart(std::string_view trace,
+                   std::source_location where = std::source_location::current()) {
+    EXPECT_TRUE(service.t_OnCreate());
+    ExpectTrace(trace, where);
+  }
+
+  // Where readiness is announced, requests must be served from then on.
+  void ExpectRequestsAreServed() {
+    fake.SetItem("brightness", {.value = "50"});
+    EXPECT_EQ(Send(R"({"method": "GetItemValue", "data": {"menuID": "brightness"}})"),
+              R"({"call_api_success":true,"connect_server":true,"return_data":"50"})");
+  }
+};
+
+TEST_F(Start, RunsItsStepsInTheirOrder) {
+  ExpectStart(kStart);
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, GivesTheAlarmTheServiceAPeriodOf15SecondsAndNoEnd) {
+  service.t_OnCreate();
+  ASSERT_EQ(fake.Alarms().size(), 1u);
+  const fakes::Alarm alarm = fake.Alarms()[0];
+  EXPECT_EQ(alarm.eventIO, static_cast<Nuvra::TCEventIO*>(&service));
+  EXPECT_EQ(alarm.period, 15000ms);
+  EXPECT_EQ(alarm.repetition, Nuvra::NUVRA_INFINITY);
+  EXPECT_NE(alarm.callback, nullptr);
+  EXPECT_EQ(alarm.userData, &service);
+}
+
+TEST_F(Start, ResetsTheAlarmAndRepeatsTheRestWhenItRunsAgain) {
+  ExpectStart(kStart);
+  ExpectStart(StartBut({{"TCAlarm::Create(settings_service, 15000, NUVRA_INFINITY) -> true\n",
+                         "TCAlarm::Reset(15000, NUVRA_INFINITY) -> true\n"},
+                        {"TCAlarm::SetAlarmCallback(callback1, settings_service)\n", ""}}));
+  EXPECT_EQ(fake.Alarms().size(), 1u);
+}
+
+TEST_F(Start, GoesOnWhenTheAlarmCannotBeReset) {
+  service.t_OnCreate();
+  fake.TakeTrace();
+  fake.Fail("TCAlarm::Reset");
+  ExpectStart(StartBut({{"TCAlarm::Create(settings_service, 15000, NUVRA_INFINITY) -> true\n",
+                         "TCAlarm::Reset(15000, NUVRA_INFINITY) -> false\n"},
+                        {"TCAlarm::SetAlarmCallback(callback1, settings_service)\n", ""}}));
+}
+
+TEST_F(Start, GoesOnWhenTheAlarmCannotBeCreatedAndCreatesItTheNextTime) {
+  fake.Fail("TCAlarm::Create", {.times = 1});
+  ExpectStart(StartBut({{"NUVRA_INFINITY) -> true", "NUVRA_INFINITY) -> false"}}));
+  ExpectStart(kStart);
+}
+
+TEST_F(Start, GoesOnWithoutEcore) {
+  fake.Fail("ecore_init");
+  ExpectStart(StartBut({{"ecore_init() -> 1", "ecore_init() -> 0"}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, GoesOnWithoutTheWatchdog) {
+  fake.Fail("smart_deadlock_register_watchdog_service");
+  ExpectStart(StartBut({{"service(100) -> 0", "service(100) -> -1"}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, GoesOnWithoutCpuInheritance) {
+  fake.Fail("resource_register_cpu_inheritance_destination");
+  ExpectStart(StartBut({{"{pid}) -> 0", "{pid}) -> -1"}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, ServesRequestsThoughItsReadyEventCannotBeSent) {
+  fake.Fail("LwipcEventDone", {.code = -7});
+  ExpectStart(StartBut({{R"(LwipcEventDone("/tmp/settings-service_ready") -> 0
+)",
+                         R"(LwipcEventDone("/tmp/settings-service_ready") -> -7
+  E SettingsService m_Initialize | failed to send event, setting service ready\n
+)"}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, TakesAPositiveResultOfTheReadyEventForSuccess) {
+  fake.Fail("LwipcEventDone", {.code = 1});
+  ExpectStart(StartBut({{"service_ready\") -> 0", "service_ready\") -> 1"}}));
+}
+
+TEST_F(Start, LogsTheActiveNetworkSpeakersAndTheirNumberAsTheOutdoorValue) {
+  fake.SetNetworkSpeakers({"id1", "id2"}, "Living room", "surround");
+  ExpectStart(StartBut({{"GetActiveNetSpkInfo() -> 0\n",
+                         R"(GetActiveNetSpkInfo() -> 2: "Living room", "surround"
+  I SettingsService m_Initialize | activeSpksDisplayName[Living room], activeSpksSpeakerType[surround]\n\n
+)"},
+                        {"Outdoor supported[0]", "Outdoor supported[2]"}}));
+}
+
+TEST_F(Start, LogsSpeakerTextsOfTheLargestSize) {
+  const std::string name(127, 'n');
+  const std::string type(22, 't');
+  Let("name", name);
+  Let("type", type);
+  fake.SetNetworkSpeakers({"id"}, name + "cut", type + "cut");
+  ExpectStart(StartBut({{"GetActiveNetSpkInfo() -> 0\n",
+                         R"(GetActiveNetSpkInfo() -> 1: "{name}", "{type}"
+  I SettingsService m_Initialize | activeSpksDisplayName[{name}], activeSpksSpeakerType[{type}]\n\n
+)"},
+                        {"Outdoor supported[0]", "Outdoor supported[1]"}}));
+}
+
+TEST_F(Start, LogsNoSpeakersWhenTheyAreNotKnown) {
+  fake.Fail("GetActiveNetSpkInfo", {.code = -3});
+  ExpectStart(StartBut({{"GetActiveNetSpkInfo() -> 0", "GetActiveNetSpkInfo() -> -3"},
+                        {"Outdoor supported[0]", "Outdoor supported[-3]"}}));
+}
+
+TEST_F(Start, LogsTheNumberOfSpeakersAsTheOutdoorValueOnAnOutdoorModelToo) {
+  fake.SetFeature("com.velmora/featureconf/outdoor_tv_product_image_support", true);
+  ASSERT_TRUE(service.t_OnCreate());
+  std::vector<std::string> outdoorLines;
+  for (const std::string& line : fake.TakeTrace()) {
+    if (line.find("Outdoor") != std::string::npos) {
+      outdoorLines.push_back(line);
+    }
+  }
+  EXPECT_EQ(outdoorLines,
+            std::vector<std::string>{R"(I SettingsService m_Initialize | Outdoor supported[0]\n)"});
+}
+
+TEST_F(Start, LogsThatTheModelHasAGameBar) {
+  fake.SetFeature("com.velmora/featureconf/game_bar.support", true);
+  ASSERT_TRUE(service.t_OnCreate());
+  std::vector<std::string> gameBarLines;
+  for (const std::string& line : fake.TakeTrace()) {
+    if (line.find("isSupportGameBar") != std::string::npos) {
+      gameBarLines.push_back(line);
+    }
+  }
+  EXPECT_EQ(gameBarLines,
+            std::vector<std::string>{
+                R"(E SettingsService m_Initialize | [GameBarService] isSupportGameBar: 1\n)"});
+}
+
+TEST_F(Start, TakesAnUnreadableGameBarFeatureForNone) {
+  fake.Fail("system_info_get_custom_bool",
+            {.on = "com.velmora/featureconf/game_bar.support", .code = -2});
+  ExpectStart(StartBut({{"game_bar.support\") -> 0: false", "game_bar.support\") -> -2"}}));
+}
+
+TEST_F(Start, LogsAnUnreadableOutdoorFeature) {
+  fake.Fail("system_info_get_custom_bool",
+            {.on = "com.velmora/featureconf/outdoor_tv_product_image_support", .code = 5});
+  ExpectStart(StartBut({{"image_support\") -> 0: false", "image_support\") -> 5"},
+                        {"Outdoor supported[0]", "get Outdoor value failed"}}));
+}
+
+TEST_F(Start, TakesFeaturesOfAnotherTypeForUnreadable) {
+  fake.SetFeature("com.velmora/featureconf/game_bar.support", 1);
+  fake.SetFeature("com.velmora/featureconf/outdoor_tv_product_image_support", 1);
+  ExpectStart(StartBut({{"game_bar.support\") -> 0: false", "game_bar.support\") -> -1"},
+                        {"image_support\") -> 0: false", "image_support\") -> -1"},
+                        {"Outdoor supported[0]", "get Outdoor value failed"}}));
+}
+
+TEST_F(Start, CompletesWithoutTheReclaimFileAndLogsTheErrno) {
+  for (const int error : {ENOENT, EACCES}) {
+    fake.Fail("fopen", {.on = "/proc/self/reclaim", .code = error, .times = 1});
+    ASSERT_TRUE(service.t_OnCreate());
+    const std::vector<std::string> trace = fake.TakeTrace();
+    const std::string pid = std::to_string(getpid());
+    ASSERT_GE(trace.size(), 2u);
+    EXPECT_EQ(trace[trace.size() - 2],
+              R"(fopen("/proc/self/reclaim", "w") -> )" + std::string(strerrorname_np(error)));
+    EXPECT_EQ(trace.back(), "I SettingsService do_swap_and_cach_drop_memory | [" + pid +
+                                "][fail to open (" + std::to_string(error) + R"()]\n)");
+  }
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, SurvivesTheFailureOfEveryStepAtOnce) {
+  fake.Fail("__dlog_print");
+  fake.Fail("ecore_init");
+  fake.Fail("smart_deadlock_register_watchdog_service");
+  fake.Fail("TCAlarm::Create");
+  fake.Fail("resource_register_cpu_inheritance_destination");
+  fake.Fail("LwipcEventDone");
+  fake.Fail("GetActiveNetSpkInfo");
+  fake.Fail("system_info_get_custom_bool");
+  fake.Fail("CSettingsItemInfoAPI::InitSettingsItemInfoAPI");
+  fake.Fail("fopen");
+  EXPECT_TRUE(service.t_OnCreate());
+  EXPECT_EQ(Send(R"({"method": "GetItemValue", "data": {"menuID": "brightness"}})"),
+            R"({"call_api_success":false,"connect_server":true,"return_data":""})");
+}
+
+class WatchdogAlarm : public CreatedServiceTest {};
+
+constexpr char kFeed[] = R"(
+  I SettingsService m_OnWatchdogAlarm | smart_deadlock_notify!\n
+  smart_deadlock_watchdog_notify() -> 0
+)";
+
+TEST_F(WatchdogAlarm, FeedsTheWatchdogEvery15Seconds) {
+  fake.AdvanceTime(14999ms);
+  ExpectTrace("");
+  fake.AdvanceTime(1ms);
+  ExpectTrace(kFeed);
+  fake.AdvanceTime(14999ms);
+  ExpectTrace("");
+  fake.AdvanceTime(1ms);
+  ExpectTrace(kFeed);
+  fake.AdvanceTime(30000ms);
+  ExpectTrace(std::string(kFeed) + kFeed);
+}
+
+TEST_F(WatchdogAlarm, StaysArmedWhenTheWatchdogTakesNoFeed) {
+  fake.Fail("smart_deadlock_watchdog_notify", {.times = 1});
+  fake.AdvanceTime(15000ms);
+  ExpectTrace(R"(
+    I SettingsService m_OnWatchdogAlarm | smart_deadlock_notify!\n
+    smart_deadlock_watchdog_notify() -> -1
+  )");
+  fake.AdvanceTime(15000ms);
+  ExpectTrace(kFeed);
+}
+
+TEST_F(WatchdogAlarm, DoesNothingAndEndsWithoutTheService) {
+  const auto callback = fake.Alarms().at(0).callback;
+  EXPECT_FALSE(callback(nullptr));
+  ExpectTrace("");
+  EXPECT_TRUE(callback(&service));
+  ExpectTrace(kFeed);
+}
+
+TEST_F(WatchdogAlarm, BeginsItsPeriodAnewWithEveryStart) {
+  fake.AdvanceTime(10000ms);
+  service.t_OnCreate();
+  fake.TakeTrace();
+  fake.AdvanceTime(14999ms);
+  ExpectTrace("");
+  fake.AdvanceTime(1ms);
+  ExpectTrace(kFeed);
+}
+
+class Termination : public CreatedServiceTest {};
+
+TEST_F(Termination, LogsItsTwoSteps) {
+  service.t_OnTerminate();
+  ExpectTrace(R"(
+    I SettingsService t_OnTerminate | t_OnTerminate!!\n
+    E SettingsService m_Finalize | m_Finalize!\n
+  )");
+}
+
+TEST_F(Termination, LeavesTheAlarmRunning) {
+  service.t_OnTerminate();
+  fake.TakeTrace();
+  fake.AdvanceTime(15000ms);
+  ExpectTrace(kFeed);
+}
+
+}  // namespace
