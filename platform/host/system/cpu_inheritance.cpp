@@ -1,0 +1,32 @@
+// A plain machine has no priority inheritance between processes. The registration is a file, for
+// the tools that show the set and for whoever wants to act on it: run directory,
+// cpu-inheritance/NAME, with the number of the process and a line end in it.
+
+#include "cpu_inheritance.h"
+
+#include <exception>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "dlog.h"
+#include "system/environment.h"
+#include "system/safe_directory.h"
+
+int resource_register_cpu_inheritance_destination(const char* name, pid_t pid) {
+  try {
+    // A hidden file is one that is being made.
+    if (name == nullptr || *name == '.' || pid <= 0) {
+      throw std::invalid_argument("the name or the process is not valid");
+    }
+    std::filesystem::create_directories(host::RunDir());
+    host::SafeDirectory(host::RunDir())
+        .EnterOrMake("cpu-inheritance", 0755)
+        .ReplaceFile(name, std::to_string(pid) + "\n");
+    return 0;
+  } catch (const std::exception& exception) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "cpu_inheritance",
+                 "%s (process %d) is not registered: %s\n", name, pid, exception.what());
+    return -1;
+  }
+}

@@ -1,0 +1,54 @@
+#include "system/environment.h"
+
+#include <cstdlib>
+#include <optional>
+#include <utility>
+
+namespace host {
+namespace {
+
+std::string Variable(const char* name, const std::string& otherwise) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : otherwise;
+}
+
+// A build that was not installed finds its data in the source tree.
+std::filesystem::path DefaultDataDir() {
+  const std::filesystem::path source = SETTINGS_SOURCE_DATA_DIR;
+  std::error_code ignored;
+  const auto executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
+  const bool installed =
+      executable.native().rfind(std::string(SETTINGS_INSTALL_PREFIX) + "/", 0) == 0;
+  return installed ? std::filesystem::path(SETTINGS_INSTALL_DATA_DIR) : source;
+}
+
+std::optional<Environment>& Given() {
+  static std::optional<Environment> environment;
+  return environment;
+}
+
+}  // namespace
+
+Environment EnvironmentFromVariables() {
+  Environment environment;
+  environment.root = std::filesystem::absolute(Variable("SETTINGS_ROOT", "/"));
+  environment.dataDir = Variable("SETTINGS_DATA_DIR", DefaultDataDir());
+  environment.modelFile = Variable("SETTINGS_MODEL", environment.dataDir / "models" / "full.json");
+  return environment;
+}
+
+const Environment& GetEnvironment() {
+  if (Given()) {
+    return *Given();
+  }
+  static const Environment fromVariables = EnvironmentFromVariables();
+  return fromVariables;
+}
+
+void SetEnvironment(Environment environment) { Given() = std::move(environment); }
+
+std::filesystem::path StateDir() { return GetEnvironment().root / "var/lib/settings-service"; }
+
+std::filesystem::path RunDir() { return GetEnvironment().root / "run/settings-service"; }
+
+}  // namespace host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace host {
+
+// Where a set lives on this machine. Everything that the host reads or writes, apart from its
+// own read-only data, lies under `root`, which stands for the root directory of the set.
+struct Environment {
+  std::filesystem::path root;       // absolute; "/" on a real appliance
+  std::filesystem::path modelFile;  // the model's features, JSON
+  std::filesystem::path dataDir;    // catalogue, models, translations; read only
+};
+
+// What SETTINGS_ROOT, SETTINGS_MODEL and SETTINGS_DATA_DIR say, with the defaults "/", the model
+// "full" and the data directory of the build or the installation.
+Environment EnvironmentFromVariables();
+
+// The environment of this process: what SetEnvironment gave, before that
+// EnvironmentFromVariables. SetEnvironment is called before anything else uses the host, at
+// most once, and before the process has a second thread.
+const Environment& GetEnvironment();
+void SetEnvironment(Environment environment);
+
+// Durable data of the service: <root>/var/lib/settings-service.
+std::filesystem::path StateDir();
+
+// Data that ends with the set, on tmpfs: <root>/run/settings-service.
+std::filesystem::path RunDir();
+
+}  // namespace host

@@ -1,0 +1,386 @@
+// The log is written by a thread of its own, because the place where its lines end up may be slow
+// or stuck: a terminal that somebody stopped, a pipe that nobody reads, a full disk. Whoever
+// prints formats the line, takes the time and puts both into a queue, and that is all it waits
+// for. The queue is bounded, and so the memory of a program whose log is stuck; a log that does
+// not keep up loses lines and says how many and where.
+//
+// The queue is a list of blocks of exactly the size of a line. An empty log costs no memory, and
+// no print ever pays for the growth of a buffer.
+//
+// To wake a thread costs its waker more than to print thirty lines. So a writer that is needed
+// again and again does not go to sleep after every line but lingers: for some milliseconds it
+// gathers what is printed, and nobody wakes it. A single line now and then costs one wake-up.
+//
+// The log is never destroyed, so destructors of other objects may still print, and the thread may
+// stay stuck when the process ends. What waits then is written by two last stops, one behind all
+// destructors of the program, the other in front of what std::terminate does: the lines before
+// an uncaught exception are those that explain it. A process that is killed by a signal loses
+// the lines that it had not written.
+
+#include "system/log.h"
+
+#include <pthread.h>
+#include <signal.h>
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "dlog.h"
+#include "system/log_sink.h"
+
+namespace host {
+namespace {
+
+constexpr size_t kQueueLimit = 8 * 1024 * 1024;
+constexpr std::chrono::milliseconds kLastFlushLimit = std::chrono::seconds(1);
+
+// How long the writer lingers, and how much may come together meanwhile before it is woken.
+constexpr std::chrono::milliseconds kLingerTime(10);
+constexpr size_t kUrgentSize = 1024 * 1024;
+
+// Longer lines are formatted twice instead of once.
+constexpr size_t kOrdinaryLineSize = 4096;
+
+thread_local int t_Holds = 0;
+
+// A line in the queue. Its bytes follow the object: the tag, then the text.
+struct QueuedLine {
+  QueuedLine* next;
+  timespec time;
+  int priority;
+  uint64_t lostBefore;  // lines lost between the one before and this
+  size_t tagSize;
+  size_t textSize;
+
+  char* TagBytes() { return reinterpret_cast<char*>(this + 1); }
+  char* TextBytes() { return TagBytes() + tagSize; }
+  std::string_view Tag() { return {TagBytes(), tagSize}; }
+  std::string_view TextWithoutLineEnds() {
+    const std::string_view text(TextBytes(), textSize);
+    return text.substr(0, text.find_last_not_of('\n') + 1);
+  }
+  size_t Size() const { return sizeof(QueuedLine) + tagSize + textSize; }
+};
+
+struct FreeLine {
+  void operator()(QueuedLine* line) const { std::free(line); }
+};
+using QueuedLinePtr = std::unique_ptr<QueuedLine, FreeLine>;
+
+class LineList {
+ public:
+  LineList() = default;
+  LineList(LineList&& other) noexcept
+      : m_First(std::exchange(other.m_First, nullptr)),
+        m_Last(std::exchange(other.m_Last, nullptr)) {}
+  LineList& operator=(LineList&&) = delete;
+  ~LineList() {
+    while (PopFront() != nullptr) {
+    }
+  }
+
+  bool IsEmpty() const { return m_First == nullptr; }
+
+  void PushBack(QueuedLinePtr line) {
+    line->next = nullptr;
+    (m_Last != nullptr ? m_Last->next : m_First) = line.get();
+    m_Last = line.release();
+  }
+
+  QueuedLinePtr PopFront() {
+    QueuedLinePtr line(m_First);
+    if (line != nullptr) {
+      m_First = line->next;
+      m_Last = m_First == nullptr ? nullptr : m_Last;
+    }
+    return line;
+  }
+
+ private:
+  QueuedLine* m_First = nullptr;
+  QueuedLine* m_Last = nullptr;
+};
+
+QueuedLinePtr MakeLine(timespec time, int priority, const char* tag, size_t textSize) {
+  const size_t tagSize = std::strlen(tag);
+  // One more for the zero that vsnprintf puts behind the text.
+  void* const memory = std::malloc(sizeof(QueuedLine) + tagSize + textSize + 1);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  QueuedLinePtr line(new (memory) QueuedLine{nullptr, time, priority, 0, tagSize, textSize});
+  std::memcpy(line->TagBytes(), tag, tagSize);
+  return line;
+}
+
+// A thread that is started meanwhile never runs a handler of the program, and a closed pipe is a
+// failed write in it instead of the end of the process.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &m_Before);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t m_Before;
+};
+
+class Log {
+ public:
+  static Log& Get() {
+    static Log* const log = new Log;
+    return *log;
+  }
+
+  // Returns whether the line was taken.
+  bool Add(QueuedLinePtr line);
+  void Open(const std::filesystem::path& file);
+  void Discard();
+  bool Flush(std::chrono::milliseconds limit);
+  void EndHold();
+
+  // Writes what waits, to standard error if no place was chosen. Bounded.
+  void Finish();
+
+ private:
+  enum class Writer { kAbsent, kBusy, kLingers, kSleeps };
+
+  Log();
+  bool HasWork() const { return !m_Queue.IsEmpty() || m_Lost > 0; }
+  void WakeAndUnlock(std::unique_lock<std::mutex>& lock);
+  void Run();
+  void WriteQueue(std::unique_lock<std::mutex>& lock);
+  void Write(LineList lines, uint64_t lostAfter);
+  void ReportLost(uint64_t count);
+
+  std::mutex m_Mutex;
+  std::condition_variable m_WakeUp;    // of the writer, when it becomes kBusy
+  std::condition_variable m_Progress;  // of threads in Flush
+  LineList m_Queue;
+  uint64_t m_Lost = 0;     // lines lost behind the last one of m_Queue
+  uint64_t m_Printed = 0;  // number of all lines, the lost ones included,
+  uint64_t m_Done = 0;     // and of those that the writer is done with
+  Writer m_Writer = Writer::kAbsent;
+  bool m_IsWriting = false;         // the writer has lines that left the queue
+  std::atomic<size_t> m_Size = 0;   // bytes of the lines in the queue and with the writer
+  std::unique_ptr<LogSink> m_Sink;  // set once, by Open; then the writer's own
+};
+
+std::terminate_handler g_NextTerminateHandler = nullptr;
+
+[[noreturn]] void FinishLogAndTerminate() {
+  Log::Get().Finish();
+  if (g_NextTerminateHandler != nullptr) {
+    g_NextTerminateHandler();
+  }
+  std::abort();
+}
+
+// Runs behind the destructors of all static objects and all handlers of std::atexit.
+__attribute__((destructor)) void FinishLog() { Log::Get().Finish(); }
+
+Log::Log() { g_NextTerminateHandler = std::set_terminate(FinishLogAndTerminate); }
+
+bool Log::Add(QueuedLinePtr line) {
+  std::unique_lock lock(m_Mutex);
+  ++m_Printed;
+  const bool fits = m_Size + line->Size() <= kQueueLimit;
+  if (fits) {
+    line->lostBefore = std::exchange(m_Lost, 0);
+    m_Size += line->Size();
+    m_Queue.PushBack(std::move(line));
+  } else {
+    ++m_Lost;
+  }
+  const bool isUrgent = m_Size > kUrgentSize;
+  if ((m_Writer == Writer::kSleeps && (t_Holds == 0 || isUrgent)) ||
+      (m_Writer == Writer::kLingers && isUrgent)) {
+    WakeAndUnlock(lock);
+  }
+  return fits;
+}
+
+void Log::WakeAndUnlock(std::unique_lock<std::mutex>& lock) {
+  m_Writer = Writer::kBusy;
+  lock.unlock();
+  m_WakeUp.notify_one();
+}
+
+void Log::Open(const std::filesystem::path& file) {
+  const std::lock_guard lock(m_Mutex);
+  if (m_Sink != nullptr) {
+    throw std::logic_error("the log is open already");
+  }
+  std::unique_ptr<LogSink> sink = OpenLogSink(file);
+  const SignalsBlocked signalsBlocked;
+  std::thread writer([this] { Run(); });
+  m_Sink = std::move(sink);
+  m_Writer = Writer::kBusy;
+  pthread_setname_np(writer.native_handle(), "log-writer");
+  writer.detach();
+}
+
+void Log::Discard() {
+  const std::lock_guard lock(m_Mutex);
+  while (const QueuedLinePtr line = m_Queue.PopFront()) {
+    m_Size -= line->Size();
+  }
+  m_Lost = 0;
+  m_Progress.notify_all();
+}
+
+bool Log::Flush(std::chrono::milliseconds limit) {
+  std::unique_lock lock(m_Mutex);
+  if (HasWork() && (m_Writer == Writer::kSleeps || m_Writer == Writer::kLingers)) {
+    WakeAndUnlock(lock);
+    lock.lock();
+  }
+  const uint64_t printed = m_Printed;
+  return m_Progress.wait_for(lock, limit,
+                             [&] { return m_Done >= printed || (!HasWork() && !m_IsWriting); });
+}
+
+void Log::EndHold() {
+  std::unique_lock lock(m_Mutex);
+  if (HasWork() && m_Writer == Writer::kSleeps) {
+    WakeAndUnlock(lock);
+  }
+}
+
+void Log::Finish() {
+  {
+    const std::lock_guard lock(m_Mutex);
+    if (!HasWork() && !m_IsWriting) {
+      return;
+    }
+  }
+  try {
+    Open({});
+  } catch (const std::exception&) {
+    // Open already; or there can be no writer any more, and Flush waits in vain.
+  }
+  Flush(kLastFlushLimit);
+}
+
+void Log::Run() {
+  const auto isWoken = [this] { return m_Writer == Writer::kBusy; };
+  std::chrono::steady_clock::time_point lastWork;
+  std::unique_lock lock(m_Mutex);
+  while (true) {
+    const bool hadWork = HasWork();
+    while (HasWork()) {
+      WriteQueue(lock);
+    }
+    const auto now = std::chrono::steady_clock::now();
+    const bool isNeededAgain = hadWork && now - lastWork < 2 * kLingerTime;
+    lastWork = now;
+    if (isNeededAgain) {
+      m_Writer = Writer::kLingers;
+      m_WakeUp.wait_for(lock, kLingerTime, isWoken);
+      m_Writer = Writer::kBusy;
+    } else {
+      m_Writer = Writer::kSleeps;
+      m_WakeUp.wait(lock, isWoken);
+    }
+  }
+}
+
+// `lock` is open while it writes.
+void Log::WriteQueue(std::unique_lock<std::mutex>& lock) {
+  LineList lines = std::move(m_Queue);
+  const uint64_t lostAfter = std::exchange(m_Lost, 0);
+  const uint64_t printed = m_Printed;
+  m_IsWriting = true;
+  lock.unlock();
+  Write(std::move(lines), lostAfter);
+  lock.lock();
+  m_IsWriting = false;
+  m_Done = printed;
+  m_Progress.notify_all();
+}
+
+void Log::Write(LineList lines, uint64_t lostAfter) {
+  while (const QueuedLinePtr line = lines.PopFront()) {
+    ReportLost(line->lostBefore + m_Sink->TakeLost());
+    m_Sink->Add({line->time, line->priority, line->Tag(), line->TextWithoutLineEnds()}, 1);
+    m_Size -= line->Size();
+  }
+  ReportLost(lostAfter);
+  m_Sink->Commit();
+}
+
+void Log::ReportLost(uint64_t count) {
+  if (count == 0) {
+    return;
+  }
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::string text = "lines lost here: " + std::to_string(count);
+  m_Sink->Add({now, DLOG_WARN, "log", text}, count);
+}
+
+}  // namespace
+
+void OpenLog(const std::filesystem::path& file) { Log::Get().Open(file); }
+
+void DiscardLog() { Log::Get().Discard(); }
+
+bool FlushLog(std::chrono::milliseconds limit) { return Log::Get().Flush(limit); }
+
+LogHold::LogHold() { ++t_Holds; }
+
+LogHold::~LogHold() {
+  if (--t_Holds == 0) {
+    Log::Get().EndHold();
+  }
+}
+
+}  // namespace host
+
+int __dlog_print(log_id_t id, int priority, const char* tag, const char* format, ...) {
+  if (id != LOG_ID_MAIN || tag == nullptr || format == nullptr) {
+    return -1;
+  }
+  const int callersErrno = errno;
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+
+  char ordinary[host::kOrdinaryLineSize];
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = vsnprintf(ordinary, sizeof ordinary, format, arguments);
+  va_end(arguments);
+  host::QueuedLinePtr line =
+      length < 0 ? nullptr : host::MakeLine(now, priority, tag, static_cast<size_t>(length));
+  if (line != nullptr && line->textSize < sizeof ordinary) {
+    std::memcpy(line->TextBytes(), ordinary, line->textSize);
+  } else if (line != nullptr) {
+    va_start(arguments, format);
+    vsnprintf(line->TextBytes(), line->textSize + 1, format, arguments);
+    va_end(arguments);
+  }
+
+  const bool taken = line != nullptr && host::Log::Get().Add(std::move(line));
+  errno = callersErrno;
+  return taken ? length : -1;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "system/log_text.h"
+
+namespace host {
+
+// The place where log lines end up. One thread at a time.
+class LogSink {
+ public:
+  virtual ~LogSink() = default;
+
+  // Takes a line; may wait for the place. `weight` is the number of lines that are lost when
+  // this one cannot be written.
+  virtual void Add(const LogLine& line, uint64_t weight) = 0;
+
+  // Writes what was taken and is not written yet.
+  virtual void Commit() = 0;
+
+  // The number of lines lost since the last call.
+  uint64_t TakeLost() { return std::exchange(m_Lost, 0); }
+
+ protected:
+  uint64_t m_Lost = 0;
+};
+
+// Opens `file`, or what OpenLog says for an empty one. Throws as OpenLog.
+std::unique_ptr<LogSink> OpenLogSink(const std::filesystem::path& file);
+
+}  // namespace host

@@ -1,0 +1,25 @@
+// A set has a directory for each preinstalled application, made when the application is
+// installed. A plain machine installs none, so the directory is made when its path is first
+// asked for; it lies in the one directory in which the service may always write.
+
+#include "platform_path.h"
+
+#include <filesystem>
+
+#include "dlog.h"
+#include "system/environment.h"
+
+std::string ComposePlatformPath(int directory, const char* relative) {
+  if (directory != PLATFORM_DIRECTORY_APP_DATA || relative == nullptr || *relative != '/') {
+    return "";
+  }
+  const std::string path = (host::StateDir() / "app-data").string() + relative;
+  const auto parent = std::filesystem::path(path).parent_path();
+  std::error_code failure;
+  std::filesystem::create_directories(parent, failure);
+  if (failure) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "platform_path", "cannot make the directory %s: %s\n",
+                 parent.c_str(), failure.message().c_str());
+  }
+  return path;
+}

@@ -1,0 +1,149 @@
+// An event's file lies where everybody may write, such as /tmp, and the service may run with
+// more rights than they have. So nothing on the way to it is a symbolic link, and nothing but a
+// regular file is replaced or removed.
+//
+// The events of a run that was killed are known from a list in the run directory, which is
+// written before the file of the event is made.
+
+#include "system/ready_event.h"
+
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "dlog.h"
+#include "lwipc.h"
+#include "system/environment.h"
+#include "system/safe_directory.h"
+
+namespace host {
+namespace {
+
+constexpr char kLogTag[] = "ready_event";
+constexpr char kListName[] = "announced-events";
+constexpr size_t kListLimit = 64 * 1024;
+constexpr size_t kEventFileLimit = 32;
+constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kSharedDirectoryMode = 01777;
+
+// The components of "/a/b", at least one.
+std::vector<std::string> Components(const std::string& event) {
+  if (event.empty() || event.front() != '/' || event.find('\n') != std::string::npos) {
+    throw std::runtime_error("\"" + event + "\" is not an absolute path on one line");
+  }
+  std::vector<std::string> components;
+  std::istringstream rest(event.substr(1));
+  for (std::string component; std::getline(rest, component, '/');) {
+    components.push_back(component);
+  }
+  if (components.empty() || event.back() == '/') {
+    throw std::runtime_error("\"" + event + "\" does not name a file");
+  }
+  return components;
+}
+
+SafeDirectory OpenRunDirectory() {
+  std::filesystem::create_directories(RunDir());
+  return SafeDirectory(RunDir());
+}
+
+// One event per line.
+std::string ReadList(const SafeDirectory& runDirectory) {
+  return runDirectory.ReadFile(kListName, kListLimit).value_or("");
+}
+
+void AddToList(const std::string& event) {
+  const SafeDirectory runDirectory = OpenRunDirectory();
+  const std::string list = ReadList(runDirectory);
+  const std::string entry = event + "\n";
+  if (("\n" + list).find("\n" + entry) == std::string::npos) {
+    runDirectory.ReplaceFile(kListName, list + entry);
+  }
+}
+
+void MakeEventFile(const std::string& event) {
+  const std::vector<std::string> components = Components(event);
+  AddToList(event);
+  SafeDirectory directory(GetEnvironment().root);
+  for (size_t index = 0; index + 1 < components.size(); ++index) {
+    const bool shared = index == 0 && components[index] == "tmp";
+    directory =
+        directory.EnterOrMake(components[index], shared ? kSharedDirectoryMode : kDirectoryMode);
+  }
+  directory.MakeFile(components.back(), std::to_string(getpid()) + "\n");
+}
+
+bool IsEventContent(const std::string& content) {
+  return content.size() > 1 && content.back() == '\n' &&
+         std::all_of(content.begin(), content.end() - 1,
+                     [](unsigned char character) { return std::isdigit(character) != 0; });
+}
+
+void RemoveEventFile(const std::string& event) {
+  const std::vector<std::string> components = Components(event);
+  SafeDirectory directory(GetEnvironment().root);
+  for (size_t index = 0; index + 1 < components.size(); ++index) {
+    directory = directory.Enter(components[index]);
+  }
+  const auto content = directory.ReadFile(components.back(), kEventFileLimit);
+  if (content && !IsEventContent(*content)) {
+    throw std::runtime_error(event + " does not hold the number of a process");
+  }
+  directory.RemoveFile(components.back());
+}
+
+}  // namespace
+
+void WithdrawReadyEvents() {
+  std::error_code ignored;
+  if (!std::filesystem::exists(RunDir(), ignored)) {
+    return;
+  }
+  try {
+    const SafeDirectory runDirectory(RunDir());
+    std::istringstream list(ReadList(runDirectory));
+    for (std::string event; std::getline(list, event);) {
+      try {
+        RemoveEventFile(event);
+      } catch (const std::exception& exception) {
+        __dlog_print(LOG_ID_MAIN, DLOG_WARN, kLogTag, "%s is left as it is: %s\n", event.c_str(),
+                     exception.what());
+      }
+    }
+    runDirectory.RemoveFile(kListName);
+  } catch (const std::exception& exception) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag,
+                 "the events announced before are not known and stay: %s\n", exception.what());
+  }
+}
+
+}  // namespace host
+
+int LwipcEventDone(const char* event) {
+  if (event == nullptr) {
+    return -1;
+  }
+  int result = 0;
+  try {
+    host::MakeEventFile(event);
+  } catch (const std::exception& exception) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, host::kLogTag, "%s cannot be announced: %s\n", event,
+                 exception.what());
+    result = -1;
+  }
+  const int notified = sd_notify(0, "READY=1");
+  if (notified < 0) {
+    __dlog_print(LOG_ID_MAIN, DLOG_WARN, host::kLogTag, "the service manager was not told: %s\n",
+                 std::strerror(-notified));
+  }
+  return result;
+}

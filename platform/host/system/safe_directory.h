@@ -1,0 +1,62 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// Closes what it holds. Negative when it holds nothing.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : m_Fd(fd) {}
+  ~FileDescriptor();
+  FileDescriptor(FileDescriptor&& other) noexcept;
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+  int Get() const { return m_Fd; }
+
+ private:
+  int m_Fd;
+};
+
+// An open directory in which files are made, read and removed without ever following a symbolic
+// link, so that nobody who may write there can lead the service to another place. A name is one
+// component of a path: "", "." and ".." and names with a slash are refused. A failure throws
+// std::runtime_error with the full path and the reason.
+class SafeDirectory {
+ public:
+  // Opens a directory that is trusted: symbolic links on the way to it are followed.
+  explicit SafeDirectory(const std::filesystem::path& trusted);
+
+  // The directory `name` in this one. `EnterOrMake` makes it when it is missing, with exactly
+  // the permissions `mode`.
+  SafeDirectory Enter(const std::string& name) const;
+  SafeDirectory EnterOrMake(const std::string& name, mode_t mode) const;
+
+  // Makes the file `name` anew, readable for all as far as the umask lets it. A regular file of
+  // that name is removed first; anything else there is left alone, and that is a failure.
+  void MakeFile(const std::string& name, std::string_view content) const;
+
+  // As MakeFile, but there is no moment without the whole of the old or the new content.
+  void ReplaceFile(const std::string& name, std::string_view content) const;
+
+  // The content of the regular file `name`; nothing when it is missing. More than `limit` bytes
+  // are a failure.
+  std::optional<std::string> ReadFile(const std::string& name, size_t limit) const;
+
+  // Removes a file, or a link itself. That it is missing is no failure.
+  void RemoveFile(const std::string& name) const;
+
+ private:
+  SafeDirectory(FileDescriptor fd, std::filesystem::path path);
+  std::filesystem::path PathOf(const std::string& name) const;
+  bool HasEntry(const std::string& name, mode_t type) const;
+
+  FileDescriptor m_Fd;
+  std::filesystem::path m_Path;  // for messages only
+};
+
+}  // namespace host

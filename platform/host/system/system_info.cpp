@@ -1,0 +1,110 @@
+#include "system_info.h"
+
+#include <json/json.h>
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <variant>
+
+#include "dlog.h"
+#include "system/environment.h"
+#include "system/feature_error.h"
+
+namespace host {
+namespace {
+
+using Features = std::map<std::string, std::variant<bool, int>, std::less<>>;
+
+Json::Value ReadJson(const std::filesystem::path& file) {
+  if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
+    throw std::runtime_error("it is not a regular file");
+  }
+  std::ifstream stream(file);
+  if (!stream) {
+    throw std::system_error(errno, std::generic_category());
+  }
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  Json::Value json;
+  std::string errors;
+  if (!Json::parseFromStream(builder, stream, &json, &errors)) {
+    throw std::runtime_error(errors);
+  }
+  return json;
+}
+
+Features ParseFeatures(const Json::Value& model) {
+  if (!model.isObject() || !model["features"].isObject()) {
+    throw std::runtime_error("it has no object \"features\"");
+  }
+  Features features;
+  const Json::Value& members = model["features"];
+  for (auto member = members.begin(); member != members.end(); ++member) {
+    // A real number such as 2.0 also counts as an int for the library; here it does not.
+    if (member->isBool()) {
+      features[member.name()] = member->asBool();
+    } else if (member->type() != Json::realValue && member->isInt()) {
+      features[member.name()] = member->asInt();
+    } else {
+      throw std::runtime_error("feature \"" + member.name() +
+                               "\" is neither true or false nor an integer of 32 bits");
+    }
+  }
+  return features;
+}
+
+std::optional<Features> ReadModel() {
+  const std::filesystem::path file = GetEnvironment().modelFile;
+  try {
+    return ParseFeatures(ReadJson(file));
+  } catch (const std::exception& exception) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "system_info",
+                 "the model file %s cannot be used, so the model has no features: %s\n",
+                 file.c_str(), exception.what());
+    return std::nullopt;
+  }
+}
+
+const std::optional<Features>& Model() {
+  static const std::optional<Features> features = ReadModel();
+  return features;
+}
+
+template <typename Type>
+int GetFeature(const char* key, Type* value) {
+  if (key == nullptr || value == nullptr) {
+    return FEATURE_ERROR_INVALID_ARGUMENT;
+  }
+  const std::optional<Features>& features = Model();
+  if (!features) {
+    return FEATURE_ERROR_NO_MODEL;
+  }
+  const auto feature = features->find(key);
+  if (feature == features->end()) {
+    return FEATURE_ERROR_NO_SUCH_FEATURE;
+  }
+  const Type* found = std::get_if<Type>(&feature->second);
+  if (found == nullptr) {
+    return FEATURE_ERROR_OTHER_TYPE;
+  }
+  *value = *found;
+  return FEATURE_ERROR_NONE;
+}
+
+}  // namespace
+}  // namespace host
+
+int system_info_get_custom_bool(const char* key, bool* value) {
+  return host::GetFeature(key, value);
+}
+
+int system_info_get_custom_int(const char* key, int* value) { return host::GetFeature(key, value); }

@@ -1,0 +1,56 @@
+#include "system/environment.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "probe.h"
+#include "support/temp_directory.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string> EnvironmentFor(const support::Variables& variables) {
+  return Lines(support::RunCommand(ProbeCommand(SYSTEM_PROBE, {"environment"}, variables)).out);
+}
+
+TEST(Environment, IsThatOfTheMachineByDefault) {
+  const std::string dataDir = std::filesystem::path(MODEL_DIR).parent_path();
+  EXPECT_THAT(EnvironmentFor({}),
+              ElementsAre("root /", "model " + dataDir + "/models/full.json", "data " + dataDir,
+                          "state /var/lib/settings-service", "run /run/settings-service"));
+}
+
+TEST(Environment, VariablesSayWhereASetLives) {
+  EXPECT_THAT(
+      EnvironmentFor(
+          {{"SETTINGS_ROOT", "/r"}, {"SETTINGS_DATA_DIR", "/d"}, {"SETTINGS_MODEL", "/m.json"}}),
+      ElementsAre("root /r", "model /m.json", "data /d", "state /r/var/lib/settings-service",
+                  "run /r/run/settings-service"));
+}
+
+TEST(Environment, TheModelIsFullInAnyDataDirectory) {
+  EXPECT_THAT(EnvironmentFor({{"SETTINGS_DATA_DIR", "/d"}}),
+              testing::Contains("model /d/models/full.json"));
+}
+
+TEST(Environment, ARelativeRootBecomesAbsolute) {
+  const std::string here = std::filesystem::current_path();
+  EXPECT_THAT(EnvironmentFor({{"SETTINGS_ROOT", "set"}}),
+              testing::Contains("root " + here + "/set"));
+}
+
+TEST(Environment, AnEmptyVariableCountsAsMissing) {
+  EXPECT_THAT(EnvironmentFor({{"SETTINGS_ROOT", ""}}), testing::Contains("root /"));
+}
+
+TEST(Environment, TheProgramsChoiceCountsMoreThanTheVariables) {
+  host::SetEnvironment({"/chosen", "/chosen/model", "/chosen/data"});
+  EXPECT_EQ(host::GetEnvironment().root, "/chosen");
+  EXPECT_EQ(host::StateDir(), "/chosen/var/lib/settings-service");
+  EXPECT_EQ(host::RunDir(), "/chosen/run/settings-service");
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+#include "support/private_bus.h"
+
+#include <signal.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "support/temp_directory.h"
+
+namespace support {
+
+PrivateBus::PrivateBus(const std::filesystem::path& directory) {
+  Start(directory, SETTINGS_BUS_CONFIGURATION);
+}
+
+PrivateBus::PrivateBus(const std::filesystem::path& directory,
+                       const std::vector<std::filesystem::path>& serviceDirectories) {
+  const std::filesystem::path configuration = directory / "bus.conf";
+  std::ofstream stream(configuration);
+  stream << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+            "<busconfig>\n<include>" SETTINGS_BUS_CONFIGURATION "</include>\n";
+  for (const std::filesystem::path& services : serviceDirectories) {
+    stream << "<servicedir>" << services.string() << "</servicedir>\n";
+  }
+  stream << "</busconfig>\n";
+  stream.close();
+  Start(directory, configuration);
+}
+
+void PrivateBus::End() {
+  m_Daemon->Signal(SIGTERM);
+  m_Daemon->Wait();
+}
+
+void PrivateBus::Start(const std::filesystem::path& directory,
+                       const std::filesystem::path& configuration) {
+  m_Address = "unix:path=" + (directory / "bus").string();
+  const std::filesystem::path log = directory / "bus.log";
+  const std::filesystem::path printed = directory / "bus.address";
+  std::filesystem::remove(printed);
+  m_Daemon = std::make_unique<Process>(
+      std::vector<std::string>{"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+                               "--config-file=" + configuration.string(), "--address=" + m_Address},
+      Variables{}, Files{"/dev/null", printed, log});
+  // The bus prints its address when it can be connected to.
+  const bool up = WaitUntil([&] { return !ReadFile(printed).empty() || !m_Daemon->Running(); });
+  if (!up || !m_Daemon->Running()) {
+    throw std::runtime_error("the bus did not start: " + ReadFile(log));
+  }
+}
+
+}  // namespace support
