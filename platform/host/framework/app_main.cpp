@@ -1,0 +1,117 @@
+#include "nuvra/app_main.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+
+#include "dlog.h"
+#include "framework/bus_pump.h"
+#include "framework/command_line.h"
+#include "framework/exception_border.h"
+#include "framework/main_loop.h"
+#include "framework/process_signals.h"
+#include "framework/service_bus.h"
+#include "framework/service_object.h"
+#include "system/environment.h"
+#include "system/log.h"
+#include "system/ready_event.h"
+
+namespace host {
+namespace {
+
+constexpr int kFailure = 1;
+constexpr std::chrono::seconds kLogPatience{2};
+
+// Not used for anything, but read by leak checkers: the caller keeps the service until the
+// process ends and never deletes it.
+[[gnu::used]] Nuvra::TCDaemonService* g_Service = nullptr;
+
+bool Create(Nuvra::TCDaemonService& service) {
+  bool created = false;
+  return Contain("t_OnPrepare", [&] { service.t_OnPrepare(); }) &&
+         Contain("t_OnCreate", [&] { created = service.t_OnCreate(); }) && created;
+}
+
+int Serve(MainLoop& loop, sd_bus* bus) {
+  int exitStatus = 0;
+  const BusPump pump(bus, [&](int error) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "the connection to the bus is lost: %s\n",
+                 std::strerror(-error));
+    exitStatus = kFailure;
+    loop.Quit();
+  });
+  loop.Run();
+  return exitStatus;
+}
+
+int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
+  MainLoop loop;
+  ServiceBus bus(line.bus);
+  // Whoever sees the name finds the object.
+  const ServiceObject object(bus.Get(), service);
+  const std::string name = ServiceBusName(service.ServiceName());
+  bus.TakeName(name);
+
+  WithdrawReadyEvents();
+  int exitStatus = kFailure;
+  if (Create(service)) {
+    exitStatus = Serve(loop, bus.Get());
+    Contain("t_OnTerminate", [&] { service.t_OnTerminate(); });
+  }
+  // Only the owner of the name may touch the events.
+  WithdrawReadyEvents();
+  bus.ReleaseName(name);
+  FlushLog(kLogPatience);
+  return exitStatus;
+}
+
+int Tell(const char* program, const std::exception& failure, int exitStatus) {
+  std::fprintf(stderr, "%s: %s\n", std::filesystem::path(program).filename().c_str(),
+               failure.what());
+  return exitStatus;
+}
+
+// Runs the service under an open log.
+int RunLogged(const char* program, const CommandLine& line, Nuvra::TCDaemonService& service) {
+  int exitStatus = kFailure;
+  try {
+    exitStatus = Run(line, service);
+  } catch (const StartFailure& failure) {
+    FlushLog(kLogPatience);
+    exitStatus = Tell(program, failure, failure.ExitStatus());
+  }
+  return exitStatus;
+}
+
+int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
+  // An end half way through the start would end nothing in order: until the main loop takes over
+  // the signals, they wait.
+  BlockEndSignals();
+  try {
+    const CommandLine line = ReadCommandLine(argc, argv);
+    SetEnvironment(line.environment);
+    OpenLog(line.logFile);
+    return RunLogged(argv[0], line, service);
+  } catch (const CommandLineEnd& end) {
+    // What was asked for is the text that is printed, not a log around it.
+    DiscardLog();
+    return end.exitStatus;
+  } catch (const std::exception& failure) {
+    DiscardLog();
+    return Tell(argv[0], failure, kFailure);
+  }
+}
+
+}  // namespace
+}  // namespace host
+
+namespace Nuvra {
+
+int AppMain(int argc, char** argv, TCDaemonService* service) {
+  host::g_Service = service;
+  return host::Main(argc, argv, *service);
+}
+
+}  // namespace Nuvra

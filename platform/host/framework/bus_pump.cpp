@@ -1,0 +1,169 @@
+// The pump works inside of the call in which the main loop sleeps. Ecore lets that call be
+// replaced, and so the connection is watched beside Ecore's own descriptors, and what arrives is
+// served before Ecore has found out why it woke up. The way through a descriptor handler of Ecore
+// costs a request a twentieth of its time.
+//
+// The place suits for another reason. What sd-bus wants to be woken for changes with every call
+// made on it, also with calls made outside of the pump: a signal that did not fit into the socket
+// waits for room, a call that waited for its answer may leave other messages behind that nobody
+// has dispatched, and no event on the socket tells of those. So sd-bus is asked again each time
+// the main loop is about to sleep.
+
+#include "framework/bus_pump.h"
+
+#include <Ecore.h>
+#include <poll.h>
+#include <sys/select.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+#include "framework/exception_border.h"
+#include "system/log.h"
+
+namespace host {
+namespace {
+
+// A flood of messages must not keep timers and other descriptors waiting.
+constexpr int kMessagesAtOnce = 8;
+
+constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+constexpr std::uint64_t kNever = UINT64_MAX;
+
+std::uint64_t Microseconds(const timeval& time) {
+  return static_cast<std::uint64_t>(time.tv_sec) * kMicrosecondsPerSecond + time.tv_usec;
+}
+
+timeval TimeOf(std::uint64_t microseconds) {
+  return {static_cast<time_t>(microseconds / kMicrosecondsPerSecond),
+          static_cast<suseconds_t>(microseconds % kMicrosecondsPerSecond)};
+}
+
+// Of the clock that sd-bus uses.
+std::uint64_t Now() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * kMicrosecondsPerSecond + now.tv_nsec / 1'000;
+}
+
+// What sd-bus waits for.
+struct Wish {
+  int fd = -1;
+  int events = 0;
+  std::uint64_t due = kNever;  // when it wants to be called in any case, by Now
+};
+
+// Returns a negative errno when the connection is lost.
+int AskWish(sd_bus* bus, Wish& wish) {
+  wish.fd = sd_bus_get_fd(bus);
+  if (wish.fd < 0) {
+    return wish.fd;
+  }
+  wish.events = sd_bus_get_events(bus);
+  if (wish.events < 0) {
+    return wish.events;
+  }
+  const int result = sd_bus_get_timeout(bus, &wish.due);
+  return result < 0 ? result : 0;
+}
+
+// Whether `fd` is in the set, which does not contain it afterwards.
+bool Take(int fd, fd_set* set) {
+  const bool contained = FD_ISSET(fd, set) != 0;
+  FD_CLR(fd, set);
+  return contained;
+}
+
+}  // namespace
+
+struct BusPump::Impl {
+  Impl(sd_bus* connection, std::function<void(int error)> lost)
+      : bus(sd_bus_ref(connection)), onLost(std::move(lost)) {
+    current = this;
+    ecore_main_loop_select_func_set(Select);
+  }
+
+  ~Impl() {
+    ecore_main_loop_select_func_set(sleep);
+    current = nullptr;
+    sd_bus_unref(bus);
+  }
+
+  static int Select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
+    return current->SelectWithBus(count, read, write, error, limit);
+  }
+
+  int SelectWithBus(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
+    Wish wish;
+    // A main loop inside of a request's handler serves everything else.
+    if (!serves || dispatching) {
+      return sleep(count, read, write, error, limit);
+    }
+    if (const int result = AskWish(bus, wish); result < 0) {
+      Lose(result);
+      timeval noTime{};
+      return sleep(count, read, write, error, &noTime);
+    }
+    if ((wish.events & POLLIN) != 0) {
+      FD_SET(wish.fd, read);
+    }
+    if ((wish.events & POLLOUT) != 0) {
+      FD_SET(wish.fd, write);
+    }
+    timeval untilDue;
+    if (wish.due != kNever) {
+      const std::uint64_t now = Now();
+      const std::uint64_t left = wish.due - std::min(wish.due, now);
+      untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
+      limit = &untilDue;
+    }
+    int ready = sleep(std::max(count, wish.fd + 1), read, write, error, limit);
+    if (ready < 0) {
+      return ready;
+    }
+    const int own = Take(wish.fd, read) + Take(wish.fd, write);
+    if (own > 0 || (wish.due != kNever && wish.due <= Now())) {
+      Dispatch();
+    }
+    return ready - own;
+  }
+
+  void Dispatch() {
+    // The way from a request to its reply pays for no wake-up of the log.
+    const LogHold hold;
+    dispatching = true;
+    for (int count = 0; serves && count < kMessagesAtOnce; ++count) {
+      const int result = sd_bus_process(bus, nullptr);
+      if (result < 0) {
+        Lose(result);
+      }
+      if (result <= 0) {
+        break;
+      }
+    }
+    dispatching = false;
+  }
+
+  void Lose(int error) {
+    serves = false;
+    Contain("the handler of a lost connection", [&] { onLost(error); });
+  }
+
+  static inline Impl* current = nullptr;
+
+  sd_bus* const bus;
+  const std::function<void(int error)> onLost;
+  const Ecore_Select_Function sleep = ecore_main_loop_select_func_get();
+  bool serves = true;
+  bool dispatching = false;
+};
+
+BusPump::BusPump(sd_bus* bus, std::function<void(int error)> onLost)
+    : m_Impl(std::make_unique<Impl>(bus, std::move(onLost))) {}
+
+BusPump::~BusPump() = default;
+
+}  // namespace host

@@ -1,0 +1,59 @@
+#include "framework/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+namespace host {
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+constexpr char kFooter[] =
+    "Environment variables:\n"
+    "  SETTINGS_ROOT               root directory of the set, unless --root is given\n"
+    "  SETTINGS_MODEL              the model's features, unless --model is given\n"
+    "  SETTINGS_DATA_DIR           catalogue, models and translations\n"
+    "  DBUS_SESSION_BUS_ADDRESS    the session bus\n"
+    "\n"
+    "Exit status: 0 ended by a signal, 1 failed, 2 wrong usage, 5 the service runs already,\n"
+    "8 no bus.";
+
+std::string CheckBus(const std::string& bus) {
+  const bool valid = bus == "session" || bus == "system" || bus.find(':') != std::string::npos;
+  return valid ? "" : "\"" + bus + "\" is neither session nor system nor the address of a bus";
+}
+
+std::string ProgramName(const char* path) { return std::filesystem::path(path).filename(); }
+
+}  // namespace
+
+CommandLine ReadCommandLine(int argc, const char* const* argv) {
+  CommandLine line;
+  line.environment = EnvironmentFromVariables();
+  const std::string program = ProgramName(argv[0]);
+
+  CLI::App app(
+      "Serves the settings of a television on a message bus until it is ended by SIGTERM "
+      "or SIGINT.",
+      program);
+  app.set_version_flag("--version", program + " " SETTINGS_VERSION, "Print the version and end");
+  app.set_help_flag("--help", "Print this and end");
+  app.add_option("--bus", line.bus, "The bus to serve on: session, system or an address")
+      ->type_name("BUS")
+      ->check(CheckBus)
+      ->capture_default_str();
+  app.add_option("--root", line.environment.root, "Root directory of the set")->type_name("DIR");
+  app.add_option("--model", line.environment.modelFile, "The model's features")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile);
+  app.add_option("--log", line.logFile, "Append the log to this file")->type_name("FILE");
+  app.footer(kFooter);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& end) {
+    throw CommandLineEnd{app.exit(end) == 0 ? 0 : kWrongUsage};
+  }
+  line.environment.root = std::filesystem::absolute(line.environment.root);
+  return line;
+}
+
+}  // namespace host

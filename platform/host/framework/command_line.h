@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "system/environment.h"
+
+namespace host {
+
+// What the command line of a service says.
+struct CommandLine {
+  Environment environment;
+  std::string bus = "session";    // "session", "system" or the address of a bus
+  std::filesystem::path logFile;  // empty: the log's own choice
+};
+
+// Thrown when the command line asks for nothing but a text, or is wrong; the text is printed
+// already.
+struct CommandLineEnd {
+  int exitStatus;
+};
+
+// Options that are not given have the values that the environment variables say.
+CommandLine ReadCommandLine(int argc, const char* const* argv);
+
+}  // namespace host

@@ -1,0 +1,44 @@
+#include "framework/exception_border.h"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <typeinfo>
+
+#include "dlog.h"
+#include "framework/utf8.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kMaxTextSize = 1024;
+
+std::string CurrentExceptionType() {
+  const std::type_info* type = abi::__cxa_current_exception_type();
+  if (type == nullptr) {
+    return "unknown type";
+  }
+  const std::unique_ptr<char, decltype(&std::free)> name(
+      abi::__cxa_demangle(type->name(), nullptr, nullptr, nullptr), std::free);
+  return std::string("type ") + (name != nullptr ? name.get() : type->name());
+}
+
+}  // namespace
+
+std::string CurrentExceptionText() {
+  try {
+    throw;
+  } catch (const std::exception& exception) {
+    return OneLine(exception.what(), kMaxTextSize);
+  } catch (...) {
+    return OneLine("an exception of " + CurrentExceptionType(), kMaxTextSize);
+  }
+}
+
+void LogException(const char* what, const std::string& text) {
+  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "an exception left %s: %s\n", what, text.c_str());
+}
+
+}  // namespace host

@@ -1,0 +1,134 @@
+// SIGTERM and SIGINT stay blocked all the time and are read from a file descriptor, so that they
+// interrupt nothing: no call that waits, neither here nor in a thread that is started later. But
+// Ecore takes over all signals when it starts, and unblocks them one step before it can keep
+// one. What comes just then is lost, and with it perhaps the only wish that the process end; but
+// Ecore notices and reports it. So an end is asked for by a signal that waits before Ecore starts,
+// one that Ecore reports as lost, one that it kept, and one that comes later.
+
+#include "framework/main_loop.h"
+
+#include <Ecore.h>
+#include <unistd.h>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "framework/efl_log.h"
+#include "framework/exception_border.h"
+#include "framework/process_signals.h"
+
+namespace host {
+namespace {
+
+unsigned g_EndedMainLoops = 0;
+
+int InitEcore() {
+  // A module would look for a power daemon on the system bus and print that there is none.
+  ecore_app_no_system_modules();
+  return ecore_init();
+}
+
+}  // namespace
+
+struct MainLoop::Impl {
+  static Eina_Bool OnSignalOfEcore(void* self, int, void*) {
+    static_cast<Impl*>(self)->Quit();
+    return ECORE_CALLBACK_DONE;
+  }
+
+  void Quit() {
+    quit = true;
+    ecore_main_loop_quit();
+  }
+
+  const SignalKeeper keeper;  // the last to go
+  Ecore_Event_Handler* signalsOfEcore = nullptr;
+  int endSignals = -1;
+  std::optional<FdWatch> endSignalWatch;
+  bool quit = false;
+};
+
+MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
+  BlockEndSignals();
+  m_Impl->quit = TakeWaitingEndSignal();
+  // Eina forgets who takes its log when it starts; so it starts first.
+  eina_init();
+  TakeEflLog();
+  TakeLostSignal();
+  const bool started = InitEcore() > 0;
+  eina_shutdown();
+  if (!started) {
+    throw std::runtime_error("Ecore cannot be started");
+  }
+  m_Impl->signalsOfEcore =
+      ecore_event_handler_add(ECORE_EVENT_SIGNAL_EXIT, Impl::OnSignalOfEcore, m_Impl.get());
+  BlockEndSignals();
+  m_Impl->quit = m_Impl->quit || TakeLostSignal();
+  m_Impl->endSignals = OpenEndSignals();
+  m_Impl->endSignalWatch.emplace(m_Impl->endSignals, [this] {
+    TakeWaitingEndSignal();
+    Quit();
+  });
+}
+
+MainLoop::~MainLoop() {
+  m_Impl->endSignalWatch.reset();
+  close(m_Impl->endSignals);
+  ecore_event_handler_del(m_Impl->signalsOfEcore);
+  ++g_EndedMainLoops;
+  while (ecore_shutdown() > 0) {
+  }
+}
+
+void MainLoop::Run() {
+  if (!m_Impl->quit) {
+    ecore_main_loop_begin();
+  }
+}
+
+void MainLoop::Quit() { m_Impl->Quit(); }
+
+bool MainLoopExists() {
+  const SignalKeeper signals;
+  // Ecore tells how often it was initialised in no other way.
+  const bool exists = InitEcore() > 1;
+  ecore_shutdown();
+  return exists;
+}
+
+unsigned EndedMainLoops() { return g_EndedMainLoops; }
+
+struct FdWatch::Impl {
+  static Eina_Bool OnReadable(void* self, Ecore_Fd_Handler*) {
+    // Kept beyond the call: the watch may be destroyed in it.
+    const auto onReadable = static_cast<Impl*>(self)->onReadable;
+    Contain("the handler of a file descriptor", *onReadable);
+    return ECORE_CALLBACK_RENEW;
+  }
+
+  std::shared_ptr<const std::function<void()>> onReadable;
+  Ecore_Fd_Handler* handler = nullptr;
+  unsigned endedMainLoops = EndedMainLoops();
+};
+
+FdWatch::FdWatch(int fd, std::function<void()> onReadable) : m_Impl(std::make_unique<Impl>()) {
+  if (!MainLoopExists()) {
+    throw std::runtime_error("there is no main loop to watch a file descriptor");
+  }
+  m_Impl->onReadable = std::make_shared<const std::function<void()>>(std::move(onReadable));
+  m_Impl->handler = ecore_main_fd_handler_add(fd, ECORE_FD_READ, Impl::OnReadable, m_Impl.get(),
+                                              nullptr, nullptr);
+  if (m_Impl->handler == nullptr) {
+    throw std::runtime_error("file descriptor " + std::to_string(fd) + " cannot be watched");
+  }
+}
+
+FdWatch::~FdWatch() {
+  if (m_Impl->endedMainLoops == EndedMainLoops()) {
+    ecore_main_fd_handler_del(m_Impl->handler);
+  }
+}
+
+}  // namespace host

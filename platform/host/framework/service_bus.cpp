@@ -1,0 +1,131 @@
+#include "framework/service_bus.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "dlog.h"
+#include "framework/bus_address.h"
+
+namespace host {
+namespace {
+
+constexpr int kNameTaken = 5;
+constexpr int kNoBus = 8;
+
+constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 2'000'000;
+
+sd_bus* g_Current = nullptr;
+
+std::string Describe(const std::string& choice) {
+  return choice == "session" || choice == "system" ? "the " + choice + " bus"
+                                                   : "the bus at " + choice;
+}
+
+}  // namespace
+
+ServiceBus::ServiceBus(const std::string& choice) : m_Description(Describe(choice)) {
+  try {
+    Connect(choice);
+  } catch (...) {
+    sd_bus_close_unref(m_Bus);
+    throw;
+  }
+  g_Current = m_Bus;
+}
+
+ServiceBus::~ServiceBus() {
+  g_Current = nullptr;
+  sd_bus_close_unref(m_Bus);
+}
+
+void ServiceBus::Connect(const std::string& choice) {
+  int result = 0;
+  if (choice == "session") {
+    result = sd_bus_open_user(&m_Bus);
+  } else if (choice == "system") {
+    result = sd_bus_open_system(&m_Bus);
+  } else {
+    result = sd_bus_new(&m_Bus);
+    if (result >= 0) {
+      result = sd_bus_set_address(m_Bus, choice.c_str());
+    }
+    if (result >= 0) {
+      result = sd_bus_set_bus_client(m_Bus, true);
+    }
+    if (result >= 0) {
+      result = sd_bus_start(m_Bus);
+    }
+  }
+  // A connection that is made is not yet one that the bus has admitted.
+  const char* uniqueName = nullptr;
+  if (result >= 0) {
+    result = sd_bus_get_unique_name(m_Bus, &uniqueName);
+  }
+  const char* address = nullptr;
+  if (result >= 0) {
+    result = sd_bus_get_address(m_Bus, &address);
+  }
+  if (result < 0) {
+    FailConnecting(result);
+  }
+  SetBusAddress(address);
+}
+
+void ServiceBus::FailConnecting(int error) const {
+  if (error == -ENOMEDIUM) {
+    throw StartFailure(kNoBus,
+                       "there is no session bus: DBUS_SESSION_BUS_ADDRESS is not set; start the "
+                       "service in a session, or name another bus with --bus");
+  }
+  throw StartFailure(kNoBus, m_Description + " cannot be reached: " + std::strerror(-error) +
+                                 "; start it, or name another with --bus");
+}
+
+void ServiceBus::TakeName(const std::string& name) {
+  const int result = sd_bus_request_name(m_Bus, name.c_str(), 0);
+  if (result >= 0) {
+    return;
+  }
+  if (result == -EEXIST) {
+    throw StartFailure(kNameTaken, "the name " + name + " on " + m_Description + " is taken" +
+                                       OwnerOf(name) +
+                                       "; end that service first, or use another bus with --bus");
+  }
+  if (result == -EACCES || result == -EPERM) {
+    throw StartFailure(kNoBus, m_Description + " does not allow this user to own the name " + name +
+                                   "; install the service's bus policy");
+  }
+  throw StartFailure(
+      kNoBus, m_Description + " does not give the name " + name + ": " + std::strerror(-result));
+}
+
+std::string ServiceBus::OwnerOf(const std::string& name) const {
+  sd_bus_creds* creds = nullptr;
+  pid_t pid = 0;
+  std::string owner;
+  if (sd_bus_get_name_creds(m_Bus, name.c_str(), SD_BUS_CREDS_PID, &creds) >= 0 &&
+      sd_bus_creds_get_pid(creds, &pid) >= 0) {
+    owner = " by process " + std::to_string(pid);
+  }
+  sd_bus_creds_unref(creds);
+  return owner;
+}
+
+void ServiceBus::ReleaseName(const std::string& name) {
+  if (sd_bus_is_open(m_Bus) <= 0) {
+    return;
+  }
+  // The bus answers in order: its answer also says that it has taken all that was sent before.
+  sd_bus_set_method_call_timeout(m_Bus, kReleaseTimeoutInMicroseconds);
+  const int result = sd_bus_release_name(m_Bus, name.c_str());
+  if (result < 0) {
+    __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s was not given back: %s\n",
+                 name.c_str(), std::strerror(-result));
+  }
+}
+
+sd_bus* ServiceBus::Current() { return g_Current; }
+
+}  // namespace host

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace host {
+
+// Why a service does not start: what to tell whoever started it, in one line, and the exit
+// status of the process.
+class StartFailure : public std::runtime_error {
+ public:
+  StartFailure(int exitStatus, const std::string& text)
+      : std::runtime_error(text), m_ExitStatus(exitStatus) {}
+  int ExitStatus() const { return m_ExitStatus; }
+
+ private:
+  int m_ExitStatus;
+};
+
+// The connection of this process's service to its bus. One at a time. Main-loop thread only.
+class ServiceBus {
+ public:
+  // Connects to `choice`: "session", "system" or the address of a bus. Throws StartFailure.
+  explicit ServiceBus(const std::string& choice);
+
+  // Sends nothing that still waits.
+  ~ServiceBus();
+  ServiceBus(const ServiceBus&) = delete;
+  ServiceBus& operator=(const ServiceBus&) = delete;
+
+  sd_bus* Get() const { return m_Bus; }
+
+  // Takes the well-known name, from nobody and without waiting for it. Throws StartFailure.
+  void TakeName(const std::string& name);
+
+  // Gives the name back. Waits until the bus has taken everything that was sent before, at most
+  // two seconds. Does nothing when the connection is lost.
+  void ReleaseName(const std::string& name);
+
+  // The connection of the service that runs; null when there is none.
+  static sd_bus* Current();
+
+ private:
+  void Connect(const std::string& choice);
+  [[noreturn]] void FailConnecting(int error) const;
+  std::string OwnerOf(const std::string& name) const;
+
+  const std::string m_Description;  // "the session bus"
+  sd_bus* m_Bus = nullptr;
+};
+
+}  // namespace host

@@ -1,0 +1,100 @@
+#include "framework/service_object.h"
+
+#include <cstring>
+#include <system_error>
+
+#include "dlog.h"
+#include "framework/exception_border.h"
+#include "framework/message_text.h"
+
+namespace host {
+namespace {
+
+constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
+constexpr char kFailed[] = "org.nuvra.Error.Failed";
+
+// Sends the reply. Returns a negative errno when the bus does not take it.
+int SendReply(sd_bus_message* request, const Nuvra::TCMessage& reply) {
+  sd_bus_message* answer = nullptr;
+  int result = sd_bus_message_new_method_return(request, &answer);
+  if (result >= 0) {
+    result = sd_bus_message_append(answer, "is", reply.type, WriteBody(reply.body).c_str());
+  }
+  if (result >= 0) {
+    result = sd_bus_send(nullptr, answer, nullptr);
+  }
+  sd_bus_message_unref(answer);
+  return result;
+}
+
+int Serve(Nuvra::TCDaemonService& service, sd_bus_message* message, sd_bus_error* error) {
+  Nuvra::TCMessage request;
+  const char* text = nullptr;
+  if (sd_bus_message_read(message, "is", &request.type, &text) < 0) {
+    return sd_bus_error_set(error, kInvalidMessage, "the message is damaged or not UTF-8");
+  }
+  std::string fault;
+  if (!ParseBody({text, strnlen(text, kMaxBodySize + 1)}, request.body, fault)) {
+    return sd_bus_error_set(error, kInvalidMessage, fault.c_str());
+  }
+  const char* const sender = sd_bus_message_get_sender(message);
+  Nuvra::TCMessage reply;
+  if (!service.IfMessageReceived(sender != nullptr ? sender : "", &request, &reply, "")) {
+    return sd_bus_error_set(error, kFailed, "the service refused the request");
+  }
+  if (sd_bus_message_get_expect_reply(message) > 0) {
+    const int result = SendReply(message, reply);
+    if (result < 0) {
+      __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "a reply could not be sent: %s\n",
+                   std::strerror(-result));
+      return sd_bus_error_setf(error, kFailed, "the reply cannot be sent: %s",
+                               std::strerror(-result));
+    }
+  }
+  return 1;
+}
+
+// No exception may pass through the C code that calls this.
+int OnRequest(sd_bus_message* message, void* service, sd_bus_error* error) {
+  try {
+    return Serve(*static_cast<Nuvra::TCDaemonService*>(service), message, error);
+  } catch (...) {
+    const std::string text = CurrentExceptionText();
+    LogException("a request", text);
+    return sd_bus_error_set(error, kFailed, text.c_str());
+  }
+}
+
+constexpr sd_bus_vtable kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    // Who may call is the business of the bus's own rules.
+    SD_BUS_METHOD_WITH_NAMES("Request", "is", SD_BUS_PARAM(type) SD_BUS_PARAM(body), "is",
+                             SD_BUS_PARAM(type) SD_BUS_PARAM(body), OnRequest,
+                             SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Signal", "sis",
+                             SD_BUS_PARAM(name) SD_BUS_PARAM(type) SD_BUS_PARAM(body), 0),
+    SD_BUS_VTABLE_END,
+};
+
+}  // namespace
+
+std::string ServiceBusName(const std::string& serviceName) {
+  return "org.nuvra.service." + serviceName;
+}
+
+std::string ServiceObjectPath(const std::string& serviceName) {
+  return "/org/nuvra/service/" + serviceName;
+}
+
+ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service) {
+  const std::string path = ServiceObjectPath(service.ServiceName());
+  const int result =
+      sd_bus_add_object_vtable(bus, &m_Slot, path.c_str(), kServiceInterface, kVtable, &service);
+  if (result < 0) {
+    throw std::system_error(-result, std::generic_category(), "cannot register " + path);
+  }
+}
+
+ServiceObject::~ServiceObject() { sd_bus_slot_unref(m_Slot); }
+
+}  // namespace host

@@ -1,0 +1,381 @@
+#include "framework/message_text.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include "nuvra/message.h"
+
+namespace {
+
+using namespace std::string_literals;
+using host::kMaxBodyDepth;
+using host::kMaxBodySize;
+using host::ParseBody;
+using host::WriteBody;
+using testing::HasSubstr;
+
+// What is wrong with the text; empty when nothing is.
+std::string Fault(const std::string& text) {
+  Json::Value body = "untouched";
+  std::string error;
+  const bool parsed = ParseBody(text, body, error);
+  if (!parsed) {
+    EXPECT_EQ(body, Json::Value("untouched"));
+    EXPECT_NE(error, "");
+    EXPECT_LE(error.size(), 1024u);
+    EXPECT_EQ(error.find('\n'), std::string::npos);
+  }
+  return error;
+}
+
+Json::Value Parsed(const std::string& text) {
+  Json::Value body;
+  std::string error;
+  EXPECT_TRUE(ParseBody(text, body, error)) << text << ": " << error;
+  return body;
+}
+
+// A body with `levels` objects and arrays in each other.
+std::string Nested(int levels) {
+  return R"({"a":)" + std::string(levels - 1, '[') + "1" + std::string(levels - 1, ']') + "}";
+}
+
+TEST(ReadingABody, GivesTheObject) {
+  const Json::Value body = Parsed(R"( {"method":"x","data":{"n":[1,-2.5,true,false,null,""]}} )");
+  EXPECT_EQ(body["method"], "x");
+  EXPECT_EQ(body["data"]["n"].size(), 6u);
+  EXPECT_EQ(body["data"]["n"][0], 1);
+  EXPECT_EQ(body["data"]["n"][1], -2.5);
+  EXPECT_EQ(Parsed("{}"), Json::Value(Json::objectValue));
+  EXPECT_EQ(Parsed("\t\r\n {\n}\n"), Json::Value(Json::objectValue));
+}
+
+TEST(ReadingABody, UnderstandsEveryEscapeSequence) {
+  const Json::Value body = Parsed(R"({"a":"\"\\\/\b\f\n\r\t\u00e4\uD83D\uDE00"})");
+  EXPECT_EQ(body["a"], "\"\\/\b\f\n\r\t\xC3\xA4\xF0\x9F\x98\x80");
+}
+
+TEST(ReadingABody, KeepsAnEscapedZero) {
+  EXPECT_EQ(Parsed(R"({"a":"x\u0000y"})")["a"].asString(), "x\0y"s);
+}
+
+TEST(ReadingABody, TakesNumbersUpToTheLimitsOfTheirTypes) {
+  EXPECT_EQ(Parsed(R"({"a":9223372036854775807})")["a"].asInt64(),
+            std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(Parsed(R"({"a":-9223372036854775808})")["a"].asInt64(),
+            std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(Parsed(R"({"a":18446744073709551615})")["a"].asUInt64(),
+            std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(Parsed(R"({"a":1e308})")["a"].asDouble(), 1e308);
+  EXPECT_EQ(Parsed(R"({"a":1e-999})")["a"].asDouble(), 0.0);
+  EXPECT_EQ(Parsed(R"({"a":-0})")["a"].asInt(), 0);
+  EXPECT_EQ(Parsed(R"({"a":1.5E+3})")["a"].asDouble(), 1500.0);
+}
+
+TEST(ReadingABody, TakesExactlyTheLargestSize) {
+  const std::string around = R"({"a":""})";
+  const std::string largest =
+      R"({"a":")" + std::string(kMaxBodySize - around.size(), 'x') + R"("})";
+  ASSERT_EQ(largest.size(), kMaxBodySize);
+  EXPECT_EQ(Fault(largest), "");
+  EXPECT_EQ(Fault(largest + " "), "the body is larger than 256 KiB");
+}
+
+TEST(ReadingABody, TakesExactlyTheDeepestNesting) {
+  EXPECT_EQ(Fault(Nested(kMaxBodyDepth)), "");
+  EXPECT_EQ(Fault(Nested(kMaxBodyDepth + 1)), "line 1, column 37: nested more than 32 levels deep");
+}
+
+TEST(ReadingABody, DoesNotCountLevelsThatAreClosedOrInStrings) {
+  std::string text = R"({"a":[)";
+  for (int index = 0; index < 100; ++index) {
+    text += R"([{}],"{[{[",)";
+  }
+  EXPECT_EQ(Fault(text + "1]}"), "");
+}
+
+struct Refused {
+  std::string text;
+  std::string fault;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Refused& refused) {
+  return stream << testing::PrintToString(refused.text);
+}
+
+class RefusedBody : public testing::TestWithParam<Refused> {};
+
+TEST_P(RefusedBody, IsAnsweredWithWhatIsWrongAndWhere) {
+  EXPECT_EQ(Fault(GetParam().text), GetParam().fault);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfGrammar, RefusedBody,
+    testing::Values(
+        Refused{"", "line 1, column 1: Syntax error: value, object or array expected."},
+        Refused{" \n ", "line 2, column 2: Syntax error: value, object or array expected."},
+        Refused{"not json", "line 1, column 1: Syntax error: value, object or array expected."},
+        Refused{"[]", "the body is not a JSON object"},
+        Refused{R"("text")",
+                "line 1, column 1: A valid JSON document must be either an array or an object "
+                "value."},
+        Refused{"1",
+                "line 1, column 1: A valid JSON document must be either an array or an object "
+                "value."},
+        Refused{"null",
+                "line 1, column 1: A valid JSON document must be either an array or an object "
+                "value."},
+        Refused{"{", "line 1, column 2: Missing '}' or object member name"},
+        Refused{R"({"a")", "line 1, column 5: Missing ':' after object member name"},
+        Refused{R"({"a":})", "line 1, column 6: Syntax error: value, object or array expected."},
+        Refused{R"({"a" 1})", "line 1, column 6: Missing ':' after object member name"},
+        Refused{R"({"a":1 "b":2})", "line 1, column 8: Missing ',' or '}' in object declaration"},
+        Refused{R"({"a":[1 2]})", "line 1, column 9: Missing ',' or ']' in array declaration"},
+        Refused{"{a:1}", "line 1, column 2: Missing '}' or object member name"},
+        Refused{"{1:1}", "line 1, column 2: Missing '}' or object member name"},
+        Refused{R"({"a":tru})", "line 1, column 6: Syntax error: value, object or array expected."},
+        Refused{R"({"a":[,1]})",
+                "line 1, column 7: Syntax error: value, object or array expected."},
+        Refused{R"({"a":1}})", "line 1, column 8: Extra non-whitespace after JSON value."},
+        Refused{R"({"a":1} {})", "line 1, column 9: Extra non-whitespace after JSON value."},
+        Refused{R"({"a":1} x)", "line 1, column 9: Extra non-whitespace after JSON value."},
+        Refused{"{\n\"a\":1,\n\"a\":2}", "line 3, column 1: Duplicate key: 'a'"},
+        Refused{R"({"a":{"\u0062":1,"b":2}})", "line 1, column 18: Duplicate key: 'b'"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfLeniency, RefusedBody,
+    testing::Values(Refused{R"({"a":1,})", "line 1, column 8: nothing follows the comma"},
+                    Refused{R"({"":1,})", "line 1, column 7: nothing follows the comma"},
+                    Refused{"{\"\":1, \n}", "line 2, column 1: nothing follows the comma"},
+                    Refused{R"({"a":[1,]})", "line 1, column 9: nothing follows the comma"},
+                    Refused{R"({"a":1/**/})", "line 1, column 7: unexpected character"},
+                    Refused{"{\"a\":1}//", "line 1, column 8: unexpected character"},
+                    Refused{"#\n{}", "line 1, column 1: unexpected character"},
+                    Refused{"{'a':1}", "line 1, column 2: unexpected character"},
+                    Refused{R"({"a":NaN})", "line 1, column 6: unexpected character"},
+                    Refused{R"({"a":Infinity})", "line 1, column 6: unexpected character"},
+                    Refused{R"({"a":-Infinity})",
+                            "line 1, column 7: a digit must follow the minus sign"},
+                    Refused{R"({"a":True})", "line 1, column 6: unexpected character"},
+                    Refused{"\xEF\xBB\xBF{}", "line 1, column 1: a byte order mark is not allowed"},
+                    Refused{"{}\0{"s, "line 1, column 3: unexpected character"},
+                    Refused{"\0"s, "line 1, column 1: unexpected character"},
+                    Refused{"{}\v", "line 1, column 3: unexpected character"},
+                    Refused{"{}\xC2\xA0", "line 1, column 3: unexpected character"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfNumbers, RefusedBody,
+    testing::Values(
+        Refused{R"({"a":01})", "line 1, column 7: leading zeros are not allowed"},
+        Refused{R"({"a":-01})", "line 1, column 8: leading zeros are not allowed"},
+        Refused{R"({"a":00})", "line 1, column 7: leading zeros are not allowed"},
+        Refused{R"({"a":-})", "line 1, column 7: a digit must follow the minus sign"},
+        Refused{R"({"a":--1})", "line 1, column 7: a digit must follow the minus sign"},
+        Refused{R"({"a":+1})", "line 1, column 6: unexpected character"},
+        Refused{R"({"a":.5})", "line 1, column 6: unexpected character"},
+        Refused{R"({"a":1.})", "line 1, column 8: a digit must follow the point"},
+        Refused{R"({"a":1.e5})", "line 1, column 8: a digit must follow the point"},
+        Refused{R"({"a":1e})", "line 1, column 8: the exponent has no digits"},
+        Refused{R"({"a":1e+-1})", "line 1, column 9: the exponent has no digits"},
+        Refused{R"({"a":0x10})", "line 1, column 7: Missing ',' or '}' in object declaration"},
+        Refused{R"({"a":1-2})", "line 1, column 7: Missing ',' or '}' in object declaration"},
+        Refused{R"({"a":18446744073709551616})", "line 1, column 6: integer out of range"},
+        Refused{R"({"a":-9223372036854775809})", "line 1, column 6: integer out of range"},
+        Refused{R"({"a":)" + std::string(100'000, '9') + "}",
+                "line 1, column 6: integer out of range"},
+        Refused{R"({"a":1e999})", "line 1, column 6: '1e999' is not a number."},
+        Refused{R"({"a":-1e999})", "line 1, column 6: '-1e999' is not a number."}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfStrings, RefusedBody,
+    testing::Values(
+        Refused{R"({"a":"x)", "line 1, column 8: the string does not end"},
+        Refused{"{\"a\":\"\\", "line 1, column 7: unknown escape sequence"},
+        Refused{"{\"a\":\"\\\"", "line 1, column 9: the string does not end"},
+        Refused{"{\"a\":\"\n\"}", "line 1, column 7: control character in a string"},
+        Refused{"{\"a\":\"\x1F\"}", "line 1, column 7: control character in a string"},
+        Refused{"{\"a\":\"\0\"}"s, "line 1, column 7: control character in a string"},
+        Refused{"{\"\t\":1}", "line 1, column 3: control character in a string"},
+        Refused{R"({"a":"\x"})", "line 1, column 7: unknown escape sequence"},
+        Refused{R"({"a":"\U0041"})", "line 1, column 7: unknown escape sequence"},
+        Refused{"{\"a\":\"\\\0\"}"s, "line 1, column 7: unknown escape sequence"},
+        Refused{R"({"a":"\u00g0"})", "line 1, column 7: four hexadecimal digits must follow \\u"},
+        Refused{R"({"a":"\u12"})", "line 1, column 7: four hexadecimal digits must follow \\u"},
+        Refused{R"({"a":"\u1)", "line 1, column 7: four hexadecimal digits must follow \\u"},
+        Refused{R"({"a":"\uD800"})",
+                "line 1, column 13: the second half of a surrogate pair must stand here"},
+        Refused{R"({"a":"\uD800\u0041"})",
+                "line 1, column 13: the second half of a surrogate pair must stand here"},
+        Refused{R"({"a":"\uD800\uD800"})",
+                "line 1, column 13: the second half of a surrogate pair must stand here"},
+        Refused{R"({"a":"\uDC00"})",
+                "line 1, column 7: second half of a surrogate pair without the first"},
+        Refused{"{\"a\":\"\xFF\"}", "line 1, column 7: not UTF-8"},
+        Refused{"{\"a\":\"\xC3\"}", "line 1, column 7: not UTF-8"},
+        Refused{"{\"\xED\xA0\x80\":1}", "line 1, column 3: not UTF-8"}));
+
+TEST(ReadingABody, SaysOnlyTheBeginningOfALongFault) {
+  const std::string digits(100'000, '9');
+  const std::string fault = Fault(R"({"a":)" + digits + ".5}");
+  EXPECT_EQ(fault, "line 1, column 6: '" + digits.substr(0, 1024 - 19));
+}
+
+TEST(ReadingABody, SaysADuplicateNameOnOneLine) {
+  EXPECT_EQ(Fault(R"({"x\ny":1,"x\ny":2})"), "line 1, column 11: Duplicate key: 'x y'");
+}
+
+TEST(ReadingABody, GoesOnAfterAFault) {
+  EXPECT_NE(Fault(R"({"a":[{"b":1)"), "");
+  EXPECT_EQ(Parsed(R"({"a":1})")["a"], 1);
+}
+
+TEST(ReadingABody, RefusesWithinAMillisecondWhatIsTooLargeOrTooDeep) {
+  for (const std::string& text : {R"({"a":")" + std::string(1 << 20, 'x') + "\"}", Nested(1000)}) {
+    auto quickest = std::chrono::steady_clock::duration::max();
+    for (int round = 0; round < 20; ++round) {
+      Json::Value body;
+      std::string error;
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_FALSE(ParseBody(text, body, error));
+      quickest = std::min(quickest, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(quickest, std::chrono::milliseconds(1));
+  }
+}
+
+TEST(ReadingABody, IsPossibleOnEveryThread) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([number] {
+      for (int round = 0; round < 200; ++round) {
+        const std::string text = R"({"n":)" + std::to_string(number) + "}";
+        EXPECT_EQ(WriteBody(Parsed(text)), text);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+TEST(WritingABody, IsCompactAndOrderedByName) {
+  Json::Value body;
+  body["b"] = Json::arrayValue;
+  body["b"].append(1);
+  body["b"].append("x");
+  body["b"].append(Json::objectValue);
+  body["a"] = true;
+  body["c"]["d"] = Json::nullValue;
+  EXPECT_EQ(WriteBody(body), R"({"a":true,"b":[1,"x",{}],"c":{"d":null}})");
+  EXPECT_EQ(WriteBody(Json::objectValue), "{}");
+}
+
+TEST(WritingABody, IsOnOneLineHoweverLongItIs) {
+  Json::Value body;
+  for (int index = 0; index < 1000; ++index) {
+    body["list"].append("a text that is not short");
+  }
+  EXPECT_EQ(WriteBody(body).find('\n'), std::string::npos);
+}
+
+TEST(WritingABody, LeavesUtf8AsItIs) {
+  Json::Value body;
+  body["\xC3\xA4"] = "\xE2\x82\xAC \xF0\x9F\x98\x80";
+  EXPECT_EQ(WriteBody(body), "{\"\xC3\xA4\":\"\xE2\x82\xAC \xF0\x9F\x98\x80\"}");
+}
+
+TEST(WritingABody, EscapesWhatMayNotStandInAString) {
+  Json::Value body;
+  body["a"] = "\"\\\n\x01"s + '\0';
+  EXPECT_EQ(WriteBody(body), R"({"a":"\"\\\n\u0001\u0000"})");
+}
+
+TEST(WritingABody, ReplacesWhatIsNotUtf8) {
+  Json::Value body;
+  body["a"] = "x\xFFy";
+  EXPECT_EQ(WriteBody(body), "{\"a\":\"x\xEF\xBF\xBDy\"}");
+}
+
+TEST(WritingABody, WritesRealsWithUpTo15DigitsAndAlwaysAsReals) {
+  const auto real = [](double value) {
+    Json::Value body;
+    body["r"] = value;
+    const std::string text = WriteBody(body);
+    return text.substr(5, text.size() - 6);
+  };
+  EXPECT_EQ(real(0.1), "0.1");
+  EXPECT_EQ(real(100.0), "100.0");
+  EXPECT_EQ(real(-0.5), "-0.5");
+  EXPECT_EQ(real(1.0 / 3), "0.333333333333333");
+  EXPECT_EQ(real(123456789012345.0), "123456789012345.0");
+  EXPECT_EQ(real(1e20), "1e+20");
+  EXPECT_EQ(real(0.0), "0.0");
+}
+
+TEST(WritingABody, WritesNullForAnumberThatIsNone) {
+  Json::Value body;
+  body["a"] = std::numeric_limits<double>::infinity();
+  body["b"] = -std::numeric_limits<double>::infinity();
+  body["c"] = std::nan("");
+  EXPECT_EQ(WriteBody(body), R"({"a":null,"b":null,"c":null})");
+}
+
+TEST(WritingABody, WritesWhatTheWriterOfTheLibraryWrites) {
+  Json::Value body;
+  std::string all;
+  for (int byte = 0; byte < 128; ++byte) {
+    all += static_cast<char>(byte);
+  }
+  body["text"] = all + "\xC3\xA4";
+  body[all] = Json::arrayValue;
+  body[""] = "";
+  for (const double real : {0.0, -0.0, 1e-7, 1e15, 1e16, 1e17, -2.5, 123456789.125, 5e-324}) {
+    body["reals"].append(real);
+  }
+  body["integers"].append(std::numeric_limits<std::int64_t>::min());
+  body["integers"].append(std::numeric_limits<std::uint64_t>::max());
+  body["integers"].append(-1);
+  body["others"].append(Json::nullValue);
+  body["others"].append(Json::objectValue);
+  body["others"].append(false);
+  body["others"][3]["deep"]["deeper"] = true;
+
+  Json::StreamWriterBuilder builder;
+  builder["commentStyle"] = "None";
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  builder["precision"] = 15;
+  EXPECT_EQ(WriteBody(body), Json::writeString(builder, body));
+}
+
+TEST(WritingABody, GivesWhatReadingTookApart) {
+  const std::string text = R"({"a":[1,2.5,"x"],"b":{"c":null},"d":18446744073709551615})";
+  EXPECT_EQ(WriteBody(Parsed(text)), text);
+}
+
+TEST(AMessage, StartsAsAnEmptyObject) {
+  const Nuvra::TCMessage message;
+  EXPECT_EQ(message.body, Json::Value(Json::objectValue));
+  EXPECT_EQ(message.type, 0);
+  EXPECT_EQ(message.GetMessage(), "{}");
+}
+
+TEST(AMessage, TellsItsBodyAsTextOnOneLine) {
+  Nuvra::TCMessage message;
+  message.body["text"] = "\xC3\xA4\n";
+  EXPECT_EQ(message.GetMessage(), "{\"text\":\"\xC3\xA4\\n\"}");
+}
+
+TEST(AMessage, SharesNothingWithItsCopy) {
+  Nuvra::TCMessage message;
+  message.body["a"] = 1;
+  Nuvra::TCMessage copy = message;
+  copy.body["a"] = 2;
+  EXPECT_EQ(message.body["a"], 1);
+}
+
+}  // namespace

@@ -1,0 +1,371 @@
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "framework_test.h"
+#include "support/wait.h"
+
+namespace {
+
+using support::WaitUntil;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+class CommandLine : public FrameworkTest {};
+
+TEST_F(CommandLine, HelpPrintsTheOptionsAndNothingElse) {
+  const support::Outcome outcome = Run({"--help"});
+  EXPECT_EQ(outcome.status, 0);
+  for (const char* text : {"--help", "--version", "--bus", "--root", "--model", "--log",
+                           "SETTINGS_ROOT", "Exit status"}) {
+    EXPECT_THAT(outcome.out, HasSubstr(text));
+  }
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, VersionPrintsProgramAndVersion) {
+  const support::Outcome outcome = Run({"--version"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out,
+              testing::MatchesRegex("framework_test_service [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
+  const std::pair<std::vector<std::string>, std::string> wrong[] = {
+      {{"--nonsense"}, "--nonsense"},
+      {{"argument"}, "argument"},
+      {{"--bus"}, "--bus"},
+      {{"--bus", "sesion"}, "\"sesion\" is neither session nor system nor the address of a bus"},
+      {{"--model", Path("missing.json")}, "missing.json"},
+  };
+  for (const auto& [options, text] : wrong) {
+    const support::Outcome outcome = Run(options);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr(text));
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("main")));
+    EXPECT_EQ(outcome.out, "");
+  }
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, TheLogGoesToTheFileThatItNames) {
+  StartAndWait({}, {"--log", Path("a log")});
+  EXPECT_TRUE(WaitUntil([&] { return support::ReadFile(Path("a log")) != ""; }));
+  EXPECT_EQ(Log(), "");
+}
+
+TEST_F(CommandLine, ALogThatCannotBeOpenedIsToldAndEndsTheProgram) {
+  const support::Outcome outcome = Run({"--log", Path("missing/log")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, StartsWith("framework_test_service: "));
+  EXPECT_THAT(outcome.err, HasSubstr("missing/log"));
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, RootAndModelComeFromTheEnvironmentUnlessGiven) {
+  std::ofstream(Path("model file.json")) << "{}";
+  Client client(Address());
+  support::Process& first = StartAndWait({{"SETTINGS_MODEL", "/some/model.json"}});
+  const std::string described = client.Request(R"({"do":"describe"})").body;
+  EXPECT_THAT(described, HasSubstr(R"("model":"/some/model.json")"));
+  EXPECT_THAT(described, HasSubstr(R"("root":")" + Path("").parent_path().string() + '"'));
+  first.Signal(SIGTERM);
+  ASSERT_EQ(first.Wait(), 0);
+
+  StartAndWait({{"SETTINGS_MODEL", "/some/model.json"}},
+               {"--root", Path("a root"), "--model", Path("model file.json")});
+  const std::string given = client.Request(R"({"do":"describe"})").body;
+  EXPECT_THAT(given, HasSubstr(R"("model":")" + Path("model file.json").string() + '"'));
+  EXPECT_THAT(given, HasSubstr(R"("root":")" + Path("a root").string() + '"'));
+}
+
+TEST_F(CommandLine, TheBusMayBeGivenByItsAddress) {
+  StartAndWait({{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"}}, {"--bus", Address()});
+}
+
+TEST_F(CommandLine, TheSystemBusIsServedWhenAskedFor) {
+  StartAndWait(
+      {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"}, {"DBUS_SYSTEM_BUS_ADDRESS", Address()}},
+      {"--bus", "system"});
+}
+
+class AStart : public FrameworkTest {
+ protected:
+  void OpenGate() { std::ofstream(Path("gate")) << "open"; }
+
+  // Ends the service and returns its exit status.
+  static int End(support::Process& service, int signal = SIGTERM) {
+    service.Signal(signal);
+    return service.Wait().value_or(-1);
+  }
+};
+
+TEST_F(AStart, PreparesAndCreatesAndTheEndTerminates) {
+  support::Process& service = StartAndWait();
+  EXPECT_EQ(End(service), 0);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+}
+
+TEST_F(AStart, OnATakenNameSaysSoAndCallsNothing) {
+  Client owner(Address());
+  ASSERT_GE(sd_bus_request_name(owner.Get(), kBusName, 0), 0);
+  const support::Outcome outcome = Run({"--log", "/dev/null"});
+  EXPECT_EQ(outcome.status, 5);
+  EXPECT_EQ(outcome.err,
+            "framework_test_service: the name org.nuvra.service.test_service on the session bus is "
+            "taken by process " +
+                std::to_string(getpid()) +
+                "; end that service first, or use another bus with --bus\n");
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(AStart, DoesNotReplaceAnOwnerThatAllowsIt) {
+  Client owner(Address());
+  ASSERT_GE(sd_bus_request_name(owner.Get(), kBusName, SD_BUS_NAME_ALLOW_REPLACEMENT), 0);
+  EXPECT_EQ(Run({"--log", "/dev/null"}).status, 5);
+}
+
+TEST_F(AStart, OnATakenNameLeavesTheReadyEventOfTheOwner) {
+  StartAndWait();
+  const std::filesystem::path event = Path("tmp/test_service_ready");
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(event); }));
+  EXPECT_EQ(Run({"--log", "/dev/null"}).status, 5);
+  EXPECT_TRUE(std::filesystem::exists(event));
+}
+
+TEST_F(AStart, WithoutABusSaysSoAndCallsNothing) {
+  const std::string address = "unix:path=" + Path("nobody").string();
+  const support::Outcome outcome = Run({"--bus", address, "--log", "/dev/null"});
+  EXPECT_EQ(outcome.status, 8);
+  EXPECT_EQ(outcome.err, "framework_test_service: the bus at " + address +
+                             " cannot be reached: No such file or directory; start it, or name "
+                             "another with --bus\n");
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(AStart, OutsideOfASessionSaysHowToNameABus) {
+  const support::Outcome outcome =
+      Run({"--log", "/dev/null"}, {{"DBUS_SESSION_BUS_ADDRESS", ""}, {"XDG_RUNTIME_DIR", ""}});
+  EXPECT_EQ(outcome.status, 8);
+  EXPECT_THAT(outcome.err, HasSubstr("--bus"));
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+}
+
+TEST_F(AStart, OnABusThatHangsUpSaysSo) {
+  const std::string path = Path("hangs-up");
+  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener, 1), 0);
+  support::Process& service = Start({}, {"--bus", "unix:path=" + path});
+  close(accept(listener, nullptr, nullptr));
+  close(listener);
+  EXPECT_EQ(service.Wait(), 8);
+  EXPECT_THAT(LogLinesWith("cannot be reached"), SizeIs(1));
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(AStart, FailsWhenTheServiceCannotBeCreated) {
+  support::Process& service = Start({{"CREATE", "fail"}});
+  EXPECT_EQ(service.Wait(), 1);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created"));
+  EXPECT_FALSE(std::filesystem::exists(Path("tmp/test_service_ready")));
+}
+
+TEST_F(AStart, FailsWhenTheCreationThrows) {
+  support::Process& service = Start({{"CREATE", "throw"}});
+  EXPECT_EQ(service.Wait(), 1);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create"));
+  EXPECT_THAT(LogLinesWith("an exception left t_OnCreate: nothing to create"), SizeIs(1));
+}
+
+TEST_F(AStart, MakesTheObjectBeforeTheNameAndRequestsWaitForTheMainLoop) {
+  support::Process& service = Start({{"GATE", Path("gate")}});
+  ASSERT_TRUE(WaitForTrace("create"));
+  Client client(Address());
+  EXPECT_TRUE(client.HasOwner());
+  client.Post(R"({"do":"sleep","ms":0})");
+  EXPECT_GE(sd_bus_flush(client.Get()), 0);
+  // What the bus answers behind it shows that the request is on its way.
+  EXPECT_TRUE(client.HasOwner());
+  OpenGate();
+  ASSERT_TRUE(client.Until([&] { return !client.Answers().empty(); }));
+  EXPECT_EQ(client.Answers()[0], (Answer{0, "{}", "", ""}));
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "request sleep"));
+  EXPECT_EQ(End(service), 0);
+}
+
+TEST_F(AStart, ServesWhoeverSeesTheNameAppear) {
+  for (int round = 0; round < 5; ++round) {
+    Client client(Address());
+    bool appeared = false;
+    ASSERT_GE(sd_bus_match_signal(
+                  client.Get(), nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                  "org.freedesktop.DBus", "NameOwnerChanged",
+                  [](sd_bus_message* message, void* appeared, sd_bus_error*) {
+                    const char* name = "";
+                    EXPECT_GE(sd_bus_message_read(message, "s", &name), 0);
+                    *static_cast<bool*>(appeared) |= std::string(name) == kBusName;
+                    return 0;
+                  },
+                  &appeared),
+              0);
+    support::Process& service = Start();
+    ASSERT_TRUE(client.Until([&] { return appeared; }));
+    EXPECT_EQ(client.Request(R"({"do":"echo"})"), (Answer{0, R"({"do":"echo"})", "", ""}));
+    EXPECT_EQ(End(service), 0);
+  }
+}
+
+TEST_F(AStart, TakesBackTheReadyEventOfARunThatWasKilled) {
+  support::Process& killed = StartAndWait();
+  const std::filesystem::path event = Path("tmp/test_service_ready");
+  ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(event); }));
+  killed.Signal(SIGKILL);
+  killed.Wait();
+  ASSERT_TRUE(std::filesystem::exists(event));
+
+  Start({{"GATE", Path("gate")}});
+  ASSERT_TRUE(WaitUntil([this] { return Trace().size() == 5; }));  // create, the second time
+  EXPECT_FALSE(std::filesystem::exists(event));
+  OpenGate();
+  EXPECT_TRUE(WaitUntil([&] { return std::filesystem::exists(event); }));
+}
+
+class AnEnd : public AStart {};
+
+TEST_F(AnEnd, TakesBackTheReadyEventAndTheName) {
+  support::Process& service = StartAndWait();
+  EXPECT_TRUE(std::filesystem::exists(Path("tmp/test_service_ready")));
+  EXPECT_EQ(End(service), 0);
+  EXPECT_FALSE(std::filesystem::exists(Path("tmp/test_service_ready")));
+  EXPECT_FALSE(Client(Address()).HasOwner());
+}
+
+TEST_F(AnEnd, ComesByInterruptToo) {
+  support::Process& service = StartAndWait();
+  EXPECT_EQ(End(service, SIGINT), 0);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+}
+
+TEST_F(AnEnd, ThatIsAskedForDuringTheStartComesInOrder) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    std::filesystem::remove(Path("gate"));
+    std::filesystem::remove(Path("trace"));
+    support::Process& service = Start({{"GATE", Path("gate")}});
+    ASSERT_TRUE(WaitForTrace("create"));
+    service.Signal(signal);
+    OpenGate();
+    EXPECT_EQ(service.Wait(), 0);
+    EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  }
+}
+
+TEST_F(AnEnd, ThatIsAskedForBeforeTheStartComesInOrder) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    std::filesystem::remove(Path("trace"));
+    support::Process& service = Start({{"EARLY_SIGNAL", std::to_string(signal)}});
+    EXPECT_EQ(service.Wait(), 0);
+    EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  }
+}
+
+TEST_F(AnEnd, ThatIsAskedForAtAnyMomentIsRegular) {
+  for (int delay = 0; delay < 20; ++delay) {
+    std::filesystem::remove(Path("trace"));
+    support::Process& service = StartAndWait();
+    // In the middle of requests.
+    Client client(Address());
+    for (int index = 0; index < delay * 5; ++index) {
+      client.Post(R"({"do":"echo"})");
+    }
+    EXPECT_EQ(End(service), 0);
+    EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  }
+}
+
+TEST_F(AnEnd, WaitsForTheRequestThatIsServed) {
+  support::Process& service = StartAndWait();
+  Client client(Address());
+  client.Post(R"({"do":"sleep","ms":100})");
+  EXPECT_GE(sd_bus_flush(client.Get()), 0);
+  ASSERT_TRUE(WaitForTrace("request sleep"));
+  service.Signal(SIGTERM);
+  ASSERT_TRUE(client.Until([&] { return !client.Answers().empty(); }));
+  EXPECT_EQ(client.Answers()[0], (Answer{0, "{}", "", ""}));
+  EXPECT_EQ(service.Wait(), 0);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "request sleep", "terminate"));
+}
+
+TEST_F(AnEnd, IsRegularWhenTheTerminationThrows) {
+  support::Process& service = StartAndWait({{"TERMINATE", "throw"}});
+  EXPECT_EQ(End(service), 0);
+  EXPECT_THAT(LogLinesWith("an exception left t_OnTerminate: nothing to terminate"), SizeIs(1));
+  EXPECT_FALSE(std::filesystem::exists(Path("tmp/test_service_ready")));
+}
+
+TEST_F(AnEnd, ComesWithTheEndOfTheBus) {
+  support::Process& service = StartAndWait();
+  Bus().End();
+  EXPECT_EQ(service.Wait(), 1);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  EXPECT_THAT(LogLinesWith("the connection to the bus is lost"), SizeIs(1));
+  EXPECT_FALSE(std::filesystem::exists(Path("tmp/test_service_ready")));
+}
+
+TEST_F(AnEnd, ComesWithTheEndOfTheBusDuringTheStart) {
+  support::Process& service = Start({{"GATE", Path("gate")}});
+  ASSERT_TRUE(WaitForTrace("create"));
+  Bus().End();
+  OpenGate();
+  EXPECT_EQ(service.Wait(), 1);
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  EXPECT_THAT(LogLinesWith("the connection to the bus is lost"), SizeIs(1));
+}
+
+TEST_F(AnEnd, LeavesEveryLineInTheLog) {
+  support::Process& service = StartAndWait();
+  Client client(Address());
+  for (int index = 0; index < 1000; ++index) {
+    client.Post(R"({"do":"log","text":"line of a request"})", false);
+  }
+  EXPECT_EQ(client.Request(R"({"do":"echo"})").error, "");
+  EXPECT_EQ(End(service), 0);
+  EXPECT_THAT(LogLinesWith("line of a request"), SizeIs(1000));
+}
+
+// How often the main thread of a process went to sleep by itself.
+long Sleeps(pid_t pid) {
+  const std::string status = support::ReadFile("/proc/" + std::to_string(pid) + "/status");
+  const std::string name = "\nvoluntary_ctxt_switches:";
+  return std::stol(status.substr(status.find(name) + name.size()));
+}
+
+TEST_F(AStart, LeavesAServiceThatSleepsWhileNobodyAsks) {
+  support::Process& service = StartAndWait();
+  // Until it has come to rest.
+  long before = -1;
+  ASSERT_TRUE(WaitUntil([&] {
+    const long last = before;
+    before = Sleeps(service.Pid());
+    usleep(20'000);
+    return last == before;
+  }));
+  usleep(300'000);
+  EXPECT_EQ(Sleeps(service.Pid()), before);
+}
+
+}  // namespace

@@ -1,0 +1,188 @@
+// The service that the tests run as a process of its own. It does what the "do" member of a
+// request says and writes the order in which the framework calls it to the file $TRACE.
+
+#include <Ecore.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "dlog.h"
+#include "lwipc.h"
+#include "nuvra/alarm.h"
+#include "nuvra/app_main.h"
+#include "nuvra/signal.h"
+#include "system/environment.h"
+
+namespace {
+
+constexpr char kName[] = "test_service";
+
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+void Trace(const std::string& line) {
+  std::ofstream(Variable("TRACE"), std::ios::app) << line + "\n";
+}
+
+// The start stops here until the test makes the file.
+void WaitForGate() {
+  const std::string gate = Variable("GATE");
+  for (int turn = 0; turn < 60'000 && !gate.empty() && !std::filesystem::exists(gate); ++turn) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+class TestService : public Nuvra::TCDaemonService {
+ public:
+  TestService() : TCDaemonService(kName) {}
+
+  void t_OnPrepare() override { Trace("prepare"); }
+
+  bool t_OnCreate() override {
+    Trace("create");
+    // As services do that leave the rest to the framework.
+    ecore_init();
+    WaitForGate();
+    if (Variable("CREATE") == "throw") {
+      throw std::runtime_error("nothing to create");
+    }
+    if (Variable("CREATE") == "signal") {
+      Send("early", Json::objectValue);
+    }
+    LwipcEventDone("/tmp/test_service_ready");
+    Trace("created");
+    return Variable("CREATE") != "fail";
+  }
+
+  void t_OnTerminate() override {
+    Trace("terminate");
+    Send("last", Json::objectValue);
+    if (Variable("TERMINATE") == "throw") {
+      throw std::runtime_error("nothing to terminate");
+    }
+  }
+
+  bool IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
+                         Nuvra::TCMessage* reply, const char* option) override {
+    const std::string what = request->body["do"].asString();
+    if (what != "echo") {
+      Trace("request " + what);
+    }
+    return Do(what, sender, *request, *reply, option);
+  }
+
+ private:
+  bool Do(const std::string& what, const char* sender, const Nuvra::TCMessage& request,
+          Nuvra::TCMessage& reply, const char* option) {
+    const Json::Value& body = request.body;
+    if (what == "echo") {
+      reply.type = request.type;
+      reply.body = body;
+    } else if (what == "describe") {
+      reply.body["replyBefore"] = reply.GetMessage();
+      reply.body["replyTypeBefore"] = reply.type;
+      reply.body["text"] = request.GetMessage();
+      reply.body["type"] = request.type;
+      reply.body["sender"] = sender;
+      reply.body["option"] = option;
+      reply.body["root"] = host::GetEnvironment().root.string();
+      reply.body["model"] = host::GetEnvironment().modelFile.string();
+    } else if (what == "throw") {
+      throw std::runtime_error(body["text"].asString());
+    } else if (what == "throw long") {
+      throw std::runtime_error(std::string(5000, 'x'));
+    } else if (what == "throw broken") {
+      throw std::runtime_error("broken \xFF text\non two lines");
+    } else if (what == "throw int") {
+      throw 42;
+    } else if (what == "refuse") {
+      return false;
+    } else if (what == "sleep") {
+      std::this_thread::sleep_for(std::chrono::milliseconds(body["ms"].asInt()));
+    } else if (what == "reply") {
+      FillReply(body["kind"].asString(), reply.body);
+    } else if (what == "send") {
+      reply.body["sent"] = Send(body["name"].asString().c_str(), body["body"]);
+    } else if (what == "send from nobody") {
+      reply.body["sent"] = Nuvra::SendSignal("no service", "name", &request);
+    } else if (what == "alarm") {
+      StartAlarm(body);
+    } else if (what == "log") {
+      __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "%s\n", body["text"].asCString());
+    }
+    return true;
+  }
+
+  static bool Send(const char* name, const Json::Value& body) {
+    Nuvra::TCMessage message;
+    message.type = 7;
+    message.body = body;
+    return Nuvra::SendSignal(kName, name, &message);
+  }
+
+  static void FillReply(const std::string& kind, Json::Value& body) {
+    if (kind == "broken") {
+      body["text"] = "a\xFFz";
+      body["key \xC3"] = "half a surrogate pair \xED\xA0\x80";
+    } else if (kind == "zero") {
+      body["text"] = std::string("a\0z", 3);
+      body[std::string("k\0", 2)] = 1;
+    } else if (kind == "noncharacter") {
+      body["text"] = "\xEF\xBF\xBF z";
+    }
+  }
+
+  void StartAlarm(const Json::Value& body) {
+    m_Calls = 0;
+    m_AlarmThrows = body["throws"].asBool();
+    m_Alarm.SetAlarmCallback(OnAlarm, this);
+    if (!m_Alarm.Create(this, body["period"].asUInt(), body["count"].asInt())) {
+      m_Alarm.Reset(body["period"].asUInt(), body["count"].asInt());
+    }
+  }
+
+  static bool OnAlarm(void* data) {
+    auto& self = *static_cast<TestService*>(data);
+    Json::Value body;
+    body["call"] = ++self.m_Calls;
+    Send("alarm", body);
+    if (self.m_AlarmThrows) {
+      throw std::runtime_error("the alarm is broken");
+    }
+    return true;
+  }
+
+  Nuvra::TCAlarm m_Alarm;
+  int m_Calls = 0;
+  bool m_AlarmThrows = false;
+};
+
+// Leaves a signal pending that comes before the framework has done anything.
+void RaiseBlocked(int signal) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  raise(signal);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "main\n");
+  if (!Variable("EARLY_SIGNAL").empty()) {
+    RaiseBlocked(std::stoi(Variable("EARLY_SIGNAL")));
+  }
+  auto* service = new TestService();
+  return Nuvra::AppMain(argc, argv, service);
+}
