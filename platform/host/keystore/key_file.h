@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "keystore/key_store.h"
+#include "keystore/sqlite.h"
+
+namespace host {
+
+enum class Durability {
+  kDisk,     // a write is on disk when it returns
+  kProcess,  // a write outlives its process, not a loss of power
+};
+
+// A change as the journal has it. `at` is when it was made, in nanoseconds of the monotonic clock,
+// which all processes share. Within a file both `at` and `change.number` rise.
+struct JournalEntry {
+  std::int64_t at;
+  KeyChange change;
+};
+
+// Nanoseconds of the clock of JournalEntry::at.
+std::int64_t MonotonicNow();
+
+// A file of keys and the journal of their changes, one SQLite database. Every key is taken: which
+// ones are valid is the store's affair. Any thread; failures throw std::runtime_error.
+class KeyFile {
+ public:
+  // Opens `file`, made when missing; its directory exists. `changed` is an existing file that
+  // everybody who waits for changes watches: each write opens it before and closes it after.
+  // Two processes must not open the same new file at once.
+  KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed);
+
+  std::optional<KeyValue> Get(std::string_view key);
+  std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
+
+  // Stores or, without a value, removes a key. Returns the number of the change; nothing when the
+  // key to be removed is missing.
+  std::optional<std::int64_t> Write(std::string_view key, const std::optional<KeyValue>& value);
+
+  // The number of the newest change, 0 when there never was one.
+  std::int64_t NewestChange();
+
+  // The oldest `limit` changes with numbers above `number`, in order.
+  std::vector<JournalEntry> ChangesAfter(std::int64_t number, std::int64_t limit);
+
+  // Removes changes up to and including `number` from the journal, the oldest `limit` of them. The
+  // newest change always stays, so that numbers go on from it.
+  void Prune(std::int64_t number, std::int64_t limit);
+
+ private:
+  // What must have happened to the file before statements can be compiled.
+  struct Opened : Database {
+    Opened(const std::filesystem::path& file, Durability durability);
+  };
+
+  const std::filesystem::path m_Changed;
+  std::mutex m_Mutex;  // of all below
+  Opened m_Database;
+  Statement m_Get;
+  Statement m_List;
+  Statement m_Store;
+  Statement m_Remove;
+  Statement m_Append;
+  Statement m_Newest;
+  Statement m_After;
+  Statement m_Prune;
+  WriteTransaction::Statements m_Transaction;
+};
+
+}  // namespace host

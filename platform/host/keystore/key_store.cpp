@@ -1,0 +1,280 @@
+// How a change finds its way to every watcher, once and in order.
+//
+// A write puts the new value and a journal entry into its file in one transaction: what is visible
+// is in the journal, and what is in the journal survives whoever wrote it. A watcher remembers how
+// far it has read each journal, so it can sleep, or be slow, without missing anything.
+//
+// It is woken by a file that every writer has open while it writes. The kernel reports the close,
+// and it also closes the file of a process that was killed right after its commit. That is why
+// nobody polls, and why no announcement depends on a writer that lives long enough to make it.
+//
+// The two files have a lock each, so the order between them comes from the clock: an entry carries
+// the time when its writer held the lock, and a watcher delivers only what is older than the moment
+// before it began to read. If one write returned before another began, then a watcher that can
+// deliver the second has also seen the first.
+//
+// Journals are cut from time to time by a writer, up to the slowest living watcher.
+
+#include "keystore/key_store.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include "dlog.h"
+#include "keystore/file_descriptor.h"
+#include "keystore/key_file.h"
+#include "keystore/wake_up.h"
+#include "keystore/watcher_position.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kDurablePrefix = "db/";
+constexpr std::string_view kMemoryPrefix = "memory/";
+constexpr std::size_t kMaxKeySize = 255;
+
+// The key files' indices.
+constexpr std::size_t kDurable = 0;
+constexpr std::size_t kMemory = 1;
+static_assert(kKeyFileCount == 2);
+
+// Every how many changes of a file its journal is cut, by how much at a time at most (more than
+// it grew, so that a long one shrinks, yet no writer waits long), and how much of it a watcher
+// that does not go on can keep.
+constexpr std::int64_t kPruneInterval = 1024;
+constexpr std::int64_t kPruneLimit = 4 * kPruneInterval;
+constexpr std::int64_t kJournalLimit = 1'000'000;
+
+// How many changes of each file a watcher takes at once.
+constexpr std::int64_t kTakeLimit = 2048;
+
+constexpr auto kNow = std::chrono::nanoseconds(1);
+constexpr auto kAfterFailure = std::chrono::seconds(1);
+
+[[noreturn]] void FailToCreate(const std::filesystem::path& path) {
+  throw std::runtime_error("cannot create " + path.string() + ": " +
+                           std::generic_category().message(errno) +
+                           "; start as another user or choose another root");
+}
+
+// Makes a directory and those above it, each on disk before something is put into it.
+void MakeDirectory(const std::filesystem::path& directory) {
+  std::error_code ignored;
+  if (directory.empty() || std::filesystem::is_directory(directory, ignored)) {
+    return;
+  }
+  const std::filesystem::path parent = directory.parent_path();
+  MakeDirectory(parent);
+  if (::mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) {
+    FailToCreate(directory);
+  }
+  if (const FileDescriptor opened(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      opened) {
+    ::fsync(opened.Get());
+  }
+}
+
+void MakeFile(const std::filesystem::path& file) {
+  if (!FileDescriptor(::open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644))) {
+    FailToCreate(file);
+  }
+}
+
+// Lets one process at a time open a store: SQLite fails instead of waiting when two turn the same
+// new file to write-ahead logging.
+FileDescriptor LockDirectory(const std::filesystem::path& directory) {
+  FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  while (!opened || ::flock(opened.Get(), LOCK_EX) != 0) {
+    if (errno != EINTR) {
+      throw std::system_error(errno, std::generic_category(), "cannot lock " + directory.string());
+    }
+  }
+  return opened;
+}
+
+bool IsControl(unsigned char c) { return c < 0x20 || c == 0x7f; }
+
+void LogError(const std::string& message) {
+  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "%s\n", message.c_str());
+}
+
+}  // namespace
+
+bool IsValidKey(std::string_view key) {
+  if (!key.starts_with(kDurablePrefix) && !key.starts_with(kMemoryPrefix)) {
+    return false;
+  }
+  return key.size() <= kMaxKeySize && key.back() != '/' &&
+         key.find("//") == std::string_view::npos &&
+         std::none_of(key.begin(), key.end(), IsControl);
+}
+
+struct KeyStore::Impl {
+  Impl(const std::filesystem::path& stateDir, const std::filesystem::path& runDir)
+      : watchers(runDir / "watchers"), changed(runDir / "changed") {
+    MakeDirectory(stateDir);
+    MakeDirectory(watchers);
+    MakeFile(changed);
+    const FileDescriptor lock = LockDirectory(runDir);
+    files[kDurable] = std::make_unique<KeyFile>(stateDir / "keys.db", Durability::kDisk, changed);
+    files[kMemory] = std::make_unique<KeyFile>(runDir / "keys.db", Durability::kProcess, changed);
+  }
+
+  // Index in `files` of where a valid key lives.
+  static std::size_t IndexOf(std::string_view key) {
+    return key.starts_with(kDurablePrefix) ? kDurable : kMemory;
+  }
+
+  KeyFile& FileOf(std::string_view key) { return *files[IndexOf(key)]; }
+
+  bool Write(std::string_view key, const std::optional<KeyValue>& value) {
+    if (!IsValidKey(key)) {
+      return false;
+    }
+    const auto number = FileOf(key).Write(key, value);
+    if (number && *number % kPruneInterval == 0) {
+      Prune(IndexOf(key), *number);
+    }
+    return number.has_value();
+  }
+
+  // `newest` is a change that is visible already, so a watcher that starts after the directory was
+  // read starts behind it.
+  void Prune(std::size_t index, std::int64_t newest) {
+    try {
+      const auto slowest = SlowestPosition(watchers);
+      const std::int64_t seen = slowest ? std::min((*slowest)[index], newest) : newest;
+      files[index]->Prune(std::max(seen, newest - kJournalLimit), kPruneLimit);
+    } catch (const std::exception& error) {
+      // The change itself is made, and a later one will try again.
+      LogError(std::string("cannot cut the journal: ") + error.what());
+    }
+  }
+
+  const std::filesystem::path watchers;
+  const std::filesystem::path changed;
+  std::array<std::unique_ptr<KeyFile>, kKeyFileCount> files;
+};
+
+KeyStore::KeyStore(const std::filesystem::path& stateDir, const std::filesystem::path& runDir)
+    : m_Impl(std::make_shared<Impl>(stateDir, runDir)) {}
+
+KeyStore::~KeyStore() = default;
+
+std::optional<KeyValue> KeyStore::Get(std::string_view key) {
+  return IsValidKey(key) ? m_Impl->FileOf(key).Get(key) : std::nullopt;
+}
+
+bool KeyStore::Set(std::string_view key, const KeyValue& value) {
+  return m_Impl->Write(key, value);
+}
+
+bool KeyStore::Unset(std::string_view key) { return m_Impl->Write(key, std::nullopt); }
+
+std::vector<std::pair<std::string, KeyValue>> KeyStore::List(std::string_view prefix) {
+  std::vector<std::pair<std::string, KeyValue>> keys;
+  for (const auto& file : m_Impl->files) {
+    auto found = file->List(prefix);
+    std::move(found.begin(), found.end(), std::back_inserter(keys));
+  }
+  return keys;
+}
+
+std::int64_t KeyStore::NewestChange(std::string_view key) {
+  if (!IsValidKey(key)) {
+    throw std::invalid_argument("key \"" + std::string(key) +
+                                "\" does not begin with db/ or memory/");
+  }
+  return m_Impl->FileOf(key).NewestChange();
+}
+
+struct KeyWatcher::Impl {
+  explicit Impl(std::shared_ptr<KeyStore::Impl> opened)
+      : store(std::move(opened)), wakeUp(store->changed), position(store->watchers) {
+    for (std::size_t i = 0; i < kKeyFileCount; ++i) {
+      position.Set(i, store->files[i]->NewestChange());
+    }
+    // For its removals: programs that watch and get killed would fill the directory otherwise.
+    SlowestPosition(store->watchers);
+  }
+
+  std::vector<KeyChange> TakeChanges() {
+    // Before the journals are read: whatever the reading does not show will wake again.
+    wakeUp.Clear();
+    try {
+      return ReadJournals();
+    } catch (...) {
+      wakeUp.Again(kAfterFailure);
+      throw;
+    }
+  }
+
+  std::vector<KeyChange> ReadJournals() {
+    // Entries from here on wait for the next time: the reading may not show older ones that are in
+    // the other file.
+    std::int64_t horizon = MonotonicNow();
+    std::array<std::vector<JournalEntry>, kKeyFileCount> journals;
+    for (std::size_t i = 0; i < kKeyFileCount; ++i) {
+      journals[i] = store->files[i]->ChangesAfter(position.Get(i), kTakeLimit);
+      if (journals[i].size() == kTakeLimit) {
+        horizon = std::min(horizon, journals[i].back().at + 1);
+        wakeUp.Again(kNow);
+      }
+    }
+
+    std::vector<JournalEntry> due;
+    for (std::size_t i = 0; i < kKeyFileCount; ++i) {
+      auto& journal = journals[i];
+      journal.erase(
+          std::partition_point(journal.begin(), journal.end(),
+                               [horizon](const JournalEntry& entry) { return entry.at < horizon; }),
+          journal.end());
+      if (!journal.empty()) {
+        Advance(i, journal.front().change.number, journal.back().change.number);
+      }
+      const auto middle = due.insert(due.end(), std::make_move_iterator(journal.begin()),
+                                     std::make_move_iterator(journal.end()));
+      std::inplace_merge(due.begin(), middle, due.end(),
+                         [](const JournalEntry& a, const JournalEntry& b) { return a.at < b.at; });
+    }
+
+    std::vector<KeyChange> changes;
+    changes.reserve(due.size());
+    for (JournalEntry& entry : due) {
+      changes.push_back(std::move(entry.change));
+    }
+    return changes;
+  }
+
+  // Goes on to `last` from `first`, the oldest change there is behind the position.
+  void Advance(std::size_t index, std::int64_t first, std::int64_t last) {
+    const std::int64_t missed = first - position.Get(index) - 1;
+    if (missed > 0) {
+      LogError("this watcher was too slow and missed " + std::to_string(missed) + " changes");
+    }
+    position.Set(index, last);
+  }
+
+  const std::shared_ptr<KeyStore::Impl> store;
+  WakeUp wakeUp;
+  WatcherPosition position;
+};
+
+KeyWatcher::KeyWatcher(KeyStore& store) : m_Impl(std::make_unique<Impl>(store.m_Impl)) {}
+
+KeyWatcher::~KeyWatcher() = default;
+
+int KeyWatcher::Fd() const { return m_Impl->wakeUp.Fd(); }
+
+std::vector<KeyChange> KeyWatcher::TakeChanges() { return m_Impl->TakeChanges(); }
+
+}  // namespace host

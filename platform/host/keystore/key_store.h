@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace host {
+
+using KeyValue = std::variant<int, std::string>;
+
+// One change of a key. `value` is what the key held right after it; nothing when the key was
+// removed. `number` counts the changes of all "db/" keys, and apart from them those of all
+// "memory/" keys, in the order in which they were made.
+struct KeyChange {
+  std::string key;
+  std::optional<KeyValue> value;
+  std::int64_t number;
+};
+
+// Whether the store takes the key: "db/…" or "memory/…", each segment non-empty and free of
+// control characters, at most 255 bytes in all.
+bool IsValidKey(std::string_view key);
+
+// The key store of a set, shared with all other processes that open it (docs/keystore.md).
+// Every member function may be called from any thread. A failure of the store itself throws
+// std::runtime_error that names the file and the reason, and changes nothing.
+class KeyStore {
+ public:
+  // Opens the store, made when missing: "db/" keys in `stateDir`, "memory/" keys in `runDir`.
+  KeyStore(const std::filesystem::path& stateDir, const std::filesystem::path& runDir);
+  ~KeyStore();
+  KeyStore(const KeyStore&) = delete;
+  KeyStore& operator=(const KeyStore&) = delete;
+
+  // Nothing when the key is missing or not valid.
+  std::optional<KeyValue> Get(std::string_view key);
+
+  // False when the key is not valid. A "db/" key is on disk when the call returns.
+  bool Set(std::string_view key, const KeyValue& value);
+
+  // Removes a key. False when it is missing or not valid.
+  bool Unset(std::string_view key);
+
+  // All keys that begin with `prefix`, in byte order.
+  std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
+
+  // The `number` of the newest change among the keys that `key` is counted with; 0 when there
+  // never was one. What Get returns from now on shows that change, and whatever is still to come
+  // has a higher number. Throws std::invalid_argument when the key is not valid.
+  std::int64_t NewestChange(std::string_view key);
+
+ private:
+  friend class KeyWatcher;
+  struct Impl;
+  std::shared_ptr<Impl> m_Impl;
+};
+
+// Sees every change of the store from its construction on: by any process, once, in order. It
+// keeps the store's files open by itself and may outlive the KeyStore. A watcher that falls a
+// million changes behind loses the oldest and says so in the log. One thread at a time. A failure
+// throws std::runtime_error.
+class KeyWatcher {
+ public:
+  explicit KeyWatcher(KeyStore& store);
+  ~KeyWatcher();
+  KeyWatcher(const KeyWatcher&) = delete;
+  KeyWatcher& operator=(const KeyWatcher&) = delete;
+
+  // Readable when TakeChanges may have something to return; for poll and its like.
+  int Fd() const;
+
+  // The next changes, oldest first; empty when there are none yet. Returns some thousands at
+  // most, so that a main loop gets on with its other work meanwhile: Fd stays readable while
+  // there are more. After a failure nothing is lost and Fd becomes readable again a second later.
+  std::vector<KeyChange> TakeChanges();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> m_Impl;
+};
+
+}  // namespace host

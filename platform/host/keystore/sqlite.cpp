@@ -1,0 +1,197 @@
+#include "keystore/sqlite.h"
+
+#include <sqlite3.h>
+
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace host {
+namespace {
+
+// How long a call waits for another process that holds the file's lock, and how often it looks.
+// SQLite's own waiting sleeps up to 100 ms at a time, which is long beside a write of 20 µs.
+constexpr auto kBusyLimit = std::chrono::seconds(5);
+constexpr auto kBusyPause = std::chrono::microseconds(200);
+
+// Memory for pages of one file. A set's keys fit; what does not comes from the system's cache.
+constexpr const char* kCacheSize = "PRAGMA cache_size = -256";
+
+std::string_view Advice(int code) {
+  switch (code & 0xff) {
+    case SQLITE_BUSY:
+      return "another process has kept it locked for 5 seconds: look for one that is stopped";
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "put a good copy in its place, or move it away to begin with an empty one";
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_READONLY:
+      return "start as another user or choose another root";
+    case SQLITE_FULL:
+      return "make room on its file system";
+    default:
+      return "check its file system";
+  }
+}
+
+}  // namespace
+
+Database::Database(const std::filesystem::path& file) : m_File(file) {
+  const int code = sqlite3_open_v2(
+      m_File.c_str(), &m_Handle,
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+      nullptr);
+  try {
+    if (code != SQLITE_OK) {
+      Fail(code);
+    }
+    if (sqlite3_db_readonly(m_Handle, "main") != 0) {
+      Fail(SQLITE_READONLY);
+    }
+    sqlite3_busy_handler(m_Handle, &Database::OnBusy, this);
+    Execute(kCacheSize);
+  } catch (...) {
+    sqlite3_close(m_Handle);
+    throw;
+  }
+}
+
+Database::~Database() { sqlite3_close(m_Handle); }
+
+void Database::Execute(const char* sql) {
+  const int code = sqlite3_exec(m_Handle, sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) {
+    Fail(code);
+  }
+}
+
+bool Database::IsInTransaction() const { return sqlite3_get_autocommit(m_Handle) == 0; }
+
+std::int64_t Database::LastRow() const { return sqlite3_last_insert_rowid(m_Handle); }
+
+int Database::ChangedRows() const { return sqlite3_changes(m_Handle); }
+
+void Database::Fail(int code) const {
+  std::string reason =
+      sqlite3_extended_errcode(m_Handle) == code ? sqlite3_errmsg(m_Handle) : sqlite3_errstr(code);
+  const bool bySystem = (code & 0xff) == SQLITE_CANTOPEN || (code & 0xff) == SQLITE_IOERR;
+  if (const int error = sqlite3_system_errno(m_Handle); bySystem && error != 0) {
+    reason += ": " + std::generic_category().message(error);
+  }
+  throw std::runtime_error("key file " + m_File + ": " + reason + "; " + std::string(Advice(code)));
+}
+
+void Database::FailAs(std::string_view reason) const {
+  throw std::runtime_error("key file " + m_File + ": " + std::string(reason) + "; " +
+                           std::string(Advice(SQLITE_NOTADB)));
+}
+
+int Database::OnBusy(void* database, int attempt) {
+  auto& self = *static_cast<Database*>(database);
+  const auto now = std::chrono::steady_clock::now();
+  if (attempt == 0) {
+    self.m_BusySince = now;
+  }
+  if (now - self.m_BusySince >= kBusyLimit) {
+    return 0;
+  }
+  std::this_thread::sleep_for(kBusyPause);
+  return 1;
+}
+
+Rows::Rows(const Database& database, sqlite3_stmt* statement)
+    : m_Database(database), m_Statement(statement) {}
+
+Rows::~Rows() { sqlite3_reset(m_Statement); }
+
+bool Rows::Next() {
+  const int code = sqlite3_step(m_Statement);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) {
+    m_Database.Fail(code);
+  }
+  return code == SQLITE_ROW;
+}
+
+std::int64_t Rows::Integer(int column) const { return sqlite3_column_int64(m_Statement, column); }
+
+std::string Rows::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_Statement, column));
+  return text == nullptr ? std::string()
+                         : std::string(text, sqlite3_column_bytes(m_Statement, column));
+}
+
+std::optional<KeyValue> Rows::Value(int column) const {
+  switch (sqlite3_column_type(m_Statement, column)) {
+    case SQLITE_NULL:
+      return std::nullopt;
+    case SQLITE_INTEGER:
+      return sqlite3_column_int(m_Statement, column);
+    default:
+      return Text(column);
+  }
+}
+
+Statement::Statement(Database& database, const char* sql) : m_Database(database) {
+  Check(sqlite3_prepare_v3(database.m_Handle, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Statement,
+                           nullptr));
+}
+
+Statement::~Statement() { sqlite3_finalize(m_Statement); }
+
+void Statement::Bind(int index, std::int64_t value) {
+  Check(sqlite3_bind_int64(m_Statement, index, value));
+}
+
+void Statement::Bind(int index, std::string_view text) {
+  // A null pointer would bind NULL, which is not the empty text.
+  Check(sqlite3_bind_text64(m_Statement, index, text.empty() ? "" : text.data(), text.size(),
+                            SQLITE_STATIC, SQLITE_UTF8));
+}
+
+void Statement::Bind(int index, const KeyValue& value) {
+  if (const int* number = std::get_if<int>(&value)) {
+    Bind(index, std::int64_t{*number});
+  } else {
+    Bind(index, std::string_view(std::get<std::string>(value)));
+  }
+}
+
+void Statement::Bind(int index, const std::optional<KeyValue>& value) {
+  if (value) {
+    Bind(index, *value);
+  } else {
+    Check(sqlite3_bind_null(m_Statement, index));
+  }
+}
+
+void Statement::Check(int code) const {
+  if (code != SQLITE_OK) {
+    m_Database.Fail(code);
+  }
+}
+
+WriteTransaction::Statements::Statements(Database& database)
+    : begin(database, "BEGIN IMMEDIATE"),
+      commit(database, "COMMIT"),
+      rollback(database, "ROLLBACK") {}
+
+WriteTransaction::WriteTransaction(Database& database, Statements& statements)
+    : m_Database(database), m_Statements(statements) {
+  m_Statements.begin.Execute();
+}
+
+WriteTransaction::~WriteTransaction() {
+  // Some failures have rolled it back already.
+  if (m_Database.IsInTransaction()) {
+    try {
+      m_Statements.rollback.Execute();
+    } catch (const std::exception&) {
+      // The failure that led here is on its way to the caller.
+    }
+  }
+}
+
+void WriteTransaction::Commit() { m_Statements.commit.Execute(); }
+
+}  // namespace host

@@ -1,0 +1,136 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "keystore/key_store.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+// The part of SQLite that a key file needs, with its errors as exceptions: everything here throws
+// std::runtime_error that names the file, the reason and what to do. One thread at a time.
+
+namespace host {
+
+class Database {
+ public:
+  // Opens `file` for reading and writing, made when missing.
+  explicit Database(const std::filesystem::path& file);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // Runs SQL that has no parameters and whose rows do not matter.
+  void Execute(const char* sql);
+
+  // Whether a transaction is open.
+  bool IsInTransaction() const;
+
+  // The row that the newest INSERT made, and the number of rows that the newest statement changed.
+  std::int64_t LastRow() const;
+  int ChangedRows() const;
+
+  // Throws for the result code that a call just gave.
+  [[noreturn]] void Fail(int code) const;
+
+  // Throws for a file whose content is not ours.
+  [[noreturn]] void FailAs(std::string_view reason) const;
+
+ private:
+  friend class Statement;
+  static int OnBusy(void* database, int attempt);
+
+  std::string m_File;
+  sqlite3* m_Handle = nullptr;
+  std::chrono::steady_clock::time_point m_BusySince;
+};
+
+// The rows of one run of a statement, which is ready for its next run when they are destroyed.
+class Rows {
+ public:
+  ~Rows();
+  Rows(const Rows&) = delete;
+  Rows& operator=(const Rows&) = delete;
+
+  // Steps to the next row, first to the first; false after the last.
+  bool Next();
+
+  // Columns of the row, counted from 0. Null reads as 0, empty and nothing.
+  std::int64_t Integer(int column) const;
+  std::string Text(int column) const;
+  std::optional<KeyValue> Value(int column) const;
+
+ private:
+  friend class Statement;
+  Rows(const Database& database, sqlite3_stmt* statement);
+
+  const Database& m_Database;
+  sqlite3_stmt* m_Statement;
+};
+
+// A statement that is compiled once and run many times, one run at a time. `database` must
+// outlive it.
+class Statement {
+ public:
+  Statement(Database& database, const char* sql);
+  ~Statement();
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  // Binds the arguments to the parameters ?1, ?2 and so on. Texts are not copied: they must live
+  // as long as the rows are stepped through.
+  template <typename... Arguments>
+  Rows Query(const Arguments&... arguments) {
+    int index = 0;
+    (Bind(++index, arguments), ...);
+    return Rows(m_Database, m_Statement);
+  }
+
+  // The same for a statement whose rows do not matter.
+  template <typename... Arguments>
+  void Execute(const Arguments&... arguments) {
+    Rows rows = Query(arguments...);
+    while (rows.Next()) {
+    }
+  }
+
+ private:
+  void Bind(int index, std::int64_t value);
+  void Bind(int index, std::string_view text);
+  void Bind(int index, const KeyValue& value);
+  void Bind(int index, const std::optional<KeyValue>& value);
+  void Check(int code) const;
+
+  Database& m_Database;
+  sqlite3_stmt* m_Statement = nullptr;
+};
+
+// A transaction that holds the file's write lock from its beginning. Rolled back unless committed.
+class WriteTransaction {
+ public:
+  // The statements that begin, commit and roll back; kept compiled by whoever writes often.
+  struct Statements {
+    explicit Statements(Database& database);
+    Statement begin;
+    Statement commit;
+    Statement rollback;
+  };
+
+  WriteTransaction(Database& database, Statements& statements);
+  ~WriteTransaction();
+  WriteTransaction(const WriteTransaction&) = delete;
+  WriteTransaction& operator=(const WriteTransaction&) = delete;
+
+  void Commit();
+
+ private:
+  Database& m_Database;
+  Statements& m_Statements;
+};
+
+}  // namespace host

@@ -1,0 +1,196 @@
+#include "vconf.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "dlog.h"
+#include "framework/main_loop.h"
+#include "keystore/key_store.h"
+#include "system/environment.h"
+
+struct _keynode_t {
+  host::KeyChange change;
+};
+
+namespace host {
+namespace {
+
+void LogError(const char* what, const char* reason) {
+  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "vconf", "%s: %s\n", what, reason);
+}
+
+// Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`.
+template <typename Result, typename Body>
+Result Guarded(const char* function, Result failure, Body body) noexcept {
+  try {
+    return body();
+  } catch (const std::exception& error) {
+    LogError(function, error.what());
+    return failure;
+  }
+}
+
+// The store of this process, opened at its first use and again at the next one if that failed. It
+// is never closed: a thread or a callback may still need it while the process ends.
+KeyStore& Store() {
+  static auto* const store = new KeyStore(StateDir(), RunDir());
+  return *store;
+}
+
+// The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
+class Subscriptions {
+ public:
+  Subscriptions() : m_Watcher(Store()), m_Watch(m_Watcher.Fd(), [this] { Deliver(); }) {}
+
+  void Add(const std::string& key, vconf_callback_fn callback, void* userData) {
+    // By number and not by time: a write that is still under way counts as later, because the
+    // subscriber cannot have read it either.
+    const std::int64_t since = Store().NewestChange(key);
+    if (Subscription* known = Find(key, callback)) {
+      known->userData = userData;
+    } else {
+      m_Subscriptions[key].push_back({callback, userData, since});
+    }
+  }
+
+  bool Remove(const std::string& key, vconf_callback_fn callback) {
+    const Subscription* known = Find(key, callback);
+    if (known == nullptr) {
+      return false;
+    }
+    auto& ofKey = m_Subscriptions[key];
+    ofKey.erase(ofKey.begin() + (known - ofKey.data()));
+    return true;
+  }
+
+ private:
+  struct Subscription {
+    vconf_callback_fn callback;
+    void* userData;
+    std::int64_t since;  // number of the newest change that is not for it
+  };
+
+  Subscription* Find(const std::string& key, vconf_callback_fn callback) {
+    const auto ofKey = m_Subscriptions.find(key);
+    if (ofKey == m_Subscriptions.end()) {
+      return nullptr;
+    }
+    const auto found = std::find_if(ofKey->second.begin(), ofKey->second.end(),
+                                    [&](const auto& each) { return each.callback == callback; });
+    return found == ofKey->second.end() ? nullptr : &*found;
+  }
+
+  void Deliver() {
+    try {
+      for (KeyChange& change : m_Watcher.TakeChanges()) {
+        DeliverOne(std::move(change));
+      }
+    } catch (const std::exception& error) {
+      LogError("cannot read the changes", error.what());
+    }
+  }
+
+  void DeliverOne(KeyChange change) {
+    const auto ofKey = m_Subscriptions.find(change.key);
+    if (ofKey == m_Subscriptions.end()) {
+      return;
+    }
+    // Callbacks may add and remove subscriptions, so each is looked up when its turn comes.
+    const std::vector<Subscription> turns = ofKey->second;
+    _keynode_t node{std::move(change)};
+    for (const Subscription& turn : turns) {
+      const Subscription* current = Find(node.change.key, turn.callback);
+      if (current != nullptr && current->since < node.change.number) {
+        Call(*current, node);
+      }
+    }
+  }
+
+  // An exception ends its callback only: the others, and the changes behind, are still due.
+  static void Call(Subscription subscription, _keynode_t& node) {
+    const std::string what = "a callback of " + node.change.key + " threw";
+    try {
+      subscription.callback(&node, subscription.userData);
+    } catch (const std::exception& error) {
+      LogError(what.c_str(), error.what());
+    } catch (...) {
+      LogError(what.c_str(), "something that is not a std::exception");
+    }
+  }
+
+  std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
+  KeyWatcher m_Watcher;
+  FdWatch m_Watch;
+};
+
+// Lives as long as the process, for the reason that the store does.
+Subscriptions& ProcessSubscriptions() {
+  static auto* const subscriptions = new Subscriptions();
+  return *subscriptions;
+}
+
+// Null becomes a key that no store takes.
+std::string_view KeyOf(const char* key) { return key != nullptr ? key : ""; }
+
+}  // namespace
+}  // namespace host
+
+extern "C" {
+
+int vconf_get_int(const char* key, int* value) {
+  return host::Guarded(__func__, -1, [&] {
+    const auto held = host::Store().Get(host::KeyOf(key));
+    const int* number = held ? std::get_if<int>(&*held) : nullptr;
+    if (number == nullptr || value == nullptr) {
+      return -1;
+    }
+    *value = *number;
+    return 0;
+  });
+}
+
+int vconf_set_int(const char* key, int value) {
+  return host::Guarded(__func__, -1,
+                       [&] { return host::Store().Set(host::KeyOf(key), value) ? 0 : -1; });
+}
+
+char* vconf_get_str(const char* key) {
+  return host::Guarded<char*>(__func__, nullptr, [&]() -> char* {
+    const auto held = host::Store().Get(host::KeyOf(key));
+    const auto* text = held ? std::get_if<std::string>(&*held) : nullptr;
+    return text != nullptr ? ::strdup(text->c_str()) : nullptr;
+  });
+}
+
+int vconf_set_str(const char* key, const char* value) {
+  return host::Guarded(__func__, -1, [&] {
+    return value != nullptr && host::Store().Set(host::KeyOf(key), std::string(value)) ? 0 : -1;
+  });
+}
+
+int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data) {
+  return host::Guarded(__func__, -1, [&] {
+    const std::string name(host::KeyOf(key));
+    if (!host::IsValidKey(name) || callback == nullptr) {
+      return -1;
+    }
+    host::ProcessSubscriptions().Add(name, callback, user_data);
+    return 0;
+  });
+}
+
+int vconf_ignore_key_changed(const char* key, vconf_callback_fn callback) {
+  return host::Guarded(__func__, -1, [&] {
+    const std::string name(host::KeyOf(key));
+    return host::ProcessSubscriptions().Remove(name, callback) ? 0 : -1;
+  });
+}
+
+}  // extern "C"

@@ -1,0 +1,130 @@
+#include "keystore/watcher_position.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+namespace host {
+namespace {
+
+using Numbers = std::array<std::int64_t, kKeyFileCount>;
+
+static_assert(std::atomic_ref<std::int64_t>::is_always_lock_free, "shared between processes");
+
+[[noreturn]] void Fail(const std::string& what, const std::filesystem::path& path) {
+  throw std::system_error(errno, std::generic_category(), what + " " + path.string());
+}
+
+std::int64_t* Map(const FileDescriptor& file, int protection) {
+  void* address = ::mmap(nullptr, sizeof(Numbers), protection, MAP_SHARED, file.Get(), 0);
+  return address == MAP_FAILED ? nullptr : static_cast<std::int64_t*>(address);
+}
+
+std::int64_t Load(std::int64_t& number) {
+  return std::atomic_ref(number).load(std::memory_order_relaxed);
+}
+
+// Whether the file can still be found by name.
+bool IsLinked(const FileDescriptor& file) {
+  struct stat status;
+  return ::fstat(file.Get(), &status) == 0 && status.st_nlink > 0;
+}
+
+// What the watcher that keeps `file` locked has in it: zeros as long as it has not got further
+// than making it.
+Numbers ReadNumbers(const FileDescriptor& file, const std::filesystem::path& path) {
+  Numbers result{};
+  struct stat status;
+  if (::fstat(file.Get(), &status) == 0 && status.st_size >= off_t{sizeof(Numbers)}) {
+    std::int64_t* numbers = Map(file, PROT_READ);
+    if (numbers == nullptr) {
+      Fail("cannot map", path);
+    }
+    std::transform(numbers, numbers + kKeyFileCount, result.begin(), Load);
+    ::munmap(numbers, sizeof(Numbers));
+  }
+  return result;
+}
+
+// The position in a file of the directory; nothing, and the file removed, when its watcher is
+// dead.
+std::optional<Numbers> ReadLiving(const std::filesystem::path& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) {
+    if (errno == ENOENT) {
+      return std::nullopt;  // its watcher ended, or another process tidied up
+    }
+    Fail("cannot open", path);
+  }
+  if (::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+    return ReadNumbers(file, path);
+  }
+  // Nobody else's lock, so nobody alive. The name may meanwhile stand for another file, which is
+  // not to be touched: then this one is linked no more.
+  if (IsLinked(file)) {
+    ::unlink(path.c_str());
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+WatcherPosition::WatcherPosition(const std::filesystem::path& directory) {
+  // Between being made and being locked the file looks like a dead watcher's and may be removed.
+  do {
+    std::string name = directory / "XXXXXX";
+    m_File = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
+    m_Path = name;
+    if (!m_File) {
+      Fail("cannot make a watcher's position in", directory);
+    }
+  } while (::flock(m_File.Get(), LOCK_EX | LOCK_NB) != 0 || !IsLinked(m_File));
+  // Written rather than only made long: a file system that is full must say so here, not when a
+  // page of the mapping is touched.
+  const Numbers zeros{};
+  if (::write(m_File.Get(), &zeros, sizeof(zeros)) == ssize_t{sizeof(zeros)}) {
+    m_Numbers = Map(m_File, PROT_READ | PROT_WRITE);
+  }
+  if (m_Numbers == nullptr) {
+    const int error = errno;
+    ::unlink(m_Path.c_str());
+    errno = error;
+    Fail("cannot make a watcher's position in", directory);
+  }
+}
+
+WatcherPosition::~WatcherPosition() {
+  ::unlink(m_Path.c_str());
+  ::munmap(m_Numbers, sizeof(Numbers));
+}
+
+std::int64_t WatcherPosition::Get(std::size_t keyFile) const { return Load(m_Numbers[keyFile]); }
+
+void WatcherPosition::Set(std::size_t keyFile, std::int64_t number) {
+  std::atomic_ref(m_Numbers[keyFile]).store(number, std::memory_order_relaxed);
+}
+
+std::optional<Numbers> SlowestPosition(const std::filesystem::path& directory) {
+  std::optional<Numbers> slowest;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    if (const auto position = ReadLiving(entry.path())) {
+      if (!slowest) {
+        slowest = *position;
+      }
+      std::transform(slowest->begin(), slowest->end(), position->begin(), slowest->begin(),
+                     [](std::int64_t a, std::int64_t b) { return std::min(a, b); });
+    }
+  }
+  return slowest;
+}
+
+}  // namespace host

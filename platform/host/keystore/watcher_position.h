@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "keystore/file_descriptor.h"
+
+// How far each living watcher has come. A position is a small file that its watcher keeps locked
+// and mapped: moving on costs no system call, and the lock goes with the process however it ends.
+// Positions count the changes of each key file apart; failures throw std::runtime_error.
+
+namespace host {
+
+inline constexpr std::size_t kKeyFileCount = 2;
+
+class WatcherPosition {
+ public:
+  // Adds a position, 0 in every key file, to `directory`. A position of 0 keeps the whole
+  // journal, so that nothing is lost between this and the first Set.
+  explicit WatcherPosition(const std::filesystem::path& directory);
+
+  // Removes it.
+  ~WatcherPosition();
+  WatcherPosition(const WatcherPosition&) = delete;
+  WatcherPosition& operator=(const WatcherPosition&) = delete;
+
+  std::int64_t Get(std::size_t keyFile) const;
+  void Set(std::size_t keyFile, std::int64_t number);
+
+ private:
+  std::filesystem::path m_Path;
+  FileDescriptor m_File;
+  std::int64_t* m_Numbers = nullptr;  // the file's content
+};
+
+// For each key file the position of the living watcher that has come least far; nothing when
+// there is no watcher. Removes what dead watchers left in `directory`.
+std::optional<std::array<std::int64_t, kKeyFileCount>> SlowestPosition(
+    const std::filesystem::path& directory);
+
+}  // namespace host

@@ -1,0 +1,108 @@
+// Whether a write is on disk when it returns cannot be seen from a process that goes on living, so
+// these tests look at what makes it so: the calls that flush a file. The program's own definitions
+// stand before the C library's, also for SQLite.
+
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "key_store_fixture.h"
+
+namespace {
+
+// How often each file was flushed, by path.
+std::map<std::string, int>& Flushes() {
+  static std::map<std::string, int> flushes;
+  return flushes;
+}
+
+void CountFlush(int fd) {
+  ++Flushes()[std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd))];
+}
+
+}  // namespace
+
+extern "C" int fsync(int fd) {
+  CountFlush(fd);
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int fdatasync(int fd) {
+  CountFlush(fd);
+  return static_cast<int>(syscall(SYS_fdatasync, fd));
+}
+
+namespace host {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+class KeyStoreDurability : public KeyStoreTest {
+ protected:
+  std::string Log(const std::filesystem::path& file) const { return file.string() + "-wal"; }
+};
+
+TEST_F(KeyStoreDurability, ADurableWriteIsFlushedOnceBeforeItReturns) {
+  const auto store = Open();
+  store->Set("db/key", 0);
+  for (int value = 1; value <= 10; ++value) {
+    Flushes().clear();
+    store->Set("db/key", value);
+    EXPECT_THAT(Flushes(), ElementsAre(Pair(Log(DurableFile()), 1)));
+  }
+  Flushes().clear();
+  store->Unset("db/key");
+  EXPECT_THAT(Flushes(), ElementsAre(Pair(Log(DurableFile()), 1)));
+}
+
+TEST_F(KeyStoreDurability, AWriteToMemoryIsNeverFlushed) {
+  const auto store = Open();
+  Flushes().clear();
+  for (int value = 1; value <= 2000; ++value) {
+    store->Set("memory/key", value);
+  }
+  EXPECT_THAT(Flushes(), IsEmpty());
+}
+
+TEST_F(KeyStoreDurability, ReadingFlushesNothing) {
+  const auto store = Open();
+  store->Set("db/key", 1);
+  Flushes().clear();
+  store->Get("db/key");
+  store->List("");
+  KeyWatcher(*store).TakeChanges();
+  EXPECT_THAT(Flushes(), IsEmpty());
+}
+
+TEST_F(KeyStoreDurability, AWriteTouchesTwoPages) {
+  constexpr std::uintmax_t kFrame = 24 + 4096;
+  const auto store = Open();
+  store->Set("db/key", 0);
+  for (int value = 1; value <= 10; ++value) {
+    const auto before = std::filesystem::file_size(Log(DurableFile()));
+    store->Set("db/key", value);
+    EXPECT_EQ(std::filesystem::file_size(Log(DurableFile())) - before, 2 * kFrame);
+  }
+}
+
+TEST_F(KeyStoreDurability, NewDirectoriesAreOnDiskBeforeTheyAreUsed) {
+  Flushes().clear();
+  const KeyStore store(StateDir() / "below", RunDir());
+  EXPECT_EQ(Flushes().count(StateDir().parent_path()), 1);
+  EXPECT_EQ(Flushes().count(StateDir()), 1);
+}
+
+TEST_F(KeyStoreDurability, BothFilesAreInWriteAheadMode) {
+  Open();
+  EXPECT_EQ(Sql(DurableFile(), "PRAGMA journal_mode"), "wal");
+  EXPECT_EQ(Sql(MemoryFile(), "PRAGMA journal_mode"), "wal");
+}
+
+}  // namespace
+}  // namespace host

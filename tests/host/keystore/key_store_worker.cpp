@@ -1,0 +1,87 @@
+// A process beside the test: key_store_worker STATE-DIR RUN-DIR COMMAND…
+//
+//   count LAST KEY…   sets all keys to 1, then to 2 and so on up to LAST, and says "KEY VALUE"
+//                     after each write that returned
+//   remove KEY        removes the key
+//   watch KEY         says "ready", then every change, up to and including the first of KEY
+//   tally KEY         the same, but only says how many changes there were
+//
+// What it said is in its output even when it is killed at the next instruction.
+
+#include <poll.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "change_text.h"
+#include "keystore/key_store.h"
+#include "system/log.h"
+
+namespace {
+
+using host::KeyChange;
+using host::KeyStore;
+using host::KeyWatcher;
+
+void Say(const std::string& line) {
+  std::puts(line.c_str());
+  std::fflush(stdout);
+}
+
+void Count(KeyStore& store, int last, const std::vector<std::string>& keys) {
+  for (int value = 1; value <= last; ++value) {
+    for (const std::string& key : keys) {
+      store.Set(key, value);
+      Say(key + " " + std::to_string(value));
+    }
+  }
+}
+
+// Hands every change to `each`, up to and including the first of `lastKey`.
+template <typename Each>
+void Watch(KeyStore& store, const std::string& lastKey, Each each) {
+  KeyWatcher watcher(store);
+  Say("ready");
+  pollfd readable{.fd = watcher.Fd(), .events = POLLIN, .revents = 0};
+  while (::poll(&readable, 1, -1) == 1) {
+    for (const KeyChange& change : watcher.TakeChanges()) {
+      each(change);
+      if (change.key == lastKey) {
+        return;
+      }
+    }
+  }
+}
+
+void Run(KeyStore& store, const std::string& command, const std::vector<std::string>& arguments) {
+  if (command == "count") {
+    Count(store, std::stoi(arguments.at(0)), {arguments.begin() + 1, arguments.end()});
+  } else if (command == "remove") {
+    store.Unset(arguments.at(0));
+  } else if (command == "watch") {
+    Watch(store, arguments.at(0), [](const KeyChange& change) { Say(ToText(change)); });
+  } else if (command == "tally") {
+    long changes = 0;
+    Watch(store, arguments.at(0), [&](const KeyChange&) { ++changes; });
+    Say(std::to_string(changes));
+  } else {
+    throw std::invalid_argument("no command " + command);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  host::OpenLog("");
+  KeyStore store(arguments.at(0), arguments.at(1));
+  Run(store, arguments.at(2), {arguments.begin() + 3, arguments.end()});
+  return host::FlushLog(std::chrono::seconds(10)) ? EXIT_SUCCESS : EXIT_FAILURE;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "key_store_worker: %s\n", error.what());
+  return EXIT_FAILURE;
+}

@@ -1,0 +1,140 @@
+#include "vconf.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "contract/main_loop.h"
+#include "keystore/key_store.h"
+#include "support/process.h"
+#include "support/temp_directory.h"
+#include "system/environment.h"
+#include "system/log.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+int RunWorker(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {KEY_STORE_WORKER, host::StateDir(), host::RunDir()});
+  return support::RunCommand(arguments).status;
+}
+
+// Appends to the std::string that it gets as user data.
+template <char letter>
+void Append(keynode_t*, void* text) {
+  *static_cast<std::string*>(text) += letter;
+}
+
+class HostVconf : public ::testing::Test {
+ protected:
+  template <char letter>
+  void Watch(const char* key) {
+    ASSERT_EQ(vconf_notify_key_changed(key, Append<letter>, &m_Order), 0);
+  }
+  template <char letter>
+  void Ignore(const char* key) {
+    EXPECT_EQ(vconf_ignore_key_changed(key, Append<letter>), 0);
+  }
+
+  std::string m_Order;
+};
+
+TEST_F(HostVconf, DeliversTheWritesOfAnotherProcess) {
+  Watch<'d'>("db/host/a");
+  Watch<'m'>("memory/host/a");
+  EXPECT_EQ(RunWorker({"count", "3", "db/host/a", "memory/host/a"}), 0);
+  EXPECT_TRUE(contract::RunMainLoopUntil([&] { return m_Order.size() == 6; }));
+  EXPECT_EQ(m_Order, "dmdmdm");
+  int value = 0;
+  EXPECT_EQ(vconf_get_int("db/host/a", &value), 0);
+  EXPECT_EQ(value, 3);
+  Ignore<'d'>("db/host/a");
+  Ignore<'m'>("memory/host/a");
+}
+
+TEST_F(HostVconf, DeliversARemovalByAnotherProcess) {
+  ASSERT_EQ(vconf_set_str("db/host/removed", "text"), 0);
+  Watch<'r'>("db/host/removed");
+  EXPECT_EQ(RunWorker({"remove", "db/host/removed"}), 0);
+  EXPECT_TRUE(contract::RunMainLoopUntil([&] { return m_Order == "r"; }));
+  EXPECT_EQ(vconf_get_str("db/host/removed"), nullptr);
+  Ignore<'r'>("db/host/removed");
+}
+
+TEST_F(HostVconf, DeliversAHundredThousandChangesThatCameWhileTheMainLoopWasBusy) {
+  constexpr int kRounds = 25'000;
+  Watch<'a'>("memory/host/many/a");
+  Watch<'b'>("memory/host/many/b");
+  EXPECT_EQ(RunWorker({"count", std::to_string(kRounds), "memory/host/many/a", "memory/host/x",
+                       "memory/host/many/b", "memory/host/y"}),
+            0);
+  contract::SettleMainLoop();
+  std::string expected;
+  for (int i = 0; i < kRounds; ++i) {
+    expected += "ab";
+  }
+  EXPECT_TRUE(m_Order == expected) << m_Order.size() << " calls";
+  Ignore<'a'>("memory/host/many/a");
+  Ignore<'b'>("memory/host/many/b");
+}
+
+TEST_F(HostVconf, AnExceptionOfACallbackIsLoggedAndDelaysNobody) {
+  static int thrown;
+  thrown = 0;
+  const auto throwing = [](keynode_t*, void*) {
+    ++thrown;
+    throw std::runtime_error("no such source");
+  };
+  const auto throwingOddly = [](keynode_t*, void*) {
+    ++thrown;
+    throw 7;
+  };
+  ASSERT_EQ(vconf_notify_key_changed("memory/host/throw", throwing, nullptr), 0);
+  ASSERT_EQ(vconf_notify_key_changed("memory/host/throw", throwingOddly, nullptr), 0);
+  Watch<'t'>("memory/host/throw");
+  Watch<'n'>("memory/host/next");
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(vconf_set_int("memory/host/throw", i), 0);
+    ASSERT_EQ(vconf_set_int("memory/host/next", i), 0);
+  }
+  contract::SettleMainLoop();
+  EXPECT_EQ(thrown, 6);
+  EXPECT_EQ(m_Order, "tntntn");
+  EXPECT_TRUE(host::FlushLog(std::chrono::seconds(10)));
+  EXPECT_THAT(support::ReadFile(host::GetEnvironment().root / "log"),
+              HasSubstr("a callback of memory/host/throw threw: no such source"));
+  EXPECT_EQ(vconf_ignore_key_changed("memory/host/throw", throwing), 0);
+  EXPECT_EQ(vconf_ignore_key_changed("memory/host/throw", throwingOddly), 0);
+  Ignore<'t'>("memory/host/throw");
+  Ignore<'n'>("memory/host/next");
+}
+
+TEST_F(HostVconf, RefusesNullPointers) {
+  int value = 5;
+  EXPECT_EQ(vconf_set_int(nullptr, 1), -1);
+  EXPECT_EQ(vconf_set_str(nullptr, "text"), -1);
+  EXPECT_EQ(vconf_set_str("memory/host/null", nullptr), -1);
+  EXPECT_EQ(vconf_get_int(nullptr, &value), -1);
+  EXPECT_EQ(value, 5);
+  EXPECT_EQ(vconf_set_int("memory/host/null", 1), 0);
+  EXPECT_EQ(vconf_get_int("memory/host/null", nullptr), -1);
+  EXPECT_EQ(vconf_get_str(nullptr), nullptr);
+  EXPECT_EQ(vconf_notify_key_changed(nullptr, Append<'n'>, nullptr), -1);
+  EXPECT_EQ(vconf_notify_key_changed("memory/host/null", nullptr, nullptr), -1);
+  EXPECT_EQ(vconf_ignore_key_changed(nullptr, Append<'n'>), -1);
+}
+
+TEST_F(HostVconf, SharesItsKeysWithTheCommandLineTools) {
+  ASSERT_EQ(vconf_set_int("db/host/shared", 4), 0);
+  host::KeyStore tool(host::StateDir(), host::RunDir());
+  EXPECT_EQ(tool.Get("db/host/shared"), host::KeyValue(4));
+  tool.Set("db/host/shared", "text");
+  char* text = vconf_get_str("db/host/shared");
+  EXPECT_STREQ(text, "text");
+  std::free(text);
+}
+
+}  // namespace
