@@ -1,0 +1,81 @@
+#include "active_net_speaker.h"
+
+#include <json/json.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "items/key_text.h"
+#include "items/library.h"
+#include "items/text.h"
+
+namespace {
+
+constexpr char kSpeakersKey[] = "memory/set/network_speakers";
+
+struct NetworkSpeaker {
+  std::string id;
+  std::string name;
+  std::string type;
+};
+
+// Throws std::runtime_error that says what is wrong with the description.
+std::string Text(const Json::Value& speaker, const char* member) {
+  const Json::Value& text = speaker[member];
+  if (!text.isString() || !host::IsPlainText(text.asString())) {
+    throw std::runtime_error(std::string("a speaker's \"") + member + "\" is not a text");
+  }
+  return text.asString();
+}
+
+std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value list;
+  std::string errors;
+  if (!reader->parse(description.data(), description.data() + description.size(), &list, &errors)) {
+    throw std::runtime_error(errors);
+  }
+  if (!list.isArray()) {
+    throw std::runtime_error("not a list");
+  }
+  std::vector<NetworkSpeaker> speakers;
+  for (const Json::Value& speaker : list) {
+    if (!speaker.isObject()) {
+      throw std::runtime_error("a speaker is not an object");
+    }
+    speakers.push_back({Text(speaker, "id"), Text(speaker, "name"), Text(speaker, "type")});
+  }
+  return speakers;
+}
+
+std::vector<NetworkSpeaker> ActiveSpeakers() {
+  const auto description = host::ReadKeyText(kSpeakersKey);
+  if (!description || description->empty()) {
+    return {};
+  }
+  try {
+    return ParseSpeakers(*description);
+  } catch (const std::exception& exception) {  // JsonCpp throws when the text is nested too deep
+    host::LogError(std::string(kSpeakersKey) + ": " + exception.what());
+    return {};
+  }
+}
+
+}  // namespace
+
+int GetActiveNetSpkInfo(char* displayName, char* speakerType, std::vector<std::string>& speakers) {
+  const std::vector<NetworkSpeaker> active = ActiveSpeakers();
+  if (active.empty()) {
+    return 0;
+  }
+  host::CopyCut(active.front().name, displayName, NET_SPEAKER_DISPLAY_NAME_SIZE);
+  host::CopyCut(active.front().type, speakerType, NET_SPEAKER_TYPE_SIZE);
+  speakers.clear();
+  for (const NetworkSpeaker& speaker : active) {
+    speakers.push_back(speaker.id);
+  }
+  return static_cast<int>(active.size());
+}

@@ -1,0 +1,50 @@
+#include "items/catalogue.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace host {
+
+std::string ToText(const CatalogueProblem& problem) {
+  std::string text = problem.file.string();
+  if (problem.line > 0) {
+    text += fmt::format(":{}", problem.line);
+  }
+  if (!problem.item.empty()) {
+    text += ": " + problem.item;
+  }
+  return text + ": " + problem.message;
+}
+
+CatalogueError::CatalogueError(std::vector<CatalogueProblem> problems)
+    : std::runtime_error(ToText(problems.front())), m_Problems(std::move(problems)) {}
+
+Catalogue Catalogue::Load(const std::filesystem::path& file) { return Catalogue(LoadItems(file)); }
+
+Catalogue::Catalogue(LoadedItems loaded)
+    : m_Items(std::move(loaded.items)), m_Places(std::move(loaded.places)) {}
+
+const Item* Catalogue::Find(std::string_view id) const {
+  const auto found = m_Places.find(id);
+  return found == m_Places.end() ? nullptr : &m_Items[found->second];
+}
+
+std::string Catalogue::Path(const Item& item) const {
+  std::string path = item.id;
+  for (std::uint32_t above = item.parent; above != kNoItem; above = m_Items[above].parent) {
+    path = m_Items[above].id + "/" + path;
+  }
+  return path;
+}
+
+std::vector<CatalogueProblem> CheckCatalogue(const std::filesystem::path& file) {
+  try {
+    Catalogue::Load(file);
+    return {};
+  } catch (const CatalogueError& error) {
+    return error.Problems();
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <filesystem>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "items/catalogue_loader.h"
+#include "items/item.h"
+
+namespace host {
+
+// One mistake in a catalogue.
+struct CatalogueProblem {
+  std::filesystem::path file;
+  int line = 0;      // from 1; 0 when the file as a whole is meant
+  std::string item;  // its identifier; empty when the mistake is in no item or in the identifier
+  std::string message;
+};
+
+// "file:line: item: message", without the parts that the problem does not have.
+std::string ToText(const CatalogueProblem& problem);
+
+class CatalogueError : public std::runtime_error {
+ public:
+  // `problems` is not empty.
+  explicit CatalogueError(std::vector<CatalogueProblem> problems);
+
+  const std::vector<CatalogueProblem>& Problems() const { return m_Problems; }
+
+ private:
+  std::vector<CatalogueProblem> m_Problems;
+};
+
+// The items of the menu as a catalogue describes them (docs/items.md). Does not change after it
+// was loaded, so any thread may read it.
+class Catalogue {
+ public:
+  // Reads a file of items, or an index and the files that it names. Throws CatalogueError with
+  // all mistakes found, in the order of files and lines.
+  static Catalogue Load(const std::filesystem::path& file);
+
+  // Moving keeps all items where they are.
+  Catalogue(Catalogue&&) = default;
+  Catalogue& operator=(Catalogue&&) = default;
+
+  // Null when there is no such item. Takes the same time however many items there are.
+  const Item* Find(std::string_view id) const;
+
+  // All items in the order of the menu, each group before what it holds; and the one at a place
+  // in this order.
+  std::span<const Item> Items() const { return m_Items; }
+  const Item& At(std::uint32_t place) const { return m_Items[place]; }
+
+  // The identifiers from the top of the menu down to the item, joined by "/".
+  std::string Path(const Item& item) const;
+
+ private:
+  explicit Catalogue(LoadedItems loaded);
+
+  std::vector<Item> m_Items;
+  ItemPlaces m_Places;
+};
+
+// The mistakes that keep the catalogue from being loaded; empty when there are none.
+std::vector<CatalogueProblem> CheckCatalogue(const std::filesystem::path& file);
+
+}  // namespace host

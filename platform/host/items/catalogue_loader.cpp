@@ -1,0 +1,624 @@
+#include "items/catalogue_loader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <deque>
+#include <iterator>
+#include <utility>
+
+#include "items/catalogue.h"
+#include "items/json_source.h"
+#include "items/text.h"
+
+// A catalogue is written by people, often many items at a time, so the loader does not stop at
+// the first mistake: it notes each with its line and goes on with what can still be judged. Only
+// a catalogue without any mistake is loaded. A mistake is reported once: what follows from one
+// that was noted already is left out.
+
+namespace host {
+namespace {
+
+constexpr std::size_t kMaxIdBytes = 64;
+constexpr std::size_t kMaxKeyBytes = 255;
+constexpr std::size_t kMaxValueBytes = 255;
+
+struct Member {
+  std::string_view name;
+  bool isRequired;
+};
+
+constexpr Member kIndexMembers[] = {{"$schema", false}, {"files", true}};
+constexpr Member kItemsMembers[] = {{"$schema", false}, {"items", true}};
+constexpr Member kOptionMembers[] = {{"value", true}, {"name", true}};
+constexpr Member kShownMembers[] = {{"min", true}, {"step", true}};
+
+constexpr Member kGroupMembers[] = {
+    {"id", true}, {"kind", true}, {"name", true}, {"displayId", true}, {"items", true}};
+constexpr Member kSwitchMembers[] = {{"id", true},        {"kind", true},    {"name", true},
+                                     {"displayId", true}, {"default", true}, {"key", false},
+                                     {"storage", false}};
+constexpr Member kListMembers[] = {{"id", true},        {"kind", true},     {"name", true},
+                                   {"displayId", true}, {"options", true},  {"default", true},
+                                   {"key", false},      {"storage", false}, {"follows", false}};
+constexpr Member kRangeMembers[] = {{"id", true},        {"kind", true},    {"name", true},
+                                    {"displayId", true}, {"min", true},     {"max", true},
+                                    {"step", true},      {"default", true}, {"key", false},
+                                    {"storage", false},  {"unit", false},   {"shown", false}};
+constexpr Member kActionMembers[] = {
+    {"id", true}, {"kind", true}, {"name", true}, {"displayId", true}};
+
+struct Kind {
+  std::string_view name;
+  ItemKind kind;
+  std::span<const Member> members;
+};
+
+constexpr Kind kKinds[] = {{"group", ItemKind::kGroup, kGroupMembers},
+                           {"switch", ItemKind::kSwitch, kSwitchMembers},
+                           {"list", ItemKind::kList, kListMembers},
+                           {"range", ItemKind::kRange, kRangeMembers},
+                           {"action", ItemKind::kAction, kActionMembers}};
+
+bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
+bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool IsId(std::string_view text) {
+  return !text.empty() && text.size() <= kMaxIdBytes && IsLower(text.front()) &&
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return IsLower(c) || IsDigit(c) || c == '_'; });
+}
+
+bool IsDisplayId(std::string_view text) {
+  return !text.empty() && IsUpper(text.front()) &&
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return IsUpper(c) || IsDigit(c) || c == '_'; });
+}
+
+// Narrower than what the key store takes, so that keys can be typed and read aloud.
+bool IsItemKey(std::string_view key) {
+  const bool isInStore = key.starts_with("db/") || key.starts_with("memory/");
+  const bool isPreview = key.starts_with("memory/menu/preview/");
+  return isInStore && !isPreview && key.size() <= kMaxKeyBytes && key.back() != '/' &&
+         key.find("//") == key.npos && std::all_of(key.begin(), key.end(), [](char c) {
+           return IsLower(c) || IsUpper(c) || IsDigit(c) || c == '_' || c == '-' || c == '.' ||
+                  c == '/';
+         });
+}
+
+// The integer that `text` is the usual form of.
+std::optional<int> ParseInt(const std::string& text) {
+  int number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return std::to_string(number) == text ? std::optional<int>(number) : std::nullopt;
+}
+
+class Loader {
+ public:
+  LoadedItems Load(const std::filesystem::path& file);
+
+ private:
+  struct Origin {
+    JsonSource* source;
+    std::ptrdiff_t offset;
+  };
+
+  void Report(const Json::Value& place, std::string message);
+  void Report(const JsonObject& object, std::string_view member, std::string message);
+  void Report(const Origin& origin, const Item& item, std::string message);
+
+  std::optional<Json::Value> ReadSource(const std::filesystem::path& file);
+  void ReadFirstFile(const std::filesystem::path& file);
+  void ReadFilesOfIndex(const Json::Value& list);
+  void ReadFile(const std::filesystem::path& file);
+  void ReadTop(const JsonObject& root);
+
+  void CheckMembers(const JsonObject& object, std::string_view what,
+                    std::span<const Member> members);
+  std::optional<std::string> ReadText(const JsonObject& object, std::string_view name);
+  std::optional<double> ReadNumber(const JsonObject& object, std::string_view name);
+
+  void ReadItems(const Json::Value& list, std::uint32_t parent);
+  void ReadItem(const Json::Value& json, std::uint32_t parent);
+  const Kind* ReadKind(const JsonObject& object);
+  std::string ReadId(const JsonObject& object);
+  std::string ReadDisplayId(const JsonObject& object);
+  std::optional<ValueDefinition> ReadValue(const JsonObject& object, ItemKind kind);
+  void ReadSwitch(const JsonObject& object, ValueDefinition& value);
+  void ReadList(const JsonObject& object, ValueDefinition& value);
+  std::vector<Option> ReadOptions(const Json::Value& list, Storage storage);
+  std::optional<Option> ReadOption(const JsonObject& object, Storage storage);
+  void ReadFollows(const JsonObject& object, ValueDefinition& value);
+  void ReadRange(const JsonObject& object, ValueDefinition& value);
+  std::optional<NumberGrid> ReadGrid(const JsonObject& object);
+  NumberGrid ReadShown(const JsonObject& object, const NumberGrid& grid);
+  Storage ReadStorage(const JsonObject& object, Storage otherwise);
+  std::string ReadKey(const JsonObject& object);
+
+  void CheckUniqueness();
+  static std::string Where(const Origin& origin);
+
+  std::deque<JsonSource> m_Sources;  // a deque: places in it are kept while it grows
+  JsonSource* m_Source = nullptr;    // what is being read, with the item
+  std::string m_ItemId;
+  std::vector<Item> m_Items;
+  std::vector<Origin> m_Origins;  // of the items
+  ItemPlaces m_Places;
+  std::vector<CatalogueProblem> m_Problems;
+};
+
+LoadedItems Loader::Load(const std::filesystem::path& file) {
+  ReadFirstFile(file);
+  CheckUniqueness();
+  if (m_Problems.empty()) {
+    return {std::move(m_Items), std::move(m_Places)};
+  }
+  const auto place = [&](const CatalogueProblem& problem) {
+    const auto source =
+        std::find_if(m_Sources.begin(), m_Sources.end(),
+                     [&](const JsonSource& candidate) { return candidate.File() == problem.file; });
+    return std::pair(source - m_Sources.begin(), problem.line);
+  };
+  std::stable_sort(
+      m_Problems.begin(), m_Problems.end(),
+      [&](const CatalogueProblem& a, const CatalogueProblem& b) { return place(a) < place(b); });
+  throw CatalogueError(std::move(m_Problems));
+}
+
+void Loader::Report(const Json::Value& place, std::string message) {
+  m_Problems.push_back(
+      {m_Source->File(), m_Source->LineAt(place.getOffsetStart()), m_ItemId, std::move(message)});
+}
+
+void Loader::Report(const JsonObject& object, std::string_view member, std::string message) {
+  Report(*object.Find(member), std::move(message));
+}
+
+void Loader::Report(const Origin& origin, const Item& item, std::string message) {
+  m_Problems.push_back(
+      {origin.source->File(), origin.source->LineAt(origin.offset), item.id, std::move(message)});
+}
+
+std::optional<Json::Value> Loader::ReadSource(const std::filesystem::path& file) {
+  m_Source = &m_Sources.emplace_back(file);
+  Json::Value root;
+  const auto mistakes = m_Source->Read(root);
+  for (const JsonSource::Mistake& mistake : mistakes) {
+    m_Problems.push_back({file, mistake.line, m_ItemId, mistake.message});
+  }
+  return mistakes.empty() ? std::optional(std::move(root)) : std::nullopt;
+}
+
+void Loader::ReadFirstFile(const std::filesystem::path& file) {
+  const auto root = ReadSource(file);
+  if (!root) {
+    return;
+  }
+  const JsonObject object(*root);
+  if (const Json::Value* files = object.Find("files")) {
+    CheckMembers(object, "an index", kIndexMembers);
+    ReadFilesOfIndex(*files);
+  } else {
+    ReadTop(object);
+  }
+}
+
+void Loader::ReadFilesOfIndex(const Json::Value& list) {
+  if (!list.isArray() || list.empty()) {
+    Report(list, "\"files\" must be a list of at least one file name");
+    return;
+  }
+  JsonSource* const index = m_Source;
+  std::vector<std::string> names;
+  for (const Json::Value& name : list) {
+    m_Source = index;
+    const std::string text(TextOf(name));
+    if (text.empty() || text.find('/') != std::string::npos) {
+      Report(name, "a file is named by a text without \"/\": it lies beside the index");
+    } else if (std::find(names.begin(), names.end(), text) != names.end()) {
+      Report(name, fmt::format("file \"{}\" is named twice", text));
+    } else {
+      names.push_back(text);
+      ReadFile(index->File().parent_path() / text);
+    }
+  }
+}
+
+void Loader::ReadFile(const std::filesystem::path& file) {
+  if (const auto root = ReadSource(file)) {
+    ReadTop(JsonObject(*root));
+  }
+}
+
+void Loader::ReadTop(const JsonObject& root) {
+  CheckMembers(root, "a file of items", kItemsMembers);
+  if (const Json::Value* items = root.Find("items")) {
+    ReadItems(*items, kNoItem);
+  }
+}
+
+void Loader::CheckMembers(const JsonObject& object, std::string_view what,
+                          std::span<const Member> members) {
+  for (const JsonObject::Member& given : object.Members()) {
+    if (std::none_of(members.begin(), members.end(),
+                     [&](const Member& known) { return known.name == given.name; })) {
+      std::string known;
+      for (const Member& member : members) {
+        known += fmt::format("{}{}", known.empty() ? "" : ", ", member.name);
+      }
+      Report(*given.value,
+             fmt::format("unknown member \"{}\": {} takes {}", given.name, what, known));
+    }
+  }
+  for (const Member& member : members) {
+    if (member.isRequired && object.Find(member.name) == nullptr) {
+      Report(object.Whole(),
+             fmt::format("member \"{}\" is missing: {} needs it", member.name, what));
+    }
+  }
+}
+
+// Nothing when there is none; a member that is no text was reported then.
+std::optional<std::string> Loader::ReadText(const JsonObject& object, std::string_view name) {
+  const Json::Value* member = object.Find(name);
+  if (member == nullptr) {
+    return std::nullopt;
+  }
+  const std::string_view text = TextOf(*member);
+  if (text.empty() || !IsPlainText(text)) {
+    Report(*member, fmt::format("\"{}\" must be a text of at least one character, UTF-8 without "
+                                "control characters",
+                                name));
+    return std::nullopt;
+  }
+  return std::string(text);
+}
+
+// Read from the file's own text: JsonCpp would read the number by the rules of the locale.
+std::optional<double> Loader::ReadNumber(const JsonObject& object, std::string_view name) {
+  const Json::Value* value = object.Find(name);
+  if (value == nullptr) {
+    return std::nullopt;
+  }
+  const auto number = value->isNumeric() ? ParseNumber(m_Source->Written(*value)) : std::nullopt;
+  if (!number) {
+    Report(*value, fmt::format("\"{}\" must be a number like 5, -5 or 0.5", name));
+  }
+  return number;
+}
+
+void Loader::ReadItems(const Json::Value& list, std::uint32_t parent) {
+  if (!list.isArray() || list.empty()) {
+    Report(list, "\"items\" must be a list of at least one item");
+    return;
+  }
+  const std::string outerId = m_ItemId;
+  for (const Json::Value& item : list) {
+    m_ItemId.clear();
+    ReadItem(item, parent);
+  }
+  m_ItemId = outerId;
+}
+
+void Loader::ReadItem(const Json::Value& json, std::uint32_t parent) {
+  if (!json.isObject()) {
+    Report(json, "an item must be an object");
+    return;
+  }
+  const JsonObject object(json);
+  m_ItemId = ReadId(object);
+  const Kind* kind = ReadKind(object);
+  if (kind == nullptr) {
+    return;
+  }
+  CheckMembers(object, fmt::format("an item of kind {}", kind->name), kind->members);
+
+  const auto place = static_cast<std::uint32_t>(m_Items.size());
+  m_Origins.push_back({m_Source, json.getOffsetStart()});
+  Item& item = m_Items.emplace_back();
+  item.kind = kind->kind;
+  item.id = m_ItemId;
+  item.name = ReadText(object, "name").value_or("");
+  item.displayId = ReadDisplayId(object);
+  item.parent = parent;
+  item.value = ReadValue(object, kind->kind);
+  if (parent != kNoItem) {
+    m_Items[parent].children.push_back(place);
+  }
+  const Json::Value* items = object.Find("items");
+  if (items != nullptr && kind->kind == ItemKind::kGroup) {
+    ReadItems(*items, place);
+  }
+}
+
+const Kind* Loader::ReadKind(const JsonObject& object) {
+  const Json::Value* name = object.Find("kind");
+  if (name == nullptr) {
+    Report(object.Whole(), "member \"kind\" is missing: every item needs it");
+    return nullptr;
+  }
+  const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
+                                  [&](const Kind& known) { return TextOf(*name) == known.name; });
+  if (kind == std::end(kKinds)) {
+    Report(*name, "unknown kind: use \"group\", \"switch\", \"list\", \"range\" or \"action\"");
+    return nullptr;
+  }
+  return kind;
+}
+
+std::string Loader::ReadId(const JsonObject& object) {
+  const std::string id = ReadText(object, "id").value_or("");
+  if (!id.empty() && !IsId(id)) {
+    Report(object, "id",
+           fmt::format("identifier \"{}\" must begin with a small letter and have "
+                       "small letters, digits and \"_\" only, at most {}",
+                       id, kMaxIdBytes));
+    return "";
+  }
+  return id;
+}
+
+std::string Loader::ReadDisplayId(const JsonObject& object) {
+  const std::string id = ReadText(object, "displayId").value_or("");
+  if (!id.empty() && !IsDisplayId(id)) {
+    Report(object, "displayId",
+           fmt::format("\"displayId\" \"{}\" must begin with a capital and "
+                       "have capitals, digits and \"_\" only",
+                       id));
+    return "";
+  }
+  return id;
+}
+
+std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemKind kind) {
+  ValueDefinition value;
+  switch (kind) {
+    case ItemKind::kSwitch:
+      ReadSwitch(object, value);
+      break;
+    case ItemKind::kList:
+      ReadList(object, value);
+      break;
+    case ItemKind::kRange:
+      ReadRange(object, value);
+      break;
+    case ItemKind::kGroup:
+    case ItemKind::kAction:
+      return std::nullopt;
+  }
+  value.key = ReadKey(object);
+  return value;
+}
+
+void Loader::ReadSwitch(const JsonObject& object, ValueDefinition& value) {
+  value.storage = ReadStorage(object, Storage::kInt);
+  value.values = std::vector<Option>{{"off", "Off", 0}, {"on", "On", 1}};
+  const auto standard = ReadText(object, "default");
+  const auto position = standard ? FindValue(value.values, *standard) : std::nullopt;
+  if (standard && !position) {
+    Report(object, "default", "\"default\" of a switch must be \"on\" or \"off\"");
+  }
+  value.standard = position.value_or(0);
+}
+
+void Loader::ReadList(const JsonObject& object, ValueDefinition& value) {
+  value.storage = ReadStorage(object, Storage::kString);
+  ReadFollows(object, value);
+  const auto standard = ReadText(object, "default");
+  const Json::Value* list = object.Find("options");
+  if (list == nullptr) {
+    return;
+  }
+  if (!list->isArray() || list->empty()) {
+    Report(*list, "\"options\" must be a list of at least one option");
+    return;
+  }
+  value.values = ReadOptions(*list, value.storage);
+  const auto position = standard ? FindValue(value.values, *standard) : std::nullopt;
+  if (standard && !position) {
+    Report(object, "default", fmt::format("default \"{}\" is none of the options", *standard));
+  }
+  value.standard = position.value_or(0);
+}
+
+std::vector<Option> Loader::ReadOptions(const Json::Value& list, Storage storage) {
+  std::vector<Option> options;
+  for (const Json::Value& json : list) {
+    if (!json.isObject()) {
+      Report(json, "an option must be an object");
+      continue;
+    }
+    const JsonObject object(json);
+    auto option = ReadOption(object, storage);
+    if (!option) {
+      continue;
+    }
+    if (std::any_of(options.begin(), options.end(),
+                    [&](const Option& other) { return other.value == option->value; })) {
+      Report(object, "value", fmt::format("option \"{}\" occurs twice", option->value));
+    }
+    options.push_back(*std::move(option));
+  }
+  return options;
+}
+
+// Nothing when it has no value.
+std::optional<Option> Loader::ReadOption(const JsonObject& object, Storage storage) {
+  CheckMembers(object, "an option", kOptionMembers);
+  Option option;
+  option.value = ReadText(object, "value").value_or("");
+  option.name = ReadText(object, "name").value_or("");
+  if (option.value.empty()) {
+    return std::nullopt;
+  }
+  if (option.value.size() > kMaxValueBytes) {
+    Report(object, "value", fmt::format("a value has at most {} bytes", kMaxValueBytes));
+  }
+  const auto number = ParseInt(option.value);
+  if (storage == Storage::kInt && !number) {
+    Report(object, "value",
+           fmt::format("option \"{}\" cannot be stored as an int: use storage \"string\" or a "
+                       "whole number",
+                       option.value));
+  }
+  option.number = number.value_or(0);
+  return option;
+}
+
+void Loader::ReadFollows(const JsonObject& object, ValueDefinition& value) {
+  const auto follows = ReadText(object, "follows");
+  value.followsSpeaker = follows == "speaker";
+  if (follows && !value.followsSpeaker) {
+    Report(object, "follows",
+           fmt::format("\"follows\" \"{}\" is not known: use \"speaker\"", *follows));
+  }
+}
+
+void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
+  const auto standard = ReadNumber(object, "default");
+  const std::string unit = ReadText(object, "unit").value_or("");
+  const auto grid = ReadGrid(object);
+  if (!grid) {
+    ReadStorage(object, Storage::kInt);
+    return;
+  }
+  value.storage = ReadStorage(object, grid->IsWhole() ? Storage::kInt : Storage::kString);
+  if (value.storage == Storage::kInt && !grid->IsWhole()) {
+    Report(object, "storage", "fractions cannot be stored as an int: use storage \"string\"");
+  }
+  const auto position = standard ? grid->Find(*standard) : std::nullopt;
+  if (standard && !position) {
+    Report(object, "default",
+           fmt::format("default {} is not min plus a whole number of steps, or "
+                       "is above max",
+                       m_Source->Written(*object.Find("default"))));
+  }
+  value.standard = position.value_or(0);
+  value.values = Range{*grid, ReadShown(object, *grid), unit};
+}
+
+std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
+  const auto min = ReadNumber(object, "min");
+  const auto max = ReadNumber(object, "max");
+  const auto step = ReadNumber(object, "step");
+  if (!min || !max || !step) {
+    return std::nullopt;
+  }
+  if (*step <= 0) {
+    Report(object, "step", "\"step\" must be above 0");
+    return std::nullopt;
+  }
+  if (*min >= *max) {
+    Report(object, "min", "\"min\" must be below \"max\"");
+    return std::nullopt;
+  }
+  const auto grid = NumberGrid::Make(*min, *max, *step);
+  if (!grid) {
+    Report(object, "max",
+           "\"max\" must be min plus a whole number of steps, and min, max and step must fit into "
+           "nine digits, those behind the point included");
+  }
+  return grid;
+}
+
+NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
+  const Json::Value* json = object.Find("shown");
+  if (json == nullptr) {
+    return grid;
+  }
+  if (!json->isObject()) {
+    Report(*json, "\"shown\" must be an object with min and step");
+    return grid;
+  }
+  const JsonObject shown(*json);
+  CheckMembers(shown, "\"shown\"", kShownMembers);
+  const auto min = ReadNumber(shown, "min");
+  const auto step = ReadNumber(shown, "step");
+  if (!min || !step) {
+    return grid;
+  }
+  const auto shownGrid = grid.SameLength(*min, *step);
+  if (!shownGrid) {
+    Report(
+        *json,
+        "\"step\" of \"shown\" must be above 0, and its numbers must fit into nine digits, those "
+        "behind the point included");
+  }
+  return shownGrid.value_or(grid);
+}
+
+Storage Loader::ReadStorage(const JsonObject& object, Storage otherwise) {
+  const auto storage = ReadText(object, "storage");
+  if (storage && *storage != "int" && *storage != "string") {
+    Report(object, "storage",
+           fmt::format("unknown storage \"{}\": use \"int\" or \"string\"", *storage));
+  }
+  if (storage == "int") {
+    return Storage::kInt;
+  }
+  return storage == "string" ? Storage::kString : otherwise;
+}
+
+std::string Loader::ReadKey(const JsonObject& object) {
+  const auto key = ReadText(object, "key");
+  if (!key) {
+    return "db/menu/" + m_ItemId;
+  }
+  if (!IsItemKey(*key)) {
+    Report(object, "key",
+           fmt::format("key \"{}\" must begin with db/ or memory/, have letters, "
+                       "digits, \"_\", \"-\" and \".\" between single slashes, at "
+                       "most {} bytes in all, and not lie in memory/menu/preview/",
+                       *key, kMaxKeyBytes));
+  }
+  return *key;
+}
+
+// The keys of the maps lie in m_Items, which grows no more.
+void Loader::CheckUniqueness() {
+  ItemPlaces keys;
+  ItemPlaces displayIds;
+  for (ItemPlaces* places : {&m_Places, &keys, &displayIds}) {
+    places->reserve(m_Items.size());
+  }
+  for (std::uint32_t place = 0; place < m_Items.size(); ++place) {
+    const Item& item = m_Items[place];
+    if (item.id.empty()) {
+      continue;
+    }
+    const Origin& origin = m_Origins[place];
+    const auto [sameId, isFirstOfId] = m_Places.emplace(item.id, place);
+    if (!isFirstOfId) {
+      Report(origin, item,
+             fmt::format("identifier is used already, at {}", Where(m_Origins[sameId->second])));
+      continue;
+    }
+    if (item.value) {
+      const auto [sameKey, isFirstOfKey] = keys.emplace(item.value->key, place);
+      if (!isFirstOfKey) {
+        Report(origin, item,
+               fmt::format("key \"{}\" is used already, by \"{}\" at {}", item.value->key,
+                           m_Items[sameKey->second].id, Where(m_Origins[sameKey->second])));
+      }
+    }
+    const auto [sameText, isFirstOfText] = displayIds.emplace(item.displayId, place);
+    if (!isFirstOfText && !item.displayId.empty() && m_Items[sameText->second].name != item.name) {
+      Report(origin, item,
+             fmt::format("\"displayId\" \"{}\" stands for another name already, at {}",
+                         item.displayId, Where(m_Origins[sameText->second])));
+    }
+  }
+}
+
+std::string Loader::Where(const Origin& origin) {
+  return fmt::format("{}:{}", origin.source->File().filename().string(),
+                     origin.source->LineAt(origin.offset));
+}
+
+}  // namespace
+
+LoadedItems LoadItems(const std::filesystem::path& file) { return Loader().Load(file); }
+
+}  // namespace host

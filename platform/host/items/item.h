@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "items/number_grid.h"
+
+namespace host {
+
+enum class ItemKind { kGroup, kSwitch, kList, kRange, kAction };
+
+// How a value stands in the key store.
+enum class Storage { kInt, kString };
+
+// A value of an item, by its number from 0: the place of an option in its list, or of a number
+// on its grid.
+using ValuePosition = std::int64_t;
+
+struct Option {
+  std::string value;
+  std::string name;
+  int number = 0;  // what Storage::kInt stores
+};
+
+struct Range {
+  NumberGrid values;
+  NumberGrid shown;  // what the menu shows for them, position by position
+  std::string unit;  // of `shown`; empty when it has none
+};
+
+// All that an item can take: the options of a list or a switch, or a range.
+using ValueSet = std::variant<std::vector<Option>, Range>;
+
+std::optional<ValuePosition> FindValue(const ValueSet& values, std::string_view text);
+
+// The value that Storage::kInt stores as `number`.
+std::optional<ValuePosition> FindNumber(const ValueSet& values, int number);
+
+// The text of a value, the name that the menu shows for it, and what Storage::kInt stores.
+std::string ValueText(const ValueSet& values, ValuePosition position);
+std::string ValueName(const ValueSet& values, ValuePosition position);
+int ValueNumber(const ValueSet& values, ValuePosition position);
+
+// Where an item's value is kept, and what it is while nothing is.
+struct ValueDefinition {
+  ValueSet values;
+  ValuePosition standard = 0;
+  std::string key;
+  Storage storage = Storage::kString;
+  bool followsSpeaker = false;
+};
+
+inline constexpr std::uint32_t kNoItem = UINT32_MAX;
+
+// One item of the menu. Items refer to each other by their place in the catalogue.
+struct Item {
+  ItemKind kind = ItemKind::kGroup;
+  std::string id;
+  std::string name;
+  std::string displayId;
+  std::uint32_t parent = kNoItem;  // kNoItem at the top of the menu
+  std::vector<std::uint32_t> children;
+  std::optional<ValueDefinition> value;  // nothing for groups and actions
+};
+
+}  // namespace host

@@ -1,0 +1,75 @@
+#include "platform_double.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "dlog.h"
+#include "vconf.h"
+
+PlatformDouble& PlatformDouble::Get() {
+  static PlatformDouble platform;
+  return platform;
+}
+
+void PlatformDouble::Reset() { *this = PlatformDouble(); }
+
+std::optional<std::variant<int, std::string>> PlatformDouble::Key(const std::string& key) const {
+  const auto found = m_Keys.find(key);
+  return found == m_Keys.end() ? std::nullopt : std::optional(found->second);
+}
+
+void PlatformDouble::SetKey(const std::string& key, std::variant<int, std::string> value) {
+  m_Keys[key] = std::move(value);
+}
+
+void PlatformDouble::RemoveKey(const std::string& key) { m_Keys.erase(key); }
+
+void PlatformDouble::FailWrites() { m_AllWritesFail = true; }
+
+void PlatformDouble::FailWritesTo(const std::string& key) { m_FailingKey = key; }
+
+bool PlatformDouble::DoesWriteFail(const std::string& key) const {
+  return m_AllWritesFail || key == m_FailingKey;
+}
+
+int WriteKey(const char* key, std::variant<int, std::string> value) {
+  PlatformDouble& platform = PlatformDouble::Get();
+  if (platform.DoesWriteFail(key)) {
+    return -1;
+  }
+  platform.SetKey(key, std::move(value));
+  ++platform.m_Writes;
+  return 0;
+}
+
+int vconf_get_int(const char* key, int* value) {
+  const auto found = PlatformDouble::Get().Key(key);
+  if (!found || !std::holds_alternative<int>(*found)) {
+    return -1;
+  }
+  *value = std::get<int>(*found);
+  return 0;
+}
+
+int vconf_set_int(const char* key, int value) { return WriteKey(key, value); }
+
+char* vconf_get_str(const char* key) {
+  const auto found = PlatformDouble::Get().Key(key);
+  return found && std::holds_alternative<std::string>(*found)
+             ? strdup(std::get<std::string>(*found).c_str())
+             : nullptr;
+}
+
+int vconf_set_str(const char* key, const char* value) { return WriteKey(key, std::string(value)); }
+
+int __dlog_print(log_id_t, int priority, const char* tag, const char* format, ...) {
+  char text[4096];
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  PlatformDouble::Get().AddLogLine({priority, tag, text});
+  return length;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+// Stands in for the key store and the log under the settings data library: both in memory, to be
+// looked into. One for the whole process; Reset makes it new.
+class PlatformDouble {
+ public:
+  static PlatformDouble& Get();
+
+  void Reset();
+
+  std::optional<std::variant<int, std::string>> Key(const std::string& key) const;
+  void SetKey(const std::string& key, std::variant<int, std::string> value);
+  void RemoveKey(const std::string& key);
+
+  // From now on every write fails; or only those to one key.
+  void FailWrites();
+  void FailWritesTo(const std::string& key);
+  bool DoesWriteFail(const std::string& key) const;
+
+  // How many writes there were, failed ones not counted.
+  int Writes() const { return m_Writes; }
+
+  // The lines logged so far: priority, tag and text.
+  struct LogLine {
+    int priority;
+    std::string tag;
+    std::string text;
+  };
+  const std::vector<LogLine>& Log() const { return m_Log; }
+  void AddLogLine(LogLine line) { m_Log.push_back(std::move(line)); }
+
+ private:
+  friend int WriteKey(const char* key, std::variant<int, std::string> value);
+
+  std::map<std::string, std::variant<int, std::string>> m_Keys;
+  bool m_AllWritesFail = false;
+  std::string m_FailingKey;
+  int m_Writes = 0;
+  std::vector<LogLine> m_Log;
+};
