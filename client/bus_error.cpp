@@ -1,0 +1,107 @@
+#include "bus_error.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+namespace settings {
+namespace {
+
+constexpr char kAbsent[] = "the settings service is not running on this bus";
+constexpr char kStartIt[] = "start it, or connect to the bus that it is on";
+constexpr char kForeign[] = "what answers under the service's name is not the settings service";
+constexpr char kEndForeign[] = "end that program";
+
+struct NamedError {
+  std::string_view name;  // one that ends with a dot stands for all that begin with it
+  ErrorCode code;
+  const char* problem;
+  const char* advice;
+  bool textHelps;  // whether the text of the error reply says more than `problem`
+};
+
+// NoReply is what a bus answers when the service's connection ended with the request unanswered;
+// when the waiting of this program ran out the name is Timeout.
+constexpr NamedError kNamedErrors[] = {
+    {"org.nuvra.Error.InvalidMessage", ErrorCode::kInvalidMessage,
+     "the settings service does not read this request", "send one JSON object", true},
+    {"org.nuvra.Error.Failed", ErrorCode::kFailed, "the settings service failed at this request",
+     "its log says more", true},
+    {"org.freedesktop.DBus.Error.ServiceUnknown", ErrorCode::kNotRunning, kAbsent, kStartIt, false},
+    {"org.freedesktop.DBus.Error.NameHasNoOwner", ErrorCode::kNotRunning, kAbsent, kStartIt, false},
+    {"org.freedesktop.DBus.Error.NoReply", ErrorCode::kNotRunning,
+     "the settings service ended before it answered", "whether it did the request is not known",
+     false},
+    {"org.freedesktop.DBus.Error.Spawn.", ErrorCode::kNotRunning,
+     "the bus could not start the settings service", "its log says more", true},
+    {"org.freedesktop.DBus.Error.Timeout", ErrorCode::kTimedOut,
+     "the settings service did not answer in time", "give it more time", false},
+    {"org.freedesktop.DBus.Error.TimedOut", ErrorCode::kTimedOut,
+     "the settings service did not start in time", "its log says more", true},
+    {"org.freedesktop.DBus.Error.AccessDenied", ErrorCode::kNotAllowed,
+     "the bus does not let this user talk to the settings service",
+     "the policy of the bus says who may", true},
+    {"org.freedesktop.DBus.Error.UnknownObject", ErrorCode::kProtocol, kForeign, kEndForeign, true},
+    {"org.freedesktop.DBus.Error.UnknownInterface", ErrorCode::kProtocol, kForeign, kEndForeign,
+     true},
+    {"org.freedesktop.DBus.Error.UnknownMethod", ErrorCode::kProtocol, kForeign, kEndForeign, true},
+};
+
+bool Matches(const NamedError& entry, std::string_view name) {
+  return entry.name.back() == '.' ? name.substr(0, entry.name.size()) == entry.name
+                                  : name == entry.name;
+}
+
+std::string WithText(const std::string& problem, const std::string& text) {
+  return text.empty() ? problem : problem + " (" + text + ")";
+}
+
+}  // namespace
+
+Error::Error(ErrorCode code, const std::string& problem, const std::string& advice)
+    : std::runtime_error(problem + "; " + advice), m_Code(code), m_Problem(problem) {}
+
+Error ErrorFromReply(const std::string& name, const std::string& text) {
+  for (const NamedError& entry : kNamedErrors) {
+    if (Matches(entry, name)) {
+      return Error(entry.code, WithText(entry.problem, entry.textHelps ? text : ""), entry.advice);
+    }
+  }
+  return Error(ErrorCode::kFailed, "the request failed with " + WithText(name, text),
+               "the logs of the service and the bus may say more");
+}
+
+Error ErrorFromResult(int result) {
+  switch (-result) {
+    case ETIMEDOUT:
+      return Error(ErrorCode::kTimedOut, "the bus did not answer in time", "give it more time");
+    case EACCES:
+    case EPERM:
+      return Error(ErrorCode::kNotAllowed, "the bus does not let this user in",
+                   "the policy of the bus says who may");
+    case ECONNRESET:
+    case ECONNREFUSED:
+    case ENOTCONN:
+    case EPIPE:
+    case ESHUTDOWN:
+      return Error(ErrorCode::kBus, "the connection to the bus is lost", "connect anew");
+    default:
+      return Error(ErrorCode::kFailed,
+                   std::string("the bus library failed: ") + std::strerror(-result),
+                   "free memory and file descriptors may help");
+  }
+}
+
+Error ErrorFromConnecting(const std::string& bus, int result) {
+  ErrorCode code = ErrorFromResult(result).Code();
+  if (code != ErrorCode::kTimedOut && code != ErrorCode::kNotAllowed) {
+    code = ErrorCode::kBus;
+  }
+  // What sd-bus says when no variable tells where the session bus is.
+  const char* reason =
+      result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
+  return Error(code, "cannot connect to the bus \"" + bus + "\": " + reason,
+               "start it, or choose \"session\", \"system\" or a bus address");
+}
+
+}  // namespace settings

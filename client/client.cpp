@@ -1,0 +1,359 @@
+#include "settings/client.h"
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <exception>
+#include <initializer_list>
+#include <utility>
+
+#include "bus_error.h"
+
+namespace settings {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+
+constexpr char kBusName[] = "org.nuvra.service.settings_service";
+constexpr char kObject[] = "/org/nuvra/service/settings_service";
+constexpr char kInterface[] = "org.nuvra.Service1";
+
+template <typename T, T* (*Release)(T*)>
+struct Releaser {
+  void operator()(T* object) const { Release(object); }
+};
+
+using Bus = std::unique_ptr<sd_bus, Releaser<sd_bus, sd_bus_close_unref>>;
+using Slot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot, sd_bus_slot_unref>>;
+using BusMessage = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message, sd_bus_message_unref>>;
+
+class BusError {
+ public:
+  ~BusError() { sd_bus_error_free(&m_Error); }
+  sd_bus_error* Out() { return &m_Error; }
+  std::string Name() const { return m_Error.name == nullptr ? "" : m_Error.name; }
+  std::string Text() const { return m_Error.message == nullptr ? "" : m_Error.message; }
+
+ private:
+  sd_bus_error m_Error = SD_BUS_ERROR_NULL;
+};
+
+// A time by which something must have happened. sd-bus counts it in the same clock.
+class Deadline {
+ public:
+  explicit Deadline(std::optional<microseconds> limit) {
+    if (limit && *limit < steady_clock::time_point::max() - steady_clock::now()) {
+      m_End = steady_clock::now() + *limit;
+    }
+  }
+
+  bool Passed() const { return m_End && steady_clock::now() >= *m_End; }
+
+  // As sd_bus_wait takes it: microseconds, all ones for no end.
+  uint64_t Left() const {
+    if (!m_End) {
+      return UINT64_MAX;
+    }
+    const auto left = std::chrono::ceil<microseconds>(*m_End - steady_clock::now());
+    return std::max<int64_t>(left.count(), 0);
+  }
+
+ private:
+  std::optional<steady_clock::time_point> m_End;
+};
+
+int Check(int result) {
+  if (result < 0) {
+    throw ErrorFromResult(result);
+  }
+  return result;
+}
+
+// Negative errno, as sd-bus has it. `*bus` is the caller's to release in any case.
+int Open(const std::string& name, sd_bus** bus) {
+  if (name == "session") {
+    return sd_bus_open_user(bus);
+  }
+  if (name == "system") {
+    return sd_bus_open_system(bus);
+  }
+  int result = sd_bus_new(bus);
+  if (result < 0 || (result = sd_bus_set_address(*bus, name.c_str())) < 0 ||
+      (result = sd_bus_set_bus_client(*bus, 1)) < 0) {
+    return result;
+  }
+  return sd_bus_start(*bus);
+}
+
+// Starting a connection only begins it; this is the rest, within the caller's time. Negative
+// errno, as sd-bus has it.
+int WaitUntilReady(sd_bus* bus, const Deadline& deadline) {
+  for (;;) {
+    int result = sd_bus_is_ready(bus);
+    if (result != 0) {
+      return result;
+    }
+    result = sd_bus_process(bus, nullptr);
+    if (result == 0) {
+      if (deadline.Passed()) {
+        return -ETIMEDOUT;
+      }
+      result = sd_bus_wait(bus, deadline.Left());
+    }
+    if (result < 0 && result != -EINTR) {
+      return result;
+    }
+  }
+}
+
+void CheckIsObject(const Json::Value& value, const char* what) {
+  if (!value.isObject()) {
+    throw std::invalid_argument(std::string(what) + " of a request must be a JSON object");
+  }
+}
+
+std::string WriteJson(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, value);
+}
+
+Json::Value ParseReply(const std::string& text) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value value;
+  bool parsed = false;
+  try {
+    parsed = reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
+  } catch (const Json::Exception&) {
+    // Nested too deep.
+  }
+  if (!parsed || !value.isObject()) {
+    throw Error(ErrorCode::kProtocol, "the reply is not a JSON object",
+                "is this the settings service, and of the same release?");
+  }
+  return value;
+}
+
+using Arguments = std::initializer_list<std::pair<const char*, Json::Value>>;
+
+// Calls a method whose reply tells its result. Null when the service could not do it.
+Json::Value ResultOf(Client& client, const char* method, Arguments arguments) {
+  Json::Value data(Json::objectValue);
+  for (const auto& [name, value] : arguments) {
+    data[name] = value;
+  }
+  const Reply reply = client.Call(method, data);
+  if (!reply.body.isMember("call_api_success")) {
+    throw Error(ErrorCode::kProtocol,
+                std::string("the settings service has no method \"") + method + "\"",
+                "update the service");
+  }
+  return reply.Succeeded() ? reply.body["return_data"] : Json::Value();
+}
+
+std::optional<std::string> TextOf(Client& client, const char* method, Arguments arguments) {
+  const Json::Value result = ResultOf(client, method, arguments);
+  return result.isString() ? std::optional(result.asString()) : std::nullopt;
+}
+
+bool FlagOf(Client& client, const char* method, Arguments arguments) {
+  const Json::Value result = ResultOf(client, method, arguments);
+  return result.isBool() && result.asBool();
+}
+
+}  // namespace
+
+bool Reply::Succeeded() const {
+  const Json::Value& success = body["call_api_success"];
+  return success.isBool() && success.asBool();
+}
+
+struct Client::Impl {
+  Bus bus;
+  microseconds timeout{};
+  std::exception_ptr thrownByCallback;
+};
+
+struct Subscription::Impl {
+  static int OnSignal(sd_bus_message* message, void* userData, sd_bus_error*);
+
+  // Shared with the call that is going on, which may be what ends the subscription.
+  std::shared_ptr<SignalCallback> callback;
+  Client::Impl* client = nullptr;
+  Slot slot;
+};
+
+int Subscription::Impl::OnSignal(sd_bus_message* message, void* userData, sd_bus_error*) {
+  // A broadcast has passed the bus's own check of its sender. What is addressed to this
+  // connection has not: anybody could have sent it.
+  if (sd_bus_message_get_destination(message) != nullptr) {
+    return 0;
+  }
+  const char* name = nullptr;
+  const char* body = nullptr;
+  Signal signal;
+  if (sd_bus_message_has_signature(message, "sis") <= 0 ||
+      sd_bus_message_read(message, "sis", &name, &signal.type, &body) < 0) {
+    return 0;
+  }
+  signal.name = name;
+  signal.body = body;
+  const char* sender = sd_bus_message_get_sender(message);
+  signal.sender = sender == nullptr ? "" : sender;
+
+  auto* self = static_cast<Impl*>(userData);
+  Client::Impl* client = self->client;
+  const std::shared_ptr<SignalCallback> callback = self->callback;
+  try {
+    (*callback)(signal);
+  } catch (...) {
+    client->thrownByCallback = std::current_exception();
+  }
+  return 0;
+}
+
+Subscription::Subscription() = default;
+Subscription::Subscription(std::unique_ptr<Impl> impl) : m_Impl(std::move(impl)) {}
+Subscription::~Subscription() = default;
+Subscription::Subscription(Subscription&&) noexcept = default;
+Subscription& Subscription::operator=(Subscription&&) noexcept = default;
+
+Client::Client(const std::string& bus, microseconds timeout) : m_Impl(std::make_unique<Impl>()) {
+  if (bus != "session" && bus != "system" && bus.find(':') == std::string::npos) {
+    throw ErrorFromConnecting(bus, -EINVAL);
+  }
+  // 0 would be sd-bus's own default time.
+  m_Impl->timeout = std::max(timeout, microseconds(1));
+  const Deadline deadline(m_Impl->timeout);
+  sd_bus* opened = nullptr;
+  int result = Open(bus, &opened);
+  m_Impl->bus.reset(opened);
+  if (result < 0 ||
+      (result = sd_bus_set_method_call_timeout(opened, m_Impl->timeout.count())) < 0 ||
+      (result = WaitUntilReady(opened, deadline)) < 0) {
+    throw ErrorFromConnecting(bus, result);
+  }
+}
+
+Client::~Client() = default;
+
+Message Client::Request(const std::string& body, int type) {
+  const Error unreadable(ErrorCode::kInvalidMessage,
+                         "the request is not UTF-8 text without zero bytes", "send JSON text");
+  if (body.find('\0') != std::string::npos) {
+    throw unreadable;
+  }
+  sd_bus* bus = m_Impl->bus.get();
+  sd_bus_message* created = nullptr;
+  Check(sd_bus_message_new_method_call(bus, &created, kBusName, kObject, kInterface, "Request"));
+  const BusMessage request(created);
+  const int appended = sd_bus_message_append(created, "is", type, body.c_str());
+  if (appended == -EINVAL) {
+    throw unreadable;
+  }
+  Check(appended);
+
+  BusError error;
+  sd_bus_message* answer = nullptr;
+  const int result = sd_bus_call(bus, created, m_Impl->timeout.count(), error.Out(), &answer);
+  if (result < 0) {
+    throw sd_bus_is_open(bus) > 0 ? ErrorFromReply(error.Name(), error.Text())
+                                  : ErrorFromResult(-ECONNRESET);
+  }
+  const BusMessage reply(answer);
+  Message message;
+  const char* text = nullptr;
+  if (sd_bus_message_has_signature(answer, "is") <= 0 ||
+      sd_bus_message_read(answer, "is", &message.type, &text) < 0) {
+    throw Error(ErrorCode::kProtocol, "the reply has not the form of the settings service's",
+                "is this the settings service, and of the same release?");
+  }
+  message.body = text;
+  return message;
+}
+
+Reply Client::Call(const std::string& method, const Json::Value& data, const Json::Value& members) {
+  CheckIsObject(data, "the arguments");
+  CheckIsObject(members, "the other members");
+  Json::Value request = members;
+  request["method"] = method;
+  request["data"] = data;
+  Message message = Request(WriteJson(request));
+  Reply reply{message.type, std::move(message.body), {}};
+  reply.body = ParseReply(reply.text);
+  return reply;
+}
+
+std::optional<std::string> Client::GetItemValue(const std::string& item) {
+  return TextOf(*this, "GetItemValue", {{"menuID", item}});
+}
+
+std::optional<std::string> Client::GetItemValueName(const std::string& item) {
+  return TextOf(*this, "GetItemValueName", {{"menuID", item}});
+}
+
+bool Client::SetItemValue(const std::string& item, const std::string& value, bool preview) {
+  return FlagOf(*this, "SetItemValue",
+                {{"menuID", item}, {"Value", value}, {"PreViewFlag", preview}});
+}
+
+Subscription Client::Subscribe(SignalCallback callback) {
+  auto subscription = std::make_unique<Subscription::Impl>();
+  subscription->callback = std::make_shared<SignalCallback>(std::move(callback));
+  subscription->client = m_Impl.get();
+  // By the well-known name: the bus follows it from one instance of the service to the next.
+  sd_bus_slot* slot = nullptr;
+  Check(sd_bus_match_signal(m_Impl->bus.get(), &slot, kBusName, kObject, kInterface, "Signal",
+                            Subscription::Impl::OnSignal, subscription.get()));
+  subscription->slot.reset(slot);
+  return Subscription(std::move(subscription));
+}
+
+int Client::Fd() const { return Check(sd_bus_get_fd(m_Impl->bus.get())); }
+
+short Client::Events() const { return Check(sd_bus_get_events(m_Impl->bus.get())); }
+
+std::optional<microseconds> Client::Timeout() const {
+  uint64_t end = UINT64_MAX;
+  Check(sd_bus_get_timeout(m_Impl->bus.get(), &end));
+  if (end == UINT64_MAX) {
+    return std::nullopt;
+  }
+  const microseconds now = std::chrono::floor<microseconds>(steady_clock::now().time_since_epoch());
+  return std::max(microseconds(end) - now, microseconds(0));
+}
+
+bool Client::Process() {
+  const int result = sd_bus_process(m_Impl->bus.get(), nullptr);
+  if (m_Impl->thrownByCallback) {
+    std::rethrow_exception(std::exchange(m_Impl->thrownByCallback, nullptr));
+  }
+  if (result == -EBUSY) {
+    throw std::logic_error("a signal callback called Process or RunUntil of its client");
+  }
+  return Check(result) > 0;
+}
+
+bool Client::RunUntil(const std::function<bool()>& done, std::optional<microseconds> limit) {
+  const Deadline deadline(limit);
+  while (!done()) {
+    if (deadline.Passed()) {
+      return false;
+    }
+    if (!Process()) {
+      const int result = sd_bus_wait(m_Impl->bus.get(), deadline.Left());
+      if (result != -EINTR) {
+        Check(result);
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace settings

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+// The client of the settings service: requests, replies and signals (docs/wire.md).
+namespace settings {
+
+enum class ErrorCode {
+  kNotRunning,      // nobody is there under the service's name, or it ended before it answered
+  kTimedOut,        // no answer in time; a request may still be carried out
+  kInvalidMessage,  // the service does not read such a request; it did nothing
+  kFailed,          // the service or the bus could not do it
+  kNotAllowed,      // the bus does not let this program in, or not to the service
+  kBus,             // the bus cannot be reached, or the connection to it is lost
+  kProtocol,        // the answer is none that the settings service gives
+};
+
+// What went wrong, and what to do about it. The code tells programs what what() tells people.
+class Error : public std::runtime_error {
+ public:
+  Error(ErrorCode code, const std::string& problem, const std::string& advice);
+
+  ErrorCode Code() const { return m_Code; }
+
+  // what() without the advice, for a program that has a better one.
+  const std::string& Problem() const { return m_Problem; }
+
+ private:
+  ErrorCode m_Code;
+  std::string m_Problem;
+};
+
+// A body as it travels: JSON text, with the message type beside it.
+struct Message {
+  int type = 0;
+  std::string body;
+};
+
+struct Reply {
+  int type = 0;
+  std::string text;  // as it came
+  Json::Value body;  // the same, parsed; an object
+
+  // Whether the service did what was asked. Also false for a reply that does not say, which is
+  // what a method answers whose result comes as a signal.
+  bool Succeeded() const;
+};
+
+struct Signal {
+  std::string name;
+  int type = 0;
+  std::string body;    // JSON text
+  std::string sender;  // the unique bus name of the service that sent it
+};
+
+using SignalCallback = std::function<void(const Signal&)>;
+
+// A callback is called as long as its subscription lives; assigning another one to it ends it,
+// too. May outlive its client, and may end inside the callback. The client's thread only.
+class [[nodiscard]] Subscription {
+ public:
+  Subscription();  // of nothing
+  ~Subscription();
+  Subscription(Subscription&&) noexcept;
+  Subscription& operator=(Subscription&&) noexcept;
+
+ private:
+  friend class Client;
+  struct Impl;
+  explicit Subscription(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> m_Impl;
+};
+
+// A connection to the bus of a settings service. The service itself need not be there: a request
+// starts it where the bus knows how to, and a subscription sees the signals of every instance
+// that comes. One thread at a time. Every function that talks to the bus throws Error; after
+// kBus the connection stays lost, and a new client is needed.
+class Client {
+ public:
+  // Connects to "session", "system" or a bus address such as "unix:path=/run/bus". `timeout` is
+  // how long the connection, each request and each subscription may take; at least 1 µs.
+  explicit Client(const std::string& bus = "session",
+                  std::chrono::microseconds timeout = std::chrono::seconds(5));
+  ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  // Sends the text as it is and returns what came back. kInvalidMessage without a question to
+  // the service when the text is not UTF-8 or holds a zero byte.
+  Message Request(const std::string& body, int type = 0);
+
+  // Calls a method of the service with the members of `data` as its arguments; `members` go
+  // beside "method" and "data" into the request. Both are objects; std::invalid_argument
+  // otherwise.
+  Reply Call(const std::string& method, const Json::Value& data = Json::objectValue,
+             const Json::Value& members = Json::objectValue);
+
+  // The methods of the service. Nothing, or false, when the service was asked and could not do
+  // it: there is no such item, or it does not take the value. kProtocol when the service does
+  // not know the method.
+  std::optional<std::string> GetItemValue(const std::string& item);
+  std::optional<std::string> GetItemValueName(const std::string& item);
+  bool SetItemValue(const std::string& item, const std::string& value, bool preview = false);
+
+  // From the return on `callback` sees every signal that the service broadcasts, in order,
+  // across restarts of the service. It is called by Process and RunUntil only. It may send
+  // requests and subscribe, but may neither call Process or RunUntil nor end the client. What
+  // it throws comes out of the Process or RunUntil that called it.
+  Subscription Subscribe(SignalCallback callback);
+
+  // For an event loop: wait until `Events()` (as for poll) happen on `Fd()` or `Timeout()` has
+  // passed (nothing: for ever), then call Process until it returns false. All three may change
+  // with every call of this object.
+  int Fd() const;
+  short Events() const;
+  std::optional<std::chrono::microseconds> Timeout() const;
+
+  // Does one step of what there is to do, without waiting: delivers at most one signal. False
+  // when there was nothing.
+  bool Process();
+
+  // Processes until `done` returns true, asked first and after every step. False when that did
+  // not happen within `limit` (nothing: for ever).
+  bool RunUntil(const std::function<bool()>& done,
+                std::optional<std::chrono::microseconds> limit = std::nullopt);
+
+ private:
+  friend struct Subscription::Impl;
+  struct Impl;
+  std::unique_ptr<Impl> m_Impl;
+};
+
+}  // namespace settings

@@ -1,0 +1,181 @@
+// A stand-in for the settings service: the same bus name, object and interface, some items, and
+// methods that make it misbehave on demand. As a program of its own it can be killed, started
+// again, and started by the bus.
+
+#include <json/json.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr char kBusName[] = "org.nuvra.service.settings_service";
+constexpr char kObject[] = "/org/nuvra/service/settings_service";
+constexpr char kInterface[] = "org.nuvra.Service1";
+
+struct Item {
+  std::string value;
+  std::string name;
+};
+
+std::map<std::string, Item> g_Items = {
+    {"picturemode", {"standard", "Standard"}},
+    {"brightness", {"25", "25"}},
+    {"nameless", {"bare", ""}},
+    {"[boxed]", {"held", "Held"}},
+    {"hostile",
+     {"a\x1b[2Jb\n"
+      "c\xc2\x9b",
+      "\x07"
+      "Bell"}},
+    {"greeting", {"grüße", "Grüße"}},
+};
+
+int Check(int result, const char* what) {
+  if (result < 0) {
+    throw std::runtime_error(std::string(what) + " failed: " + std::to_string(-result));
+  }
+  return result;
+}
+
+std::string Write(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+std::string Filled(bool success, const Json::Value& result) {
+  Json::Value reply;
+  reply["connect_server"] = true;
+  reply["call_api_success"] = success;
+  reply["return_data"] = result;
+  return Write(reply);
+}
+
+void Emit(sd_bus* bus, const char* destination, int type, const std::string& body) {
+  sd_bus_message* signal = nullptr;
+  Check(sd_bus_message_new_signal(bus, &signal, kObject, kInterface, "Signal"), "new signal");
+  Check(sd_bus_message_append(signal, "sis", "settings_service_signal", type, body.c_str()),
+        "append");
+  Check(sd_bus_send_to(bus, signal, destination, nullptr), "send");
+  sd_bus_message_unref(signal);
+}
+
+int Reply(sd_bus_message* request, const std::string& body) {
+  return sd_bus_reply_method_return(request, "is", 0, body.c_str());
+}
+
+// Not a vtable's method: that would hold every reply to one form.
+int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
+  if (sd_bus_message_is_method_call(message, kInterface, "Request") <= 0) {
+    return 0;
+  }
+  int type = 0;
+  const char* text = nullptr;
+  Check(sd_bus_message_read(message, "is", &type, &text), "read");
+  const std::string body = text;
+  Json::Value request;
+  Json::CharReaderBuilder builder;
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  if (!reader->parse(body.data(), body.data() + body.size(), &request, nullptr) ||
+      !request.isObject()) {
+    return sd_bus_reply_method_errorf(message, "org.nuvra.Error.InvalidMessage",
+                                      "the body is no JSON object");
+  }
+  const std::string method = request["method"].asString();
+  const Json::Value& data = request["data"];
+  const std::string item = data["menuID"].asString();
+  const bool known = g_Items.count(item) != 0;
+  sd_bus* bus = sd_bus_message_get_bus(message);
+
+  if (method == "GetItemValue") {
+    return Reply(message, Filled(known, known ? g_Items[item].value : ""));
+  }
+  if (method == "GetItemValueName") {
+    return Reply(message, Filled(known, known ? g_Items[item].name : ""));
+  }
+  if (method == "SetItemValue") {
+    const bool taken = known && data["Value"] != "refused";
+    if (taken && !data["PreViewFlag"].asBool()) {
+      g_Items[item] = {data["Value"].asString(), data["Value"].asString()};
+    }
+    return Reply(message, Filled(taken, taken));
+  }
+  if (method == "Echo") {
+    return Reply(message, body);
+  }
+  if (method == "Error") {
+    return sd_bus_reply_method_errorf(message, data["name"].asCString(), "as you wish");
+  }
+  if (method == "Garbage") {
+    return Reply(message, data["reply"].asString());
+  }
+  if (method == "OtherForm") {
+    return sd_bus_reply_method_return(message, "s", "not as agreed");
+  }
+  if (method == "Hang") {
+    return 1;
+  }
+  if (method == "Vanish") {
+    _exit(1);
+  }
+  if (method == "Emit") {
+    for (int number = 0; number < data["count"].asInt(); ++number) {
+      Json::Value signal;
+      signal["number"] = number;
+      Emit(bus, nullptr, 3, Write(signal));
+    }
+    return Reply(message, R"({"return_data":""})");
+  }
+  if (method == "EmitText") {
+    Emit(bus, nullptr, 1, data["text"].asString());
+    return Reply(message, R"({"return_data":""})");
+  }
+  if (method == "Whisper") {
+    Emit(bus, sd_bus_message_get_sender(message), 9, "{}");
+    return Reply(message, R"({"return_data":""})");
+  }
+  return Reply(message, R"({"return_data":""})");
+}
+
+int Serve(const std::string& address, const std::string& object) {
+  sd_bus* bus = nullptr;
+  Check(sd_bus_new(&bus), "new");
+  Check(sd_bus_set_address(bus, address.c_str()), "address");
+  Check(sd_bus_set_bus_client(bus, 1), "client");
+  Check(sd_bus_start(bus), "start");
+  Check(sd_bus_add_object(bus, nullptr, object.c_str(), OnMessage, nullptr), "object");
+  Check(sd_bus_request_name(bus, kBusName, 0), "name");
+  std::cout << "ready" << std::endl;
+  for (;;) {
+    const int result = sd_bus_process(bus, nullptr);
+    if (result < 0) {
+      // The end of the bus is the end of the service.
+      sd_bus_unref(bus);
+      return 0;
+    }
+    if (result == 0) {
+      sd_bus_wait(bus, UINT64_MAX);
+    }
+  }
+}
+
+}  // namespace
+
+// fake_settings_service [ADDRESS [OBJECT]]; without an address on the bus that started it.
+int main(int argc, char** argv) {
+  const char* starter = std::getenv("DBUS_STARTER_ADDRESS");
+  const std::string address = argc > 1 ? argv[1] : starter != nullptr ? starter : "";
+  try {
+    return Serve(address, argc > 2 ? argv[2] : kObject);
+  } catch (const std::exception& exception) {
+    std::cerr << exception.what() << std::endl;
+    return 1;
+  }
+}

@@ -1,0 +1,104 @@
+#include "settingsctl/format.h"
+
+#include <gtest/gtest.h>
+
+#include "common.h"
+#include "settingsctl/call_arguments.h"
+#include "text.h"
+
+namespace {
+
+using settingsctl::ParseCallArguments;
+
+TEST(Format, AValueIsPrintedWithItsName) {
+  EXPECT_EQ(settingsctl::ValueText("standard", "Standard"), "standard (Standard)");
+}
+
+TEST(Format, ANameThatSaysNothingNewIsLeftOut) {
+  EXPECT_EQ(settingsctl::ValueText("25", "25"), "25");
+  EXPECT_EQ(settingsctl::ValueText("25", ""), "25");
+}
+
+TEST(Format, ValuesAndNamesAreEscaped) {
+  EXPECT_EQ(settingsctl::ValueText("a\n", "\x1b"), "a\\n (\\x1b)");
+}
+
+TEST(Format, AReplyIsPrintedMemberByMember) {
+  Json::Value body;
+  body["connect_server"] = true;
+  body["call_api_success"] = false;
+  body["return_data"] = "a\n\x7f";
+  EXPECT_EQ(settingsctl::ReplyText(body),
+            "call_api_success: false\nconnect_server: true\nreturn_data: \"a\\n\\x7f\"");
+}
+
+TEST(Format, ASignalIsOneLine) {
+  const settings::Signal signal{"settings_service_signal", 3, "{\"a\":\n1}", ":1.7"};
+  EXPECT_EQ(settingsctl::SignalText("NOW", signal), "NOW :1.7 3 {\"a\":\\n1}");
+  EXPECT_EQ(settingsctl::SignalJson("NOW", signal),
+            R"({"time":"NOW","sender":":1.7","name":"settings_service_signal","type":3,)"
+            R"("body":{"a":1}})");
+}
+
+TEST(Format, ASignalBodyThatIsNotJsonIsAString) {
+  EXPECT_EQ(settingsctl::SignalJson("NOW", {"n", 1, "oops", ":1.7"}),
+            R"({"time":"NOW","sender":":1.7","name":"n","type":1,"body":"oops"})");
+}
+
+TEST(CallArguments, TheFirstOneWithoutAnEqualsSignIsTheItem) {
+  EXPECT_EQ(tools::WriteJson(ParseCallArguments({"picturemode", "Value=movie"}).data),
+            R"({"Value":"movie","menuID":"picturemode"})");
+}
+
+TEST(CallArguments, ThereMayBeNone) {
+  EXPECT_EQ(tools::WriteJson(ParseCallArguments({}).data), "{}");
+  EXPECT_EQ(tools::WriteJson(ParseCallArguments({}).members), "{}");
+}
+
+TEST(CallArguments, AValueReachesFromTheFirstEqualsSignToTheEnd) {
+  EXPECT_EQ(ParseCallArguments({"a=b=c"}).data["a"], "b=c");
+  EXPECT_EQ(ParseCallArguments({"a="}).data["a"], "");
+  EXPECT_EQ(ParseCallArguments({"a=:=1"}).data["a"], ":=1");
+  EXPECT_EQ(ParseCallArguments({"a=5"}).data["a"], "5");
+}
+
+TEST(CallArguments, ColonAndEqualsSignTakeJson) {
+  const Json::Value data =
+      ParseCallArguments({"a:=true", "b:=5", R"(c:=["x"])", R"(d:="s")", "e:=null"}).data;
+  EXPECT_EQ(tools::WriteJson(data), R"({"a":true,"b":5,"c":["x"],"d":"s","e":null})");
+}
+
+TEST(CallArguments, PidAndCallbackGoBesideTheDataAsNumbers) {
+  const auto arguments = ParseCallArguments({"picturemode", "pid=5", "callback=-7"});
+  EXPECT_EQ(tools::WriteJson(arguments.data), R"({"menuID":"picturemode"})");
+  EXPECT_EQ(tools::WriteJson(arguments.members), R"({"callback":-7,"pid":5})");
+}
+
+TEST(CallArguments, PidAndCallbackCanBeOfAnyTypeOnRequest) {
+  const auto arguments = ParseCallArguments({"pid:=\"5\"", "callback=soon"});
+  EXPECT_EQ(tools::WriteJson(arguments.members), R"({"callback":"soon","pid":"5"})");
+}
+
+std::string Refusal(const std::vector<std::string>& arguments) {
+  try {
+    ParseCallArguments(arguments);
+  } catch (const tools::Failure& failure) {
+    EXPECT_EQ(failure.Code(), tools::ExitCode::kUsage);
+    return failure.what();
+  }
+  return "none";
+}
+
+TEST(CallArguments, ARefusalNamesTheArgument) {
+  EXPECT_EQ(Refusal({"item", "stray"}),
+            "\"stray\" is neither KEY=VALUE nor KEY:=JSON, and an item can only stand right behind "
+            "the method");
+  EXPECT_EQ(Refusal({"=x"}), "\"=x\" has no key before the =");
+  EXPECT_EQ(Refusal({":=1"}), "\":=1\" has no key before the =");
+  EXPECT_EQ(Refusal({"a=1", "a:=2"}), "\"a\" is given twice");
+  EXPECT_EQ(Refusal({"item", "menuID=other"}), "\"menuID\" is given twice");
+  EXPECT_EQ(Refusal({"a:=tru"}),
+            "\"a:=tru\": what follows := is not JSON; a string is given as KEY=TEXT");
+}
+
+}  // namespace

@@ -1,0 +1,343 @@
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "fixture.h"
+#include "keystore/key_store.h"
+#include "text.h"
+
+namespace {
+
+using namespace std::string_literals;
+using host::KeyStore;
+using host::KeyValue;
+using support::Outcome;
+using support::ReadFile;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+void ExpectFailure(const Outcome& outcome, int status, const std::string& message) {
+  ExpectFailureOf("setctl", outcome, status, message);
+}
+
+// A set's root directory and the tool.
+class Setctl : public testing::Test {
+ protected:
+  support::Variables Variables() const { return {{"SETTINGS_ROOT", m_Root.Path()}}; }
+
+  static std::vector<std::string> Command(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), SETCTL);
+    return arguments;
+  }
+
+  Outcome Run(const std::vector<std::string>& arguments) const {
+    return support::RunCommand(Command(arguments), Variables());
+  }
+
+  std::unique_ptr<Background> Start(const std::vector<std::string>& arguments) const {
+    return std::make_unique<Background>(Command(arguments), Variables());
+  }
+
+  // The set's key store, as another program of the set sees it.
+  KeyStore& Store() {
+    if (!m_Store) {
+      m_Store = std::make_unique<KeyStore>(m_Root / "var/lib/settings-service",
+                                           m_Root / "run/settings-service");
+    }
+    return *m_Store;
+  }
+
+  support::TempDirectory m_Root;
+  std::unique_ptr<KeyStore> m_Store;
+};
+
+TEST_F(Setctl, AStoredKeyIsReadBackByEveryProgramOfTheSet) {
+  ExpectOutput(Run({"key", "set", "db/menu/x", "5"}), "");
+  ExpectOutput(Run({"key", "set", "memory/y", "text"}), "");
+  ExpectOutput(Run({"key", "get", "db/menu/x"}), "5\n");
+  ExpectOutput(Run({"key", "get", "memory/y"}), "text\n");
+  EXPECT_EQ(Store().Get("db/menu/x"), KeyValue(5));
+  EXPECT_EQ(Store().Get("memory/y"), KeyValue("text"));
+}
+
+TEST_F(Setctl, TheTypeOfAValueFollowsItsTextTheKeyOrTheOptions) {
+  Store().Set("db/held", KeyValue("old"));
+  Run({"key", "set", "db/held", "5"});
+  EXPECT_EQ(Store().Get("db/held"), KeyValue("5"));
+  Run({"key", "set", "db/held", "5", "--int"});
+  EXPECT_EQ(Store().Get("db/held"), KeyValue(5));
+  Run({"key", "set", "--string", "db/held", "6"});
+  EXPECT_EQ(Store().Get("db/held"), KeyValue("6"));
+  ExpectOutput(Run({"key", "set", "db/negative", "-7"}), "");
+  EXPECT_EQ(Store().Get("db/negative"), KeyValue(-7));
+  ExpectOutput(Run({"key", "set", "db/list", R"([{"id":"a"},{"id":"b"}])"}), "");
+  EXPECT_EQ(Store().Get("db/list"), KeyValue(R"([{"id":"a"},{"id":"b"}])"));
+  ExpectOutput(Run({"key", "set", "db/empty", ""}), "");
+  EXPECT_EQ(Store().Get("db/empty"), KeyValue(""));
+}
+
+TEST_F(Setctl, AValueThatDoesNotFitChangesNothing) {
+  Store().Set("db/x", KeyValue(1));
+  ExpectFailure(Run({"key", "set", "db/x", "2147483648"}), 2, "32 bits");
+  ExpectFailure(Run({"key", "set", "db/x", "many", "--int"}), 2, "\"many\" is no integer");
+  ExpectFailure(Run({"key", "set", "db/x", "1", "--int", "--string"}), 2, "--int");
+  EXPECT_EQ(Store().Get("db/x"), KeyValue(1));
+}
+
+TEST_F(Setctl, AKeyIsRemovedOnce) {
+  Store().Set("db/x", KeyValue(1));
+  ExpectOutput(Run({"key", "unset", "db/x"}), "");
+  EXPECT_EQ(Store().Get("db/x"), std::nullopt);
+  ExpectFailure(Run({"key", "unset", "db/x"}), 10, "no key \"db/x\"");
+}
+
+TEST_F(Setctl, AMissingKeyEndsWith10) {
+  ExpectFailure(Run({"key", "get", "db/none"}), 10, "no key \"db/none\"");
+}
+
+TEST_F(Setctl, ANameOutsideTheStoresEndsWith2AndSaysWhereKeysAre) {
+  for (const std::string verb : {"get", "unset", "list", "watch"}) {
+    ExpectFailure(Run({"key", verb, "menu/x"}), 2, "keys begin with db/ or memory/");
+  }
+  ExpectFailure(Run({"key", "set", "db/", "1"}), 2, "keys begin with db/ or memory/");
+  ExpectFailure(Run({"key", "get", "db/a\nb"}), 2, "\"db/a\\nb\" is no key");
+}
+
+TEST_F(Setctl, KeysAreListedInOrderWithTheirTypes) {
+  Store().Set("memory/z", KeyValue("a \"quoted\"\nline"));
+  Store().Set("db/menu/b", KeyValue("5"));
+  Store().Set("db/menu/a", KeyValue(5));
+  ExpectOutput(Run({"key", "list"}),
+               "db/menu/a = 5\n"
+               "db/menu/b = \"5\"\n"
+               "memory/z = \"a \\\"quoted\\\"\\nline\"\n");
+  ExpectOutput(Run({"key", "list", "db/menu/b"}), "db/menu/b = \"5\"\n");
+  ExpectOutput(Run({"key", "list", "memory/none"}), "");
+}
+
+TEST_F(Setctl, EveryKeyVerbPrintsJsonOnRequest) {
+  ExpectOutput(Run({"--json", "key", "set", "db/x", "5"}), "{\"key\":\"db/x\",\"value\":5}\n");
+  ExpectOutput(Run({"key", "--json", "get", "db/x"}), "{\"key\":\"db/x\",\"value\":5}\n");
+  ExpectOutput(Run({"key", "list", "--json"}), "{\"key\":\"db/x\",\"value\":5}\n");
+  ExpectOutput(Run({"key", "unset", "db/x", "--json"}), "{\"key\":\"db/x\",\"value\":null}\n");
+}
+
+TEST_F(Setctl, AValueCannotDisturbATerminal) {
+  Store().Set("db/x", KeyValue("\x1b[2J\xff"));
+  ExpectOutput(Run({"key", "get", "db/x"}), "\\x1b[2J\\xff\n");
+  EXPECT_TRUE(tools::ParseJson(Run({"key", "get", "db/x", "--json"}).out));
+}
+
+TEST_F(Setctl, TheRootOnTheCommandLineGoesBeforeTheVariable) {
+  support::TempDirectory other;
+  ExpectOutput(Run({"--root", other.Path(), "key", "set", "db/x", "1"}), "");
+  ExpectFailure(Run({"key", "get", "db/x"}), 10, "db/x");
+  ExpectOutput(Run({"key", "get", "db/x", "--root", other.Path()}), "1\n");
+}
+
+TEST_F(Setctl, AMistypedRootDoesNotBecomeASet) {
+  const std::filesystem::path none = m_Root / "none";
+  ExpectFailure(Run({"--root", none, "key", "set", "db/x", "1"}), 2, none);
+  ExpectFailure(Run({"--root", none, "log"}), 2, none);
+  EXPECT_FALSE(std::filesystem::exists(none));
+}
+
+TEST_F(Setctl, AStoreThatCannotBeOpenedIsNamed) {
+  std::ofstream(m_Root / "var") << "in the way";
+  ExpectFailure(Run({"key", "list"}), 1, m_Root / "var");
+}
+
+TEST_F(Setctl, ASetOfAnotherUserEndsWith13) {
+  std::filesystem::permissions(
+      m_Root.Path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  std::vector<std::string> command = Command({"key", "list"});
+  if (geteuid() == 0) {
+    // The superuser is held up by no permission but for this.
+    const std::vector<std::string> held = {"setpriv",
+                                           "--bounding-set=-dac_override,-dac_read_search"};
+    command.insert(command.begin(), held.begin(), held.end());
+  }
+  ExpectFailure(support::RunCommand(command, Variables()), 13, m_Root.Path());
+}
+
+TEST_F(Setctl, WrongUsageEndsWith2AndPointsToTheHelp) {
+  const std::vector<std::vector<std::string>> lines = {
+      {},
+      {"nosuchverb"},
+      {"key"},
+      {"key", "nosuchverb"},
+      {"key", "get"},
+      {"key", "get", "db/a", "db/b"},
+      {"key", "set", "db/a"},
+      {"key", "unset"},
+      {"key", "list", "db/", "db/"},
+      {"key", "watch", "--count", "0"},
+      {"key", "watch", "--timeout", "0"},
+      {"log", "--lines", "0"},
+      {"log", "stray"},
+      {"--root"},
+  };
+  for (const std::vector<std::string>& line : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    ExpectFailure(Run(line), 2, "; see setctl --help\n");
+  }
+}
+
+TEST_F(Setctl, HelpAndVersionAreNoErrors) {
+  const Outcome help = Run({"--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* text : {"  key ", "  log ", "Examples:", "Exit codes:", "--root DIR"}) {
+    EXPECT_THAT(help.out, HasSubstr(text));
+  }
+  EXPECT_THAT(Run({"key", "--help"}).out, AllOf(HasSubstr("  watch "), HasSubstr("  unset ")));
+  EXPECT_THAT(Run({"key", "set", "--help"}).out, HasSubstr("--string"));
+  EXPECT_THAT(Run({"--version"}).out, StartsWith("setctl "));
+}
+
+class KeyWatch : public Setctl {
+ protected:
+  // Starts a watch; returns when it sees every change.
+  void Watch(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"key", "watch"});
+    m_Watch = Start(arguments);
+    ASSERT_TRUE(m_Watch->WaitForErr("watching…\n")) << m_Watch->Err();
+  }
+
+  // What it printed, without the times, which must be there.
+  std::string Changes() const {
+    std::string changes;
+    std::istringstream lines(m_Watch->Out());
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_THAT(line, testing::MatchesRegex(kTimePattern + " .*"s));
+      changes += line.substr(line.find(' ') + 1) + "\n";
+    }
+    return changes;
+  }
+
+  std::unique_ptr<Background> m_Watch;
+};
+
+TEST_F(KeyWatch, EachChangeIsALineWithTimeKeyAndValue) {
+  Store().Set("db/a", KeyValue(0));
+  Watch({"--count", "4"});
+  Store().Set("db/a", KeyValue(1));
+  Store().Set("memory/b", KeyValue("x\n"));
+  Store().Set("db/a", KeyValue(1));
+  Store().Unset("db/a");
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  EXPECT_EQ(Changes(), "db/a = 1\nmemory/b = \"x\\n\"\ndb/a = 1\ndb/a removed\n");
+}
+
+TEST_F(KeyWatch, OnlyKeysWithThePrefixArePrintedAndCounted) {
+  Watch({"memory/set/", "--count", "2"});
+  Store().Set("memory/other", KeyValue(1));
+  Store().Set("memory/set/a", KeyValue(2));
+  Store().Set("memory/setting", KeyValue(3));
+  Store().Set("memory/set/b", KeyValue(4));
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  EXPECT_EQ(Changes(), "memory/set/a = 2\nmemory/set/b = 4\n");
+}
+
+TEST_F(KeyWatch, ItEndsAfterTheGivenNumberOfChangesEvenWhenMoreCame) {
+  Watch({"--count", "1"});
+  for (int i = 0; i < 5; ++i) {
+    Store().Set("memory/a", KeyValue(i));
+  }
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  EXPECT_EQ(Changes(), "memory/a = 0\n");
+}
+
+TEST_F(KeyWatch, AsJsonEachLineIsAnObject) {
+  Watch({"--json", "--count", "1"});
+  Store().Set("memory/a", KeyValue("x"));
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  EXPECT_THAT(m_Watch->Out(),
+              testing::MatchesRegex(R"(\{"time":"[^"]+","key":"memory/a","value":"x"\})"
+                                    "\n"));
+}
+
+TEST_F(KeyWatch, EachLineIsThereAtOnce) {
+  Watch({});
+  Store().Set("memory/a", KeyValue(1));
+  EXPECT_TRUE(m_Watch->WaitForOut("memory/a = 1\n"));
+  EXPECT_TRUE(m_Watch->Process().Running());
+}
+
+TEST_F(KeyWatch, AfterItsTimeItEndsWith0OrWith3WhenChangesAreMissing) {
+  EXPECT_EQ(Run({"key", "watch", "--timeout", "0.05"}).status, 0);
+  const Outcome outcome = Run({"key", "watch", "--count", "2", "--timeout", "0.05"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err,
+            "watching…\n"
+            "setctl: 0 of 2 changes came in 0.05 s; wait longer with --timeout\n");
+}
+
+TEST_F(KeyWatch, InterruptAndTerminationEndItRegularly) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Watch({});
+    m_Watch->Process().Signal(signal);
+    EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  }
+}
+
+class Log : public Setctl {
+ protected:
+  Log() { std::filesystem::create_directories(m_Directory); }
+
+  void Append(const std::string& text) { std::ofstream(m_File, std::ios::app) << text; }
+
+  const std::filesystem::path m_Directory = m_Root / "var/log";
+  const std::filesystem::path m_File = m_Directory / "settings-service.log";
+};
+
+TEST_F(Log, IsPrintedToItsEnd) {
+  Append("one\ntwo \\ \"x\"\nrest");
+  ExpectOutput(Run({"log"}), "one\ntwo \\ \"x\"\nrest\n");
+  ExpectOutput(Run({"log", "--lines", "2"}), "two \\ \"x\"\nrest\n");
+  ExpectOutput(Run({"log", "--lines", "1", "--json"}), "{\"line\":\"rest\"}\n");
+}
+
+TEST_F(Log, CannotDisturbATerminal) {
+  Append("a\x1b[2J\n");
+  ExpectOutput(Run({"log"}), "a\\x1b[2J\n");
+}
+
+TEST_F(Log, IsFollowedAcrossTruncationAndRotation) {
+  Append("zero\none\n");
+  const auto follow = Start({"log", "--follow", "--lines", "1"});
+  EXPECT_TRUE(follow->WaitForOut("one\n"));
+  Append("two\n");
+  EXPECT_TRUE(follow->WaitForOut("two\n"));
+  std::ofstream(m_File, std::ios::trunc);
+  Append("3\n");
+  EXPECT_TRUE(follow->WaitForOut("3\n"));
+  std::filesystem::rename(m_File, m_Directory / "settings-service.log.1");
+  Append("four\n");
+  EXPECT_TRUE(follow->WaitForOut("four\n"));
+  follow->Process().Signal(SIGINT);
+  EXPECT_EQ(follow->Process().Wait(), 0);
+  EXPECT_EQ(follow->Out(), "one\ntwo\n3\nfour\n");
+}
+
+TEST_F(Log, AMissingFileEndsWith10AndSaysWhereTheLinesAre) {
+  for (const std::vector<std::string>& line :
+       {std::vector<std::string>{"log"}, std::vector<std::string>{"log", "--follow"}}) {
+    ExpectFailure(Run(line), 10, "or to the journal when systemd runs it");
+  }
+}
+
+TEST_F(Log, AReaderThatEndsEndsTheFollowing) {
+  Append("one\n");
+  const Outcome outcome = support::RunCommand(
+      {"bash", "-c", "\"$0\" log --follow | head -n 1; exit ${PIPESTATUS[0]}", SETCTL},
+      Variables());
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "one\n");
+  EXPECT_EQ(outcome.err, "");
+}
+
+}  // namespace

@@ -1,0 +1,405 @@
+#include <json/json.h>
+#include <signal.h>
+
+#include "fixture.h"
+#include "text.h"
+
+namespace {
+
+using namespace std::string_literals;
+using support::Outcome;
+using support::ReadFile;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+void ExpectFailure(const Outcome& outcome, int status, const std::string& message) {
+  ExpectFailureOf("settingsctl", outcome, status, message);
+}
+
+class Settingsctl : public OnBus {
+ protected:
+  using OnBus::OnBus;
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(StartService()); }
+};
+
+TEST_F(Settingsctl, GetPrintsTheValueAndItsName) {
+  ExpectOutput(Run({"get", "picturemode"}), "standard (Standard)\n");
+  ExpectOutput(Run({"get", "brightness"}), "25\n");
+  ExpectOutput(Run({"get", "greeting"}), "grüße (Grüße)\n");
+}
+
+TEST_F(Settingsctl, GetPrintsJsonOnRequest) {
+  ExpectOutput(Run({"get", "picturemode", "--json"}),
+               "{\"item\":\"picturemode\",\"value\":\"standard\",\"name\":\"Standard\"}\n");
+}
+
+TEST_F(Settingsctl, GetOfAnItemWithoutAValueSaysSo) {
+  ExpectFailure(Run({"get", "nosuch\nitem"}), 10, "no item \"nosuch\\nitem\" with a value\n");
+}
+
+TEST_F(Settingsctl, AValueCannotDisturbATerminal) {
+  ExpectOutput(Run({"get", "hostile"}), "a\\x1b[2Jb\\nc\\xc2\\x9b (\\x07Bell)\n");
+}
+
+TEST_F(Settingsctl, OptionsMayStandBeforeAndBehindTheVerb) {
+  const std::string expected = Run({"--json", "get", "brightness"}).out;
+  EXPECT_EQ(expected, "{\"item\":\"brightness\",\"value\":\"25\",\"name\":\"25\"}\n");
+  EXPECT_EQ(Run({"get", "--json", "brightness"}).out, expected);
+  EXPECT_EQ(Run({"--timeout=9.5", "get", "--json", "brightness", "--bus", "session"}).out,
+            expected);
+}
+
+TEST_F(Settingsctl, TheBusMayBeGivenByItsAddress) {
+  const Outcome outcome =
+      support::RunCommand(Command({"get", "brightness", "--bus", m_Bus.Address()}),
+                          {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nobody/here"}});
+  ExpectOutput(outcome, "25\n");
+}
+
+TEST_F(Settingsctl, SetStoresSilently) {
+  ExpectOutput(Run({"set", "brightness", "30"}), "");
+  ExpectOutput(Run({"get", "brightness"}), "30\n");
+}
+
+TEST_F(Settingsctl, SetTellsWhatItStoredAsJson) {
+  ExpectOutput(Run({"set", "brightness", "30", "--json"}),
+               "{\"item\":\"brightness\",\"value\":\"30\",\"preview\":false}\n");
+}
+
+TEST_F(Settingsctl, APreviewIsNotKept) {
+  ExpectOutput(Run({"set", "brightness", "30", "--preview", "--json"}),
+               "{\"item\":\"brightness\",\"value\":\"30\",\"preview\":true}\n");
+  ExpectOutput(Run({"get", "brightness"}), "25\n");
+}
+
+TEST_F(Settingsctl, SetTellsARefusedValueFromAnUnknownItem) {
+  ExpectFailure(Run({"set", "brightness", "refused"}), 1,
+                "\"brightness\" does not take the value \"refused\"\n");
+  ExpectFailure(Run({"set", "nosuchitem", "refused"}), 10, "no item \"nosuchitem\" with a value\n");
+}
+
+TEST_F(Settingsctl, UnusualValuesArriveAsTheyWereTyped) {
+  for (const std::string value :
+       {"get", "set", "-5", "-5.5", "[1,2]", "{}", "%%", "", "a=b", "\xf0\x9f\x93\xba"}) {
+    ExpectOutput(Run({"set", "greeting", value}), "");
+    ExpectOutput(Run({"get", "greeting"}), value + "\n");
+  }
+  for (const std::string value : {"-x", "--json", "++", "--"}) {
+    ExpectOutput(Run({"set", "greeting", "--", value}), "");
+    ExpectOutput(Run({"get", "greeting"}), value + "\n");
+  }
+}
+
+TEST_F(Settingsctl, TextThatIsNotUtf8IsWrongUsage) {
+  ExpectFailure(Run({"set", "greeting", "\xff"}), 2, "not UTF-8");
+  ExpectFailure(Run({"request", "\xff"}), 2, "not UTF-8");
+}
+
+TEST_F(Settingsctl, CallPrintsTheReplyMemberByMember) {
+  ExpectOutput(Run({"call", "GetItemValue", "picturemode"}),
+               "call_api_success: true\nconnect_server: true\nreturn_data: \"standard\"\n");
+  ExpectOutput(Run({"call", "GetItemValue", "[boxed]", "--json"}),
+               R"({"call_api_success":true,"connect_server":true,"return_data":"held"})"
+               "\n");
+}
+
+TEST_F(Settingsctl, CallPutsItsArgumentsWhereTheyBelong) {
+  ExpectOutput(
+      Run({"call", "Echo", "x", "--json", "Value=5", "PreViewFlag:=true", "pid=3", "callback=4"}),
+      R"({"callback":4,"data":{"PreViewFlag":true,"Value":"5","menuID":"x"},)"
+      R"("method":"Echo","pid":3})"
+      "\n");
+  ExpectOutput(Run({"call", "Echo", "Value=5", "--json"}),
+               R"({"data":{"Value":"5"},"method":"Echo"})"
+               "\n");
+}
+
+TEST_F(Settingsctl, CallOfWhatTheLibraryRefusesPrintsTheReplyAndEndsWith1) {
+  const Outcome outcome = Run({"call", "GetItemValue", "nosuchitem"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "call_api_success: false\nconnect_server: true\nreturn_data: \"\"\n");
+  EXPECT_EQ(Run({"call", "GetItemValue", "nosuchitem", "--json"}).status, 1);
+}
+
+TEST_F(Settingsctl, CallNotesThatAReplyHasNoResult) {
+  const Outcome outcome = Run({"call", "NoSuchMethod"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "return_data: \"\"\n");
+  EXPECT_THAT(outcome.err, HasSubstr("NoSuchMethod"));
+  ExpectOutput(Run({"call", "NoSuchMethod", "--json"}), "{\"return_data\":\"\"}\n");
+}
+
+TEST_F(Settingsctl, CallRefusesArgumentsThatItCannotRead) {
+  ExpectFailure(Run({"call", "Echo", "item", "stray"}), 2, "\"stray\"");
+  ExpectFailure(Run({"call", "Echo", "a:=tru"}), 2, "\"a:=tru\"");
+}
+
+TEST_F(Settingsctl, CallOfSomethingThatIsNotTheServiceEndsWith1) {
+  ExpectFailure(Run({"call", "OtherForm"}), 1, "settings service's");
+}
+
+TEST_F(Settingsctl, ARequestAndItsReplyAreNotTouched) {
+  const std::string request = R"({ "method" : "Echo", "x": [1,2] })";
+  ExpectOutput(Run({"request", request}), request + "\n");
+}
+
+TEST_F(Settingsctl, ARequestWithTheAnswerNoIsAnswered) {
+  ExpectOutput(Run({"request", R"({"method":"GetItemValue"})"}),
+               R"({"call_api_success":false,"connect_server":true,"return_data":""})"
+               "\n");
+}
+
+TEST_F(Settingsctl, AnErrorReplyToARequestHasAnExitCodeOfItsOwn) {
+  ExpectFailure(Run({"request", "[]"}), 2, "no JSON object");
+  const auto error = [&](const std::string& name) {
+    return Run({"request", R"({"method":"Error","data":{"name":")" + name + "\"}}"});
+  };
+  ExpectFailure(error("org.nuvra.Error.InvalidMessage"), 2, "does not read this request");
+  ExpectFailure(error("org.nuvra.Error.Failed"), 1, "failed at this request");
+  ExpectFailure(error("org.freedesktop.DBus.Error.AccessDenied"), 13, "does not let this user");
+}
+
+TEST_F(Settingsctl, AMissingAnswerEndsWith3) {
+  ExpectFailure(Run({"--timeout", "0.2", "call", "Hang"}), 3, "--timeout");
+}
+
+TEST_F(Settingsctl, AServiceThatVanishesEndsWith8) {
+  ExpectFailure(Run({"call", "Vanish"}), 8, "ended before it answered");
+}
+
+TEST_F(Settingsctl, WrongUsageEndsWith2AndPointsToTheHelp) {
+  const std::vector<std::vector<std::string>> lines = {
+      {},
+      {"nosuchverb"},
+      {"get"},
+      {"get", "a", "b"},
+      {"get", "a", "--nosuchoption"},
+      {"set", "a"},
+      {"set", "a", "b", "--preview=maybe"},
+      {"call"},
+      {"request"},
+      {"get", "a", "--bus", "elsewhere"},
+      {"get", "a", "--bus"},
+      {"get", "a", "--timeout", "0"},
+      {"get", "a", "--timeout", "-1"},
+      {"get", "a", "--timeout", "soon"},
+      {"get", "a", "--timeout", "nan"},
+      {"get", "a", "--timeout", "inf"},
+      {"monitor", "--count", "0"},
+      {"monitor", "--count", "x"},
+  };
+  for (const std::vector<std::string>& line : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    ExpectFailure(Run(line), 2, "; see settingsctl --help\n");
+  }
+}
+
+TEST_F(Settingsctl, AnUnknownVerbIsNamed) {
+  EXPECT_EQ(Run({"nosuch\x1bverb"}).err,
+            "settingsctl: there is no verb \"nosuch\\x1bverb\"; see settingsctl --help\n");
+}
+
+TEST_F(Settingsctl, HelpAndVersionAreNoErrors) {
+  const Outcome help = Run({"--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* text : {"  get ", "  set ", "  call ", "  request ", "  monitor ",
+                           "Examples:", "Exit codes:", "--timeout SECONDS"}) {
+    EXPECT_THAT(help.out, HasSubstr(text));
+  }
+  EXPECT_THAT(Run({"set", "--help"}).out, HasSubstr("--preview"));
+  EXPECT_EQ(Run({"set", "--help"}).status, 0);
+  const Outcome version = Run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_THAT(version.out, MatchesRegex("settingsctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Settingsctl, OutputThatCannotBeWrittenIsAFailure) {
+  support::TempDirectory directory;
+  support::Process tool(Command({"get", "brightness"}), Variables(),
+                        {"/dev/null", "/dev/full", directory / "err"});
+  EXPECT_EQ(tool.Wait(), 1);
+  EXPECT_THAT(ReadFile(directory / "err"), HasSubstr("No space left"));
+}
+
+TEST_F(Settingsctl, AReaderThatIsGoneIsNoFailure) {
+  // The pipe's only reader has ended before the tool writes.
+  const Outcome outcome = support::RunCommand(
+      {"bash", "-c", "exec 3> >(exec true); wait $!; \"$0\" get brightness >&3", SETTINGSCTL},
+      Variables());
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+}
+
+class WithoutService : public OnBus {};
+
+TEST_F(WithoutService, EveryQuestionEndsWith8AndSaysWhatToDo) {
+  const std::vector<std::vector<std::string>> lines = {
+      {"get", "a"}, {"set", "a", "b"}, {"call", "GetItemValue", "a"}, {"request", "{}"}};
+  for (const std::vector<std::string>& line : lines) {
+    SCOPED_TRACE(line[0]);
+    const Outcome outcome = Run(line);
+    EXPECT_EQ(outcome.status, 8);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "settingsctl: the settings service is not running on this bus; start it, e.g. with "
+              "./run, or choose another bus with --bus\n");
+  }
+}
+
+TEST_F(WithoutService, ABusThatIsNotThereEndsWith8) {
+  ExpectFailure(Run({"get", "a", "--bus", "unix:path=/nobody/here"}), 8, "unix:path=/nobody/here");
+  ExpectFailure(Run({"monitor", "--bus", "unix:path=/nobody/here"}), 8, "unix:path=/nobody/here");
+}
+
+// The bus itself denies requests to the service.
+class Denied : public Settingsctl {
+ protected:
+  Denied()
+      : Settingsctl(R"(<policy context="default"><deny send_interface="org.nuvra.Service1"
+                       send_type="method_call"/></policy>)") {}
+};
+
+TEST_F(Denied, WhatTheBusDoesNotAllowEndsWith13) {
+  ExpectFailure(Run({"get", "picturemode"}), 13, "does not let this user");
+  ExpectFailure(Run({"request", "{}"}), 13, "does not let this user");
+}
+
+class Monitor : public OnBus {
+ protected:
+  using OnBus::OnBus;
+
+  // Starts a monitor; returns when it listens.
+  void StartMonitor(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "monitor");
+    m_Monitor = std::make_unique<Background>(Command(arguments), Variables());
+    ASSERT_TRUE(m_Monitor->WaitForErr("listening…\n"));
+  }
+
+  void Emit(int count) {
+    const Outcome outcome = Run({"call", "Emit", "count:=" + std::to_string(count)});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  bool WaitForLines(int count) const {
+    return support::WaitUntil([&] { return Lines(m_Monitor->Out()) >= count; });
+  }
+
+  std::unique_ptr<Background> m_Monitor;
+};
+
+TEST_F(Monitor, EachSignalIsALineWithTimeSenderTypeAndBody) {
+  StartService();
+  StartMonitor({"--count", "1"});
+  Emit(1);
+  EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+  EXPECT_THAT(m_Monitor->Out(),
+              MatchesRegex(kTimePattern + R"( :1\.[0-9]+ 3 \{"number":0\})"s + "\n"));
+}
+
+TEST_F(Monitor, AsJsonEachLineIsAnObject) {
+  StartService();
+  StartMonitor({"--json", "--count", "2"});
+  Emit(2);
+  EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+  const std::string out = m_Monitor->Out();
+  ASSERT_EQ(Lines(out), 2);
+  const auto last = tools::ParseJson(out.substr(out.find('\n') + 1));
+  ASSERT_TRUE(last) << out;
+  EXPECT_EQ((*last)["name"], "settings_service_signal");
+  EXPECT_EQ((*last)["type"], 3);
+  EXPECT_EQ((*last)["body"]["number"], 1);
+  EXPECT_THAT((*last)["time"].asString(), MatchesRegex(kTimePattern));
+  EXPECT_THAT((*last)["sender"].asString(), StartsWith(":1."));
+}
+
+TEST_F(Monitor, ASignalCannotDisturbATerminal) {
+  StartService();
+  StartMonitor({"--count", "1"});
+  ASSERT_EQ(Run({"call", "EmitText", R"(text:="a\u001b[2J\nb")"}).status, 0);
+  EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+  EXPECT_THAT(m_Monitor->Out(), testing::EndsWith(" 1 a\\x1b[2J\\nb\n"));
+}
+
+TEST_F(Monitor, ItEndsAfterTheGivenNumberOfSignalsEvenWhenMoreCame) {
+  StartService();
+  StartMonitor({"--count", "3"});
+  Emit(10);
+  EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+  EXPECT_EQ(Lines(m_Monitor->Out()), 3);
+}
+
+TEST_F(Monitor, EachLineIsThereAtOnce) {
+  StartService();
+  StartMonitor({});
+  Emit(1);
+  EXPECT_TRUE(WaitForLines(1));
+  EXPECT_TRUE(m_Monitor->Process().Running());
+}
+
+TEST_F(Monitor, ItListensBeforeTheServiceRunsAndAcrossItsRestarts) {
+  StartMonitor({"--count", "3"});
+  StartService();
+  Emit(1);
+  ASSERT_TRUE(WaitForLines(1));
+  EXPECT_EQ(Run({"call", "Vanish"}).status, 8);
+  StartService();
+  Emit(2);
+  EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+  EXPECT_EQ(Lines(m_Monitor->Out()), 3);
+}
+
+TEST_F(Monitor, AfterItsTimeItEndsWith0OrWith3WhenSignalsAreMissing) {
+  ExpectOutput({Run({"monitor", "--timeout", "0.05"}).status, "", ""}, "");
+  const Outcome outcome = Run({"monitor", "--count", "2", "--timeout", "0.05"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err,
+            "listening…\n"
+            "settingsctl: 0 of 2 signals came in 0.05 s; wait longer with --timeout\n");
+}
+
+TEST_F(Monitor, TheTimeMayStandBeforeTheVerb) {
+  EXPECT_EQ(Run({"--timeout", "0.05", "monitor"}).status, 0);
+}
+
+TEST_F(Monitor, ASteadyStreamOfSignalsDoesNotOutrunItsTime) {
+  StartService();
+  Background flood(
+      {"bash", "-c", "while \"$0\" call Emit count:=200 >/dev/null 2>&1; do :; done", SETTINGSCTL},
+      Variables());
+  EXPECT_EQ(Run({"monitor", "--timeout", "0.5"}).status, 0);
+  EndService();
+  EXPECT_TRUE(flood.Process().Wait());
+}
+
+TEST_F(Monitor, InterruptAndTerminationEndItRegularly) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    StartMonitor({"--count", "5"});
+    m_Monitor->Process().Signal(signal);
+    EXPECT_EQ(m_Monitor->Process().Wait(), 0);
+    EXPECT_EQ(m_Monitor->Err(), "listening…\n");
+  }
+}
+
+TEST_F(Monitor, TheEndOfTheBusEndsItWith8) {
+  StartMonitor({});
+  m_Bus.End();
+  EXPECT_EQ(m_Monitor->Process().Wait(), 8);
+  EXPECT_THAT(m_Monitor->Err(), HasSubstr("connection to the bus is lost"));
+}
+
+TEST_F(Monitor, ItEndsWhenNobodyReadsAnyMoreWithoutWaitingForASignal) {
+  StartService();
+  // The reader ends after the first line; nothing is emitted after that.
+  support::TempDirectory directory;
+  support::Process pipeline(
+      {"bash", "-c", "\"$0\" monitor | head -n 1; exit ${PIPESTATUS[0]}", SETTINGSCTL}, Variables(),
+      {"/dev/null", directory / "out", directory / "err"});
+  ASSERT_TRUE(support::WaitUntil([&] { return Lines(ReadFile(directory / "err")) == 1; }));
+  Emit(1);
+  EXPECT_EQ(pipeline.Wait(), 0);
+  EXPECT_EQ(Lines(ReadFile(directory / "out")), 1);
+  EXPECT_EQ(ReadFile(directory / "err"), "listening…\n");
+}
+
+}  // namespace

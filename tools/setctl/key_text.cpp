@@ -1,0 +1,114 @@
+#include "setctl/key_text.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+
+#include "common.h"
+#include "text.h"
+
+namespace setctl {
+namespace {
+
+using host::KeyValue;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+constexpr std::string_view kStores[] = {"db/", "memory/"};
+
+enum class Integer { kNone, kFits, kTooLarge };
+
+Integer ReadInteger(const std::string& text, std::int32_t& value) {
+  const char* end = text.data() + text.size();
+  const auto [read, error] = std::from_chars(text.data(), end, value);
+  if (read != end || error == std::errc::invalid_argument) {
+    return Integer::kNone;
+  }
+  return error == std::errc() ? Integer::kFits : Integer::kTooLarge;
+}
+
+// Written as an integer is printed: without zeros in front, which would be lost.
+bool IsCanonical(const std::string& text) {
+  const std::size_t first = text.rfind('-', 0) == 0 ? 1 : 0;
+  return text == "0" || (text.size() > first && text[first] != '0');
+}
+
+Json::Value JsonOf(const std::optional<KeyValue>& value) {
+  if (!value) {
+    return Json::nullValue;
+  }
+  return std::visit([](const auto& held) { return Json::Value(held); }, *value);
+}
+
+}  // namespace
+
+KeyValue ParseValue(const std::string& text, ValueType type, const std::optional<KeyValue>& held) {
+  const bool holdsString = held && std::holds_alternative<std::string>(*held);
+  std::int32_t number = 0;
+  const Integer integer = ReadInteger(text, number);
+  const bool isString = type == ValueType::kString ||
+                        (type == ValueType::kByText &&
+                         (holdsString || integer == Integer::kNone || !IsCanonical(text)));
+  if (isString) {
+    return text;
+  }
+  switch (integer) {
+    case Integer::kFits:
+      break;
+    case Integer::kTooLarge:
+      throw Failure(ExitCode::kUsage,
+                    fmt::format("{} does not fit into the 32 bits of an integer; --string stores "
+                                "it as text",
+                                Quote(text)));
+    case Integer::kNone:
+      throw Failure(ExitCode::kUsage, Quote(text) +
+                                          " is no integer; leave out --int to store it "
+                                          "as text");
+  }
+  return number;
+}
+
+void CheckKey(const std::string& key) {
+  if (!host::IsValidKey(key)) {
+    throw Failure(ExitCode::kUsage,
+                  Quote(key) +
+                      " is no key: keys begin with db/ or memory/, have no empty part "
+                      "and no control characters, and are at most 255 bytes long");
+  }
+}
+
+void CheckPrefix(const std::string& prefix) {
+  for (const std::string_view store : kStores) {
+    const std::size_t common = std::min(store.size(), prefix.size());
+    if (store.substr(0, common) == std::string_view(prefix).substr(0, common)) {
+      return;
+    }
+  }
+  throw Failure(ExitCode::kUsage,
+                "no key begins with " + Quote(prefix) + ": keys begin with db/ or memory/");
+}
+
+std::string ValueText(const KeyValue& value) {
+  const std::string* text = std::get_if<std::string>(&value);
+  return text != nullptr ? tools::Escape(*text) : std::to_string(std::get<int>(value));
+}
+
+std::string KeyText(const std::string& key, const std::optional<KeyValue>& value) {
+  return value ? fmt::format("{} = {}", tools::Escape(key),
+                             tools::Escape(tools::WriteJson(JsonOf(value))))
+               : fmt::format("{} removed", tools::Escape(key));
+}
+
+std::string KeyJson(const std::string& key, const std::optional<KeyValue>& value) {
+  return tools::JsonLine({{"key", key}, {"value", JsonOf(value)}});
+}
+
+std::string KeyJson(const std::string& time, const std::string& key,
+                    const std::optional<KeyValue>& value) {
+  return tools::JsonLine({{"time", time}, {"key", key}, {"value", JsonOf(value)}});
+}
+
+}  // namespace setctl

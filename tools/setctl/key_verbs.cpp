@@ -1,0 +1,203 @@
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+
+#include "keystore/key_store.h"
+#include "setctl/key_text.h"
+#include "setctl/verbs.h"
+#include "system/environment.h"
+#include "system/log.h"
+#include "text.h"
+
+namespace setctl {
+namespace {
+
+using host::KeyStore;
+using host::KeyValue;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Listening;
+using tools::Quote;
+
+struct KeyArguments {
+  std::string key;
+  std::string value;
+  std::string prefix;
+  bool isInt = false;
+  bool isString = false;
+  std::optional<int> count;
+  std::optional<double> timeout;
+};
+
+// Whether this user may change what is in the directory, or make it where it is missing.
+bool MayUse(std::filesystem::path directory) {
+  std::error_code ignored;
+  while (!std::filesystem::is_directory(directory, ignored) && directory.has_relative_path()) {
+    directory = directory.parent_path();
+  }
+  return faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 || errno != EACCES;
+}
+
+// The store of the set. What it cannot do for want of permission ends with the code for that.
+ExitCode WithStore(const Options& options, const std::function<ExitCode(KeyStore&)>& verb) {
+  EnterSet(options);
+  try {
+    KeyStore store(host::StateDir(), host::RunDir());
+    return verb(store);
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    if (MayUse(host::StateDir()) && MayUse(host::RunDir())) {
+      throw;
+    }
+    throw Failure(ExitCode::kNotAllowed, error.what());
+  }
+}
+
+Failure NoSuchKey(const std::string& key) {
+  return Failure(ExitCode::kNotFound, fmt::format("no key {}", Quote(key)));
+}
+
+ExitCode Get(const Options& options, const std::string& key) {
+  CheckKey(key);
+  return WithStore(options, [&](KeyStore& store) {
+    const std::optional<KeyValue> value = store.Get(key);
+    if (!value) {
+      throw NoSuchKey(key);
+    }
+    tools::PrintLine(options.json ? KeyJson(key, value) : ValueText(*value));
+    return ExitCode::kDone;
+  });
+}
+
+ExitCode Set(const Options& options, const KeyArguments& arguments) {
+  const std::string& key = arguments.key;
+  CheckKey(key);
+  const ValueType type = arguments.isInt      ? ValueType::kInt
+                         : arguments.isString ? ValueType::kString
+                                              : ValueType::kByText;
+  return WithStore(options, [&](KeyStore& store) {
+    const KeyValue value = ParseValue(arguments.value, type, store.Get(key));
+    store.Set(key, value);
+    if (options.json) {
+      tools::PrintLine(KeyJson(key, value));
+    }
+    return ExitCode::kDone;
+  });
+}
+
+ExitCode Unset(const Options& options, const std::string& key) {
+  CheckKey(key);
+  return WithStore(options, [&](KeyStore& store) {
+    if (!store.Unset(key)) {
+      throw NoSuchKey(key);
+    }
+    if (options.json) {
+      tools::PrintLine(KeyJson(key, std::nullopt));
+    }
+    return ExitCode::kDone;
+  });
+}
+
+ExitCode List(const Options& options, const std::string& prefix) {
+  CheckPrefix(prefix);
+  return WithStore(options, [&](KeyStore& store) {
+    for (const auto& [key, value] : store.List(prefix)) {
+      tools::PrintLine(options.json ? KeyJson(key, value) : KeyText(key, value));
+    }
+    return ExitCode::kDone;
+  });
+}
+
+// Prints the changes that there are, at most `most`; returns how many.
+int PrintChanges(host::KeyWatcher& watcher, const Options& options, const std::string& prefix,
+                 std::optional<int> most) {
+  const std::string time = tools::TimeText(std::chrono::system_clock::now());
+  int printed = 0;
+  for (const host::KeyChange& change : watcher.TakeChanges()) {
+    if (change.key.rfind(prefix, 0) != 0 || printed == most) {
+      continue;
+    }
+    tools::PrintLine(options.json ? KeyJson(time, change.key, change.value)
+                                  : time + " " + KeyText(change.key, change.value));
+    ++printed;
+  }
+  tools::Flush();
+  return printed;
+}
+
+ExitCode Watch(const Options& options, const KeyArguments& arguments) {
+  CheckPrefix(arguments.prefix);
+  return WithStore(options, [&](KeyStore& store) {
+    // What the store reports while it is watched is told at once, not at the end.
+    host::OpenLog({});
+    host::KeyWatcher watcher(store);
+    Listening listening(arguments.timeout);
+    tools::PrintNote("watching…");
+    std::optional<int> left = arguments.count;
+    while (left != 0) {
+      switch (listening.Wait(watcher.Fd(), POLLIN, std::nullopt)) {
+        case Listening::Event::kInput: {
+          const int printed = PrintChanges(watcher, options, arguments.prefix, left);
+          left = left ? std::optional(*left - printed) : left;
+          break;
+        }
+        case Listening::Event::kLimit:
+          if (!left) {
+            return ExitCode::kDone;
+          }
+          throw Failure(
+              ExitCode::kTimedOut,
+              fmt::format("{} of {} changes came in {} s; wait longer with --timeout",
+                          *arguments.count - *left, *arguments.count, *arguments.timeout));
+        case Listening::Event::kEnd:
+          return ExitCode::kDone;
+      }
+    }
+    return ExitCode::kDone;
+  });
+}
+
+}  // namespace
+
+void AddKeyVerbs(tools::Tool& tool, const Options& options) {
+  auto arguments = std::make_shared<KeyArguments>();
+  const auto addKey = [&](CLI::App* verb) {
+    verb->add_option("KEY", arguments->key, "db/… or memory/…")->type_name("")->required();
+  };
+  CLI::App& group = *tool.AddGroup("key", "Read, write and watch the keys of the set");
+
+  addKey(tool.AddVerb(group, "get", "Print the value of a key",
+                      [&options, arguments] { return Get(options, arguments->key); }));
+
+  CLI::App* set = tool.AddVerb(group, "set", "Store the value of a key",
+                               [&options, arguments] { return Set(options, *arguments); });
+  addKey(set);
+  set->add_option("VALUE", arguments->value,
+                  "An integer becomes one unless the key holds a string already")
+      ->type_name("")
+      ->required();
+  CLI::Option* isInt = set->add_flag("--int", arguments->isInt, "Store an integer");
+  set->add_flag("--string", arguments->isString, "Store a string")->excludes(isInt);
+
+  addKey(tool.AddVerb(group, "unset", "Remove a key",
+                      [&options, arguments] { return Unset(options, arguments->key); }));
+
+  CLI::App* list = tool.AddVerb(group, "list", "Print all keys, or those that begin with PREFIX",
+                                [&options, arguments] { return List(options, arguments->prefix); });
+  list->add_option("PREFIX", arguments->prefix, "e.g. db/menu/")->type_name("");
+
+  CLI::App* watch = tool.AddVerb(group, "watch", "Print each change of a key as it comes",
+                                 [&options, arguments] { return Watch(options, *arguments); });
+  watch->add_option("PREFIX", arguments->prefix, "Only of keys that begin so, e.g. memory/set/")
+      ->type_name("");
+  tools::AddCount(*watch, arguments->count, "End after N changes");
+  tools::AddSeconds(*watch, "--timeout", arguments->timeout, "How long to watch; else for ever");
+}
+
+}  // namespace setctl

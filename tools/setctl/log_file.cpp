@@ -1,0 +1,133 @@
+#include "setctl/log_file.h"
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <system_error>
+#include <utility>
+
+namespace setctl {
+namespace {
+
+constexpr off_t kBlock = 64 * 1024;
+
+std::system_error ErrorAt(const std::filesystem::path& path) {
+  return std::system_error(errno, std::generic_category(), path.native());
+}
+
+// Where the last `lines` lines begin. A line end that closes the file begins no line.
+off_t BeginOfLastLines(int fd, off_t size, int lines) {
+  std::string block(kBlock, '\0');
+  off_t end = size;
+  int found = 0;
+  while (end > 0) {
+    const off_t begin = std::max<off_t>(end - kBlock, 0);
+    const ssize_t count = pread(fd, block.data(), end - begin, begin);
+    if (count <= 0) {
+      return begin;
+    }
+    for (off_t at = begin + count; at-- > begin;) {
+      if (block[at - begin] == '\n' && at + 1 != size && ++found == lines) {
+        return at + 1;
+      }
+    }
+    end = begin;
+  }
+  return 0;
+}
+
+}  // namespace
+
+LogFile::LogFile(const std::filesystem::path& file, std::optional<int> lines)
+    : m_File(file), m_Fd(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (m_Fd < 0) {
+    throw ErrorAt(file);
+  }
+  struct stat status {};
+  if (lines && fstat(m_Fd, &status) == 0) {
+    lseek(m_Fd, BeginOfLastLines(m_Fd, status.st_size, *lines), SEEK_SET);
+  }
+}
+
+LogFile::~LogFile() { close(m_Fd); }
+
+void LogFile::Read(const LineCallback& line) {
+  do {
+    m_ReadOpened(line);
+  } while (m_OpenNext(line));
+}
+
+void LogFile::ReadRest(const LineCallback& line) {
+  if (!m_Rest.empty()) {
+    line(std::exchange(m_Rest, ""));
+  }
+}
+
+void LogFile::m_ReadOpened(const LineCallback& line) {
+  struct stat status {};
+  if (fstat(m_Fd, &status) == 0 && status.st_size < lseek(m_Fd, 0, SEEK_CUR)) {
+    // It was truncated: all that is in it is new.
+    ReadRest(line);
+    lseek(m_Fd, 0, SEEK_SET);
+  }
+  std::string block(kBlock, '\0');
+  for (;;) {
+    const ssize_t count = read(m_Fd, block.data(), block.size());
+    if (count < 0) {
+      throw ErrorAt(m_File);
+    }
+    if (count == 0) {
+      return;
+    }
+    m_Rest.append(block, 0, count);
+    std::size_t begin = 0;
+    for (std::size_t end; (end = m_Rest.find('\n', begin)) != std::string::npos; begin = end + 1) {
+      line(m_Rest.substr(begin, end - begin));
+    }
+    m_Rest.erase(0, begin);
+  }
+}
+
+// Goes over to the file that has the name now, if that is another one.
+bool LogFile::m_OpenNext(const LineCallback& line) {
+  struct stat opened {};
+  struct stat named {};
+  if (fstat(m_Fd, &opened) != 0 || stat(m_File.c_str(), &named) != 0 ||
+      (opened.st_dev == named.st_dev && opened.st_ino == named.st_ino)) {
+    return false;
+  }
+  const int fd = open(m_File.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return false;
+  }
+  // What came between the last look at the old file and the new one's appearance.
+  m_ReadOpened(line);
+  ReadRest(line);
+  close(std::exchange(m_Fd, fd));
+  return true;
+}
+
+DirectoryWatch::DirectoryWatch(const std::filesystem::path& directory)
+    : m_Fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+  constexpr uint32_t kChanges = IN_MODIFY | IN_CREATE | IN_MOVED_TO;
+  if (m_Fd < 0 || inotify_add_watch(m_Fd, directory.c_str(), kChanges) < 0) {
+    const std::system_error error = ErrorAt(directory);
+    close(m_Fd);
+    throw error;
+  }
+}
+
+DirectoryWatch::~DirectoryWatch() { close(m_Fd); }
+
+void DirectoryWatch::Clear() {
+  alignas(inotify_event) char events[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
+  while (read(m_Fd, events, sizeof events) > 0) {
+  }
+}
+
+}  // namespace setctl

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace setctl {
+
+// Reads a log that somebody else writes, line by line, across its truncation and its
+// replacement by a new file of the same name.
+class LogFile {
+ public:
+  // Begins with the first line, or with the last but `lines`. Throws std::system_error that
+  // names the file when it cannot be opened.
+  LogFile(const std::filesystem::path& file, std::optional<int> lines);
+  ~LogFile();
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+
+  using LineCallback = std::function<void(const std::string& line)>;
+
+  // Hands out all complete lines that came since the last call, without their line ends.
+  void Read(const LineCallback& line);
+
+  // Hands out what stands behind the last line end, if anything does.
+  void ReadRest(const LineCallback& line);
+
+ private:
+  void m_ReadOpened(const LineCallback& line);
+  bool m_OpenNext(const LineCallback& line);
+
+  std::filesystem::path m_File;
+  int m_Fd;
+  std::string m_Rest;  // the beginning of a line whose end is not written yet
+};
+
+// Readable when something changed in a directory; nothing is told about what.
+class DirectoryWatch {
+ public:
+  // Throws std::system_error that names the directory.
+  explicit DirectoryWatch(const std::filesystem::path& directory);
+  ~DirectoryWatch();
+  DirectoryWatch(const DirectoryWatch&) = delete;
+  DirectoryWatch& operator=(const DirectoryWatch&) = delete;
+
+  int Fd() const { return m_Fd; }
+
+  // Forgets the changes so far.
+  void Clear();
+
+ private:
+  int m_Fd;
+};
+
+}  // namespace setctl

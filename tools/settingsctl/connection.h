@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "common.h"
+#include "settings/client.h"
+
+namespace settingsctl {
+
+// What stands on the command line beside the verb.
+struct Options {
+  std::string bus = "session";
+  std::optional<double> timeout;
+  bool json = false;
+};
+
+// Runs `verb` with a connection to the bus of the options. Errors of the client become failures
+// of the tool here and nowhere else.
+tools::ExitCode WithClient(const Options& options,
+                           const std::function<tools::ExitCode(settings::Client&)>& verb);
+
+}  // namespace settingsctl

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "settings/client.h"
+
+// What settingsctl prints.
+namespace settingsctl {
+
+// `standard (Standard)`; a name that says no more than the value is left out.
+std::string ValueText(const std::string& value, const std::string& name);
+
+// The members of a reply body, one `name: JSON` line each, without a line end behind the last.
+std::string ReplyText(const Json::Value& body);
+
+// One line for a signal that was received at `time`.
+std::string SignalText(const std::string& time, const settings::Signal& signal);
+std::string SignalJson(const std::string& time, const settings::Signal& signal);
+
+}  // namespace settingsctl

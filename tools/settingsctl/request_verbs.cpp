@@ -1,0 +1,76 @@
+#include <fmt/format.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "settingsctl/call_arguments.h"
+#include "settingsctl/format.h"
+#include "settingsctl/verbs.h"
+#include "text.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::ExitCode;
+
+struct CallLine {
+  std::string method;
+  std::optional<std::string> first;
+  std::vector<std::string> others;
+};
+
+ExitCode Call(const Options& options, const CallLine& line) {
+  std::vector<std::string> all = line.others;
+  if (line.first) {
+    all.insert(all.begin(), *line.first);
+  }
+  const CallArguments arguments = ParseCallArguments(all);
+  return WithClient(options, [&](Client& client) {
+    const settings::Reply reply = client.Call(line.method, arguments.data, arguments.members);
+    tools::PrintLine(options.json ? reply.text : ReplyText(reply.body));
+    const bool tells = reply.body.isMember("call_api_success");
+    if (!tells && !options.json) {
+      tools::PrintNote(
+          fmt::format("No result in the reply: that of {} comes as a signal (settingsctl monitor), "
+                      "or the service has no such method.",
+                      tools::Quote(line.method)));
+    }
+    return tells && !reply.Succeeded() ? ExitCode::kRefused : ExitCode::kDone;
+  });
+}
+
+ExitCode Request(const Options& options, const std::string& request) {
+  return WithClient(options, [&](Client& client) {
+    tools::PrintLine(client.Request(request).body);
+    return ExitCode::kDone;
+  });
+}
+
+}  // namespace
+
+void AddRequestVerbs(tools::Tool& tool, const Options& options) {
+  auto line = std::make_shared<CallLine>();
+  CLI::App* call = tool.AddVerb(tool.App(), "call", "Call any method and print the reply",
+                                [&options, line] { return Call(options, *line); });
+  call->add_option("METHOD", line->method, "The method, e.g. GetItemValue")
+      ->type_name("")
+      ->required();
+  // An option of its own: as an element of a list, an ID in brackets would be taken for a list.
+  call->add_option("ITEM", line->first, "The item's ID, for the methods that want one")
+      ->type_name("");
+  call->add_option("KEY=VALUE", line->others,
+                   "A string argument, or KEY:=JSON for one of another type")
+      ->type_name("");
+
+  auto text = std::make_shared<std::string>();
+  CLI::App* request =
+      tool.AddVerb(tool.App(), "request", "Send a request as it is and print the reply",
+                   [&options, text] { return Request(options, *text); });
+  request->add_option("JSON", *text, "The body of the request, sent without a look at it")
+      ->type_name("")
+      ->required();
+}
+
+}  // namespace settingsctl

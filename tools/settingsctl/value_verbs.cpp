@@ -1,0 +1,84 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "settingsctl/format.h"
+#include "settingsctl/verbs.h"
+#include "text.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+struct ValueArguments {
+  std::string item;
+  std::string value;
+  bool preview = false;
+};
+
+Failure NoSuchItem(const std::string& item) {
+  return Failure(ExitCode::kNotFound, fmt::format("no item {} with a value", Quote(item)));
+}
+
+ExitCode Get(const Options& options, const ValueArguments& arguments, Client& client) {
+  const std::optional<std::string> value = client.GetItemValue(arguments.item);
+  const std::optional<std::string> name =
+      value ? client.GetItemValueName(arguments.item) : std::nullopt;
+  if (!name) {
+    throw NoSuchItem(arguments.item);
+  }
+  tools::PrintLine(
+      options.json ? tools::JsonLine({{"item", arguments.item}, {"value", *value}, {"name", *name}})
+                   : ValueText(*value, *name));
+  return ExitCode::kDone;
+}
+
+ExitCode Set(const Options& options, const ValueArguments& arguments, Client& client) {
+  if (!client.SetItemValue(arguments.item, arguments.value, arguments.preview)) {
+    // The service does not tell which of the two was wrong.
+    if (!client.GetItemValue(arguments.item)) {
+      throw NoSuchItem(arguments.item);
+    }
+    throw Failure(ExitCode::kRefused, fmt::format("{} does not take the value {}",
+                                                  Quote(arguments.item), Quote(arguments.value)));
+  }
+  if (options.json) {
+    tools::PrintLine(tools::JsonLine(
+        {{"item", arguments.item}, {"value", arguments.value}, {"preview", arguments.preview}}));
+  }
+  return ExitCode::kDone;
+}
+
+}  // namespace
+
+void AddValueVerbs(tools::Tool& tool, const Options& options) {
+  auto arguments = std::make_shared<ValueArguments>();
+  CLI::App* get = tool.AddVerb(
+      tool.App(), "get", "Print the value of an item and its name", [&options, arguments] {
+        return WithClient(options,
+                          [&](Client& client) { return Get(options, *arguments, client); });
+      });
+  get->add_option("ITEM", arguments->item, "The item's ID, e.g. picturemode")
+      ->type_name("")
+      ->required();
+
+  CLI::App* set =
+      tool.AddVerb(tool.App(), "set", "Store the value of an item", [&options, arguments] {
+        return WithClient(options,
+                          [&](Client& client) { return Set(options, *arguments, client); });
+      });
+  set->add_option("ITEM", arguments->item, "The item's ID, e.g. picturemode")
+      ->type_name("")
+      ->required();
+  set->add_option("VALUE", arguments->value,
+                  "The value->type_name("
+                  "); put -- before one that begins with -")
+      ->required();
+  set->add_flag("--preview", arguments->preview, "Show the value, but do not keep it");
+}
+
+}  // namespace settingsctl

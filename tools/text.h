@@ -1,0 +1,37 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <chrono>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+// Text for people and for programs. Nothing here depends on the language of the user.
+namespace tools {
+
+// The text with everything replaced that could move a terminal's cursor or change its state:
+// control characters become \n, \t, \r or \xNN, bytes that are no UTF-8 become \xNN. All else,
+// the backslash too, stays as it is.
+std::string Escape(std::string_view text);
+
+// `"text"`, escaped: for messages.
+std::string Quote(std::string_view text);
+
+// JSON on one line. WriteJson keeps bytes that are no UTF-8; JsonText replaces them, so that its
+// result is always JSON.
+std::string WriteJson(const Json::Value& value);
+std::string JsonText(const Json::Value& value);
+
+// A JSON object on one line with its members in the given order.
+std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> members);
+
+// One strict JSON value; nothing when the text is something else.
+std::optional<Json::Value> ParseJson(std::string_view text);
+
+// Local time, ISO 8601 with milliseconds and the offset: 2026-11-20T22:23:13.123+01:00.
+std::string TimeText(std::chrono::system_clock::time_point time);
+
+}  // namespace tools

@@ -1,0 +1,123 @@
+#include "tool.h"
+
+#include <fmt/format.h>
+#include <signal.h>
+
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "text.h"
+
+namespace tools {
+namespace {
+
+constexpr char kExitCodes[] =
+    "Exit codes:\n"
+    "  0 done                       8 the service, or its bus, is not running\n"
+    "  1 the service said no       10 no such item or key\n"
+    "  2 wrong usage               13 not allowed\n"
+    "  3 timed out";
+
+// More than three years; far below what the clocks can count.
+constexpr double kMostSeconds = 1e8;
+
+// What CLI11 says about verbs it says about "subcommands", and not which one was wrong.
+std::string UsageProblem(const CLI::App& app, const CLI::Error& error) {
+  const CLI::App* last = &app;
+  while (!last->get_subcommands().empty()) {
+    last = last->get_subcommands().front();
+  }
+  const bool takesVerb = last->get_require_subcommand_min() > 0;
+  if (!takesVerb || dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) {
+    return error.what();
+  }
+  const std::vector<std::string> others = app.remaining(true);
+  return others.empty() ? "a verb is missing" : "there is no verb " + Quote(others.front());
+}
+
+std::string UsageError(const CLI::App* app, const CLI::Error& error) {
+  return fmt::format("{0}: {1}; see {0} --help\n", app->get_name(),
+                     Escape(UsageProblem(*app, error)));
+}
+
+}  // namespace
+
+Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
+    : m_App(description, name) {
+  m_App.set_help_flag("--help", "Print this help and end");
+  m_App.set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and end");
+  m_App.footer(footer + "\n\n" + kExitCodes);
+  m_App.failure_message(UsageError);
+  m_App.require_subcommand(1);
+  m_App.get_formatter()->column_width(34);
+  m_App.get_formatter()->label("SUBCOMMAND", "VERB");
+  m_App.get_formatter()->label("SUBCOMMANDS", "VERBS");
+}
+
+CLI::App* Tool::AddVerb(CLI::App& parent, const std::string& name, const std::string& description,
+                        std::function<ExitCode()> run) {
+  CLI::App* verb = parent.add_subcommand(name, description);
+  verb->group("Verbs");
+  verb->footer("The options of " + m_App.get_name() + " may stand here, too.");
+  verb->fallthrough();
+  verb->callback([this, run = std::move(run)] { m_Verb = run; });
+  return verb;
+}
+
+CLI::App* Tool::AddGroup(const std::string& name, const std::string& description) {
+  CLI::App* group = m_App.add_subcommand(name, description);
+  group->group("Verbs");
+  group->footer("");
+  group->fallthrough();
+  group->require_subcommand(1);
+  return group;
+}
+
+int Tool::Run(int argc, char** argv) {
+  // A reader that goes away is noticed where the output is written.
+  signal(SIGPIPE, SIG_IGN);
+  try {
+    m_App.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return m_App.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+  }
+  return m_RunVerb();
+}
+
+int Tool::m_RunVerb() {
+  ExitCode code = ExitCode::kRefused;
+  try {
+    code = m_Verb();
+    Flush();
+  } catch (const OutputClosed&) {
+    code = ExitCode::kDone;
+  } catch (const Failure& failure) {
+    PrintError(m_App.get_name(), failure.what());
+    code = failure.Code();
+  } catch (const std::exception& exception) {
+    PrintError(m_App.get_name(), exception.what());
+  }
+  return static_cast<int>(code);
+}
+
+CLI::Option* AddSeconds(CLI::App& app, const std::string& name, std::optional<double>& seconds,
+                        const std::string& description) {
+  const auto check = [](const std::string& text) {
+    double value = 0;
+    const bool number = CLI::detail::lexical_cast(text, value);
+    return number && value > 0 && value <= kMostSeconds
+               ? std::string()
+               : fmt::format("{} is not a number of seconds above 0 and at most {}", text,
+                             kMostSeconds);
+  };
+  return app.add_option(name, seconds, description)->type_name("SECONDS")->check(check);
+}
+
+CLI::Option* AddCount(CLI::App& app, std::optional<int>& count, const std::string& description) {
+  return app.add_option("--count", count, description)
+      ->type_name("N")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+}
+
+}  // namespace tools
