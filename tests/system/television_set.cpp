@@ -1,0 +1,88 @@
+#include "television_set.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+std::ostream& operator<<(std::ostream& stream, const LogLine& line) {
+  return stream << line.priority << ' ' << line.module << ' ' << line.function << " | "
+                << line.message;
+}
+
+TelevisionSet::TelevisionSet(const std::string& model)
+    : m_Bus(m_Root.Path()), m_ModelFile(SETTINGS_DATA_DIRECTORY "/models/" + model + ".json") {}
+
+support::Variables TelevisionSet::Variables() const {
+  return {{"DBUS_SESSION_BUS_ADDRESS", m_Bus.Address()},
+          {"SETTINGS_ROOT", Root()},
+          {"SETTINGS_MODEL", m_ModelFile},
+          {"SETTINGS_DATA_DIR", SETTINGS_DATA_DIRECTORY},
+          {"PATH", std::string(SETTINGS_BINARY_DIRECTORY ":") + std::getenv("PATH")}};
+}
+
+void TelevisionSet::StartDaemon() {
+  const std::filesystem::path log = Root() / "daemon.log";
+  m_Daemon = std::make_unique<support::Process>(
+      std::vector<std::string>{SETTINGS_BINARY_DIRECTORY "/settings-service"}, Variables(),
+      support::Files{"/dev/null", "/dev/null", log});
+  const std::string ready = std::to_string(m_Daemon->Pid()) + "\n";
+  const bool up = support::WaitUntil([&] {
+    return support::ReadFile(Root() / "tmp/settings-service_ready") == ready ||
+           !m_Daemon->Running();
+  });
+  if (!up || !m_Daemon->Running()) {
+    throw std::runtime_error("the daemon did not start:\n" + LogText());
+  }
+}
+
+int TelevisionSet::EndDaemon() {
+  m_Daemon->Signal(SIGTERM);
+  return m_Daemon->Wait().value_or(-1);
+}
+
+void TelevisionSet::KillDaemon() {
+  m_Daemon->Signal(SIGKILL);
+  m_Daemon->Wait();
+}
+
+support::Outcome TelevisionSet::Run(const std::vector<std::string>& command,
+                                    const std::string& input) {
+  return support::RunCommand(command, Variables(), input);
+}
+
+std::string TelevisionSet::LogText() const { return support::ReadFile(Root() / "daemon.log"); }
+
+std::vector<LogLine> TelevisionSet::LogLines() const {
+  static const std::regex kLine(
+      R"(\S+ ([DIWE]) settings-service\((\d+)\): (\w+): (\w+)\((\d+)\) > \[(\w+):(\d+)\] (.*))");
+  static const std::regex kPointer("0x[0-9a-f]+");
+  static const std::regex kSender(R"(from::1\.\d+)");
+  std::vector<LogLine> lines;
+  std::istringstream text(LogText());
+  for (std::string line; std::getline(text, line);) {
+    std::smatch match;
+    if (!std::regex_match(line, match, kLine) || match[4] != match[6] || match[5] != match[7]) {
+      lines.push_back({'?', "", "", line});
+      continue;
+    }
+    std::string message = std::regex_replace(match[8].str(), std::regex(match[2].str()), "PID");
+    message = std::regex_replace(message, kPointer, "PTR");
+    message = std::regex_replace(message, kSender, "from:SENDER");
+    lines.push_back({match[1].str()[0], match[3], match[4], message});
+  }
+  return lines;
+}
+
+bool TelevisionSet::WaitForLog(const std::string& message) const {
+  return support::WaitUntil([&] {
+    const std::vector<LogLine> lines = LogLines();
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const LogLine& line) { return line.message == message; });
+  });
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/private_bus.h"
+#include "support/process.h"
+#include "support/temp_directory.h"
+
+// A line of the daemon's log, without what differs from run to run.
+struct LogLine {
+  char priority;         // D, I, W or E
+  std::string module;    // the source module that logged
+  std::string function;  // the function in it
+  std::string message;   // process ids are written as PID, addresses as PTR, bus names as SENDER
+
+  bool operator==(const LogLine&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, const LogLine& line);
+
+// A whole set in a directory of its own: a private bus, the key store and the real daemon.
+class TelevisionSet {
+ public:
+  explicit TelevisionSet(const std::string& model = "full");
+
+  // Starts the daemon and waits until it is ready. Throws std::runtime_error with its log when
+  // it does not get there.
+  void StartDaemon();
+
+  // Ends the daemon as a service manager does. Returns its exit status.
+  int EndDaemon();
+
+  // Ends the daemon as a power cut does.
+  void KillDaemon();
+
+  support::Process& Daemon() { return *m_Daemon; }
+
+  // The environment in which the tools find this set.
+  support::Variables Variables() const;
+
+  // Runs one of the set's tools, or any other command, in that environment.
+  support::Outcome Run(const std::vector<std::string>& command, const std::string& input = "");
+
+  // What the daemon wrote so far, as it stands and line by line.
+  std::string LogText() const;
+  std::vector<LogLine> LogLines() const;
+
+  // Waits until some line of the log has this message; false when it does not come.
+  bool WaitForLog(const std::string& message) const;
+
+  const std::filesystem::path& Root() const { return m_Root.Path(); }
+  support::PrivateBus& Bus() { return m_Bus; }
+
+ private:
+  support::TempDirectory m_Root;
+  support::PrivateBus m_Bus;
+  std::string m_ModelFile;
+  std::unique_ptr<support::Process> m_Daemon;
+};
