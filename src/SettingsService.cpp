@@ -32,11 +32,11 @@ constexpr unsigned kWatchdogPeriodMs = 15000;
 void do_swap_and_cach_drop_memory() {
   std::FILE* reclaim = std::fopen("/proc/self/reclaim", "w");
   if (reclaim == nullptr) {
-    LOG_INFO("[%d][fail to open (%d)]", getpid(), errno);
+    SETTINGS_INFO("[%d][fail to open (%d)]", getpid(), errno);
     return;
   }
   int written = std::fprintf(reclaim, "%s", "3");
-  LOG_INFO("[%d][success to open][%d]", getpid(), written);
+  SETTINGS_INFO("[%d][success to open][%d]", getpid(), written);
   std::fclose(reclaim);
 }
 
@@ -57,13 +57,13 @@ constexpr Method kMethods[] = {
 }  // namespace
 
 SettingsService::SettingsService() : Nuvra::TCDaemonService(SETTINGS_SERVICE_NAME) {
-  LOG_ERROR("SettingsService constructor!!");
+  SETTINGS_ERROR("SettingsService constructor!!");
 }
 
-SettingsService::~SettingsService() { LOG_ERROR("SettingsService destructor!!"); }
+SettingsService::~SettingsService() { SETTINGS_ERROR("SettingsService destructor!!"); }
 
 bool SettingsService::t_OnCreate() {
-  LOG_INFO("t_OnCreate!");
+  SETTINGS_INFO("t_OnCreate!");
   ecore_init();
   smart_deadlock_register_watchdog_service(kWatchdogLevel);
   if (m_WatchdogAlarm.IsCreated()) {
@@ -78,14 +78,14 @@ bool SettingsService::t_OnCreate() {
 }
 
 void SettingsService::m_Initialize() {
-  LOG_ERROR("m_Initialize!");
+  SETTINGS_ERROR("m_Initialize!");
 
   pid_t pid = getpid();
-  LOG_ERROR("pid:%d", pid);
+  SETTINGS_ERROR("pid:%d", pid);
   resource_register_cpu_inheritance_destination(SETTINGS_SERVICE_NAME, pid);
 
   if (LwipcEventDone(kReadyEvent) < 0) {
-    LOG_ERROR("failed to send event, setting service ready");
+    SETTINGS_ERROR("failed to send event, setting service ready");
   }
 
   char activeSpksDisplayName[NET_SPEAKER_DISPLAY_NAME_SIZE] = {};
@@ -94,28 +94,28 @@ void SettingsService::m_Initialize() {
   int activeSpkCount =
       GetActiveNetSpkInfo(activeSpksDisplayName, activeSpksSpeakerType, activeSpks);
   if (activeSpkCount > 0) {
-    LOG_INFO("activeSpksDisplayName[%s], activeSpksSpeakerType[%s]\n", activeSpksDisplayName,
-             activeSpksSpeakerType);
+    SETTINGS_INFO("activeSpksDisplayName[%s], activeSpksSpeakerType[%s]\n", activeSpksDisplayName,
+                  activeSpksSpeakerType);
   }
 
   bool isSupportGameBar = false;
   system_info_get_custom_bool("com.velmora/featureconf/game_bar.support", &isSupportGameBar);
-  LOG_ERROR("[GameBarService] isSupportGameBar: %d", isSupportGameBar);
+  SETTINGS_ERROR("[GameBarService] isSupportGameBar: %d", isSupportGameBar);
 
   bool isSupportOutdoor = false;
   if (system_info_get_custom_bool("com.velmora/featureconf/outdoor_tv_product_image_support",
                                   &isSupportOutdoor) != 0) {
-    LOG_INFO("get Outdoor value failed");
+    SETTINGS_INFO("get Outdoor value failed");
   } else {
     // The number of active speakers, not the flag: readers of the log know the line as it is.
-    LOG_INFO("Outdoor supported[%d]", activeSpkCount);
+    SETTINGS_INFO("Outdoor supported[%d]", activeSpkCount);
   }
 
   CSettingsItemInfoAPI::InitSettingsItemInfoAPI();
 }
 
 void SettingsService::m_OnWatchdogAlarm() {
-  LOG_INFO("smart_deadlock_notify!");
+  SETTINGS_INFO("smart_deadlock_notify!");
   smart_deadlock_watchdog_notify();
 }
 
@@ -129,16 +129,16 @@ bool SettingsService::m_OnWatchdogAlarmCallback(void* userData) {
 }
 
 void SettingsService::t_OnTerminate() {
-  LOG_INFO("t_OnTerminate!!");
+  SETTINGS_INFO("t_OnTerminate!!");
   m_Finalize();
 }
 
-void SettingsService::m_Finalize() { LOG_ERROR("m_Finalize!"); }
+void SettingsService::m_Finalize() { SETTINGS_ERROR("m_Finalize!"); }
 
 bool SettingsService::IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
                                         Nuvra::TCMessage* reply, const char*) {
-  LOG_INFO("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]", sender,
-           static_cast<void*>(reply), request->GetMessage().c_str());
+  SETTINGS_INFO("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]", sender,
+                static_cast<void*>(reply), request->GetMessage().c_str());
   reply->body["return_data"] = "";
 
   const std::string name = request->body["method"].asString();
@@ -147,12 +147,12 @@ bool SettingsService::IfMessageReceived(const char* sender, const Nuvra::TCMessa
   if (method != std::end(kMethods)) {
     method->handler(*request, *reply);
   } else {
-    LOG_ERROR("There is no matched method");
+    SETTINGS_ERROR("There is no matched method");
   }
 
   const std::string returned = reply->body["return_data"].asString();
   if (!returned.empty()) {
-    LOG_INFO("ret_data = %s", returned.c_str());
+    SETTINGS_INFO("ret_data = %s", returned.c_str());
   }
   return true;
 }

@@ -24,6 +24,9 @@ class SettingsService : public Nuvra::TCDaemonService {
  private:
   void m_Initialize();
   void m_Finalize();
+
+  // Feeds the watchdog. The alarm does not come this way: it has a callback that does the same
+  // and logs under this name.
   void m_OnWatchdogAlarm();
 
   // `userData` is the service. False, which stops the alarm, only when it is null.

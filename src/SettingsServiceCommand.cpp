@@ -126,7 +126,7 @@ Nuvra::TCMessage SettingsServiceCommand::m_FillMessage(RET_ITEMINFO result, int 
 void SettingsServiceCommand::m_AsyncAPISendSignal(int pid, int callback,
                                                   settings_api_cb_type_e type, std::string menuID,
                                                   bool result) {
-  LOG_INFO("m_AsyncAPISendSignal+");
+  SETTINGS_INFO("m_AsyncAPISendSignal+");
   Nuvra::TCMessage message;
   message.type = type;
   message.body["menuID"] = menuID;
@@ -134,7 +134,7 @@ void SettingsServiceCommand::m_AsyncAPISendSignal(int pid, int callback,
   message.body["callback"] = callback;
   message.body["pid"] = pid;
   Nuvra::SendSignal(SETTINGS_SERVICE_NAME, kSignalName, &message);
-  LOG_INFO("m_AsyncAPISendSignal-");
+  SETTINGS_INFO("m_AsyncAPISendSignal-");
 }
 
 void SettingsServiceCommand::m_BlockedMenuStateSendSignal(blocked_menu_status_e status,

@@ -10,7 +10,7 @@
 inline constexpr char SETTINGS_SERVICE_NAME[] = "settings_service";
 
 // Type of the result in a reply.
-enum settings_message_type_e {
+enum settings_message_type_e : int {
   SETTINGS_MESSAGE_TYPE_BOOL = 0,
   SETTINGS_MESSAGE_TYPE_STRING = 1,
 };

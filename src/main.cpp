@@ -7,7 +7,7 @@ constexpr char kLogModule[] = "SettingsService";
 }
 
 int main(int argc, char** argv) {
-  LOG_INFO("main start!!");
+  SETTINGS_INFO("main start!!");
   // Callbacks may still arrive while the process ends, so the service is never deleted.
   auto* service = new SettingsService();
   return Nuvra::AppMain(argc, argv, service);

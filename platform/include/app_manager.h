@@ -1,6 +1,6 @@
 #pragma once
 
-// Watching the applications of the set come and go.
+// Watching the applications of the set come and go. Main-loop thread only.
 
 typedef struct app_context_s app_context_s;
 typedef app_context_s* app_context_h;
@@ -18,7 +18,7 @@ extern "C" {
 
 // From now on calls `callback` on the main loop for every application that starts or ends. One
 // callback per process: a second call replaces the first. Returns 0, or a non-zero error code
-// when nothing was registered.
+// when nothing was registered, as for a null callback.
 int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* user_data);
 
 // No call comes after it. Harmless when no callback is registered.

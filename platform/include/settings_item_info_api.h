@@ -25,7 +25,8 @@ class CSettingsItemInfoAPI {
   static int GetItemValue(const char* menuID, char* valueName, char* value);
 
   // Stores a value; with `preview` it is shown but not kept. -1 and nothing stored when the
-  // item is unknown or has no value, or `value` is not one of its list or range.
+  // item is unknown or has no value, `value` is not one of its list or range, or the store
+  // failed.
   static int SetItemValue(const char* menuID, const char* value, bool preview);
 
   // State questions: -1 cannot answer, 0 no, any other value yes. A path is visible or enabled
@@ -66,10 +67,11 @@ class CSettingsItemInfoAPI {
                                  std::vector<std::string>& disabled, std::string appName);
   static bool RemoveDisabledItemsByAppname(std::vector<std::string>& released, std::string appName);
 
-  // False when some application disables the item.
+  // False when some application disables the item, and for an unknown one.
   static bool IsItemEnabled(std::string menuID);
 
-  // True when the question could be answered; the names are appended to the output.
+  // True when the question could be answered, which it cannot for an unknown item; the names
+  // are appended to the output.
   static bool GetDisablerAppNamesByMenuId(std::string menuID, std::vector<std::string>& appNames);
   static bool GetDisabledItemsList(std::vector<std::string>& menuIDs);
 

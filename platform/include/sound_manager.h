@@ -9,7 +9,7 @@ extern "C" {
 
 // From now on calls `callback` on the main loop whenever the active speaker changes. One
 // callback per process: a second call replaces the first. `user_data` is passed through.
-// Returns 0, or a non-zero error code when nothing was registered.
+// Returns 0, or a non-zero error code when nothing was registered. Main-loop thread only.
 int sound_manager_set_speaker_changed_cb(sound_speaker_changed_cb callback, void* user_data);
 
 }  // extern "C"
