@@ -81,6 +81,9 @@ int RunLogged(const char* program, const CommandLine& line, Nuvra::TCDaemonServi
   } catch (const StartFailure& failure) {
     FlushLog(kLogPatience);
     exitStatus = Tell(program, failure, failure.ExitStatus());
+  } catch (const std::exception& failure) {
+    FlushLog(kLogPatience);
+    exitStatus = Tell(program, failure, kFailure);
   }
   return exitStatus;
 }

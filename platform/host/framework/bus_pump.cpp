@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <stdexcept>
 #include <utility>
 
 #include "framework/exception_border.h"
@@ -81,7 +82,11 @@ bool Take(int fd, fd_set* set) {
 
 struct BusPump::Impl {
   Impl(sd_bus* connection, std::function<void(int error)> lost)
-      : bus(sd_bus_ref(connection)), onLost(std::move(lost)) {
+      : bus(connection), onLost(std::move(lost)) {
+    if (sd_bus_get_fd(bus) >= FD_SETSIZE) {
+      throw std::runtime_error("the process has too many open files to serve a bus");
+    }
+    sd_bus_ref(bus);
     current = this;
     ecore_main_loop_select_func_set(Select);
   }
@@ -97,11 +102,11 @@ struct BusPump::Impl {
   }
 
   int SelectWithBus(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
-    Wish wish;
     // A main loop inside of a request's handler serves everything else.
     if (!serves || dispatching) {
       return sleep(count, read, write, error, limit);
     }
+    Wish wish;
     if (const int result = AskWish(bus, wish); result < 0) {
       Lose(result);
       timeval noTime{};
@@ -120,7 +125,7 @@ struct BusPump::Impl {
       untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
       limit = &untilDue;
     }
-    int ready = sleep(std::max(count, wish.fd + 1), read, write, error, limit);
+    const int ready = sleep(std::max(count, wish.fd + 1), read, write, error, limit);
     if (ready < 0) {
       return ready;
     }

@@ -15,7 +15,7 @@ constexpr char kFooter[] =
     "  DBUS_SESSION_BUS_ADDRESS    the session bus\n"
     "\n"
     "Exit status: 0 ended by a signal, 1 failed, 2 wrong usage, 5 the service runs already,\n"
-    "8 no bus.";
+    "8 no bus, 13 the bus does not allow it.";
 
 std::string CheckBus(const std::string& bus) {
   const bool valid = bus == "session" || bus == "system" || bus.find(':') != std::string::npos;
@@ -44,7 +44,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   app.add_option("--root", line.environment.root, "Root directory of the set")->type_name("DIR");
   app.add_option("--model", line.environment.modelFile, "The model's features")
       ->type_name("FILE")
-      ->check(CLI::ExistingFile);
+      ->check(CLI::Validator(CLI::ExistingFile).description(""));
   app.add_option("--log", line.logFile, "Append the log to this file")->type_name("FILE");
   app.footer(kFooter);
   try {

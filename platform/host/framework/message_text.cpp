@@ -1,18 +1,20 @@
-// The JSON library does the reading, but its strictest mode still lets through what is not JSON:
+// The reader of the JSON library, in its strictest mode, still lets through what is not JSON:
 // leading zeros, a lone minus sign, a plus sign, a point without digits, comments behind a value,
 // control characters and broken UTF-8 in strings, halves of surrogate pairs, a comma at the end
-// of an object whose last member has an empty name, and everything behind a zero byte. It nests
-// recursively, and it rounds integers that it cannot hold. So a scan over the characters comes
-// first and refuses all that, and what is too large or too deep with it, before anything is
-// built. Whatever is a matter of grammar only is left to the library.
+// of an object whose last member has an empty name, everything behind a zero byte. What exactly
+// depends on its version. And it takes twice the time. So bodies are read here, in one pass that
+// builds the library's values and refuses everything else. It nests as deep as a body may and no
+// deeper.
 
 #include "framework/message_text.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <memory>
+#include <locale>
+#include <optional>
+#include <sstream>
+#include <string>
 #include <utility>
 
 #include "framework/utf8.h"
@@ -20,12 +22,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kMaxErrorSize = 1024;
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 int HexDigit(char c) {
   if (IsDigit(c)) {
@@ -37,21 +34,61 @@ int HexDigit(char c) {
   return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-// Every function that reads returns null, or what is wrong with the character at At().
-class Scan {
- public:
-  explicit Scan(std::string_view text) : m_Text(text) {}
+void AppendUtf8(std::string& text, unsigned codePoint) {
+  const auto append = [&text](unsigned byte) { text += static_cast<char>(byte); };
+  if (codePoint < 0x80) {
+    append(codePoint);
+    return;
+  }
+  if (codePoint < 0x800) {
+    append(0xC0 | codePoint >> 6);
+  } else {
+    if (codePoint < 0x10000) {
+      append(0xE0 | codePoint >> 12);
+    } else {
+      append(0xF0 | codePoint >> 18);
+      append(0x80 | (codePoint >> 12 & 0x3F));
+    }
+    append(0x80 | (codePoint >> 6 & 0x3F));
+  }
+  append(0x80 | (codePoint & 0x3F));
+}
 
-  const char* Run() {
-    if (m_Text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-      return "a byte order mark is not allowed";
+// Nothing when the digits do not fit.
+template <typename Integer>
+std::optional<Integer> IntegerOf(std::string_view digits) {
+  Integer value = 0;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  return result.ec == std::errc() ? std::optional(value) : std::nullopt;
+}
+
+// Nothing when the number is too large; one that is too small is 0.
+std::optional<double> RealOf(std::string_view digits) {
+  double value = 0;
+  if (std::from_chars(digits.data(), digits.data() + digits.size(), value).ec == std::errc()) {
+    return value;
+  }
+  // Too large or too small, which from_chars does not tell.
+  std::istringstream stream{std::string(digits)};
+  stream.imbue(std::locale::classic());
+  return stream >> value ? std::optional(value) : std::nullopt;
+}
+
+// Every function that reads returns null, or what is wrong with the character at At().
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : m_Text(text) {}
+
+  const char* Body(Json::Value& body) {
+    SkipSpaces();
+    if (Peek() != '{') {
+      return "a JSON object must begin here";
     }
-    while (!AtEnd()) {
-      if (const char* fault = Token()) {
-        return fault;
-      }
+    if (const char* fault = Object(body)) {
+      return fault;
     }
-    return nullptr;
+    SkipSpaces();
+    return AtEnd() ? nullptr : "nothing may follow the object";
   }
 
   std::size_t At() const { return m_At; }
@@ -59,119 +96,138 @@ class Scan {
  private:
   bool AtEnd() const { return m_At == m_Text.size(); }
 
-  // A zero at the end of the text; a zero in the text is refused wherever it stands.
+  // A zero at the end. A zero in the text is allowed nowhere.
   char Peek() const { return AtEnd() ? '\0' : m_Text[m_At]; }
 
-  const char* Token() {
-    const char c = Peek();
-    if (IsSpace(c)) {
-      ++m_At;
-      return nullptr;
-    }
-    const bool afterComma = m_AfterComma;
-    m_AfterComma = c == ',';
-    if (c == '"') {
-      return String();
-    }
-    if (c == '-' || IsDigit(c)) {
-      return Number();
-    }
-    if (c == '{' || c == '[') {
-      if (++m_Depth > kMaxBodyDepth) {
-        return "nested more than 32 levels deep";
-      }
-    } else if (c == '}' || c == ']') {
-      if (afterComma) {
-        return "nothing follows the comma";
-      }
-      --m_Depth;
-    } else if (c != ',' && c != ':' && !(c >= 'a' && c <= 'z')) {
-      return "unexpected character";
+  bool Skip(char c) {
+    if (AtEnd() || m_Text[m_At] != c) {
+      return false;
     }
     ++m_At;
-    return nullptr;
+    return true;
   }
 
-  const char* String() {
-    ++m_At;
-    while (!AtEnd()) {
-      const auto byte = static_cast<unsigned char>(m_Text[m_At]);
-      if (byte == '"') {
-        ++m_At;
-        return nullptr;
-      }
-      if (byte < 0x20) {
-        return "control character in a string";
-      }
-      if (byte == '\\') {
-        if (const char* fault = Escape()) {
+  void SkipSpaces() {
+    while (Peek() == ' ' || Peek() == '\t' || Peek() == '\n' || Peek() == '\r') {
+      ++m_At;
+    }
+  }
+
+  const char* Value(Json::Value& value) {
+    switch (Peek()) {
+      case '{':
+        return Object(value);
+      case '[':
+        return Array(value);
+      case '"':
+        return StringValue(value);
+      case 't':
+        return Word("true", true, value);
+      case 'f':
+        return Word("false", false, value);
+      case 'n':
+        return Word("null", Json::Value(), value);
+      default:
+        return Number(value);
+    }
+  }
+
+  const char* Object(Json::Value& object) {
+    if (const char* fault = Descend()) {
+      return fault;
+    }
+    object = Json::Value(Json::objectValue);
+    SkipSpaces();
+    if (!Skip('}')) {
+      do {
+        if (const char* fault = Member(object)) {
           return fault;
         }
-      } else if (const std::size_t size = Utf8CharacterSize(m_Text.substr(m_At))) {
-        m_At += size;
-      } else {
-        return "not UTF-8";
+      } while (Skip(','));
+      if (!Skip('}')) {
+        return "a comma or the end of the object must stand here";
       }
     }
-    return "the string does not end";
-  }
-
-  const char* Escape() {
-    const std::string_view sequence = m_Text.substr(m_At, 2);
-    if (sequence == "\\u") {
-      return UnicodeEscape();
-    }
-    if (sequence.size() < 2 || kEscapes.find(sequence[1]) == std::string_view::npos) {
-      return "unknown escape sequence";
-    }
-    m_At += sequence.size();
+    --m_Depth;
     return nullptr;
   }
 
-  const char* UnicodeEscape() {
-    const int unit = Unit();
-    if (unit < 0) {
-      return "four hexadecimal digits must follow \\u";
+  const char* Member(Json::Value& object) {
+    SkipSpaces();
+    const std::size_t begin = m_At;
+    if (Peek() != '"') {
+      return "the name of a member must stand here";
     }
-    if (IsLowSurrogate(unit)) {
-      return "second half of a surrogate pair without the first";
+    std::string_view name;
+    if (const char* fault = String(name)) {
+      return fault;
     }
-    m_At += kUnitSize;
-    if (unit >= 0xD800 && unit <= 0xDBFF) {
-      if (!IsLowSurrogate(Unit())) {
-        return "the second half of a surrogate pair must stand here";
-      }
-      m_At += kUnitSize;
+    const Json::ArrayIndex membersBefore = object.size();
+    Json::Value& value = *object.demand(name.data(), name.data() + name.size());
+    if (object.size() == membersBefore) {
+      m_At = begin;
+      return "a member of this name came before";
     }
+    SkipSpaces();
+    if (!Skip(':')) {
+      return "a colon must stand here";
+    }
+    SkipSpaces();
+    if (const char* fault = Value(value)) {
+      return fault;
+    }
+    SkipSpaces();
     return nullptr;
   }
 
-  static bool IsLowSurrogate(int unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
-  // The code unit that an escape sequence \uXXXX stands for; -1 when there is none here.
-  int Unit() const {
-    const std::string_view sequence = m_Text.substr(m_At, kUnitSize);
-    if (sequence.size() < kUnitSize || sequence.substr(0, 2) != "\\u") {
-      return -1;
+  const char* Array(Json::Value& array) {
+    if (const char* fault = Descend()) {
+      return fault;
     }
-    int unit = 0;
-    for (const char c : sequence.substr(2)) {
-      const int digit = HexDigit(c);
-      if (digit < 0) {
-        return -1;
+    array = Json::Value(Json::arrayValue);
+    SkipSpaces();
+    if (!Skip(']')) {
+      do {
+        SkipSpaces();
+        if (const char* fault = Value(array.append(Json::Value()))) {
+          return fault;
+        }
+        SkipSpaces();
+      } while (Skip(','));
+      if (!Skip(']')) {
+        return "a comma or the end of the array must stand here";
       }
-      unit = unit * 16 + digit;
     }
-    return unit;
+    --m_Depth;
+    return nullptr;
   }
 
-  const char* Number() {
+  const char* Descend() {
+    if (++m_Depth > kMaxBodyDepth) {
+      return "nested more than 32 levels deep";
+    }
+    ++m_At;
+    return nullptr;
+  }
+
+  const char* Word(std::string_view word, const Json::Value& meaning, Json::Value& value) {
+    if (m_Text.substr(m_At, word.size()) != word) {
+      return "unknown word";
+    }
+    m_At += word.size();
+    value = meaning;
+    return nullptr;
+  }
+
+  const char* Number(Json::Value& value) {
     const std::size_t begin = m_At;
     const bool negative = Skip('-');
-    if (!Skip('0') && !Digits()) {
-      return "a digit must follow the minus sign";
+    if (!IsDigit(Peek())) {
+      return negative ? "a digit must follow the minus sign" : "a value must stand here";
     }
-    if (IsDigit(Peek())) {
+    if (!Skip('0')) {
+      Digits();
+    } else if (IsDigit(Peek())) {
       return "leading zeros are not allowed";
     }
     bool integer = true;
@@ -190,28 +246,29 @@ class Scan {
         return "the exponent has no digits";
       }
     }
-    if (integer && !Fits(m_Text.substr(begin, m_At - begin), negative)) {
+    const std::string_view digits = m_Text.substr(begin, m_At - begin);
+    if (!(integer ? SetInteger(digits, negative, value) : SetReal(digits, value))) {
       m_At = begin;
-      return "integer out of range";
+      return "the number is out of range";
     }
     return nullptr;
   }
 
-  template <typename Integer>
-  static bool Fits(std::string_view digits) {
-    Integer ignored;
-    return std::from_chars(digits.data(), digits.data() + digits.size(), ignored).ec == std::errc();
-  }
-  static bool Fits(std::string_view digits, bool negative) {
-    return negative ? Fits<std::int64_t>(digits) : Fits<std::uint64_t>(digits);
+  // The types are those that the library's reader chooses.
+  static bool SetInteger(std::string_view digits, bool negative, Json::Value& value) {
+    if (const auto integer = IntegerOf<Json::LargestInt>(digits)) {
+      value = *integer;
+      return true;
+    }
+    const auto integer = negative ? std::nullopt : IntegerOf<Json::LargestUInt>(digits);
+    value = integer.value_or(0);
+    return integer.has_value();
   }
 
-  bool Skip(char c) {
-    if (Peek() != c) {
-      return false;
-    }
-    ++m_At;
-    return true;
+  static bool SetReal(std::string_view digits, Json::Value& value) {
+    const std::optional<double> real = RealOf(digits);
+    value = real.value_or(0);
+    return real.has_value();
   }
 
   // False when there is not even one.
@@ -223,13 +280,114 @@ class Scan {
     return m_At > begin;
   }
 
-  static constexpr std::string_view kEscapes = "\"\\/bfnrt";
+  const char* StringValue(Json::Value& value) {
+    std::string_view text;
+    const char* const fault = String(text);
+    if (fault == nullptr) {
+      value = Json::Value(text.data(), text.data() + text.size());
+    }
+    return fault;
+  }
+
+  // `result` is valid until the next string is read.
+  const char* String(std::string_view& result) {
+    ++m_At;
+    const std::size_t begin = m_At;
+    std::size_t copied = begin;  // the end of what m_Unescaped stands for
+    m_Unescaped.clear();
+    while (!AtEnd()) {
+      const auto byte = static_cast<unsigned char>(m_Text[m_At]);
+      if (byte == '"') {
+        result = m_Text.substr(begin, m_At - begin);
+        if (copied > begin) {
+          m_Unescaped += m_Text.substr(copied, m_At - copied);
+          result = m_Unescaped;
+        }
+        ++m_At;
+        return nullptr;
+      }
+      if (byte == '\\') {
+        m_Unescaped += m_Text.substr(copied, m_At - copied);
+        if (const char* fault = Escape()) {
+          return fault;
+        }
+        copied = m_At;
+      } else if (byte < 0x20) {
+        return "control character in a string";
+      } else if (byte < 0x80) {
+        ++m_At;
+      } else if (const std::size_t size = Utf8CharacterSize(m_Text.substr(m_At))) {
+        m_At += size;
+      } else {
+        return "not UTF-8";
+      }
+    }
+    return "the string does not end";
+  }
+
+  const char* Escape() {
+    static constexpr std::string_view kEscapes = "\"\\/bfnrt";
+    static constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+    const std::string_view sequence = m_Text.substr(m_At, 2);
+    if (sequence == "\\u") {
+      return UnicodeEscape();
+    }
+    const std::size_t index = sequence.size() == 2 ? kEscapes.find(sequence[1]) : kEscapes.npos;
+    if (index == kEscapes.npos) {
+      return "unknown escape sequence";
+    }
+    m_Unescaped += kMeanings[index];
+    m_At += 2;
+    return nullptr;
+  }
+
+  const char* UnicodeEscape() {
+    const int unit = Unit();
+    if (unit < 0) {
+      return "four hexadecimal digits must follow \\u";
+    }
+    if (IsLowSurrogate(unit)) {
+      return "second half of a surrogate pair without the first";
+    }
+    m_At += kUnitSize;
+    auto codePoint = static_cast<unsigned>(unit);
+    if (unit >= 0xD800 && unit <= 0xDBFF) {
+      const int low = Unit();
+      if (!IsLowSurrogate(low)) {
+        return "the second half of a surrogate pair must stand here";
+      }
+      codePoint = 0x10000u + ((codePoint - 0xD800u) << 10) + (static_cast<unsigned>(low) - 0xDC00u);
+      m_At += kUnitSize;
+    }
+    AppendUtf8(m_Unescaped, codePoint);
+    return nullptr;
+  }
+
+  static bool IsLowSurrogate(int unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+  // The code unit that the escape sequence \uXXXX here stands for; -1 when there is none.
+  int Unit() const {
+    const std::string_view sequence = m_Text.substr(m_At, kUnitSize);
+    if (sequence.size() < kUnitSize || sequence.substr(0, 2) != "\\u") {
+      return -1;
+    }
+    int unit = 0;
+    for (const char c : sequence.substr(2)) {
+      const int digit = HexDigit(c);
+      if (digit < 0) {
+        return -1;
+      }
+      unit = unit * 16 + digit;
+    }
+    return unit;
+  }
+
   static constexpr std::size_t kUnitSize = 6;
 
   const std::string_view m_Text;
   std::size_t m_At = 0;
   int m_Depth = 0;
-  bool m_AfterComma = false;
+  std::string m_Unescaped;
 };
 
 std::string Place(std::string_view text, std::size_t at) {
@@ -242,50 +400,6 @@ std::string Place(std::string_view text, std::size_t at) {
     }
   }
   return "line " + std::to_string(line) + ", column " + std::to_string(at - lineBegin + 1) + ": ";
-}
-
-// The library reports "* Line 1, Column 2\n  What is wrong\n", and then perhaps a place that has to
-// do with it or another fault.
-std::string FirstFault(const std::string& report) {
-  const std::size_t place = report.find("Line");
-  const std::size_t placeEnd = report.find('\n', place);
-  const std::size_t fault = report.find_first_not_of(" \n", placeEnd);
-  if (place == std::string::npos || fault == std::string::npos) {
-    return OneLine(report, kMaxErrorSize);
-  }
-  const std::size_t faultEnd = std::min(
-      {report.find("\nSee Line", fault), report.find("\n* Line", fault), report.rfind('\n')});
-  std::string text =
-      report.substr(place, placeEnd - place) + ": " + report.substr(fault, faultEnd - fault);
-  text[0] = 'l';
-  text[text.find('C')] = 'c';
-  return OneLine(text, kMaxErrorSize);
-}
-
-std::unique_ptr<Json::CharReader> MakeReader() {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  builder["collectComments"] = false;
-  builder["skipBom"] = false;
-  // One level more than the scan admits: the limit throws.
-  builder["stackLimit"] = kMaxBodyDepth + 1;
-  return std::unique_ptr<Json::CharReader>(builder.newCharReader());
-}
-
-bool Parse(std::string_view text, Json::Value& body, std::string& error) {
-  static thread_local const std::unique_ptr<Json::CharReader> reader = MakeReader();
-  Json::Value parsed;
-  std::string report;
-  if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &report)) {
-    error = FirstFault(report);
-    return false;
-  }
-  if (!parsed.isObject()) {
-    error = "the body is not a JSON object";
-    return false;
-  }
-  body.swap(parsed);
-  return true;
 }
 
 // JSON without a superfluous character. The library's own writer does the same in thrice the time,
@@ -419,17 +533,14 @@ bool ParseBody(std::string_view text, Json::Value& body, std::string& error) {
     error = "the body is larger than 256 KiB";
     return false;
   }
-  Scan scan(text);
-  if (const char* fault = scan.Run()) {
-    error = Place(text, scan.At()) + fault;
+  Json::Value read;
+  Reader reader(text);
+  if (const char* fault = reader.Body(read)) {
+    error = Place(text, reader.At()) + fault;
     return false;
   }
-  try {
-    return Parse(text, body, error);
-  } catch (const Json::Exception& exception) {
-    error = OneLine(exception.what(), kMaxErrorSize);
-    return false;
-  }
+  body.swap(read);
+  return true;
 }
 
 std::string WriteBody(const Json::Value& body) { return ValidUtf8(Writer().Write(body)); }

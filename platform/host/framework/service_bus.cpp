@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kNameTaken = 5;
 constexpr int kNoBus = 8;
+constexpr int kNotAllowed = 13;
 
 constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 2'000'000;
 
@@ -94,8 +95,8 @@ void ServiceBus::TakeName(const std::string& name) {
                                        "; end that service first, or use another bus with --bus");
   }
   if (result == -EACCES || result == -EPERM) {
-    throw StartFailure(kNoBus, m_Description + " does not allow this user to own the name " + name +
-                                   "; install the service's bus policy");
+    throw StartFailure(kNotAllowed, m_Description + " does not allow this user to own the name " +
+                                        name + "; install the service's bus policy");
   }
   throw StartFailure(
       kNoBus, m_Description + " does not give the name " + name + ": " + std::strerror(-result));

@@ -15,10 +15,11 @@ constexpr char kFailed[] = "org.nuvra.Error.Failed";
 
 // Sends the reply. Returns a negative errno when the bus does not take it.
 int SendReply(sd_bus_message* request, const Nuvra::TCMessage& reply) {
+  const std::string text = WriteBody(reply.body);
   sd_bus_message* answer = nullptr;
   int result = sd_bus_message_new_method_return(request, &answer);
   if (result >= 0) {
-    result = sd_bus_message_append(answer, "is", reply.type, WriteBody(reply.body).c_str());
+    result = sd_bus_message_append(answer, "is", reply.type, text.c_str());
   }
   if (result >= 0) {
     result = sd_bus_send(nullptr, answer, nullptr);

@@ -5,6 +5,9 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <optional>
+#include <random>
 #include <thread>
 
 #include "nuvra/message.h"
@@ -26,7 +29,6 @@ std::string Fault(const std::string& text) {
   if (!parsed) {
     EXPECT_EQ(body, Json::Value("untouched"));
     EXPECT_NE(error, "");
-    EXPECT_LE(error.size(), 1024u);
     EXPECT_EQ(error.find('\n'), std::string::npos);
   }
   return error;
@@ -114,58 +116,69 @@ TEST_P(RefusedBody, IsAnsweredWithWhatIsWrongAndWhere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    OfGrammar, RefusedBody,
+    OfObjects, RefusedBody,
     testing::Values(
-        Refused{"", "line 1, column 1: Syntax error: value, object or array expected."},
-        Refused{" \n ", "line 2, column 2: Syntax error: value, object or array expected."},
-        Refused{"not json", "line 1, column 1: Syntax error: value, object or array expected."},
-        Refused{"[]", "the body is not a JSON object"},
-        Refused{R"("text")",
-                "line 1, column 1: A valid JSON document must be either an array or an object "
-                "value."},
-        Refused{"1",
-                "line 1, column 1: A valid JSON document must be either an array or an object "
-                "value."},
-        Refused{"null",
-                "line 1, column 1: A valid JSON document must be either an array or an object "
-                "value."},
-        Refused{"{", "line 1, column 2: Missing '}' or object member name"},
-        Refused{R"({"a")", "line 1, column 5: Missing ':' after object member name"},
-        Refused{R"({"a":})", "line 1, column 6: Syntax error: value, object or array expected."},
-        Refused{R"({"a" 1})", "line 1, column 6: Missing ':' after object member name"},
-        Refused{R"({"a":1 "b":2})", "line 1, column 8: Missing ',' or '}' in object declaration"},
-        Refused{R"({"a":[1 2]})", "line 1, column 9: Missing ',' or ']' in array declaration"},
-        Refused{"{a:1}", "line 1, column 2: Missing '}' or object member name"},
-        Refused{"{1:1}", "line 1, column 2: Missing '}' or object member name"},
-        Refused{R"({"a":tru})", "line 1, column 6: Syntax error: value, object or array expected."},
-        Refused{R"({"a":[,1]})",
-                "line 1, column 7: Syntax error: value, object or array expected."},
-        Refused{R"({"a":1}})", "line 1, column 8: Extra non-whitespace after JSON value."},
-        Refused{R"({"a":1} {})", "line 1, column 9: Extra non-whitespace after JSON value."},
-        Refused{R"({"a":1} x)", "line 1, column 9: Extra non-whitespace after JSON value."},
-        Refused{"{\n\"a\":1,\n\"a\":2}", "line 3, column 1: Duplicate key: 'a'"},
-        Refused{R"({"a":{"\u0062":1,"b":2}})", "line 1, column 18: Duplicate key: 'b'"}));
+        Refused{"", "line 1, column 1: a JSON object must begin here"},
+        Refused{" \n ", "line 2, column 2: a JSON object must begin here"},
+        Refused{"not json", "line 1, column 1: a JSON object must begin here"},
+        Refused{"[]", "line 1, column 1: a JSON object must begin here"},
+        Refused{R"("text")", "line 1, column 1: a JSON object must begin here"},
+        Refused{"1", "line 1, column 1: a JSON object must begin here"},
+        Refused{"null", "line 1, column 1: a JSON object must begin here"},
+        Refused{"\xEF\xBB\xBF{}", "line 1, column 1: a JSON object must begin here"},
+        Refused{"#\n{}", "line 1, column 1: a JSON object must begin here"},
+        Refused{"\0"s, "line 1, column 1: a JSON object must begin here"},
+        Refused{"{", "line 1, column 2: the name of a member must stand here"},
+        Refused{"{,}", "line 1, column 2: the name of a member must stand here"},
+        Refused{"{a:1}", "line 1, column 2: the name of a member must stand here"},
+        Refused{"{1:1}", "line 1, column 2: the name of a member must stand here"},
+        Refused{"{'a':1}", "line 1, column 2: the name of a member must stand here"},
+        Refused{R"({"a":1,})", "line 1, column 8: the name of a member must stand here"},
+        Refused{R"({"":1,})", "line 1, column 7: the name of a member must stand here"},
+        Refused{"{\"\":1, \n}", "line 2, column 1: the name of a member must stand here"},
+        Refused{R"({"a")", "line 1, column 5: a colon must stand here"},
+        Refused{R"({"a" 1})", "line 1, column 6: a colon must stand here"},
+        Refused{R"({"a"::1})", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":})", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":)", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":1 "b":2})",
+                "line 1, column 8: a comma or the end of the object must stand here"},
+        Refused{R"({"a":1)", "line 1, column 7: a comma or the end of the object must stand here"},
+        Refused{R"({"a":1])", "line 1, column 7: a comma or the end of the object must stand here"},
+        Refused{R"({"a":1/**/})",
+                "line 1, column 7: a comma or the end of the object must stand here"},
+        Refused{"{\n\"a\":1,\n\"a\":2}", "line 3, column 1: a member of this name came before"},
+        Refused{R"({"a":{"\u0062":1,"b":2}})",
+                "line 1, column 18: a member of this name came before"},
+        Refused{R"({"a":null,"a":null})", "line 1, column 11: a member of this name came before"},
+        Refused{R"({"a":1}})", "line 1, column 8: nothing may follow the object"},
+        Refused{R"({"a":1} {})", "line 1, column 9: nothing may follow the object"},
+        Refused{R"({"a":1} x)", "line 1, column 9: nothing may follow the object"},
+        Refused{"{\"a\":1}//", "line 1, column 8: nothing may follow the object"},
+        Refused{"{}\0{"s, "line 1, column 3: nothing may follow the object"},
+        Refused{"{}\v", "line 1, column 3: nothing may follow the object"},
+        Refused{"{}\xC2\xA0", "line 1, column 3: nothing may follow the object"}));
 
 INSTANTIATE_TEST_SUITE_P(
-    OfLeniency, RefusedBody,
-    testing::Values(Refused{R"({"a":1,})", "line 1, column 8: nothing follows the comma"},
-                    Refused{R"({"":1,})", "line 1, column 7: nothing follows the comma"},
-                    Refused{"{\"\":1, \n}", "line 2, column 1: nothing follows the comma"},
-                    Refused{R"({"a":[1,]})", "line 1, column 9: nothing follows the comma"},
-                    Refused{R"({"a":1/**/})", "line 1, column 7: unexpected character"},
-                    Refused{"{\"a\":1}//", "line 1, column 8: unexpected character"},
-                    Refused{"#\n{}", "line 1, column 1: unexpected character"},
-                    Refused{"{'a':1}", "line 1, column 2: unexpected character"},
-                    Refused{R"({"a":NaN})", "line 1, column 6: unexpected character"},
-                    Refused{R"({"a":Infinity})", "line 1, column 6: unexpected character"},
-                    Refused{R"({"a":-Infinity})",
-                            "line 1, column 7: a digit must follow the minus sign"},
-                    Refused{R"({"a":True})", "line 1, column 6: unexpected character"},
-                    Refused{"\xEF\xBB\xBF{}", "line 1, column 1: a byte order mark is not allowed"},
-                    Refused{"{}\0{"s, "line 1, column 3: unexpected character"},
-                    Refused{"\0"s, "line 1, column 1: unexpected character"},
-                    Refused{"{}\v", "line 1, column 3: unexpected character"},
-                    Refused{"{}\xC2\xA0", "line 1, column 3: unexpected character"}));
+    OfArraysAndWords, RefusedBody,
+    testing::Values(
+        Refused{R"({"a":[1,]})", "line 1, column 9: a value must stand here"},
+        Refused{R"({"a":[,1]})", "line 1, column 7: a value must stand here"},
+        Refused{R"({"a":[1,,2]})", "line 1, column 9: a value must stand here"},
+        Refused{R"({"a":[)", "line 1, column 7: a value must stand here"},
+        Refused{R"({"a":[1 2]})",
+                "line 1, column 9: a comma or the end of the array must stand here"},
+        Refused{R"({"a":[1})", "line 1, column 8: a comma or the end of the array must stand here"},
+        Refused{R"({"a":[1)", "line 1, column 8: a comma or the end of the array must stand here"},
+        Refused{R"({"a":tru})", "line 1, column 6: unknown word"},
+        Refused{R"({"a":truefalse})",
+                "line 1, column 10: a comma or the end of the object must stand here"},
+        Refused{R"({"a":nul)", "line 1, column 6: unknown word"},
+        Refused{R"({"a":fals})", "line 1, column 6: unknown word"},
+        Refused{R"({"a":True})", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":NaN})", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":Infinity})", "line 1, column 6: a value must stand here"},
+        Refused{"{\"a\":\0}"s, "line 1, column 6: a value must stand here"}));
 
 INSTANTIATE_TEST_SUITE_P(
     OfNumbers, RefusedBody,
@@ -175,20 +188,27 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"({"a":00})", "line 1, column 7: leading zeros are not allowed"},
         Refused{R"({"a":-})", "line 1, column 7: a digit must follow the minus sign"},
         Refused{R"({"a":--1})", "line 1, column 7: a digit must follow the minus sign"},
-        Refused{R"({"a":+1})", "line 1, column 6: unexpected character"},
-        Refused{R"({"a":.5})", "line 1, column 6: unexpected character"},
+        Refused{R"({"a":-Infinity})", "line 1, column 7: a digit must follow the minus sign"},
+        Refused{R"({"a":+1})", "line 1, column 6: a value must stand here"},
+        Refused{R"({"a":.5})", "line 1, column 6: a value must stand here"},
         Refused{R"({"a":1.})", "line 1, column 8: a digit must follow the point"},
         Refused{R"({"a":1.e5})", "line 1, column 8: a digit must follow the point"},
         Refused{R"({"a":1e})", "line 1, column 8: the exponent has no digits"},
         Refused{R"({"a":1e+-1})", "line 1, column 9: the exponent has no digits"},
-        Refused{R"({"a":0x10})", "line 1, column 7: Missing ',' or '}' in object declaration"},
-        Refused{R"({"a":1-2})", "line 1, column 7: Missing ',' or '}' in object declaration"},
-        Refused{R"({"a":18446744073709551616})", "line 1, column 6: integer out of range"},
-        Refused{R"({"a":-9223372036854775809})", "line 1, column 6: integer out of range"},
+        Refused{R"({"a":0x10})",
+                "line 1, column 7: a comma or the end of the object must stand here"},
+        Refused{R"({"a":1-2})",
+                "line 1, column 7: a comma or the end of the object must stand here"},
+        Refused{R"({"a":18446744073709551616})", "line 1, column 6: the number is out of range"},
+        Refused{R"({"a":-9223372036854775809})", "line 1, column 6: the number is out of range"},
         Refused{R"({"a":)" + std::string(100'000, '9') + "}",
-                "line 1, column 6: integer out of range"},
-        Refused{R"({"a":1e999})", "line 1, column 6: '1e999' is not a number."},
-        Refused{R"({"a":-1e999})", "line 1, column 6: '-1e999' is not a number."}));
+                "line 1, column 6: the number is out of range"},
+        Refused{R"({"a":)" + std::string(100'000, '9') + ".5}",
+                "line 1, column 6: the number is out of range"},
+        Refused{R"({"a":1e999})", "line 1, column 6: the number is out of range"},
+        Refused{R"({"a":-1e999})", "line 1, column 6: the number is out of range"},
+        Refused{R"({"a":1e99999999999999999999})",
+                "line 1, column 6: the number is out of range"}));
 
 INSTANTIATE_TEST_SUITE_P(
     OfStrings, RefusedBody,
@@ -218,14 +238,69 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"{\"a\":\"\xC3\"}", "line 1, column 7: not UTF-8"},
         Refused{"{\"\xED\xA0\x80\":1}", "line 1, column 3: not UTF-8"}));
 
-TEST(ReadingABody, SaysOnlyTheBeginningOfALongFault) {
-  const std::string digits(100'000, '9');
-  const std::string fault = Fault(R"({"a":)" + digits + ".5}");
-  EXPECT_EQ(fault, "line 1, column 6: '" + digits.substr(0, 1024 - 19));
+// What the library's own reader makes of a text; nothing when it refuses it.
+std::optional<Json::Value> ReadByLibrary(const std::string& text) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value body;
+  const bool read = reader->parse(text.data(), text.data() + text.size(), &body, nullptr);
+  return read ? std::optional(body) : std::nullopt;
 }
 
-TEST(ReadingABody, SaysADuplicateNameOnOneLine) {
-  EXPECT_EQ(Fault(R"({"x\ny":1,"x\ny":2})"), "line 1, column 11: Duplicate key: 'x y'");
+TEST(ReadingABody, GivesWhatTheReaderOfTheLibraryGives) {
+  for (const std::string text :
+       {R"({})", R"({"a":{},"b":[],"c":[{},[]]})", R"({"a":"","":"a","\u0000":"\u0000"})",
+        R"({"n":[0,-0,1,-1,2147483647,2147483648,4294967296,9223372036854775808]})",
+        R"({"n":[-2147483648,-2147483649,-9223372036854775808,18446744073709551615]})",
+        R"({"n":[0.0,-0.0,0.1,1e5,1E+5,1.25e-3,123456789012345678.5,1e-400,4.9e-324]})",
+        R"({"n":[1.7976931348623157e308,2.2250738585072014e-308,0.30000000000000004]})",
+        R"({"w":[true,false,null],"s":"\"\\\/\b\f\n\r\t\u0041\u00e4\u20ac\ud83d\ude00"})",
+        "{\"\xC3\xA4\":\"\xE2\x82\xAC \xF0\x9F\x98\x80\",\"d\":\"\x7F\"}",
+        " \t\r\n{ \"a\" : [ 1 , 2 ] , \"b\" : { \"c\" : null } } \n"}) {
+    EXPECT_EQ(ReadByLibrary(text), Parsed(text)) << text;
+  }
+}
+
+// A body that was right before its characters were exchanged, taken away and doubled.
+std::string Damaged(std::string text, std::minstd_rand& random) {
+  static constexpr char kCharacters[] = "{}[]\",:\\u0019-+.eE tfn/\x01\xC3\xA4";
+  for (std::size_t changes = 1 + random() % 3; changes > 0; --changes) {
+    const std::size_t at = random() % text.size();
+    const char character = kCharacters[random() % (sizeof kCharacters - 1)];
+    switch (random() % 3) {
+      case 0:
+        text[at] = character;
+        break;
+      case 1:
+        text.erase(at, 1 + random() % 3);
+        break;
+      default:
+        text.insert(at, 1, character);
+    }
+    if (text.empty()) {
+      return "{";
+    }
+  }
+  return text;
+}
+
+TEST(ReadingABody, AcceptsNothingThatTheReaderOfTheLibraryRefuses) {
+  const std::string text =
+      R"({"a":[1,-2.5e3,"x\n\u00e4\ud83d\ude00"],"b":{"c":null,"":true},"d":18446744073709551615})";
+  std::minstd_rand random(1);
+  int accepted = 0;
+  for (int round = 0; round < 20'000; ++round) {
+    const std::string damaged = Damaged(text, random);
+    Json::Value body;
+    std::string error;
+    if (ParseBody(damaged, body, error)) {
+      ++accepted;
+      ASSERT_EQ(ReadByLibrary(damaged), body) << damaged;
+      ASSERT_TRUE(ParseBody(WriteBody(body), body, error)) << damaged;
+    }
+  }
+  EXPECT_GT(accepted, 500);
 }
 
 TEST(ReadingABody, GoesOnAfterAFault) {
@@ -316,7 +391,7 @@ TEST(WritingABody, WritesRealsWithUpTo15DigitsAndAlwaysAsReals) {
   EXPECT_EQ(real(0.0), "0.0");
 }
 
-TEST(WritingABody, WritesNullForAnumberThatIsNone) {
+TEST(WritingABody, WritesNullForANumberThatIsNotFinite) {
   Json::Value body;
   body["a"] = std::numeric_limits<double>::infinity();
   body["b"] = -std::numeric_limits<double>::infinity();

@@ -117,6 +117,8 @@ class TestService : public Nuvra::TCDaemonService {
       reply.body["sent"] = Nuvra::SendSignal("no service", "name", &request);
     } else if (what == "alarm") {
       StartAlarm(body);
+    } else if (what == "complain through Ecore") {
+      EINA_LOG_ERR("a complaint\nof two lines");
     } else if (what == "log") {
       __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "%s\n", body["text"].asCString());
     }
