@@ -25,8 +25,8 @@ struct Files {
 // A running process. Ended and waited for by the destructor, if nobody did it before.
 class Process {
  public:
-  // `command[0]` is looked up in the PATH of the new process. `variables` come on top of this process's own. Throws
-  // std::system_error when it cannot be started.
+  // `command[0]` is looked up in the PATH of the new process. `variables` come on top of this
+  // process's own. Throws std::system_error when it cannot be started.
   Process(const std::vector<std::string>& command, const Variables& variables, const Files& files);
   ~Process();
   Process(const Process&) = delete;

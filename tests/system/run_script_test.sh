@@ -36,6 +36,12 @@ for directory in $left; do
 done
 [ "$(wc -w <<<"$left")" -eq 2 ] || { echo "FAILED: no directories to look for: $left"; failed=1; }
 
+mkdir "$state/full"
+echo precious >"$state/full/file"
+expect "a directory with other things in it is refused" 2 \
+  "$("$project/run" --quiet --dir "$state/full" -- true 2>/dev/null; echo $?)"
+expect "a refused directory is left alone" "file" "$(ls -A "$state/full")"
+
 expect "an unknown model is named" 2 "$("$project/run" --model nosuch -- true 2>"$state/err"; echo $?)"
 grep -q 'nosuch.*basic' "$state/err" || { echo "FAILED: the models are not listed"; cat "$state/err"; failed=1; }
 

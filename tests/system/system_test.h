@@ -4,16 +4,10 @@
 
 #include "television_set.h"
 
-// A test on a set with a running daemon. Prints the daemon's log when it fails.
+// A test on a set with a running daemon.
 class SystemTest : public testing::Test {
  protected:
   explicit SystemTest(const std::string& model = "full") : m_Set(model) { m_Set.StartDaemon(); }
-
-  ~SystemTest() override {
-    if (HasFailure()) {
-      std::cerr << "The daemon's log:\n" << m_Set.LogText();
-    }
-  }
 
   // The reply body that the daemon gives to a request body.
   std::string Request(const std::string& body) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <ostream>
 #include <regex>
 #include <sstream>
@@ -17,6 +18,12 @@ std::ostream& operator<<(std::ostream& stream, const LogLine& line) {
 
 TelevisionSet::TelevisionSet(const std::string& model)
     : m_Bus(m_Root.Path()), m_ModelFile(SETTINGS_DATA_DIRECTORY "/models/" + model + ".json") {}
+
+TelevisionSet::~TelevisionSet() {
+  if (testing::Test::HasFailure()) {
+    std::cerr << "The daemon's log:\n" << LogText();
+  }
+}
 
 support::Variables TelevisionSet::Variables() const {
   return {{"DBUS_SESSION_BUS_ADDRESS", m_Bus.Address()},
@@ -71,9 +78,10 @@ std::vector<LogLine> TelevisionSet::LogLines() const {
       lines.push_back({'?', "", "", line});
       continue;
     }
-    std::string message = std::regex_replace(match[8].str(), std::regex(match[2].str()), "PID");
-    message = std::regex_replace(message, kPointer, "PTR");
+    std::string message = std::regex_replace(match[8].str(), kPointer, "PTR");
     message = std::regex_replace(message, kSender, "from:SENDER");
+    message = std::regex_replace(message, std::regex("^pid:" + match[2].str() + "$"), "pid:PID");
+    message = std::regex_replace(message, std::regex("^\\[" + match[2].str() + "\\]"), "[PID]");
     lines.push_back({match[1].str()[0], match[3], match[4], message});
   }
   return lines;

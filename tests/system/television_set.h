@@ -26,6 +26,9 @@ class TelevisionSet {
  public:
   explicit TelevisionSet(const std::string& model = "full");
 
+  // Prints the daemon's log if the running test has failed.
+  ~TelevisionSet();
+
   // Starts the daemon and waits until it is ready. Throws std::runtime_error with its log when
   // it does not get there.
   void StartDaemon();
@@ -33,7 +36,7 @@ class TelevisionSet {
   // Ends the daemon as a service manager does. Returns its exit status.
   int EndDaemon();
 
-  // Ends the daemon as a power cut does.
+  // Ends the daemon without giving it a chance to do anything.
   void KillDaemon();
 
   support::Process& Daemon() { return *m_Daemon; }

@@ -75,8 +75,8 @@ void AddValueVerbs(tools::Tool& tool, const Options& options) {
       ->type_name("")
       ->required();
   set->add_option("VALUE", arguments->value,
-                  "The value->type_name("
-                  "); put -- before one that begins with -")
+                  "The value to store; put -- before one that begins with -")
+      ->type_name("")
       ->required();
   set->add_flag("--preview", arguments->preview, "Show the value, but do not keep it");
 }
