@@ -6,19 +6,24 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "Log.h"
 #include "SettingsServiceCommand.h"
 #include "active_net_speaker.h"
+#include "app_manager.h"
 #include "cpu_inheritance.h"
 #include "deadlock_watchdog.h"
 #include "lwipc.h"
 #include "settings_item_info_api.h"
 #include "system_info.h"
+#include "vconf.h"
 
 namespace {
 
@@ -28,9 +33,22 @@ constexpr char kReadyEvent[] = "/tmp/settings-service_ready";
 constexpr int kWatchdogLevel = 100;
 constexpr unsigned kWatchdogPeriodMs = 15000;
 
-// The start-up has touched much memory that the service will not need again: give it back.
+// The library's record of disabled items; empty when none is. Nothing when it
+// was never written.
+std::optional<std::string> ReadDisabledItems() {
+  char *text = vconf_get_str("memory/menu/disabled_items");
+  if (text == nullptr) {
+    return std::nullopt;
+  }
+  std::string copy = text;
+  std::free(text);
+  return copy;
+}
+
+// The start-up has touched much memory that the service will not need again:
+// give it back.
 void do_swap_and_cach_drop_memory() {
-  std::FILE* reclaim = std::fopen("/proc/self/reclaim", "w");
+  std::FILE *reclaim = std::fopen("/proc/self/reclaim", "w");
   if (reclaim == nullptr) {
     SETTINGS_INFO("[%d][fail to open (%d)]", getpid(), errno);
     return;
@@ -40,18 +58,60 @@ void do_swap_and_cach_drop_memory() {
   std::fclose(reclaim);
 }
 
-using Handler = void (*)(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply);
+// What the handler of a method is given.
+using RequestAndReply = void (*)(const Nuvra::TCMessage &request, Nuvra::TCMessage &reply);
+using RequestOnly = void (*)(const Nuvra::TCMessage &request);
+using ReplyOnly = void (*)(Nuvra::TCMessage &reply);
+using DataOnly = void (*)(const Json::Value &data);
+
+struct Call {
+  const Nuvra::TCMessage &request;
+  Nuvra::TCMessage &reply;
+
+  void operator()(RequestAndReply handler) const { handler(request, reply); }
+  void operator()(RequestOnly handler) const { handler(request); }
+  void operator()(ReplyOnly handler) const { handler(reply); }
+  void operator()(DataOnly handler) const { handler(request.body["data"]); }
+};
+
+// What becomes of the watch over terminating applications after a method.
+enum class AppTerminateWatch { kLeave, kRegister, kUnregister };
 
 struct Method {
   std::string_view name;
-  Handler handler;
+  std::variant<RequestAndReply, RequestOnly, ReplyOnly, DataOnly> handler;
+  AppTerminateWatch after = AppTerminateWatch::kLeave;
 };
+
+using Command = SettingsServiceCommand;
 
 // Compared from top to bottom.
 constexpr Method kMethods[] = {
-    {"GetItemValueName", SettingsServiceCommand::GetItemValueName},
-    {"GetItemValue", SettingsServiceCommand::GetItemValue},
-    {"SetItemValue", SettingsServiceCommand::SetItemValue},
+    {"GetItemDisplayName", Command::GetItemDisplayName},
+    {"GetItemDisplayID", Command::GetItemDisplayID},
+    {"GetItemEnable", Command::GetItemEnable},
+    {"GetItemVisible", Command::GetItemVisible},
+    {"GetItemVisibleAsync", Command::GetItemVisibleAsync},
+    {"GetItemPathEnable", Command::GetItemPathEnable},
+    {"GetItemPathEnableAsync", Command::GetItemPathEnableAsync},
+    {"GetItemPathVisible", Command::GetItemPathVisible},
+    {"GetItemValueName", Command::GetItemValueName},
+    {"GetItemValue", Command::GetItemValue},
+    {"SetItemValue", Command::SetItemValue},
+    {"GetItemChildList", Command::GetItemChildList},
+    {"GetItemDataList", Command::GetItemDataList},
+    {"GetItemDataEnable", Command::GetItemDataEnable},
+    {"GetItemDataVisible", Command::GetItemDataVisible},
+    {"GetItemPath", Command::GetItemPath},
+    {"GetItemMinMaxStepValue", Command::GetItemMinMaxStepValue},
+    {"DisableItem", Command::DisableItem, AppTerminateWatch::kRegister},
+    {"EnableItem", Command::EnableItem, AppTerminateWatch::kUnregister},
+    {"RemoveDisabledItemsByAppname", Command::RemoveDisabledItemsByAppname,
+     AppTerminateWatch::kUnregister},
+    {"DisableItemsByList", Command::DisableItemsByList, AppTerminateWatch::kRegister},
+    {"IsItemEnabled", Command::IsItemEnabled},
+    {"GetDisablerAppNamesByMenuId", Command::GetDisablerAppNamesByMenuId},
+    {"GetDisabledItemsList", Command::GetDisabledItemsList},
 };
 
 }  // namespace
@@ -88,6 +148,9 @@ void SettingsService::m_Initialize() {
     SETTINGS_ERROR("failed to send event, setting service ready");
   }
 
+  m_RegisterAppTerminateCB();
+  m_LoadDisableMenuItem();
+
   char activeSpksDisplayName[NET_SPEAKER_DISPLAY_NAME_SIZE] = {};
   char activeSpksSpeakerType[NET_SPEAKER_TYPE_SIZE] = {};
   std::vector<std::string> activeSpks;
@@ -107,7 +170,8 @@ void SettingsService::m_Initialize() {
                                   &isSupportOutdoor) != 0) {
     SETTINGS_INFO("get Outdoor value failed");
   } else {
-    // The number of active speakers, not the flag: readers of the log know the line as it is.
+    // The number of active speakers, not the flag: readers of the log know the
+    // line as it is.
     SETTINGS_INFO("Outdoor supported[%d]", activeSpkCount);
   }
 
@@ -119,7 +183,7 @@ void SettingsService::m_OnWatchdogAlarm() {
   smart_deadlock_watchdog_notify();
 }
 
-bool SettingsService::m_OnWatchdogAlarmCallback(void* userData) {
+bool SettingsService::m_OnWatchdogAlarmCallback(void *userData) {
   if (userData == nullptr) {
     return false;
   }
@@ -133,19 +197,27 @@ void SettingsService::t_OnTerminate() {
   m_Finalize();
 }
 
-void SettingsService::m_Finalize() { SETTINGS_ERROR("m_Finalize!"); }
+void SettingsService::m_Finalize() {
+  SETTINGS_ERROR("m_Finalize!");
+  if (m_AppTerminateCBRegistered) {
+    app_manager_unset_app_context_event_cb();
+    m_AppTerminateCBRegistered = false;
+  }
+}
 
-bool SettingsService::IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
-                                        Nuvra::TCMessage* reply, const char*) {
+bool SettingsService::IfMessageReceived(const char *sender, const Nuvra::TCMessage *request,
+                                        Nuvra::TCMessage *reply, const char *) {
   SETTINGS_INFO("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]", sender,
-                static_cast<void*>(reply), request->GetMessage().c_str());
+                static_cast<void *>(reply), request->GetMessage().c_str());
   reply->body["return_data"] = "";
 
   const std::string name = request->body["method"].asString();
-  const auto* method = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                    [&](const Method& m) { return m.name == name; });
+  const auto *method = std::find_if(std::begin(kMethods), std::end(kMethods),
+                                    [&](const Method &m) { return m.name == name; });
+  AppTerminateWatch after = AppTerminateWatch::kLeave;
   if (method != std::end(kMethods)) {
-    method->handler(*request, *reply);
+    std::visit(Call{*request, *reply}, method->handler);
+    after = method->after;
   } else {
     SETTINGS_ERROR("There is no matched method");
   }
@@ -154,5 +226,76 @@ bool SettingsService::IfMessageReceived(const char* sender, const Nuvra::TCMessa
   if (!returned.empty()) {
     SETTINGS_INFO("ret_data = %s", returned.c_str());
   }
+
+  if (after == AppTerminateWatch::kRegister) {
+    m_RegisterAppTerminateCB();
+  } else if (after == AppTerminateWatch::kUnregister) {
+    m_UnRegisterAppTerminateCB();
+  }
   return true;
+}
+
+bool SettingsService::m_FlagDisableItemEmpty() {
+  const std::optional<std::string> disabledItems = ReadDisabledItems();
+  if (!disabledItems || disabledItems->empty()) {
+    SETTINGS_ERROR("fail to check disabled items.");
+    return true;
+  }
+  SETTINGS_INFO("Disable[%s]", disabledItems->c_str());
+  return false;
+}
+
+bool SettingsService::m_RegisterAppTerminateCB() {
+  if (m_AppTerminateCBRegistered) {
+    SETTINGS_INFO("already done");
+    return false;
+  }
+  if (m_FlagDisableItemEmpty()) {
+    SETTINGS_INFO("No any disable RQ");
+    return false;
+  }
+  const int error =
+      app_manager_set_app_context_event_cb(SettingsServiceCommand::AppContextEventCB, nullptr);
+  if (error != 0) {
+    SETTINGS_ERROR("Failed app_manager_set_app_context_event_cb [%d]", error);
+    return false;
+  }
+  m_AppTerminateCBRegistered = true;
+  SETTINGS_INFO("Finish");
+  return true;
+}
+
+bool SettingsService::m_UnRegisterAppTerminateCB() {
+  if (!m_AppTerminateCBRegistered) {
+    SETTINGS_INFO("no CB");
+    return false;
+  }
+  if (!m_FlagDisableItemEmpty()) {
+    SETTINGS_INFO("No empty disable");
+    return false;
+  }
+  app_manager_unset_app_context_event_cb();
+  m_AppTerminateCBRegistered = false;
+  SETTINGS_INFO("Finish");
+  return true;
+}
+
+void SettingsService::m_LoadDisableMenuItem() {
+  SETTINGS_ERROR("m_LoadDisableMenuItem");
+  const std::optional<std::string> disabledItems = ReadDisabledItems();
+  if (!disabledItems) {
+    SETTINGS_ERROR("fail to check disabled items.");
+    return;
+  }
+  if (disabledItems->empty()) {
+    SETTINGS_ERROR("Empty DisableItem");
+    return;
+  }
+  SETTINGS_ERROR("Disable[%s]", disabledItems->c_str());
+  SettingsServiceCommand::UpdateDisabledItemList();
+  if (vconf_set_int("db/menu/refresh_menu", 1) != 0) {
+    SETTINGS_ERROR("Failed to vconf_set_int for menu refresh");
+    return;
+  }
+  SETTINGS_ERROR("Refresh Menu");
 }

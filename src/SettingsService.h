@@ -3,20 +3,22 @@
 #include "nuvra/alarm.h"
 #include "nuvra/daemon_service.h"
 
-// The daemon object: start-up, end, and the way of every request to its handler. All of it runs
-// on the main-loop thread. The order of the start-up steps is said in docs/lifecycle.md.
+// The daemon object: start-up, end, and the way of every request to its
+// handler. All of it runs on the main-loop thread. The order of the start-up
+// steps is said in docs/lifecycle.md.
 class SettingsService : public Nuvra::TCDaemonService {
  public:
   SettingsService();
   ~SettingsService() override;
 
-  // Answers one request by the method table (docs/wire.md); always returns true. A "method" that
-  // is an object or an array leaves as the JSON library's exception.
-  bool IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
-                         Nuvra::TCMessage* reply, const char* option) override;
+  // Answers one request by the method table (docs/wire.md); always returns
+  // true. A "method" that is an object or an array leaves as the JSON library's
+  // exception.
+  bool IfMessageReceived(const char *sender, const Nuvra::TCMessage *request,
+                         Nuvra::TCMessage *reply, const char *option) override;
 
-  // Brings everything up. No step is fatal: always returns true. A second call starts the
-  // watchdog's period anew and runs all other steps again.
+  // Brings everything up. No step is fatal: always returns true. A second call
+  // starts the watchdog's period anew and runs all other steps again.
   bool t_OnCreate() override;
 
   void t_OnTerminate() override;
@@ -29,8 +31,23 @@ class SettingsService : public Nuvra::TCDaemonService {
   // and logs under this name.
   void m_OnWatchdogAlarm();
 
-  // `userData` is the service. False, which stops the alarm, only when it is null.
-  static bool m_OnWatchdogAlarmCallback(void* userData);
+  // `userData` is the service. False, which stops the alarm, only when it is
+  // null.
+  static bool m_OnWatchdogAlarmCallback(void *userData);
+
+  // Items that applications disabled must not outlive those applications: their
+  // end is watched while there is such an item (docs/disabled-items.md).
+
+  // True when no item is disabled.
+  bool m_FlagDisableItemEmpty();
+
+  // True when the watch began, or ended, with this call.
+  bool m_RegisterAppTerminateCB();
+  bool m_UnRegisterAppTerminateCB();
+
+  // Makes the library take over what was disabled before the daemon started.
+  void m_LoadDisableMenuItem();
 
   Nuvra::TCAlarm m_WatchdogAlarm;
+  bool m_AppTerminateCBRegistered = false;
 };

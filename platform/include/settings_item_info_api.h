@@ -12,12 +12,13 @@ inline constexpr int SETTINGS_ITEM_TEXT_SIZE = 512;
 // The settings data library: the tree of settings items, their values, states and texts, and
 // the record of items that applications disabled (docs/items.md). Main-loop thread only. An
 // item is named by its menu identifier; an unknown one makes every call fail as said there, and
-// so does every call before InitSettingsItemInfoAPI. Buffers are the caller's, of
-// SETTINGS_ITEM_TEXT_SIZE bytes; texts are UTF-8, zero-terminated and cut at a character
-// boundary to fit.
+// so does every call before InitSettingsItemInfoAPI but UpdateDisabledItemList. Buffers are the
+// caller's, of SETTINGS_ITEM_TEXT_SIZE bytes; texts are UTF-8, zero-terminated and cut at a
+// character boundary to fit.
 class CSettingsItemInfoAPI {
  public:
-  // Loads the items. A failure is logged by the library. A second call loads them again.
+  // Loads the items. A failure is logged by the library. A second call loads them again. The
+  // record of disabled items is kept, without those that are unknown now.
   static void InitSettingsItemInfoAPI();
 
   // The value of an item and that value's display name in the menu language. -1 when the item
@@ -31,7 +32,9 @@ class CSettingsItemInfoAPI {
 
   // State questions: -1 cannot answer, 0 no, any other value yes. A path is visible or enabled
   // when the item and every group above it are. With `byRulesOnly` an item that applications
-  // disabled is judged as if they had not.
+  // disabled is judged as if they had not. The last two are about one value of a list or a
+  // switch, whatever the state of the item is; any other value and any other item is -1. States
+  // hinder nobody from setting a value.
   static int GetItemVisible(const char* menuID);
   static int GetItemEnable(const char* menuID, bool byRulesOnly);
   static int GetItemPathVisible(const char* menuID);
@@ -48,7 +51,8 @@ class CSettingsItemInfoAPI {
   static int GetItemDisplayName(const char* menuID, char* displayName);
 
   // The values that the item can take, and the items right below it, each as one string; empty
-  // when there are none or the item is unknown.
+  // when there are none or the item is unknown. What lies below "" are the items at the top of the
+  // menu.
   static std::string GetItemDataListByString(const char* menuID);
   static std::string GetSubItemsListByString(const char* menuID);
 
@@ -58,23 +62,31 @@ class CSettingsItemInfoAPI {
   static bool GetItemMaxValue(const char* menuID, double* value, bool displayed);
   static bool GetItemStepValue(const char* menuID, double* value, bool displayed);
 
-  // The record of disabled items. An item is disabled while at least one application disables
-  // it. All four return true exactly when the record changed; `disabled` and `released` receive
-  // the menu identifiers for which it did.
+  // The record of disabled items: which applications disable which items. An item is disabled
+  // while at least one application disables it. All four return true exactly when an item became
+  // enabled or disabled by the call; `disabled` and `released` receive, behind what they hold,
+  // exactly those items. An application that is not the first to disable an item, or not the last
+  // to let it go, is recorded all the same, and the result is false. Unknown items and an empty
+  // name are passed over. When the mirror in the key store cannot be written, the call is logged,
+  // changes nothing and returns false.
   static bool EnableItem(std::string menuID, std::string appName);
   static bool DisableItem(std::string menuID, std::string appName);
   static bool DisableItemsByList(std::vector<std::string>& requested,
                                  std::vector<std::string>& disabled, std::string appName);
   static bool RemoveDisabledItemsByAppname(std::vector<std::string>& released, std::string appName);
 
-  // False when some application disables the item, and for an unknown one.
+  // False when some application disables the item, whatever its rules say, and when it is unknown.
   static bool IsItemEnabled(std::string menuID);
 
-  // True when the question could be answered, which it cannot for an unknown item; the names
-  // are appended to the output.
+  // True when the question could be answered, which the first cannot for an unknown item; the
+  // names are appended to the output: applications in the order in which they came, items in the
+  // order of the menu.
   static bool GetDisablerAppNamesByMenuId(std::string menuID, std::vector<std::string>& appNames);
   static bool GetDisabledItemsList(std::vector<std::string>& menuIDs);
 
-  // Rebuilds the record from its mirror in the key store.
+  // Rebuilds the record from its mirror in the key store, the string "memory/menu/disabled_items",
+  // which every change is written to and which is empty while no item is disabled. What is damaged
+  // there, and what is unknown, is logged and left out. May be called before the items are loaded:
+  // unknown ones are left out when they are.
   static void UpdateDisabledItemList();
 };

@@ -30,9 +30,11 @@ std::string Escaped(std::string_view text);
 std::string TraceText(bool value);
 std::string TraceText(int value);
 std::string TraceText(unsigned value);
+std::string TraceText(double value);
 std::string TraceText(const char* value);
 std::string TraceText(const void* value) = delete;  // a Pointer says what it is
 std::string TraceText(const std::string& value);
+std::string TraceText(const std::vector<std::string>& value);
 std::string TraceText(const Json::Value& value);
 std::string TraceText(const Verbatim& value);
 std::string TraceText(const Pointer& value);  // the caller holds the lock

@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "app_manager.h"
 #include "nuvra/alarm.h"
 #include "nuvra/daemon_service.h"
 
@@ -45,6 +46,43 @@ struct Item {
   std::map<std::string, std::string> valueNames = {};
   int getResult = 0;
   int setResult = 0;
+
+  // Answers to the state questions, those about a data value by that value: -1 for every other.
+  int visible = 1;
+  int enabled = 1;
+  int pathVisible = 1;
+  int pathEnabled = 1;
+  std::map<std::string, int> valueVisible = {};
+  std::map<std::string, int> valueEnabled = {};
+
+  std::string path = {};
+  int pathResult = 0;
+  std::string displayID = {};
+  int displayIDResult = 0;
+  std::string displayName = {};
+  int displayNameResult = 0;
+  std::string dataList = {};
+  std::string childList = {};
+
+  // Of a range. The library fails to give what is not there.
+  std::optional<double> min = {};
+  std::optional<double> max = {};
+  std::optional<double> step = {};
+};
+
+// What the library says about disabled items, whatever it is asked: the fake keeps no record of
+// them. It gives the lists with a false result too, so that the result alone decides what a
+// caller does.
+struct DisabledItems {
+  // The four calls that change the record, and the two of them that tell what changed.
+  bool changed = false;
+  std::vector<std::string> changedItems = {};
+  // IsItemEnabled.
+  bool enabled = false;
+  // The two queries that answer with a list.
+  bool answered = false;
+  std::vector<std::string> disablers = {};
+  std::vector<std::string> items = {};
 };
 
 // A signal that was sent.
@@ -122,6 +160,12 @@ class Platform {
   // --- The settings data library.
   void SetItem(std::string menuID, Item item);
   std::optional<Item> ItemState(const std::string& menuID) const;
+  void SetDisabledItems(DisabledItems answers);
+
+  // --- The applications.
+  // An application started or ended: whoever watches then learns of it on the main loop. One
+  // without an identifier has none to give.
+  void SendAppEvent(app_context_event_e event, std::optional<std::string> appID);
 
   // --- The set.
   void SetFeature(std::string key, FeatureValue value);

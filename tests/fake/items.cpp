@@ -30,6 +30,63 @@ Item* Find(Call& call, const char* menuID) {
   return call->itemsLoaded && item != call->items.end() ? &item->second : nullptr;
 }
 
+int Answer(Call& call, const char* menuID, int Item::*answer) {
+  call.MainLoopThreadOnly();
+  if (auto code = call.Failure(kFailure)) {
+    return call.Returns(*code);
+  }
+  const Item* item = Find(call, menuID);
+  return call.Returns(item == nullptr ? kFailure : item->*answer);
+}
+
+int AnswerForValue(Call& call, const char* menuID, std::map<std::string, int> Item::*answers,
+                   const char* value) {
+  call.MainLoopThreadOnly();
+  if (auto code = call.Failure(kFailure)) {
+    return call.Returns(*code);
+  }
+  const Item* item = Find(call, menuID);
+  if (item == nullptr || !(item->*answers).contains(value)) {
+    return call.Returns(kFailure);
+  }
+  return call.Returns((item->*answers).at(value));
+}
+
+int GiveText(Call& call, const char* menuID, int Item::*result, std::string Item::*text,
+             char* buffer) {
+  call.MainLoopThreadOnly();
+  ExpectZeros(call, "text", buffer);
+  if (auto code = call.Failure(kFailure)) {
+    return call.Returns(*code);
+  }
+  const Item* item = Find(call, menuID);
+  if (item == nullptr || item->*result == kFailure) {
+    return call.Returns(kFailure);
+  }
+  Give(buffer, item->*text);
+  return call.Returns(item->*result, item->*text);
+}
+
+std::string List(Call& call, const char* menuID, std::string Item::*list) {
+  call.MainLoopThreadOnly();
+  const Item* item = call.Failure(kFailure) ? nullptr : Find(call, menuID);
+  return call.Returns(item == nullptr ? std::string() : item->*list);
+}
+
+bool GiveNumber(Call& call, const char* menuID, std::optional<double> Item::*number,
+                double* output) {
+  call.MainLoopThreadOnly();
+  if (*output != 0.0) {
+    call.Complain("output not zero");
+  }
+  const Item* item = call.Failure(kFailure) ? nullptr : Find(call, menuID);
+  if (item == nullptr || !(item->*number)) {
+    return call.Returns(false);
+  }
+  *output = *(item->*number);
+  return call.Returns(true, *output);
+}
+
 }  // namespace
 
 void CSettingsItemInfoAPI::InitSettingsItemInfoAPI() {
@@ -72,6 +129,88 @@ int CSettingsItemInfoAPI::SetItemValue(const char* menuID, const char* value, bo
     item->value = value;
   }
   return call.Returns(item->setResult);
+}
+
+int CSettingsItemInfoAPI::GetItemVisible(const char* menuID) {
+  Call call("CSettingsItemInfoAPI::GetItemVisible", menuID);
+  return Answer(call, menuID, &Item::visible);
+}
+
+int CSettingsItemInfoAPI::GetItemEnable(const char* menuID, bool byRulesOnly) {
+  Call call("CSettingsItemInfoAPI::GetItemEnable", menuID, byRulesOnly);
+  return Answer(call, menuID, &Item::enabled);
+}
+
+int CSettingsItemInfoAPI::GetItemPathVisible(const char* menuID) {
+  Call call("CSettingsItemInfoAPI::GetItemPathVisible", menuID);
+  return Answer(call, menuID, &Item::pathVisible);
+}
+
+int CSettingsItemInfoAPI::GetItemPathEnable(const char* menuID) {
+  Call call("CSettingsItemInfoAPI::GetItemPathEnable", menuID);
+  return Answer(call, menuID, &Item::pathEnabled);
+}
+
+int CSettingsItemInfoAPI::GetSubListItemVisible(const char* menuID, const char* value) {
+  Call call("CSettingsItemInfoAPI::GetSubListItemVisible", menuID, value);
+  return AnswerForValue(call, menuID, &Item::valueVisible, value);
+}
+
+int CSettingsItemInfoAPI::GetSubListItemEnable(const char* menuID, const char* value) {
+  Call call("CSettingsItemInfoAPI::GetSubListItemEnable", menuID, value);
+  return AnswerForValue(call, menuID, &Item::valueEnabled, value);
+}
+
+int CSettingsItemInfoAPI::GetSettingsItemPathByString(std::string menuID, std::string& path) {
+  Call call("CSettingsItemInfoAPI::GetSettingsItemPathByString", menuID);
+  call.MainLoopThreadOnly();
+  if (!path.empty()) {
+    call.Complain("output not empty");
+  }
+  if (auto code = call.Failure(kFailure)) {
+    return call.Returns(*code);
+  }
+  const Item* item = Find(call, menuID.c_str());
+  if (item == nullptr || item->pathResult == kFailure) {
+    return call.Returns(kFailure);
+  }
+  path = item->path;
+  return call.Returns(item->pathResult, path);
+}
+
+int CSettingsItemInfoAPI::GetItemDisplayID(const char* menuID, char* displayID) {
+  Call call("CSettingsItemInfoAPI::GetItemDisplayID", menuID);
+  return GiveText(call, menuID, &Item::displayIDResult, &Item::displayID, displayID);
+}
+
+int CSettingsItemInfoAPI::GetItemDisplayName(const char* menuID, char* displayName) {
+  Call call("CSettingsItemInfoAPI::GetItemDisplayName", menuID);
+  return GiveText(call, menuID, &Item::displayNameResult, &Item::displayName, displayName);
+}
+
+std::string CSettingsItemInfoAPI::GetItemDataListByString(const char* menuID) {
+  Call call("CSettingsItemInfoAPI::GetItemDataListByString", menuID);
+  return List(call, menuID, &Item::dataList);
+}
+
+std::string CSettingsItemInfoAPI::GetSubItemsListByString(const char* menuID) {
+  Call call("CSettingsItemInfoAPI::GetSubItemsListByString", menuID);
+  return List(call, menuID, &Item::childList);
+}
+
+bool CSettingsItemInfoAPI::GetItemMinValue(const char* menuID, double* value, bool displayed) {
+  Call call("CSettingsItemInfoAPI::GetItemMinValue", menuID, displayed);
+  return GiveNumber(call, menuID, &Item::min, value);
+}
+
+bool CSettingsItemInfoAPI::GetItemMaxValue(const char* menuID, double* value, bool displayed) {
+  Call call("CSettingsItemInfoAPI::GetItemMaxValue", menuID, displayed);
+  return GiveNumber(call, menuID, &Item::max, value);
+}
+
+bool CSettingsItemInfoAPI::GetItemStepValue(const char* menuID, double* value, bool displayed) {
+  Call call("CSettingsItemInfoAPI::GetItemStepValue", menuID, displayed);
+  return GiveNumber(call, menuID, &Item::step, value);
 }
 
 void CMenuAudioUtil::FreshSpeakerType() {

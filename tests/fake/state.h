@@ -35,6 +35,11 @@ struct Sleeper {
   std::optional<std::chrono::nanoseconds> left;  // set when it was interrupted
 };
 
+struct AppEvent {
+  app_context_event_e event;
+  std::optional<std::string> appID;
+};
+
 struct KeyWatch {
   vconf_callback_fn callback;
   void* userData;
@@ -61,6 +66,11 @@ struct State {
 
   bool itemsLoaded = false;
   std::map<std::string, Item> items;
+  DisabledItems disabledItems;
+
+  app_context_event_cb appCallback = nullptr;
+  void* appUserData = nullptr;
+  std::deque<AppEvent> appEvents;  // that the callback was not yet called for
 
   std::map<std::string, FeatureValue> features;
   std::vector<std::string> speakers;

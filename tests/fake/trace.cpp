@@ -1,3 +1,4 @@
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 
@@ -115,11 +116,24 @@ std::string TraceText(int value) { return std::to_string(value); }
 
 std::string TraceText(unsigned value) { return std::to_string(value); }
 
+std::string TraceText(double value) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof(text), value).ptr};
+}
+
 std::string TraceText(const char* value) {
   return value == nullptr ? "null" : TraceText(std::string(value));
 }
 
 std::string TraceText(const std::string& value) { return '"' + Escaped(value) + '"'; }
+
+std::string TraceText(const std::vector<std::string>& value) {
+  std::string texts;
+  for (const std::string& text : value) {
+    texts += (texts.empty() ? "" : ", ") + TraceText(text);
+  }
+  return "[" + texts + "]";
+}
 
 std::string TraceText(const Json::Value& value) {
   Json::StreamWriterBuilder builder;

@@ -16,7 +16,7 @@ const std::string kLastStartMessage = access("/proc/self/reclaim", W_OK) == 0
                                           ? "[PID][success to open][1]"
                                           : "[PID][fail to open (2)]";
 
-// What a start-up logs on a set without network speakers.
+// What a start-up logs on a set without network speakers where nothing is disabled.
 std::vector<LogLine> StartLines(bool gameBar, const std::string& outdoor) {
   return {
       {'I', "SettingsService", "main", "main start!!"},
@@ -24,6 +24,10 @@ std::vector<LogLine> StartLines(bool gameBar, const std::string& outdoor) {
       {'I', "SettingsService", "t_OnCreate", "t_OnCreate!"},
       {'E', "SettingsService", "m_Initialize", "m_Initialize!"},
       {'E', "SettingsService", "m_Initialize", "pid:PID"},
+      {'E', "SettingsService", "m_FlagDisableItemEmpty", "fail to check disabled items."},
+      {'I', "SettingsService", "m_RegisterAppTerminateCB", "No any disable RQ"},
+      {'E', "SettingsService", "m_LoadDisableMenuItem", "m_LoadDisableMenuItem"},
+      {'E', "SettingsService", "m_LoadDisableMenuItem", "fail to check disabled items."},
       {'E', "SettingsService", "m_Initialize",
        std::string("[GameBarService] isSupportGameBar: ") + (gameBar ? "1" : "0")},
       {'I', "SettingsService", "m_Initialize", outdoor},

@@ -1,5 +1,7 @@
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "service_test.h"
 
@@ -109,15 +111,103 @@ TEST_F(Dispatch, LogsNoEmptyResult) {
   )");
 }
 
+// The methods, with what the library is asked for "x" and "v" by "a" as they do, and the reply
+// when nothing is known of any of them.
+struct Method {
+  const char* name;
+  const char* calls;
+  const char* reply;
+};
+
+constexpr Method kMethods[] = {
+    {"GetItemDisplayName", R"(GetItemDisplayName("x") -> -1)", kFailureWithText},
+    {"GetItemDisplayID", R"(GetItemDisplayID("x") -> -1)", kFailureWithText},
+    {"GetItemEnable", R"(GetItemEnable("x", false) -> -1)", kFailureWithBool},
+    {"GetItemVisible", R"(GetItemVisible("x") -> -1)", kFailureWithBool},
+    {"GetItemVisibleAsync", R"(GetItemVisible("x") -> -1)", kNoResult},
+    {"GetItemPathEnable", R"(GetItemPathEnable("x") -> -1)", kFailureWithBool},
+    {"GetItemPathEnableAsync", R"(GetItemPathEnable("x") -> -1)", kNoResult},
+    {"GetItemPathVisible", R"(GetItemPathVisible("x") -> -1)", kFailureWithBool},
+    {"GetItemValueName", R"(GetItemValue("x") -> -1)", kFailureWithText},
+    {"GetItemValue", R"(GetItemValue("x") -> -1)", kFailureWithText},
+    {"SetItemValue", R"(SetItemValue("x", "v", false) -> -1)", kFailureWithBool},
+    {"GetItemChildList", R"(GetSubItemsListByString("x") -> "")", kFailureWithText},
+    {"GetItemDataList", R"(GetItemDataListByString("x") -> "")", kFailureWithText},
+    {"GetItemDataEnable", R"(GetSubListItemEnable("x", "v") -> -1)", kFailureWithBool},
+    {"GetItemDataVisible", R"(GetSubListItemVisible("x", "v") -> -1)", kFailureWithBool},
+    {"GetItemPath", R"(GetSettingsItemPathByString("x") -> -1)", kFailureWithText},
+    {"GetItemMinMaxStepValue",
+     R"(GetItemMinValue("x", true) -> false|GetItemMaxValue("x", true) -> false|GetItemStepValue("x", true) -> false)",
+     R"({"call_api_success":false,"connect_server":true,"return_data":"","return_max":0,"return_min":0,"return_step":0})"},
+    {"DisableItem", R"(DisableItem("x", "a") -> false)", kNoResult},
+    {"EnableItem", R"(EnableItem("x", "a") -> false)", kNoResult},
+    {"RemoveDisabledItemsByAppname", R"(RemoveDisabledItemsByAppname("a") -> false: [])",
+     kNoResult},
+    {"DisableItemsByList", R"(DisableItemsByList(["x"], "a") -> false: [])", kNoResult},
+    {"IsItemEnabled", R"(IsItemEnabled("x") -> false)",
+     R"({"call_api_success":true,"connect_server":true,"return_data":false})"},
+    {"GetDisablerAppNamesByMenuId", R"(GetDisablerAppNamesByMenuId("x") -> false: [])",
+     kFailureWithText},
+    {"GetDisabledItemsList", "GetDisabledItemsList() -> false: []", kFailureWithText},
+};
+
 TEST_F(Dispatch, SendsEachMethodToItsHandler) {
-  fake.SetItem("mode", {.value = "1", .valueNames = {{"1", "Standard"}}});
-  EXPECT_EQ(Send(R"({"method": "GetItemValueName", "data": {"menuID": "mode"}})"),
-            R"({"call_api_success":true,"connect_server":true,"return_data":"Standard"})");
-  EXPECT_EQ(Send(R"({"method": "GetItemValue", "data": {"menuID": "mode"}})"),
-            R"({"call_api_success":true,"connect_server":true,"return_data":"1"})");
-  EXPECT_EQ(Send(R"({"method": "SetItemValue", "data": {"menuID": "mode", "Value": "2"}})"),
-            R"({"call_api_success":true,"connect_server":true,"return_data":true})");
-  EXPECT_EQ(fake.ItemState("mode")->value, "2");
+  constexpr std::string_view kLibrary = "CSettingsItemInfoAPI::";
+  std::set<std::string> names;
+  for (const Method& method : kMethods) {
+    SCOPED_TRACE(method.name);
+    EXPECT_TRUE(names.insert(method.name).second);
+    EXPECT_EQ(Send(Request(method.name,
+                           R"({"Value":"v","appName":"a","menuID":"x","menuIDList":["x"]})")),
+              method.reply);
+    std::string calls;
+    for (const std::string& line : fake.TakeTrace()) {
+      if (line.starts_with(kLibrary)) {
+        calls += (calls.empty() ? "" : "|") + line.substr(kLibrary.size());
+      }
+    }
+    EXPECT_EQ(calls, method.calls);
+  }
+  EXPECT_EQ(names.size(), 24u);
+}
+
+TEST_F(Dispatch, TellsMethodsApartThatBeginAlike) {
+  fake.SetItem("x", {.value = "1", .valueNames = {{"1", "One"}}, .visible = 0, .pathEnabled = 0});
+  const auto reply = [&](const char* method) { return Send(Request(method, R"({"menuID":"x"})")); };
+  EXPECT_EQ(reply("GetItemVisible"), SuccessWith(false));
+  EXPECT_EQ(reply("GetItemVisibleAsync"), kNoResult);
+  EXPECT_EQ(reply("GetItemPathEnable"), SuccessWith(false));
+  EXPECT_EQ(reply("GetItemPathEnableAsync"), kNoResult);
+  EXPECT_EQ(reply("GetItemValue"), SuccessWith("1"));
+  EXPECT_EQ(reply("GetItemValueName"), SuccessWith("One"));
+  EXPECT_EQ(fake.TakeSignals().size(), 2u);
+}
+
+TEST_F(Dispatch, GivesTheReplyToTheHandlersThatFillItOnly) {
+  for (const Method& method : kMethods) {
+    SCOPED_TRACE(method.name);
+    Nuvra::TCMessage reply;
+    reply.body["mark"] = true;
+    Send(Request(method.name, "{}"), reply);
+    // The range is added to the reply; every other handler replaces it or leaves it alone.
+    const bool keeps = method.reply == std::string(kNoResult) ||
+                       method.name == std::string("GetItemMinMaxStepValue");
+    EXPECT_EQ(reply.body.isMember("mark"), keeps);
+  }
+}
+
+TEST_F(Dispatch, FollowsADisablingRequestByTheWatchThoughTheLibraryRefusedIt) {
+  fake.SetKey("memory/menu/disabled_items", "y by another");
+  EXPECT_EQ(Send(Request("DisableItem", R"({"appName":"a","menuID":"x"})")), kNoResult);
+  ExpectTrace(R"(
+    {request}
+    I SettingsServiceCommand DisableItem | Disabled x from a\n
+    CSettingsItemInfoAPI::DisableItem("x", "a") -> false
+    vconf_get_str("memory/menu/disabled_items") -> "y by another"
+    I SettingsService m_FlagDisableItemEmpty | Disable[y by another]\n
+    app_manager_set_app_context_event_cb(AppContextEventCB, null) -> 0
+    I SettingsService m_RegisterAppTerminateCB | Finish\n
+  )");
 }
 
 TEST_F(Dispatch, ReplacesWhatTheReplyHeldBefore) {

@@ -7,29 +7,16 @@
 
 namespace {
 
-constexpr char kFailureWithText[] =
-    R"({"call_api_success":false,"connect_server":true,"return_data":""})";
-constexpr char kIllTypedWithText[] =
-    R"({"call_api_success":false,"connect_server":false,"return_data":""})";
-constexpr char kIllTypedWithBool[] =
-    R"({"call_api_success":false,"connect_server":false,"return_data":false})";
-
-std::string SuccessWith(const std::string& text) {
-  return R"({"call_api_success":true,"connect_server":true,"return_data":")" + text + "\"}";
-}
-
 // Both methods that read a value; the parameter is the method's name.
 class ReadItemValue : public CreatedServiceTest, public testing::WithParamInterface<std::string> {
  protected:
   ReadItemValue() { Let("method", GetParam()); }
 
   std::string Read(const std::string& menuID) {
-    return Send(R"({"data":{"menuID":")" + menuID + R"("},"method":")" + GetParam() + "\"}");
+    return ReadWithData(R"({"menuID":")" + menuID + "\"}");
   }
 
-  std::string ReadWithData(const std::string& data) {
-    return Send(R"({"data":)" + data + R"(,"method":")" + GetParam() + "\"}");
-  }
+  std::string ReadWithData(const std::string& data) { return Send(Request(GetParam(), data)); }
 
   // What the method reports of an item with this value and this display name of it.
   const std::string& Reported(const std::string& value, const std::string& name) const {
@@ -193,8 +180,7 @@ TEST_P(ReadItemValue, AnswersAnIdentifierWithoutTextWithAnError) {
 }
 
 TEST_P(ReadItemValue, AnswersAJsonExceptionOfTheLibraryWithAnError) {
-  fake.Fail("CSettingsItemInfoAPI::GetItemValue",
-            {.exception = std::make_exception_ptr(Json::RuntimeError("broken"))});
+  fake.Fail("CSettingsItemInfoAPI::GetItemValue", {.exception = JsonException()});
   EXPECT_EQ(Read("brightness"), kIllTypedWithText);
   ExpectTrace(R"(
     {request}
@@ -205,8 +191,7 @@ TEST_P(ReadItemValue, AnswersAJsonExceptionOfTheLibraryWithAnError) {
 }
 
 TEST_P(ReadItemValue, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::GetItemValue",
-            {.exception = std::make_exception_ptr(std::runtime_error("broken"))});
+  fake.Fail("CSettingsItemInfoAPI::GetItemValue", {.exception = OtherException()});
   EXPECT_THROW(Read("brightness"), std::runtime_error);
   ExpectTrace(R"(
     {request}
@@ -219,14 +204,9 @@ class SetItemValue : public CreatedServiceTest {
  protected:
   SetItemValue() { fake.SetItem("brightness", {.value = "50"}); }
 
-  std::string Set(const std::string& data) {
-    return Send(R"({"data":)" + data + R"(,"method":"SetItemValue"})");
-  }
+  std::string Set(const std::string& data) { return Send(Request("SetItemValue", data)); }
 
-  static constexpr char kSuccess[] =
-      R"({"call_api_success":true,"connect_server":true,"return_data":true})";
-  static constexpr char kFailure[] =
-      R"({"call_api_success":false,"connect_server":true,"return_data":false})";
+  const std::string kSuccess = SuccessWith(true);
 };
 
 TEST_F(SetItemValue, StoresTheValue) {
@@ -262,7 +242,7 @@ TEST_F(SetItemValue, TakesEveryResultButTheFailureForSuccess) {
 }
 
 TEST_F(SetItemValue, ReportsAFailureOfTheLibrary) {
-  EXPECT_EQ(Set(R"({"menuID":"unknown","Value":"60"})"), kFailure);
+  EXPECT_EQ(Set(R"({"menuID":"unknown","Value":"60"})"), kFailureWithBool);
   ExpectTrace(R"(
     {request}
     I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
@@ -383,7 +363,7 @@ TEST_F(SetItemValue, SetsTheItemWithoutANameWhenTheDataIsMissing) {
        {R"({"method":"SetItemValue"})", R"({"data":null,"method":"SetItemValue"})",
         R"({"data":{},"method":"SetItemValue"})"}) {
     SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kFailure);
+    EXPECT_EQ(Send(request), kFailureWithBool);
     ExpectTrace(R"(
       {request}
       I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
@@ -421,8 +401,7 @@ TEST_F(SetItemValue, AnswersAJsonExceptionOfTheLibraryWithAnError) {
 }
 
 TEST_F(SetItemValue, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::SetItemValue",
-            {.exception = std::make_exception_ptr(std::runtime_error("broken"))});
+  fake.Fail("CSettingsItemInfoAPI::SetItemValue", {.exception = OtherException()});
   EXPECT_THROW(Set(R"({"menuID":"brightness","Value":"60"})"), std::runtime_error);
   ExpectTrace(R"(
     {request}

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <source_location>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -50,6 +51,12 @@ constexpr char kStart[] = R"(
   E SettingsService m_Initialize | pid:{pid}\n
   resource_register_cpu_inheritance_destination("settings_service", {pid}) -> 0
   LwipcEventDone("/tmp/settings-service_ready") -> 0
+  vconf_get_str("memory/menu/disabled_items") -> null
+  E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
+  I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
+  E SettingsService m_LoadDisableMenuItem | m_LoadDisableMenuItem\n
+  vconf_get_str("memory/menu/disabled_items") -> null
+  E SettingsService m_LoadDisableMenuItem | fail to check disabled items.\n
   GetActiveNetSpkInfo() -> 0
   system_info_get_custom_bool("com.velmora/featureconf/game_bar.support") -> 0: false
   E SettingsService m_Initialize | [GameBarService] isSupportGameBar: 0\n
@@ -253,7 +260,130 @@ TEST_F(Start, CompletesWithoutTheReclaimFileAndLogsTheErrno) {
   ExpectRequestsAreServed();
 }
 
+// The two steps of a start that are about items still disabled, when there is none.
+constexpr char kNoDisabledItems[] =
+    R"(vconf_get_str("memory/menu/disabled_items") -> null
+  E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
+  I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
+  E SettingsService m_LoadDisableMenuItem | m_LoadDisableMenuItem\n
+  vconf_get_str("memory/menu/disabled_items") -> null
+  E SettingsService m_LoadDisableMenuItem | fail to check disabled items.\n
+)";
+
+// The same when there is one.
+constexpr char kDisabledItems[] =
+    R"(vconf_get_str("memory/menu/disabled_items") -> "x by app"
+  I SettingsService m_FlagDisableItemEmpty | Disable[x by app]\n
+  app_manager_set_app_context_event_cb(AppContextEventCB, null) -> 0
+  I SettingsService m_RegisterAppTerminateCB | Finish\n
+  E SettingsService m_LoadDisableMenuItem | m_LoadDisableMenuItem\n
+  vconf_get_str("memory/menu/disabled_items") -> "x by app"
+  E SettingsService m_LoadDisableMenuItem | Disable[x by app]\n
+  I SettingsServiceCommand UpdateDisabledItemList | UpdateDisableItemList\n
+  CSettingsItemInfoAPI::UpdateDisabledItemList()
+  vconf_set_int("db/menu/refresh_menu", 1) -> 0
+  E SettingsService m_LoadDisableMenuItem | Refresh Menu\n
+)";
+
+// The latter with one difference.
+std::string DisabledItemsBut(const std::string& usual, const std::string& other) {
+  std::string trace = kDisabledItems;
+  const auto at = trace.find(usual);
+  EXPECT_NE(at, std::string::npos) << usual;
+  return trace.replace(at, usual.size(), other);
+}
+
+TEST_F(Start, WatchesApplicationsAndRestoresWhatTheyDisabledBeforeIt) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  ExpectStart(StartBut({{kNoDisabledItems, kDisabledItems}}));
+  EXPECT_EQ(fake.Key("db/menu/refresh_menu"), fakes::KeyValue(1));
+  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.app");
+  fake.RunMainLoop();
+  ExpectTrace(R"(
+    app_context_get_app_id(context) -> 0: "org.example.app"
+    I SettingsServiceCommand AppContextEventCB | Terminated app is org.example.app\n
+    I SettingsServiceCommand RemoveDisabledItemsByAppname | Remove disabled items by org.example.app\n
+    CSettingsItemInfoAPI::RemoveDisabledItemsByAppname("org.example.app") -> false: []
+  )");
+}
+
+TEST_F(Start, WatchesAndRestoresNothingWhenTheMirrorOfTheRecordIsEmpty) {
+  fake.SetKey("memory/menu/disabled_items", "");
+  ExpectStart(StartBut({{kNoDisabledItems,
+                         R"(vconf_get_str("memory/menu/disabled_items") -> ""
+  E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
+  I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
+  E SettingsService m_LoadDisableMenuItem | m_LoadDisableMenuItem\n
+  vconf_get_str("memory/menu/disabled_items") -> ""
+  E SettingsService m_LoadDisableMenuItem | Empty DisableItem\n
+)"}}));
+  EXPECT_EQ(fake.Key("db/menu/refresh_menu"), std::nullopt);
+}
+
+TEST_F(Start, RestoresNothingWhenTheMirrorCannotBeRead) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("vconf_get_str", {.times = 2});
+  ExpectStart(kStart);
+  EXPECT_EQ(fake.Key("db/menu/refresh_menu"), std::nullopt);
+}
+
+TEST_F(Start, RestoresByAReadingOfItsOwn) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("vconf_get_str", {.times = 1});
+  ASSERT_TRUE(service.t_OnCreate());
+  EXPECT_EQ(fake.Key("db/menu/refresh_menu"), fakes::KeyValue(1));
+}
+
+TEST_F(Start, RestoresDisabledItemsThoughApplicationsCannotBeWatched) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("app_manager_set_app_context_event_cb", {.code = -38});
+  ExpectStart(StartBut({{kNoDisabledItems, DisabledItemsBut(R"(null) -> 0
+  I SettingsService m_RegisterAppTerminateCB | Finish\n
+)",
+                                                            R"(null) -> -38
+  E SettingsService m_RegisterAppTerminateCB | Failed app_manager_set_app_context_event_cb [-38]\n
+)")}}));
+}
+
+TEST_F(Start, LogsThatTheMenuCannotBeRefreshedAndTriesItOnce) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("vconf_set_int", {.on = "db/menu/refresh_menu"});
+  ExpectStart(StartBut({{kNoDisabledItems, DisabledItemsBut(R"(1) -> 0
+  E SettingsService m_LoadDisableMenuItem | Refresh Menu\n
+)",
+                                                            R"(1) -> -1
+  E SettingsService m_LoadDisableMenuItem | Failed to vconf_set_int for menu refresh\n
+)")}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, RestoresAgainButWatchesOnWhenItRunsAgain) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  ExpectStart(StartBut({{kNoDisabledItems, kDisabledItems}}));
+  ExpectStart(
+      StartBut({{"TCAlarm::Create(settings_service, 15000, NUVRA_INFINITY) -> true\n",
+                 "TCAlarm::Reset(15000, NUVRA_INFINITY) -> true\n"},
+                {"TCAlarm::SetAlarmCallback(callback1, settings_service)\n", ""},
+                {kNoDisabledItems,
+                 DisabledItemsBut(R"(vconf_get_str("memory/menu/disabled_items") -> "x by app"
+  I SettingsService m_FlagDisableItemEmpty | Disable[x by app]\n
+  app_manager_set_app_context_event_cb(AppContextEventCB, null) -> 0
+  I SettingsService m_RegisterAppTerminateCB | Finish\n
+)",
+                                  R"(I SettingsService m_RegisterAppTerminateCB | already done\n
+)")}}));
+}
+
+TEST_F(Start, LetsAnExceptionOfTheRestoreLeave) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("CSettingsItemInfoAPI::UpdateDisabledItemList", {.exception = OtherException()});
+  EXPECT_THROW(service.t_OnCreate(), std::runtime_error);
+}
+
 TEST_F(Start, SurvivesTheFailureOfEveryStepAtOnce) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("app_manager_set_app_context_event_cb");
+  fake.Fail("vconf_set_int");
   fake.Fail("__dlog_print");
   fake.Fail("ecore_init");
   fake.Fail("smart_deadlock_register_watchdog_service");
@@ -318,7 +448,15 @@ TEST_F(WatchdogAlarm, BeginsItsPeriodAnewWithEveryStart) {
   ExpectTrace(kFeed);
 }
 
-class Termination : public CreatedServiceTest {};
+class Termination : public CreatedServiceTest {
+ protected:
+  // Begins the watch over applications.
+  void Disable() {
+    fake.SetKey("memory/menu/disabled_items", "x by app");
+    Send(Request("DisableItem", R"({"appName":"org.example.app","menuID":"x"})"));
+    fake.TakeTrace();
+  }
+};
 
 TEST_F(Termination, LogsItsTwoSteps) {
   service.t_OnTerminate();
@@ -333,6 +471,37 @@ TEST_F(Termination, LeavesTheAlarmRunning) {
   fake.TakeTrace();
   fake.AdvanceTime(15000ms);
   ExpectTrace(kFeed);
+}
+
+TEST_F(Termination, EndsTheWatchOverApplicationsThoughItemsAreDisabled) {
+  Disable();
+  service.t_OnTerminate();
+  ExpectTrace(R"(
+    I SettingsService t_OnTerminate | t_OnTerminate!!\n
+    E SettingsService m_Finalize | m_Finalize!\n
+    app_manager_unset_app_context_event_cb()
+  )");
+  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.app");
+  fake.RunMainLoop();
+  ExpectTrace("");
+}
+
+TEST_F(Termination, EndsTheWatchOnceAndALaterOneAgain) {
+  Disable();
+  service.t_OnTerminate();
+  fake.TakeTrace();
+  service.t_OnTerminate();
+  ExpectTrace(R"(
+    I SettingsService t_OnTerminate | t_OnTerminate!!\n
+    E SettingsService m_Finalize | m_Finalize!\n
+  )");
+  Disable();
+  service.t_OnTerminate();
+  ExpectTrace(R"(
+    I SettingsService t_OnTerminate | t_OnTerminate!!\n
+    E SettingsService m_Finalize | m_Finalize!\n
+    app_manager_unset_app_context_event_cb()
+  )");
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "SettingsServiceCommand.h"
+
 namespace {
 
 constexpr char kClient[] = "org.example.menu";
@@ -19,6 +21,8 @@ std::string Address(const void* pointer) {
 ServiceTest::ServiceTest() {
   fake.SetFeature("com.velmora/featureconf/game_bar.support", false);
   fake.SetFeature("com.velmora/featureconf/outdoor_tv_product_image_support", false);
+  fake.Name(reinterpret_cast<const void*>(SettingsServiceCommand::AppContextEventCB),
+            "AppContextEventCB");
   fake.TakeTrace();
 }
 
@@ -60,4 +64,18 @@ Json::Value Parsed(const std::string& text) {
     throw std::invalid_argument("not JSON: " + text + ": " + errors);
   }
   return value;
+}
+
+std::string Request(const std::string& method, const std::string& data) {
+  return R"({"data":)" + data + R"(,"method":")" + method + "\"}";
+}
+
+std::string SuccessWith(const Json::Value& result) {
+  return R"({"call_api_success":true,"connect_server":true,"return_data":)" + Text(result) + "}";
+}
+
+std::exception_ptr JsonException() { return std::make_exception_ptr(Json::RuntimeError("broken")); }
+
+std::exception_ptr OtherException() {
+  return std::make_exception_ptr(std::runtime_error("broken"));
 }

@@ -23,7 +23,9 @@ CatalogueError::CatalogueError(std::vector<CatalogueProblem> problems)
 Catalogue Catalogue::Load(const std::filesystem::path& file) { return Catalogue(LoadItems(file)); }
 
 Catalogue::Catalogue(LoadedItems loaded)
-    : m_Items(std::move(loaded.items)), m_Places(std::move(loaded.places)) {}
+    : m_Items(std::move(loaded.items)),
+      m_Places(std::move(loaded.places)),
+      m_Rules(std::move(loaded.rules)) {}
 
 const Item* Catalogue::Find(std::string_view id) const {
   const auto found = m_Places.find(id);

@@ -54,6 +54,9 @@ class Catalogue {
   std::span<const Item> Items() const { return m_Items; }
   const Item& At(std::uint32_t place) const { return m_Items[place]; }
 
+  // What the states of its items and options refer to.
+  const Rules& AllRules() const { return m_Rules; }
+
   // The identifiers from the top of the menu down to the item, joined by "/".
   std::string Path(const Item& item) const;
 
@@ -62,6 +65,7 @@ class Catalogue {
 
   std::vector<Item> m_Items;
   ItemPlaces m_Places;
+  Rules m_Rules;
 };
 
 // The mistakes that keep the catalogue from being loaded; empty when there are none.

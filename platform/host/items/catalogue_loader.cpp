@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <deque>
 #include <iterator>
 #include <utility>
 
 #include "items/catalogue.h"
-#include "items/json_source.h"
-#include "items/text.h"
+#include "items/catalogue_reader.h"
+#include "items/rule_reader.h"
 
 // A catalogue is written by people, often many items at a time, so the loader does not stop at
 // the first mistake: it notes each with its line and goes on with what can still be judged. Only
@@ -21,45 +20,45 @@ namespace host {
 namespace {
 
 constexpr std::size_t kMaxIdBytes = 64;
-constexpr std::size_t kMaxKeyBytes = 255;
 constexpr std::size_t kMaxValueBytes = 255;
 
-struct Member {
-  std::string_view name;
-  bool isRequired;
-};
+constexpr KnownMember kIndexMembers[] = {{"$schema", false}, {"files", true}};
+constexpr KnownMember kItemsMembers[] = {{"$schema", false}, {"items", true}};
+constexpr KnownMember kOptionMembers[] = {
+    {"value", true}, {"name", true}, {"visible", false}, {"enabled", false}};
+constexpr KnownMember kShownMembers[] = {{"min", true}, {"step", true}};
 
-constexpr Member kIndexMembers[] = {{"$schema", false}, {"files", true}};
-constexpr Member kItemsMembers[] = {{"$schema", false}, {"items", true}};
-constexpr Member kOptionMembers[] = {{"value", true}, {"name", true}};
-constexpr Member kShownMembers[] = {{"min", true}, {"step", true}};
-
-constexpr Member kGroupMembers[] = {
-    {"id", true}, {"kind", true}, {"name", true}, {"displayId", true}, {"items", true}};
-constexpr Member kSwitchMembers[] = {{"id", true},        {"kind", true},    {"name", true},
-                                     {"displayId", true}, {"default", true}, {"key", false},
-                                     {"storage", false}};
-constexpr Member kListMembers[] = {{"id", true},        {"kind", true},     {"name", true},
-                                   {"displayId", true}, {"options", true},  {"default", true},
-                                   {"key", false},      {"storage", false}, {"follows", false}};
-constexpr Member kRangeMembers[] = {{"id", true},        {"kind", true},    {"name", true},
-                                    {"displayId", true}, {"min", true},     {"max", true},
-                                    {"step", true},      {"default", true}, {"key", false},
-                                    {"storage", false},  {"unit", false},   {"shown", false}};
-constexpr Member kActionMembers[] = {
-    {"id", true}, {"kind", true}, {"name", true}, {"displayId", true}};
+constexpr KnownMember kGroupMembers[] = {
+    {"id", true},       {"kind", true},     {"name", true}, {"displayId", true},
+    {"visible", false}, {"enabled", false}, {"items", true}};
+constexpr KnownMember kSwitchMembers[] = {
+    {"id", true},       {"kind", true},    {"name", true}, {"displayId", true}, {"visible", false},
+    {"enabled", false}, {"default", true}, {"key", false}, {"storage", false}};
+constexpr KnownMember kListMembers[] = {{"id", true},        {"kind", true},     {"name", true},
+                                        {"displayId", true}, {"visible", false}, {"enabled", false},
+                                        {"options", true},   {"default", true},  {"key", false},
+                                        {"storage", false},  {"follows", false}};
+constexpr KnownMember kRangeMembers[] = {
+    {"id", true},       {"kind", true},     {"name", true}, {"displayId", true},
+    {"visible", false}, {"enabled", false}, {"min", true},  {"max", true},
+    {"step", true},     {"default", true},  {"key", false}, {"storage", false},
+    {"unit", false},    {"shown", false}};
+constexpr KnownMember kActionMembers[] = {{"id", true},       {"kind", true},
+                                          {"name", true},     {"displayId", true},
+                                          {"visible", false}, {"enabled", false}};
 
 struct Kind {
   std::string_view name;
+  std::string_view what;
   ItemKind kind;
-  std::span<const Member> members;
+  std::span<const KnownMember> members;
 };
 
-constexpr Kind kKinds[] = {{"group", ItemKind::kGroup, kGroupMembers},
-                           {"switch", ItemKind::kSwitch, kSwitchMembers},
-                           {"list", ItemKind::kList, kListMembers},
-                           {"range", ItemKind::kRange, kRangeMembers},
-                           {"action", ItemKind::kAction, kActionMembers}};
+constexpr Kind kKinds[] = {{"group", "an item of kind group", ItemKind::kGroup, kGroupMembers},
+                           {"switch", "an item of kind switch", ItemKind::kSwitch, kSwitchMembers},
+                           {"list", "an item of kind list", ItemKind::kList, kListMembers},
+                           {"range", "an item of kind range", ItemKind::kRange, kRangeMembers},
+                           {"action", "an item of kind action", ItemKind::kAction, kActionMembers}};
 
 bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
 bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
@@ -75,17 +74,6 @@ bool IsDisplayId(std::string_view text) {
   return !text.empty() && IsUpper(text.front()) &&
          std::all_of(text.begin(), text.end(),
                      [](char c) { return IsUpper(c) || IsDigit(c) || c == '_'; });
-}
-
-// Narrower than what the key store takes, so that keys can be typed and read aloud.
-bool IsItemKey(std::string_view key) {
-  const bool isInStore = key.starts_with("db/") || key.starts_with("memory/");
-  const bool isPreview = key.starts_with("memory/menu/preview/");
-  return isInStore && !isPreview && key.size() <= kMaxKeyBytes && key.back() != '/' &&
-         key.find("//") == key.npos && std::all_of(key.begin(), key.end(), [](char c) {
-           return IsLower(c) || IsUpper(c) || IsDigit(c) || c == '_' || c == '-' || c == '.' ||
-                  c == '/';
-         });
 }
 
 // The integer that `text` is the usual form of.
@@ -105,26 +93,20 @@ class Loader {
     std::ptrdiff_t offset;
   };
 
-  void Report(const Json::Value& place, std::string message);
+  void Report(const Json::Value& value, std::string message);
   void Report(const JsonObject& object, std::string_view member, std::string message);
   void Report(const Origin& origin, const Item& item, std::string message);
 
-  std::optional<Json::Value> ReadSource(const std::filesystem::path& file);
   void ReadFirstFile(const std::filesystem::path& file);
   void ReadFilesOfIndex(const Json::Value& list);
-  void ReadFile(const std::filesystem::path& file);
   void ReadTop(const JsonObject& root);
-
-  void CheckMembers(const JsonObject& object, std::string_view what,
-                    std::span<const Member> members);
-  std::optional<std::string> ReadText(const JsonObject& object, std::string_view name);
-  std::optional<double> ReadNumber(const JsonObject& object, std::string_view name);
 
   void ReadItems(const Json::Value& list, std::uint32_t parent);
   void ReadItem(const Json::Value& json, std::uint32_t parent);
   const Kind* ReadKind(const JsonObject& object);
   std::string ReadId(const JsonObject& object);
   std::string ReadDisplayId(const JsonObject& object);
+  States ReadStates(const JsonObject& object);
   std::optional<ValueDefinition> ReadValue(const JsonObject& object, ItemKind kind);
   void ReadSwitch(const JsonObject& object, ValueDefinition& value);
   void ReadList(const JsonObject& object, ValueDefinition& value);
@@ -135,70 +117,48 @@ class Loader {
   std::optional<NumberGrid> ReadGrid(const JsonObject& object);
   NumberGrid ReadShown(const JsonObject& object, const NumberGrid& grid);
   Storage ReadStorage(const JsonObject& object, Storage otherwise);
-  std::string ReadKey(const JsonObject& object);
 
   void CheckUniqueness();
   static std::string Where(const Origin& origin);
 
-  std::deque<JsonSource> m_Sources;  // a deque: places in it are kept while it grows
-  JsonSource* m_Source = nullptr;    // what is being read, with the item
-  std::string m_ItemId;
+  CatalogueReader m_Reader;
+  RuleReader m_Rules{m_Reader};
   std::vector<Item> m_Items;
   std::vector<Origin> m_Origins;  // of the items
   ItemPlaces m_Places;
-  std::vector<CatalogueProblem> m_Problems;
 };
 
 LoadedItems Loader::Load(const std::filesystem::path& file) {
   ReadFirstFile(file);
   CheckUniqueness();
-  if (m_Problems.empty()) {
-    return {std::move(m_Items), std::move(m_Places)};
+  m_Rules.Link(m_Items, m_Places);
+  if (!m_Reader.Problems().empty()) {
+    throw CatalogueError(m_Reader.TakeProblems());
   }
-  const auto place = [&](const CatalogueProblem& problem) {
-    const auto source =
-        std::find_if(m_Sources.begin(), m_Sources.end(),
-                     [&](const JsonSource& candidate) { return candidate.File() == problem.file; });
-    return std::pair(source - m_Sources.begin(), problem.line);
-  };
-  std::stable_sort(
-      m_Problems.begin(), m_Problems.end(),
-      [&](const CatalogueProblem& a, const CatalogueProblem& b) { return place(a) < place(b); });
-  throw CatalogueError(std::move(m_Problems));
+  return {std::move(m_Items), std::move(m_Places), m_Rules.Take()};
 }
 
-void Loader::Report(const Json::Value& place, std::string message) {
-  m_Problems.push_back(
-      {m_Source->File(), m_Source->LineAt(place.getOffsetStart()), m_ItemId, std::move(message)});
+void Loader::Report(const Json::Value& value, std::string message) {
+  m_Reader.Report(value, std::move(message));
 }
 
 void Loader::Report(const JsonObject& object, std::string_view member, std::string message) {
-  Report(*object.Find(member), std::move(message));
+  m_Reader.Report(object, member, std::move(message));
 }
 
 void Loader::Report(const Origin& origin, const Item& item, std::string message) {
-  m_Problems.push_back(
+  m_Reader.Report(
       {origin.source->File(), origin.source->LineAt(origin.offset), item.id, std::move(message)});
 }
 
-std::optional<Json::Value> Loader::ReadSource(const std::filesystem::path& file) {
-  m_Source = &m_Sources.emplace_back(file);
-  Json::Value root;
-  const auto mistakes = m_Source->Read(root);
-  for (const JsonSource::Mistake& mistake : mistakes) {
-    m_Problems.push_back({file, mistake.line, m_ItemId, mistake.message});
-  }
-  return mistakes.empty() ? std::optional(std::move(root)) : std::nullopt;
-}
-
 void Loader::ReadFirstFile(const std::filesystem::path& file) {
-  const auto root = ReadSource(file);
-  if (!root) {
+  const Json::Value* root = m_Reader.ReadFile(file);
+  if (root == nullptr) {
     return;
   }
   const JsonObject object(*root);
   if (const Json::Value* files = object.Find("files")) {
-    CheckMembers(object, "an index", kIndexMembers);
+    m_Reader.CheckMembers(object, "an index", kIndexMembers);
     ReadFilesOfIndex(*files);
   } else {
     ReadTop(object);
@@ -210,10 +170,10 @@ void Loader::ReadFilesOfIndex(const Json::Value& list) {
     Report(list, "\"files\" must be a list of at least one file name");
     return;
   }
-  JsonSource* const index = m_Source;
+  const CatalogueReader::Place index = m_Reader.Here();
   std::vector<std::string> names;
   for (const Json::Value& name : list) {
-    m_Source = index;
+    m_Reader.GoTo(index);
     const std::string text(TextOf(name));
     if (text.empty() || text.find('/') != std::string::npos) {
       Report(name, "a file is named by a text without \"/\": it lies beside the index");
@@ -221,72 +181,18 @@ void Loader::ReadFilesOfIndex(const Json::Value& list) {
       Report(name, fmt::format("file \"{}\" is named twice", text));
     } else {
       names.push_back(text);
-      ReadFile(index->File().parent_path() / text);
+      if (const auto* root = m_Reader.ReadFile(index.source->File().parent_path() / text)) {
+        ReadTop(JsonObject(*root));
+      }
     }
-  }
-}
-
-void Loader::ReadFile(const std::filesystem::path& file) {
-  if (const auto root = ReadSource(file)) {
-    ReadTop(JsonObject(*root));
   }
 }
 
 void Loader::ReadTop(const JsonObject& root) {
-  CheckMembers(root, "a file of items", kItemsMembers);
+  m_Reader.CheckMembers(root, "a file of items", kItemsMembers);
   if (const Json::Value* items = root.Find("items")) {
     ReadItems(*items, kNoItem);
   }
-}
-
-void Loader::CheckMembers(const JsonObject& object, std::string_view what,
-                          std::span<const Member> members) {
-  for (const JsonObject::Member& given : object.Members()) {
-    if (std::none_of(members.begin(), members.end(),
-                     [&](const Member& known) { return known.name == given.name; })) {
-      std::string known;
-      for (const Member& member : members) {
-        known += fmt::format("{}{}", known.empty() ? "" : ", ", member.name);
-      }
-      Report(*given.value,
-             fmt::format("unknown member \"{}\": {} takes {}", given.name, what, known));
-    }
-  }
-  for (const Member& member : members) {
-    if (member.isRequired && object.Find(member.name) == nullptr) {
-      Report(object.Whole(),
-             fmt::format("member \"{}\" is missing: {} needs it", member.name, what));
-    }
-  }
-}
-
-// Nothing when there is none; a member that is no text was reported then.
-std::optional<std::string> Loader::ReadText(const JsonObject& object, std::string_view name) {
-  const Json::Value* member = object.Find(name);
-  if (member == nullptr) {
-    return std::nullopt;
-  }
-  const std::string_view text = TextOf(*member);
-  if (text.empty() || !IsPlainText(text)) {
-    Report(*member, fmt::format("\"{}\" must be a text of at least one character, UTF-8 without "
-                                "control characters",
-                                name));
-    return std::nullopt;
-  }
-  return std::string(text);
-}
-
-// Read from the file's own text: JsonCpp would read the number by the rules of the locale.
-std::optional<double> Loader::ReadNumber(const JsonObject& object, std::string_view name) {
-  const Json::Value* value = object.Find(name);
-  if (value == nullptr) {
-    return std::nullopt;
-  }
-  const auto number = value->isNumeric() ? ParseNumber(m_Source->Written(*value)) : std::nullopt;
-  if (!number) {
-    Report(*value, fmt::format("\"{}\" must be a number like 5, -5 or 0.5", name));
-  }
-  return number;
 }
 
 void Loader::ReadItems(const Json::Value& list, std::uint32_t parent) {
@@ -294,12 +200,12 @@ void Loader::ReadItems(const Json::Value& list, std::uint32_t parent) {
     Report(list, "\"items\" must be a list of at least one item");
     return;
   }
-  const std::string outerId = m_ItemId;
+  const CatalogueReader::Place outer = m_Reader.Here();
   for (const Json::Value& item : list) {
-    m_ItemId.clear();
+    m_Reader.GoToItem("");
     ReadItem(item, parent);
   }
-  m_ItemId = outerId;
+  m_Reader.GoTo(outer);
 }
 
 void Loader::ReadItem(const Json::Value& json, std::uint32_t parent) {
@@ -308,21 +214,22 @@ void Loader::ReadItem(const Json::Value& json, std::uint32_t parent) {
     return;
   }
   const JsonObject object(json);
-  m_ItemId = ReadId(object);
+  m_Reader.GoToItem(ReadId(object));
   const Kind* kind = ReadKind(object);
   if (kind == nullptr) {
     return;
   }
-  CheckMembers(object, fmt::format("an item of kind {}", kind->name), kind->members);
+  m_Reader.CheckMembers(object, kind->what, kind->members);
 
   const auto place = static_cast<std::uint32_t>(m_Items.size());
-  m_Origins.push_back({m_Source, json.getOffsetStart()});
+  m_Origins.push_back({m_Reader.Here().source, json.getOffsetStart()});
   Item& item = m_Items.emplace_back();
   item.kind = kind->kind;
-  item.id = m_ItemId;
-  item.name = ReadText(object, "name").value_or("");
+  item.id = m_Reader.Here().item;
+  item.name = m_Reader.ReadText(object, "name").value_or("");
   item.displayId = ReadDisplayId(object);
   item.parent = parent;
+  item.states = ReadStates(object);
   item.value = ReadValue(object, kind->kind);
   if (parent != kNoItem) {
     m_Items[parent].children.push_back(place);
@@ -349,7 +256,7 @@ const Kind* Loader::ReadKind(const JsonObject& object) {
 }
 
 std::string Loader::ReadId(const JsonObject& object) {
-  const std::string id = ReadText(object, "id").value_or("");
+  const std::string id = m_Reader.ReadText(object, "id").value_or("");
   if (!id.empty() && !IsId(id)) {
     Report(object, "id",
            fmt::format("identifier \"{}\" must begin with a small letter and have "
@@ -361,7 +268,7 @@ std::string Loader::ReadId(const JsonObject& object) {
 }
 
 std::string Loader::ReadDisplayId(const JsonObject& object) {
-  const std::string id = ReadText(object, "displayId").value_or("");
+  const std::string id = m_Reader.ReadText(object, "displayId").value_or("");
   if (!id.empty() && !IsDisplayId(id)) {
     Report(object, "displayId",
            fmt::format("\"displayId\" \"{}\" must begin with a capital and "
@@ -370,6 +277,12 @@ std::string Loader::ReadDisplayId(const JsonObject& object) {
     return "";
   }
   return id;
+}
+
+// Of the item that was begun last, or of one of its options.
+States Loader::ReadStates(const JsonObject& object) {
+  const auto place = static_cast<std::uint32_t>(m_Items.size() - 1);
+  return {m_Rules.Read(object, "visible", place), m_Rules.Read(object, "enabled", place)};
 }
 
 std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemKind kind) {
@@ -388,14 +301,14 @@ std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemK
     case ItemKind::kAction:
       return std::nullopt;
   }
-  value.key = ReadKey(object);
+  value.key = m_Reader.ReadKey(object).value_or("db/menu/" + m_Reader.Here().item);
   return value;
 }
 
 void Loader::ReadSwitch(const JsonObject& object, ValueDefinition& value) {
   value.storage = ReadStorage(object, Storage::kInt);
-  value.values = std::vector<Option>{{"off", "Off", 0}, {"on", "On", 1}};
-  const auto standard = ReadText(object, "default");
+  value.values = std::vector<Option>{{"off", "Off", 0, {}}, {"on", "On", 1, {}}};
+  const auto standard = m_Reader.ReadText(object, "default");
   const auto position = standard ? FindValue(value.values, *standard) : std::nullopt;
   if (standard && !position) {
     Report(object, "default", "\"default\" of a switch must be \"on\" or \"off\"");
@@ -406,7 +319,7 @@ void Loader::ReadSwitch(const JsonObject& object, ValueDefinition& value) {
 void Loader::ReadList(const JsonObject& object, ValueDefinition& value) {
   value.storage = ReadStorage(object, Storage::kString);
   ReadFollows(object, value);
-  const auto standard = ReadText(object, "default");
+  const auto standard = m_Reader.ReadText(object, "default");
   const Json::Value* list = object.Find("options");
   if (list == nullptr) {
     return;
@@ -446,10 +359,11 @@ std::vector<Option> Loader::ReadOptions(const Json::Value& list, Storage storage
 
 // Nothing when it has no value.
 std::optional<Option> Loader::ReadOption(const JsonObject& object, Storage storage) {
-  CheckMembers(object, "an option", kOptionMembers);
+  m_Reader.CheckMembers(object, "an option", kOptionMembers);
   Option option;
-  option.value = ReadText(object, "value").value_or("");
-  option.name = ReadText(object, "name").value_or("");
+  option.value = m_Reader.ReadText(object, "value").value_or("");
+  option.name = m_Reader.ReadText(object, "name").value_or("");
+  option.states = ReadStates(object);
   if (option.value.empty()) {
     return std::nullopt;
   }
@@ -468,7 +382,7 @@ std::optional<Option> Loader::ReadOption(const JsonObject& object, Storage stora
 }
 
 void Loader::ReadFollows(const JsonObject& object, ValueDefinition& value) {
-  const auto follows = ReadText(object, "follows");
+  const auto follows = m_Reader.ReadText(object, "follows");
   value.followsSpeaker = follows == "speaker";
   if (follows && !value.followsSpeaker) {
     Report(object, "follows",
@@ -477,8 +391,8 @@ void Loader::ReadFollows(const JsonObject& object, ValueDefinition& value) {
 }
 
 void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
-  const auto standard = ReadNumber(object, "default");
-  const std::string unit = ReadText(object, "unit").value_or("");
+  const auto standard = m_Reader.ReadNumber(object, "default");
+  const std::string unit = m_Reader.ReadText(object, "unit").value_or("");
   const auto grid = ReadGrid(object);
   if (!grid) {
     ReadStorage(object, Storage::kInt);
@@ -493,16 +407,16 @@ void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
     Report(object, "default",
            fmt::format("default {} is not min plus a whole number of steps, or "
                        "is above max",
-                       m_Source->Written(*object.Find("default"))));
+                       m_Reader.Written(*object.Find("default"))));
   }
   value.standard = position.value_or(0);
   value.values = Range{*grid, ReadShown(object, *grid), unit};
 }
 
 std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
-  const auto min = ReadNumber(object, "min");
-  const auto max = ReadNumber(object, "max");
-  const auto step = ReadNumber(object, "step");
+  const auto min = m_Reader.ReadNumber(object, "min");
+  const auto max = m_Reader.ReadNumber(object, "max");
+  const auto step = m_Reader.ReadNumber(object, "step");
   if (!min || !max || !step) {
     return std::nullopt;
   }
@@ -533,9 +447,9 @@ NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
     return grid;
   }
   const JsonObject shown(*json);
-  CheckMembers(shown, "\"shown\"", kShownMembers);
-  const auto min = ReadNumber(shown, "min");
-  const auto step = ReadNumber(shown, "step");
+  m_Reader.CheckMembers(shown, "\"shown\"", kShownMembers);
+  const auto min = m_Reader.ReadNumber(shown, "min");
+  const auto step = m_Reader.ReadNumber(shown, "step");
   if (!min || !step) {
     return grid;
   }
@@ -550,7 +464,7 @@ NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
 }
 
 Storage Loader::ReadStorage(const JsonObject& object, Storage otherwise) {
-  const auto storage = ReadText(object, "storage");
+  const auto storage = m_Reader.ReadText(object, "storage");
   if (storage && *storage != "int" && *storage != "string") {
     Report(object, "storage",
            fmt::format("unknown storage \"{}\": use \"int\" or \"string\"", *storage));
@@ -559,21 +473,6 @@ Storage Loader::ReadStorage(const JsonObject& object, Storage otherwise) {
     return Storage::kInt;
   }
   return storage == "string" ? Storage::kString : otherwise;
-}
-
-std::string Loader::ReadKey(const JsonObject& object) {
-  const auto key = ReadText(object, "key");
-  if (!key) {
-    return "db/menu/" + m_ItemId;
-  }
-  if (!IsItemKey(*key)) {
-    Report(object, "key",
-           fmt::format("key \"{}\" must begin with db/ or memory/, have letters, "
-                       "digits, \"_\", \"-\" and \".\" between single slashes, at "
-                       "most {} bytes in all, and not lie in memory/menu/preview/",
-                       *key, kMaxKeyBytes));
-  }
-  return *key;
 }
 
 // The keys of the maps lie in m_Items, which grows no more.

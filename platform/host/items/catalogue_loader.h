@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "items/item.h"
+#include "items/rules.h"
 
 namespace host {
 
@@ -15,6 +16,7 @@ using ItemPlaces = std::unordered_map<std::string_view, std::uint32_t>;
 struct LoadedItems {
   std::vector<Item> items;
   ItemPlaces places;  // by identifier; its keys lie in `items`
+  Rules rules;
 };
 
 // The items in a catalogue file and the files that it names, as Catalogue::Load describes.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "items/number_grid.h"
+#include "items/rules.h"
 
 namespace host {
 
@@ -20,10 +21,17 @@ enum class Storage { kInt, kString };
 // on its grid.
 using ValuePosition = std::int64_t;
 
+// When something is visible and enabled.
+struct States {
+  RuleIndex visible = kNoRule;
+  RuleIndex enabled = kNoRule;
+};
+
 struct Option {
   std::string value;
   std::string name;
   int number = 0;  // what Storage::kInt stores
+  States states;
 };
 
 struct Range {
@@ -64,6 +72,7 @@ struct Item {
   std::string displayId;
   std::uint32_t parent = kNoItem;  // kNoItem at the top of the menu
   std::vector<std::uint32_t> children;
+  States states;
   std::optional<ValueDefinition> value;  // nothing for groups and actions
 };
 

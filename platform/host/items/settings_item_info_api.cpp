@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include "items/disabled_items.h"
 #include "items/item_value.h"
 #include "items/library.h"
 #include "items/text.h"
@@ -39,6 +40,18 @@ void CopyText(const std::string& text, char* buffer) {
   host::CopyCut(text, buffer, SETTINGS_ITEM_TEXT_SIZE);
 }
 
+Json::Value TopItems() {
+  Json::Value list(Json::arrayValue);
+  if (const host::Catalogue* catalogue = host::LoadedCatalogue()) {
+    for (const Item& item : catalogue->Items()) {
+      if (item.parent == host::kNoItem) {
+        list.append(item.id);
+      }
+    }
+  }
+  return list;
+}
+
 // JSON, so that no text can be mistaken for two; empty when there is nothing to list.
 std::string ListText(const Json::Value& list) {
   if (list.empty()) {
@@ -55,6 +68,7 @@ std::string ListText(const Json::Value& list) {
 void CSettingsItemInfoAPI::InitSettingsItemInfoAPI() {
   host::LoadCatalogue(host::GetEnvironment().dataDir / "catalogue" / "menu.json");
   CMenuAudioUtil::FreshSpeakerType();
+  host::DisabledItems::Get().DropUnknown();
 }
 
 int CSettingsItemInfoAPI::GetItemValue(const char* menuID, char* valueName, char* value) {
@@ -123,9 +137,11 @@ std::string CSettingsItemInfoAPI::GetItemDataListByString(const char* menuID) {
 }
 
 std::string CSettingsItemInfoAPI::GetSubItemsListByString(const char* menuID) {
-  const Item* item = FindItem(menuID);
+  if (menuID != nullptr && *menuID == '\0') {
+    return ListText(TopItems());
+  }
   Json::Value list(Json::arrayValue);
-  if (item != nullptr) {
+  if (const Item* item = FindItem(menuID)) {
     for (const std::uint32_t child : item->children) {
       list.append(host::LoadedCatalogue()->At(child).id);
     }

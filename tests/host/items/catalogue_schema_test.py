@@ -32,6 +32,21 @@ RANGE = {
     "min": -1, "max": 1, "step": 0.5, "default": 0,
 }
 ACTION = {"id": "reset", "kind": "action", "name": "Reset", "displayId": "MENU_RESET"}
+RULES = {
+    "all": [
+        {"any": [{"source": ["tv", "hdmi"]}, {"speaker": "receiver"}, {"speaker": ["a", "b"]}]},
+        {"not": {"item": "mode", "is": "4"}},
+        {"item": "mode", "is": ["4", "6"]},
+        {"item": "tint", "is": 0.5},
+        {"item": "tint", "is": [0, 1]},
+        {"key": "db/menu/mode", "is": "4"},
+        {"key": "memory/mode", "is": [""]},
+        {"key": "memory/mode", "is": -1},
+        {"key": "memory/mode", "is": [0, 1]},
+        {"feature": "com.velmora/featureconf/game_bar.support", "is": True},
+        {"feature": "com.velmora/type", "is": [1, 2]},
+    ]
+}
 
 
 def is_valid(document):
@@ -76,10 +91,61 @@ class CatalogueSchema(unittest.TestCase):
             with_item(RANGE),
             with_item(RANGE, unit="m", shown={"min": 0, "step": 10}),
             with_item(ACTION),
+            with_item(GROUP, visible={"source": "hdmi"}, enabled={"not": {"source": "tv"}}),
+            with_item(SWITCH, visible=RULES, enabled=RULES),
+            with_item(LIST, visible=RULES, enabled=RULES),
+            with_item(RANGE, visible=RULES, enabled=RULES),
+            with_item(ACTION, visible=RULES, enabled=RULES),
+            with_item(LIST, options=[
+                {"value": "4", "name": "4 hours", "visible": RULES, "enabled": RULES},
+            ]),
             {"files": ["picture.json"]},
         ]:
             with self.subTest(document=document):
                 self.assertTrue(is_valid(document))
+
+    def test_wrong_rules_are_rejected(self):
+        for rule in [
+            True,
+            [],
+            {},
+            {"none": []},
+            {"all": []},
+            {"any": []},
+            {"any": {"source": "tv"}},
+            {"not": []},
+            {"all": [{"source": "tv"}, {}]},
+            {"source": "tv", "speaker": "receiver"},
+            {"all": [{"source": "tv"}], "any": [{"source": "tv"}]},
+            {"item": "mode"},
+            {"item": "Mode", "is": "4"},
+            {"item": "mode", "in": ["4"]},
+            {"item": "mode", "is": []},
+            {"item": "mode", "is": True},
+            {"item": "mode", "is": ["4", 4]},
+            {"key": "etc/a", "is": 1},
+            {"key": "db/a", "is": True},
+            {"key": "db/a", "is": 1.5},
+            {"key": "db/a", "is": 2147483648},
+            {"key": "db/a", "is": ["a", 1]},
+            {"key": "memory/menu/preview/mode", "is": "4"},
+            {"feature": "gamebar", "is": True},
+            {"feature": "a/b", "is": "true"},
+            {"feature": "a/b", "is": [True, 1]},
+            {"feature": "a/b"},
+            {"source": "HDMI"},
+            {"source": []},
+            {"source": ["tv", "moon"]},
+            {"speaker": ""},
+            {"speaker": 1},
+            {"speaker": []},
+        ]:
+            option = {"value": "4", "name": "4 hours"}
+            with self.subTest(rule=rule):
+                self.assertFalse(is_valid(with_item(ACTION, visible=rule)))
+                self.assertFalse(is_valid(with_item(GROUP, enabled=rule)))
+                self.assertFalse(is_valid(with_item(LIST, options=[option | {"visible": rule}])))
+                self.assertFalse(is_valid(with_item(LIST, options=[option | {"enabled": rule}])))
 
     def test_wrong_catalogues_are_rejected(self):
         for document in [

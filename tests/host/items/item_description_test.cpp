@@ -137,6 +137,10 @@ TEST_F(ItemDescription, TheItemsRightBelowAGroupAreListedInMenuOrder) {
   EXPECT_EQ(Api::GetSubItemsListByString("expert"), R"(["tint","delay"])");
 }
 
+TEST_F(ItemDescription, TheTopOfTheMenuIsListedForAnEmptyIdentifier) {
+  EXPECT_EQ(Api::GetSubItemsListByString(""), R"(["picture","odd","gamemode","reset"])");
+}
+
 TEST_F(ItemDescription, WhatHasNothingBelowItAnswersAnEmptyText) {
   for (const char* menuID :
        {"picturemode", "gamemode", "reset", "nosuchitem", static_cast<const char*>(nullptr)}) {
@@ -172,6 +176,7 @@ class LoadingItems : public ItemDescription {
     EXPECT_EQ(Path("picturemode"), std::nullopt);
     EXPECT_EQ(Api::GetItemDataListByString("picturemode"), "");
     EXPECT_EQ(Api::GetSubItemsListByString("picture"), "");
+    EXPECT_EQ(Api::GetSubItemsListByString(""), "");
     EXPECT_EQ(BoundsOf("tint", true), std::nullopt);
   }
 };

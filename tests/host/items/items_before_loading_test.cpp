@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "menu_audio_util.h"
+#include "platform_double.h"
 #include "settings_item_info_api.h"
 
 // A program of its own: nothing in it ever loads the items.
@@ -33,6 +35,35 @@ TEST(ItemsBeforeLoading, EveryQueryFailsAndLeavesItsOutputs) {
   EXPECT_EQ(Api::SetItemValue("picturemode", "standard", false), -1);
   EXPECT_EQ(Api::GetItemDataListByString("picturemode"), "");
   EXPECT_EQ(Api::GetSubItemsListByString("picture"), "");
+}
+
+TEST(ItemsBeforeLoading, NoStateIsKnown) {
+  EXPECT_EQ(Api::GetItemVisible("picturemode"), -1);
+  EXPECT_EQ(Api::GetItemEnable("picturemode", false), -1);
+  EXPECT_EQ(Api::GetItemEnable("picturemode", true), -1);
+  EXPECT_EQ(Api::GetItemPathVisible("picturemode"), -1);
+  EXPECT_EQ(Api::GetItemPathEnable("picturemode"), -1);
+  EXPECT_EQ(Api::GetSubListItemVisible("picturemode", "standard"), -1);
+  EXPECT_EQ(Api::GetSubListItemEnable("picturemode", "standard"), -1);
+}
+
+TEST(ItemsBeforeLoading, TheRecordOfDisabledItemsCanBeTakenOverButNotUsed) {
+  constexpr char kMirror[] = R"({"id":"picturemode","apps":["org.example.app"]})";
+  PlatformDouble::Get().SetKey("memory/menu/disabled_items", kMirror);
+  Api::UpdateDisabledItemList();
+
+  std::vector<std::string> requested = {"picturemode", "brightness"};
+  std::vector<std::string> texts;
+  EXPECT_FALSE(Api::DisableItem("picturemode", "org.example.app"));
+  EXPECT_FALSE(Api::DisableItemsByList(requested, texts, "org.example.app"));
+  EXPECT_FALSE(Api::EnableItem("picturemode", "org.example.app"));
+  EXPECT_FALSE(Api::RemoveDisabledItemsByAppname(texts, "org.example.app"));
+  EXPECT_FALSE(Api::IsItemEnabled("brightness"));
+  EXPECT_FALSE(Api::GetDisablerAppNamesByMenuId("picturemode", texts));
+  EXPECT_FALSE(Api::GetDisabledItemsList(texts));
+  EXPECT_TRUE(texts.empty());
+  EXPECT_EQ(PlatformDouble::Get().Writes(), 0);
+  EXPECT_TRUE(PlatformDouble::Get().Log().empty());
 }
 
 TEST(ItemsBeforeLoading, TheSpeakerTypeCanBeReadAlready) {

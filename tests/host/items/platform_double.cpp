@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "dlog.h"
+#include "system_info.h"
 #include "vconf.h"
 
 PlatformDouble& PlatformDouble::Get() {
@@ -26,9 +27,23 @@ void PlatformDouble::SetKey(const std::string& key, std::variant<int, std::strin
 
 void PlatformDouble::RemoveKey(const std::string& key) { m_Keys.erase(key); }
 
+void PlatformDouble::SetFeature(const std::string& key, std::variant<bool, int> value) {
+  m_Features[key] = value;
+}
+
+std::optional<std::variant<bool, int>> PlatformDouble::Feature(const std::string& key) const {
+  const auto found = m_Features.find(key);
+  return found == m_Features.end() ? std::nullopt : std::optional(found->second);
+}
+
 void PlatformDouble::FailWrites() { m_AllWritesFail = true; }
 
 void PlatformDouble::FailWritesTo(const std::string& key) { m_FailingKey = key; }
+
+void PlatformDouble::LetWritesSucceed() {
+  m_AllWritesFail = false;
+  m_FailingKey.clear();
+}
 
 bool PlatformDouble::DoesWriteFail(const std::string& key) const {
   return m_AllWritesFail || key == m_FailingKey;
@@ -63,6 +78,24 @@ char* vconf_get_str(const char* key) {
 }
 
 int vconf_set_str(const char* key, const char* value) { return WriteKey(key, std::string(value)); }
+
+namespace {
+
+template <typename Type>
+int ReadFeature(const char* key, Type* value) {
+  const auto feature = PlatformDouble::Get().Feature(key);
+  if (!feature || !std::holds_alternative<Type>(*feature)) {
+    return -1;
+  }
+  *value = std::get<Type>(*feature);
+  return 0;
+}
+
+}  // namespace
+
+int system_info_get_custom_bool(const char* key, bool* value) { return ReadFeature(key, value); }
+
+int system_info_get_custom_int(const char* key, int* value) { return ReadFeature(key, value); }
 
 int __dlog_print(log_id_t, int priority, const char* tag, const char* format, ...) {
   char text[4096];

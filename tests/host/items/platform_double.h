@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-// Stands in for the key store and the log under the settings data library: both in memory, to be
-// looked into. One for the whole process; Reset makes it new.
+// Stands in for the key store, the model and the log under the settings data library: all in
+// memory, to be looked into. One for the whole process; Reset makes it new.
 class PlatformDouble {
  public:
   static PlatformDouble& Get();
@@ -18,9 +18,14 @@ class PlatformDouble {
   void SetKey(const std::string& key, std::variant<int, std::string> value);
   void RemoveKey(const std::string& key);
 
+  // Gives the model a feature.
+  void SetFeature(const std::string& key, std::variant<bool, int> value);
+  std::optional<std::variant<bool, int>> Feature(const std::string& key) const;
+
   // From now on every write fails; or only those to one key.
   void FailWrites();
   void FailWritesTo(const std::string& key);
+  void LetWritesSucceed();
   bool DoesWriteFail(const std::string& key) const;
 
   // How many writes there were, failed ones not counted.
@@ -39,6 +44,7 @@ class PlatformDouble {
   friend int WriteKey(const char* key, std::variant<int, std::string> value);
 
   std::map<std::string, std::variant<int, std::string>> m_Keys;
+  std::map<std::string, std::variant<bool, int>> m_Features;
   bool m_AllWritesFail = false;
   std::string m_FailingKey;
   int m_Writes = 0;

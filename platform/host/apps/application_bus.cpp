@@ -1,0 +1,165 @@
+#include "apps/application_bus.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+
+#include "apps/application_id.h"
+#include "apps/bus_connection.h"
+
+// All threads share one connection that no main loop reads: it is opened by the first call and
+// looked after by the calls themselves, so it costs nothing while nobody asks.
+//
+// It stays open after a launch. The bus keeps an activation until the application has taken its
+// name, and drops it when the sender is gone by then.
+//
+// An activation asks for no reply. A reply would have to be waited for or collected, and a hung
+// application never sends one: those that the bus still expects are counted against us until
+// nothing at all can be sent. So whether an application exists is asked beforehand. That leaves
+// a moment in which it may go; then its activation is lost, as with an application that is
+// killed before it could read it.
+
+namespace host {
+namespace {
+
+// A bus may throw out a client for a message that it finds too large.
+constexpr std::size_t kMostExtraData = 1024 * 1024;
+
+struct MessageDropper {
+  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, MessageDropper>;
+
+int HasOwner(sd_bus* bus, const std::string& name) {
+  sd_bus_message* raw = nullptr;
+  int result =
+      sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                         "org.freedesktop.DBus", "NameHasOwner", nullptr, &raw, "s", name.c_str());
+  const Message reply(raw);
+  int owned = 0;
+  if (result >= 0) {
+    result = sd_bus_message_read(raw, "b", &owned);
+  }
+  return result < 0 ? result : owned;
+}
+
+int IsActivatable(sd_bus* bus, const std::string& name) {
+  char** names = nullptr;
+  const int result = sd_bus_list_names(bus, nullptr, &names);
+  if (result < 0) {
+    return result;
+  }
+  int found = 0;
+  for (char** each = names; each != nullptr && *each != nullptr; ++each) {
+    found |= name == *each;
+    std::free(*each);
+  }
+  std::free(names);
+  return found;
+}
+
+int IsInstalled(sd_bus* bus, const std::string& id) {
+  const int running = HasOwner(bus, id);
+  return running != 0 ? running : IsActivatable(bus, id);
+}
+
+int AppendExtraData(sd_bus_message* message, const std::map<std::string, std::string>& extraData) {
+  int result = sd_bus_message_open_container(message, 'a', "{sv}");
+  for (auto each = extraData.begin(); result >= 0 && each != extraData.end(); ++each) {
+    result = sd_bus_message_append(message, "{sv}", each->first.c_str(), "s", each->second.c_str());
+  }
+  return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+int MakeActivation(sd_bus* bus, const std::string& id,
+                   const std::map<std::string, std::string>& extraData, Message& message) {
+  sd_bus_message* raw = nullptr;
+  const int result =
+      sd_bus_message_new_method_call(bus, &raw, id.c_str(), ApplicationObjectPath(id).c_str(),
+                                     "org.freedesktop.Application", "Activate");
+  message.reset(raw);
+  return result < 0 ? result : AppendExtraData(raw, extraData);
+}
+
+int Activate(sd_bus* bus, const std::string& id,
+             const std::map<std::string, std::string>& extraData) {
+  Message activation;
+  const int made = MakeActivation(bus, id, extraData, activation);
+  if (made < 0) {
+    return made;
+  }
+  const int installed = IsInstalled(bus, id);
+  if (installed <= 0) {
+    return installed < 0 ? installed : -ENOPKG;
+  }
+  // Without a cookie sd-bus marks the call as one that needs no reply.
+  const int sent = sd_bus_send(bus, activation.get(), nullptr);
+  return sent < 0 ? sent : Settle(bus);
+}
+
+std::size_t SizeOf(const std::map<std::string, std::string>& extraData) {
+  std::size_t size = 0;
+  for (const auto& [key, value] : extraData) {
+    size += key.size() + value.size();
+  }
+  return size;
+}
+
+class SharedConnection {
+ public:
+  // Runs `body` with the connection. Returns what it returns, or a negative errno when there is
+  // no connection.
+  template <typename Body>
+  int Use(Body body) {
+    const std::lock_guard lock(m_Mutex);
+    const int usable = MakeUsable();
+    return usable < 0 ? usable : body(m_Connection.get());
+  }
+
+ private:
+  // Opens the connection, or handles what arrived since its last use.
+  int MakeUsable() {
+    if (m_Connection) {
+      const int settled = Settle(m_Connection.get());
+      if (sd_bus_is_open(m_Connection.get()) > 0) {
+        return settled;
+      }
+    }
+    return Connect(m_Connection);
+  }
+
+  std::mutex m_Mutex;
+  BusConnection m_Connection;
+};
+
+// Never destroyed: threads may still need it while the process ends.
+SharedConnection& Bus() {
+  static auto* const connection = new SharedConnection();
+  return *connection;
+}
+
+}  // namespace
+
+int ActivateApplication(const std::string& id,
+                        const std::map<std::string, std::string>& extraData) {
+  if (!IsApplicationId(id)) {
+    return -EINVAL;
+  }
+  if (SizeOf(extraData) > kMostExtraData) {
+    return -E2BIG;
+  }
+  return Bus().Use([&](sd_bus* bus) { return Activate(bus, id, extraData); });
+}
+
+int IsApplicationRunning(const std::string& id) {
+  if (!IsApplicationId(id)) {
+    return -EINVAL;
+  }
+  return Bus().Use([&](sd_bus* bus) { return HasOwner(bus, id); });
+}
+
+}  // namespace host

@@ -1,0 +1,24 @@
+#include "apps/application_id.h"
+
+#include <systemd/sd-bus.h>
+
+namespace host {
+
+bool IsApplicationId(const std::string& id) {
+  return sd_bus_service_name_is_valid(id.c_str()) > 0 && !id.starts_with(':') &&
+         !id.starts_with("org.freedesktop.") && !id.starts_with("org.nuvra.service.");
+}
+
+std::string ApplicationObjectPath(const std::string& id) {
+  std::string path = "/" + id;
+  for (char& character : path) {
+    if (character == '.') {
+      character = '/';
+    } else if (character == '-') {
+      character = '_';
+    }
+  }
+  return path;
+}
+
+}  // namespace host

@@ -1,0 +1,408 @@
+#include "items/rule_reader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <set>
+
+#include "items/text.h"
+
+namespace host {
+namespace {
+
+constexpr KnownMember kAllMembers[] = {{"all", true}};
+constexpr KnownMember kAnyMembers[] = {{"any", true}};
+constexpr KnownMember kNotMembers[] = {{"not", true}};
+constexpr KnownMember kItemMembers[] = {{"item", true}, {"is", true}};
+constexpr KnownMember kKeyMembers[] = {{"key", true}, {"is", true}};
+constexpr KnownMember kFeatureMembers[] = {{"feature", true}, {"is", true}};
+constexpr KnownMember kSourceMembers[] = {{"source", true}};
+constexpr KnownMember kSpeakerMembers[] = {{"speaker", true}};
+
+// The member that tells what a rule is, with all of its members. Which of the two kinds of keys
+// or features it is, its values tell.
+struct Form {
+  std::string_view member;
+  RuleKind kind;
+  std::string_view what;
+  std::span<const KnownMember> members;
+};
+
+constexpr Form kForms[] = {
+    {"all", RuleKind::kAll, "an \"all\" rule", kAllMembers},
+    {"any", RuleKind::kAny, "an \"any\" rule", kAnyMembers},
+    {"not", RuleKind::kNot, "a \"not\" rule", kNotMembers},
+    {"item", RuleKind::kItem, "a rule over an item", kItemMembers},
+    {"key", RuleKind::kTextKey, "a rule over a key", kKeyMembers},
+    {"feature", RuleKind::kBoolFeature, "a rule over a feature", kFeatureMembers},
+    {"source", RuleKind::kSource, "a rule over the source", kSourceMembers},
+    {"speaker", RuleKind::kSpeaker, "a rule over the speaker", kSpeakerMembers},
+};
+
+constexpr std::string_view kSourceTypes[] = {"tv",    "hdmi", "component", "av",
+                                             "scart", "pc",   "usb",       "app"};
+
+bool IsFeatureKey(std::string_view key) {
+  const auto isGood = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-' || c == '.' || c == '/';
+  };
+  return key.find('/') != key.npos && key.front() != '/' && key.back() != '/' &&
+         key.find("//") == key.npos && std::all_of(key.begin(), key.end(), isGood);
+}
+
+// A value that stands for itself, or the values of a list.
+std::vector<const Json::Value*> ValuesOf(const Json::Value& json) {
+  if (!json.isArray()) {
+    return {&json};
+  }
+  std::vector<const Json::Value*> values;
+  for (const Json::Value& value : json) {
+    values.push_back(&value);
+  }
+  return values;
+}
+
+// The first of the values that fails; null when all are good. An empty list fails as a whole.
+template <typename Predicate>
+const Json::Value* FindBad(const Json::Value& json, Predicate isGood) {
+  const auto values = ValuesOf(json);
+  const auto bad = std::find_if_not(values.begin(), values.end(),
+                                    [&](const Json::Value* value) { return isGood(*value); });
+  if (values.empty()) {
+    return &json;
+  }
+  return bad == values.end() ? nullptr : *bad;
+}
+
+bool IsText(const Json::Value& value) { return value.isString() && IsPlainText(TextOf(value)); }
+
+// A number such as 2.0 counts as an integer for JsonCpp; here it does not.
+bool IsInteger(const Json::Value& value) {
+  return value.type() != Json::realValue && value.isInt();
+}
+
+bool IsTruth(const Json::Value& value) { return value.isBool(); }
+
+bool IsSpeakerType(const Json::Value& value) { return IsText(value) && !TextOf(value).empty(); }
+
+bool IsSourceType(const Json::Value& value) {
+  return std::find(std::begin(kSourceTypes), std::end(kSourceTypes), TextOf(value)) !=
+         std::end(kSourceTypes);
+}
+
+std::string Quoted(std::span<const std::string_view> texts) {
+  return fmt::format("\"{}\"", fmt::join(texts, "\", \""));
+}
+
+// What an item with a value can be, for a message.
+std::string Describe(const ValueSet& values) {
+  if (const auto* options = std::get_if<std::vector<Option>>(&values)) {
+    std::vector<std::string_view> texts;
+    for (const Option& option : *options) {
+      texts.push_back(option.value);
+    }
+    return "its values are " + Quoted(texts);
+  }
+  const NumberGrid& grid = std::get<Range>(values).values;
+  return fmt::format("its values are the numbers from {} to {} in steps of {}", grid.Text(0),
+                     grid.Text(grid.LastPosition()), grid.Step());
+}
+
+}  // namespace
+
+RuleIndex RuleReader::Read(const JsonObject& object, std::string_view member, std::uint32_t place) {
+  const Json::Value* json = object.Find(member);
+  if (json == nullptr) {
+    return kNoRule;
+  }
+  m_Place = place;
+  const auto rule = static_cast<RuleIndex>(m_Rules.nodes.size());
+  ReadRule(*json);
+  return rule;
+}
+
+void RuleReader::ReadRule(const Json::Value& json) {
+  if (!json.isObject()) {
+    m_Reader.Report(json, "a rule must be an object like {\"item\": \"gamemode\", \"is\": \"on\"}");
+    return;
+  }
+  const JsonObject object(json);
+  const auto* form = std::find_if(std::begin(kForms), std::end(kForms), [&](const Form& known) {
+    return object.Find(known.member) != nullptr;
+  });
+  if (form == std::end(kForms)) {
+    m_Reader.Report(json,
+                    "a rule must have one of the members all, any, not, item, key, feature, "
+                    "source, speaker");
+    return;
+  }
+  m_Reader.CheckMembers(object, form->what, form->members);
+  const auto rule = static_cast<RuleIndex>(m_Rules.nodes.size());
+  RuleNode& node = m_Rules.nodes.emplace_back(RuleNode{form->kind, rule + 1});
+  const Json::Value& first = *object.Find(form->member);
+  switch (form->kind) {
+    case RuleKind::kAll:
+    case RuleKind::kAny:
+      ReadParts(first, form->member);
+      break;
+    case RuleKind::kNot:
+      ReadRule(first);
+      break;
+    case RuleKind::kItem:
+      ReadItemRule(object, rule);
+      break;
+    case RuleKind::kIntKey:
+    case RuleKind::kTextKey:
+      ReadKeyRule(object, node);
+      break;
+    case RuleKind::kBoolFeature:
+    case RuleKind::kIntFeature:
+      ReadFeatureRule(object, node);
+      break;
+    case RuleKind::kSource:
+      ReadSourceRule(first, node);
+      break;
+    case RuleKind::kSpeaker:
+      ReadSpeakerRule(first, node);
+      break;
+  }
+  m_Rules.nodes[rule].end = static_cast<RuleIndex>(m_Rules.nodes.size());
+}
+
+void RuleReader::ReadParts(const Json::Value& list, std::string_view name) {
+  if (!list.isArray() || list.empty()) {
+    m_Reader.Report(list, fmt::format("\"{}\" must be a list of at least one rule", name));
+    return;
+  }
+  for (const Json::Value& part : list) {
+    ReadRule(part);
+  }
+}
+
+void RuleReader::ReadItemRule(const JsonObject& object, RuleIndex rule) {
+  const auto id = m_Reader.ReadText(object, "item");
+  const Json::Value* values = object.Find("is");
+  if (!id || values == nullptr) {
+    return;
+  }
+  if (values->isArray() && values->empty()) {
+    m_Reader.Report(*values, "\"is\" must be a value, or a list of at least one value");
+    return;
+  }
+  m_Mentions.push_back(
+      {rule, m_Place, object.Find("item"), values, m_Reader.Here().source, kNoItem});
+}
+
+void RuleReader::ReadKeyRule(const JsonObject& object, RuleNode& node) {
+  const auto key = m_Reader.ReadKey(object);
+  const Json::Value* values = object.Find("is");
+  if (!key || values == nullptr) {
+    return;
+  }
+  node.subject = AddText(*key);
+  if (FindBad(*values, IsInteger) == nullptr) {
+    node.kind = RuleKind::kIntKey;
+    AddNumbers(*values, node);
+  } else if (FindBad(*values, IsText) == nullptr) {
+    AddTexts(*values, node);
+  } else {
+    m_Reader.Report(*values,
+                    "\"is\" of a rule over a key must be a text without control "
+                    "characters or an integer of 32 bits, or a list of only the one or "
+                    "only the other");
+  }
+}
+
+void RuleReader::ReadFeatureRule(const JsonObject& object, RuleNode& node) {
+  const auto key = m_Reader.ReadText(object, "feature");
+  const Json::Value* values = object.Find("is");
+  if (!key || values == nullptr) {
+    return;
+  }
+  if (!IsFeatureKey(*key)) {
+    m_Reader.Report(object, "feature",
+                    fmt::format("feature \"{}\" must have letters, digits, \"_\", \"-\" and \".\" "
+                                "between single slashes, of which there is one at least",
+                                *key));
+  }
+  node.subject = AddText(*key);
+  if (FindBad(*values, IsTruth) == nullptr) {
+    AddNumbers(*values, node);
+  } else if (FindBad(*values, IsInteger) == nullptr) {
+    node.kind = RuleKind::kIntFeature;
+    AddNumbers(*values, node);
+  } else {
+    m_Reader.Report(*values,
+                    "\"is\" of a rule over a feature must be true, false or an integer "
+                    "of 32 bits, or a list of only truth values or only integers");
+  }
+}
+
+void RuleReader::ReadSourceRule(const Json::Value& types, RuleNode& node) {
+  if (const Json::Value* bad = FindBad(types, IsSourceType)) {
+    m_Reader.Report(*bad, fmt::format("\"source\" must be one of {}, or a list of some of them",
+                                      Quoted(kSourceTypes)));
+    return;
+  }
+  AddTexts(types, node);
+}
+
+void RuleReader::ReadSpeakerRule(const Json::Value& types, RuleNode& node) {
+  if (const Json::Value* bad = FindBad(types, IsSpeakerType)) {
+    m_Reader.Report(*bad,
+                    "\"speaker\" must be a text of at least one character, UTF-8 without "
+                    "control characters, or a list of such texts");
+    return;
+  }
+  AddTexts(types, node);
+}
+
+std::uint32_t RuleReader::AddText(std::string_view text) {
+  m_Rules.texts.emplace_back(text);
+  return static_cast<std::uint32_t>(m_Rules.texts.size() - 1);
+}
+
+void RuleReader::AddTexts(const Json::Value& texts, RuleNode& node) {
+  node.firstValue = static_cast<std::uint32_t>(m_Rules.texts.size());
+  for (const Json::Value* text : ValuesOf(texts)) {
+    AddText(TextOf(*text));
+  }
+  node.endValue = static_cast<std::uint32_t>(m_Rules.texts.size());
+}
+
+void RuleReader::AddNumbers(const Json::Value& numbers, RuleNode& node) {
+  node.firstValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
+  for (const Json::Value* number : ValuesOf(numbers)) {
+    m_Rules.numbers.push_back(number->asInt());
+  }
+  node.endValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
+}
+
+void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) {
+  FindItems(items, places);
+  FindCircles(items);
+}
+
+void RuleReader::Report(const Mention& mention, const Json::Value& value,
+                        const std::vector<Item>& items, std::string message) {
+  m_Reader.GoTo({mention.source, items[mention.from].id});
+  m_Reader.Report(value, std::move(message));
+}
+
+// An item that has a mistake itself may be left out, or lack the value that a rule names, because
+// of that mistake.
+void RuleReader::FindItems(const std::vector<Item>& items, const ItemPlaces& places) {
+  std::set<std::string, std::less<>> mistaken;
+  for (const CatalogueProblem& problem : m_Reader.Problems()) {
+    mistaken.insert(problem.item);
+  }
+  const bool isComplete = !mistaken.contains("");
+  for (Mention& mention : m_Mentions) {
+    const std::string_view id = TextOf(*mention.id);
+    const auto found = places.find(id);
+    if (found != places.end()) {
+      mention.to = found->second;
+    }
+    if (mistaken.contains(id)) {
+      continue;
+    }
+    if (found != places.end()) {
+      FindValues(mention, items);
+    } else if (isComplete) {
+      Report(mention, *mention.id, items, fmt::format("rule over \"{}\", which is no item", id));
+    }
+  }
+}
+
+void RuleReader::FindValues(Mention& mention, const std::vector<Item>& items) {
+  const Item& item = items[mention.to];
+  if (!item.value) {
+    Report(mention, *mention.id, items,
+           fmt::format("rule over \"{}\", which has no value: it is {}", item.id,
+                       item.kind == ItemKind::kGroup ? "a group" : "an action"));
+    mention.to = kNoItem;
+    return;
+  }
+  const ValueSet& values = item.value->values;
+  const bool isRange = std::holds_alternative<Range>(values);
+  RuleNode& node = m_Rules.nodes[mention.rule];
+  node.subject = mention.to;
+  node.firstValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
+  for (const Json::Value* json : ValuesOf(*mention.values)) {
+    const std::string_view written = mention.source->Written(*json);
+    const auto position = FindValue(values, isRange ? written : TextOf(*json));
+    if (!position) {
+      Report(mention, *json, items,
+             fmt::format("\"{}\" is never {}: {}", item.id, written, Describe(values)));
+    }
+    m_Rules.numbers.push_back(position.value_or(0));
+  }
+  node.endValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
+}
+
+// Follows the mentions from item to item. Not by recursion: a chain of items may be as long as
+// the catalogue.
+void RuleReader::FindCircles(const std::vector<Item>& items) {
+  enum class Mark : std::uint8_t { kNew, kOnPath, kDone };
+  struct Step {
+    std::uint32_t item;
+    std::size_t next;  // the mention to follow next
+    bool isInCircle = false;
+  };
+  std::vector<Mark> marks(items.size(), Mark::kNew);
+  std::vector<Step> path;
+  const auto enter = [&](std::uint32_t item) {
+    const auto first = std::lower_bound(
+        m_Mentions.begin(), m_Mentions.end(), item,
+        [](const Mention& mention, std::uint32_t place) { return mention.from < place; });
+    marks[item] = Mark::kOnPath;
+    path.push_back({item, static_cast<std::size_t>(first - m_Mentions.begin())});
+  };
+  const auto closes = [&](std::uint32_t item) {
+    std::vector<std::size_t> mentions;
+    auto step = std::find_if(path.begin(), path.end(),
+                             [&](const Step& candidate) { return candidate.item == item; });
+    for (; step != path.end(); ++step) {
+      mentions.push_back(step->next - 1);
+    }
+    ReportCircle(items, mentions);
+  };
+  for (const Mention& start : m_Mentions) {
+    if (marks[start.from] == Mark::kNew) {
+      enter(start.from);
+    }
+    while (!path.empty()) {
+      Step& step = path.back();
+      if (step.next == m_Mentions.size() || m_Mentions[step.next].from != step.item) {
+        marks[step.item] = Mark::kDone;
+        path.pop_back();
+        continue;
+      }
+      const std::uint32_t to = m_Mentions[step.next++].to;
+      if (to == kNoItem) {
+        continue;
+      }
+      if (marks[to] == Mark::kNew) {
+        enter(to);
+      } else if (marks[to] == Mark::kOnPath && !step.isInCircle) {
+        step.isInCircle = true;  // further mentions of the same item would be reported again
+        closes(to);
+      }
+    }
+  }
+}
+
+void RuleReader::ReportCircle(const std::vector<Item>& items,
+                              std::span<const std::size_t> mentions) {
+  const Mention& first = m_Mentions[mentions.front()];
+  std::string circle = items[first.from].id;
+  for (const std::size_t mention : mentions) {
+    circle += " -> " + items[m_Mentions[mention].to].id;
+  }
+  Report(first, *first.id, items, "rules depend on themselves in a circle: " + circle);
+}
+
+}  // namespace host

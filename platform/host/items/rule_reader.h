@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "items/catalogue_loader.h"
+#include "items/catalogue_reader.h"
+#include "items/rules.h"
+
+namespace host {
+
+// Reads the rules of a catalogue (docs/items.md). Rules may mention items that come later, so
+// they are linked to them when all items have been read.
+class RuleReader {
+ public:
+  // `reader` must outlive it.
+  explicit RuleReader(CatalogueReader& reader) : m_Reader(reader) {}
+
+  // The rule in a member of `object`, which belongs to the item at `place`; kNoRule when there is
+  // none, or it has a mistake, which is reported then. Places never go down from call to call.
+  RuleIndex Read(const JsonObject& object, std::string_view member, std::uint32_t place);
+
+  // Reports what is wrong with the items that rules mention.
+  void Link(const std::vector<Item>& items, const ItemPlaces& places);
+
+  // The rules, when there was no mistake.
+  Rules Take() { return std::move(m_Rules); }
+
+ private:
+  // A rule of one item that mentions another.
+  struct Mention {
+    RuleIndex rule;
+    std::uint32_t from;
+    const Json::Value* id;
+    const Json::Value* values;
+    JsonSource* source;
+    std::uint32_t to = kNoItem;  // kNoItem as long as it is not known to have a value
+  };
+
+  void ReadRule(const Json::Value& json);
+  void ReadParts(const Json::Value& list, std::string_view name);
+  void ReadItemRule(const JsonObject& object, RuleIndex rule);
+  void ReadKeyRule(const JsonObject& object, RuleNode& node);
+  void ReadFeatureRule(const JsonObject& object, RuleNode& node);
+  void ReadSourceRule(const Json::Value& types, RuleNode& node);
+  void ReadSpeakerRule(const Json::Value& types, RuleNode& node);
+  std::uint32_t AddText(std::string_view text);
+  void AddTexts(const Json::Value& texts, RuleNode& node);
+  void AddNumbers(const Json::Value& numbers, RuleNode& node);
+
+  void Report(const Mention& mention, const Json::Value& value, const std::vector<Item>& items,
+              std::string message);
+  void FindItems(const std::vector<Item>& items, const ItemPlaces& places);
+  void FindValues(Mention& mention, const std::vector<Item>& items);
+  void FindCircles(const std::vector<Item>& items);
+  void ReportCircle(const std::vector<Item>& items, std::span<const std::size_t> mentions);
+
+  CatalogueReader& m_Reader;
+  Rules m_Rules;
+  std::uint32_t m_Place = 0;  // of the item whose rule is being read
+  std::vector<Mention> m_Mentions;
+};
+
+}  // namespace host
