@@ -122,38 +122,55 @@ std::string WriteJson(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
-Json::Value ParseReply(const std::string& text) {
+// One strict JSON value; nothing when the text is something else.
+std::optional<Json::Value> ParseJson(const std::string& text) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value value;
-  bool parsed = false;
   try {
-    parsed = reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
+    if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
+      return value;
+    }
   } catch (const Json::Exception&) {
     // Nested too deep.
   }
-  if (!parsed || !value.isObject()) {
+  return std::nullopt;
+}
+
+Json::Value ParseReply(const std::string& text) {
+  std::optional<Json::Value> value = ParseJson(text);
+  if (!value || !value->isObject()) {
     throw Error(ErrorCode::kProtocol, "the reply is not a JSON object",
                 "is this the settings service, and of the same release?");
   }
-  return value;
+  return *std::move(value);
 }
 
 using Arguments = std::initializer_list<std::pair<const char*, Json::Value>>;
 
-// Calls a method whose reply tells its result. Null when the service could not do it.
-Json::Value ResultOf(Client& client, const char* method, Arguments arguments) {
-  Json::Value data(Json::objectValue);
+Json::Value ObjectOf(Arguments arguments) {
+  Json::Value object(Json::objectValue);
   for (const auto& [name, value] : arguments) {
-    data[name] = value;
+    object[name] = value;
   }
-  const Reply reply = client.Call(method, data);
+  return object;
+}
+
+// Calls a method whose reply tells its result.
+Reply ReplyOf(Client& client, const char* method, Arguments arguments) {
+  Reply reply = client.Call(method, ObjectOf(arguments));
   if (!reply.body.isMember("call_api_success")) {
     throw Error(ErrorCode::kProtocol,
                 std::string("the settings service has no method \"") + method + "\"",
                 "update the service");
   }
+  return reply;
+}
+
+// Null when the service could not do it.
+Json::Value ResultOf(Client& client, const char* method, Arguments arguments) {
+  const Reply reply = ReplyOf(client, method, arguments);
   return reply.Succeeded() ? reply.body["return_data"] : Json::Value();
 }
 
@@ -162,9 +179,35 @@ std::optional<std::string> TextOf(Client& client, const char* method, Arguments 
   return result.isString() ? std::optional(result.asString()) : std::nullopt;
 }
 
-bool FlagOf(Client& client, const char* method, Arguments arguments) {
+std::optional<bool> AnswerOf(Client& client, const char* method, Arguments arguments) {
   const Json::Value result = ResultOf(client, method, arguments);
-  return result.isBool() && result.asBool();
+  return result.isBool() ? std::optional(result.asBool()) : std::nullopt;
+}
+
+Error UnreadableResult(const char* method) {
+  return Error(ErrorCode::kProtocol, std::string("the reply to ") + method + " cannot be read",
+               "is this the settings service, and of the same release?");
+}
+
+// A list travels as a text that is a JSON array of texts.
+std::optional<std::vector<std::string>> ListOf(Client& client, const char* method,
+                                               Arguments arguments) {
+  const std::optional<std::string> text = TextOf(client, method, arguments);
+  if (!text) {
+    return std::nullopt;
+  }
+  const std::optional<Json::Value> array = ParseJson(*text);
+  if (!array || !array->isArray()) {
+    throw UnreadableResult(method);
+  }
+  std::vector<std::string> list;
+  for (const Json::Value& entry : *array) {
+    if (!entry.isString()) {
+      throw UnreadableResult(method);
+    }
+    list.push_back(entry.asString());
+  }
+  return list;
 }
 
 }  // namespace
@@ -299,8 +342,124 @@ std::optional<std::string> Client::GetItemValueName(const std::string& item) {
 }
 
 bool Client::SetItemValue(const std::string& item, const std::string& value, bool preview) {
-  return FlagOf(*this, "SetItemValue",
-                {{"menuID", item}, {"Value", value}, {"PreViewFlag", preview}});
+  return AnswerOf(*this, "SetItemValue",
+                  {{"menuID", item}, {"Value", value}, {"PreViewFlag", preview}})
+      .value_or(false);
+}
+
+std::optional<std::string> Client::GetItemDisplayName(const std::string& item) {
+  return TextOf(*this, "GetItemDisplayName", {{"menuID", item}});
+}
+
+std::optional<std::string> Client::GetItemDisplayID(const std::string& item) {
+  return TextOf(*this, "GetItemDisplayID", {{"menuID", item}});
+}
+
+std::optional<std::string> Client::GetItemPath(const std::string& item) {
+  return TextOf(*this, "GetItemPath", {{"menuID", item}});
+}
+
+std::optional<Range> Client::GetItemMinMaxStepValue(const std::string& item) {
+  constexpr char kMethod[] = "GetItemMinMaxStepValue";
+  const Reply reply = ReplyOf(*this, kMethod, {{"menuID", item}});
+  if (!reply.Succeeded()) {
+    return std::nullopt;
+  }
+  const auto number = [&](const char* member) {
+    const Json::Value& value = reply.body[member];
+    if (!value.isNumeric()) {
+      throw UnreadableResult(kMethod);
+    }
+    return value.asDouble();
+  };
+  return Range{number("return_min"), number("return_max"), number("return_step")};
+}
+
+std::optional<std::vector<std::string>> Client::GetItemChildList(const std::string& item) {
+  return ListOf(*this, "GetItemChildList", {{"menuID", item}});
+}
+
+std::optional<std::vector<std::string>> Client::GetItemDataList(const std::string& item) {
+  return ListOf(*this, "GetItemDataList", {{"menuID", item}});
+}
+
+std::optional<bool> Client::GetItemVisible(const std::string& item) {
+  return AnswerOf(*this, "GetItemVisible", {{"menuID", item}});
+}
+
+std::optional<bool> Client::GetItemEnable(const std::string& item) {
+  return AnswerOf(*this, "GetItemEnable", {{"menuID", item}});
+}
+
+std::optional<bool> Client::GetItemPathVisible(const std::string& item) {
+  return AnswerOf(*this, "GetItemPathVisible", {{"menuID", item}});
+}
+
+std::optional<bool> Client::GetItemPathEnable(const std::string& item) {
+  return AnswerOf(*this, "GetItemPathEnable", {{"menuID", item}});
+}
+
+std::optional<bool> Client::GetItemDataVisible(const std::string& item, const std::string& value) {
+  return AnswerOf(*this, "GetItemDataVisible", {{"menuID", item}, {"Value", value}});
+}
+
+std::optional<bool> Client::GetItemDataEnable(const std::string& item, const std::string& value) {
+  return AnswerOf(*this, "GetItemDataEnable", {{"menuID", item}, {"Value", value}});
+}
+
+void Client::GetItemVisibleAsync(const std::string& item, int pid, int callback) {
+  Call("GetItemVisibleAsync", ObjectOf({{"menuID", item}}),
+       ObjectOf({{"pid", pid}, {"callback", callback}}));
+}
+
+void Client::GetItemPathEnableAsync(const std::string& item, int pid, int callback) {
+  Call("GetItemPathEnableAsync", ObjectOf({{"menuID", item}}),
+       ObjectOf({{"pid", pid}, {"callback", callback}}));
+}
+
+void Client::DisableItem(const std::string& item, const std::string& app) {
+  Call("DisableItem", ObjectOf({{"menuID", item}, {"appName", app}}));
+}
+
+void Client::EnableItem(const std::string& item, const std::string& app) {
+  Call("EnableItem", ObjectOf({{"menuID", item}, {"appName", app}}));
+}
+
+void Client::DisableItemsByList(const std::vector<std::string>& items, const std::string& app) {
+  Json::Value list(Json::arrayValue);
+  for (const std::string& item : items) {
+    list.append(item);
+  }
+  Call("DisableItemsByList", ObjectOf({{"menuIDList", list}, {"appName", app}}));
+}
+
+void Client::RemoveDisabledItemsByAppname(const std::string& app) {
+  Call("RemoveDisabledItemsByAppname", ObjectOf({{"appName", app}}));
+}
+
+std::optional<bool> Client::IsItemEnabled(const std::string& item) {
+  return AnswerOf(*this, "IsItemEnabled", {{"menuID", item}});
+}
+
+std::optional<std::vector<std::string>> Client::GetDisablerAppNamesByMenuId(
+    const std::string& item) {
+  return ListOf(*this, "GetDisablerAppNamesByMenuId", {{"menuID", item}});
+}
+
+std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
+  return ListOf(*this, "GetDisabledItemsList", {});
+}
+
+bool Client::RequestName(const std::string& name) {
+  if (sd_bus_service_name_is_valid(name.c_str()) <= 0 || name.front() == ':') {
+    throw std::invalid_argument("\"" + name +
+                                "\" is no bus name; use one such as org.example.game");
+  }
+  const int result = sd_bus_request_name(m_Impl->bus.get(), name.c_str(), 0);
+  if (result == -EEXIST) {
+    return false;
+  }
+  return result == -EALREADY || Check(result) >= 0;
 }
 
 Subscription Client::Subscribe(SignalCallback callback) {

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <limits>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -74,11 +76,36 @@ CLI::App* Tool::AddGroup(const std::string& name, const std::string& description
   return group;
 }
 
+void Tool::TakeCommand(const CLI::App& verb, std::vector<std::string>& command) {
+  m_CommandVerb = &verb;
+  m_Command = &command;
+}
+
+// CLI11 would give what is behind "--" to the verb's own arguments. No option of a tool has a value
+// that is a verb's name, so the first such name is the verb.
+int Tool::m_OwnArguments(int argc, char** argv) const {
+  const auto isVerb = [this](const char* argument) {
+    return !m_App.get_subcommands([&](const CLI::App* verb) { return verb->check_name(argument); })
+                .empty();
+  };
+  char** const end = argv + argc;
+  char** const verb = std::find_if(argv + 1, end, isVerb);
+  if (m_CommandVerb == nullptr || verb == end || !m_CommandVerb->check_name(*verb)) {
+    return argc;
+  }
+  const auto isMark = [](const char* argument) { return std::string_view(argument) == "--"; };
+  return static_cast<int>(std::find_if(verb, end, isMark) - argv);
+}
+
 int Tool::Run(int argc, char** argv) {
   // A reader that goes away is noticed where the output is written.
   signal(SIGPIPE, SIG_IGN);
+  const int own = m_OwnArguments(argc, argv);
+  if (own < argc) {
+    m_Command->assign(argv + own + 1, argv + argc);
+  }
   try {
-    m_App.parse(argc, argv);
+    m_App.parse(own, argv);
   } catch (const CLI::ParseError& error) {
     return m_App.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
   }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common.h"
 
@@ -24,13 +25,21 @@ class Tool {
                     std::function<ExitCode()> run);
   CLI::App* AddGroup(const std::string& name, const std::string& description);
 
+  // Lets what stands behind the first "--" of that verb's command line be a command, put into
+  // `command` without a look at it. One verb of a tool; `command` must outlive the run.
+  void TakeCommand(const CLI::App& verb, std::vector<std::string>& command);
+
   // Reads the command line, runs its verb and prints what failed. Returns the exit status.
   int Run(int argc, char** argv);
 
  private:
+  // How many of the arguments are the tool's own; the others are the command of TakeCommand.
+  int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
 
   CLI::App m_App;
+  const CLI::App* m_CommandVerb = nullptr;
+  std::vector<std::string>* m_Command = nullptr;
   std::function<ExitCode()> m_Verb;
 };
 

@@ -22,6 +22,7 @@ using settings::ErrorCode;
 using settings::Signal;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using Names = std::vector<std::string>;
 
 Json::Value Data(const std::string& name, const Json::Value& value) {
   Json::Value data;
@@ -73,6 +74,87 @@ TEST_F(ClientTest, AStoredValueIsReadBackAndAPreviewIsNot) {
   EXPECT_TRUE(client.SetItemValue("greeting", "other", true));
   EXPECT_EQ(client.GetItemValue("greeting"), "ȷ\"\\\n");
   EXPECT_FALSE(client.SetItemValue("greeting", "refused"));
+}
+
+TEST_F(ClientTest, ItemsAreDescribed) {
+  StartService();
+  Client client = Connect();
+  EXPECT_EQ(client.GetItemDisplayName("brightness"), "Brightness");
+  EXPECT_EQ(client.GetItemDisplayID("brightness"), "MENU_ITEM");
+  EXPECT_EQ(client.GetItemPath("brightness"), "picture/expert/brightness");
+  EXPECT_EQ(client.GetItemChildList("picture"), (Names{"picturemode", "expert"}));
+  EXPECT_EQ(client.GetItemDataList("picturemode"), (Names{"standard", "movie"}));
+  const auto range = client.GetItemMinMaxStepValue("brightness");
+  ASSERT_TRUE(range.has_value());
+  EXPECT_EQ(range->min, -0.5);
+  EXPECT_EQ(range->max, 50);
+  EXPECT_EQ(range->step, 0.5);
+}
+
+TEST_F(ClientTest, AQuestionThatTheServiceCannotAnswerHasNoAnswer) {
+  StartService();
+  Client client = Connect();
+  EXPECT_EQ(client.GetItemDisplayName("nosuchitem"), std::nullopt);
+  EXPECT_EQ(client.GetItemPath("nosuchitem"), std::nullopt);
+  EXPECT_EQ(client.GetItemChildList("brightness"), std::nullopt);
+  EXPECT_EQ(client.GetItemVisible("nosuchitem"), std::nullopt);
+  EXPECT_EQ(client.GetItemDataEnable("picturemode", "sepia"), std::nullopt);
+  EXPECT_EQ(client.GetDisablerAppNamesByMenuId("nosuchitem"), std::nullopt);
+  EXPECT_FALSE(client.GetItemMinMaxStepValue("picturemode").has_value());
+}
+
+TEST_F(ClientTest, StatesAreToldApart) {
+  StartService();
+  Client client = Connect();
+  EXPECT_EQ(client.GetItemVisible("brightness"), true);
+  EXPECT_EQ(client.GetItemPathVisible("brightness"), false);
+  EXPECT_EQ(client.GetItemEnable("picturemode"), false);
+  EXPECT_EQ(client.GetItemPathEnable("brightness"), true);
+  EXPECT_EQ(client.GetItemDataVisible("picturemode", "movie"), true);
+  EXPECT_EQ(client.GetItemDataEnable("picturemode", "movie"), false);
+}
+
+TEST_F(ClientTest, AnAsynchronousAnswerCarriesWhatTheAskerGave) {
+  StartService();
+  Client client = Connect();
+  std::vector<Signal> signals;
+  const auto subscription = client.Subscribe([&](const Signal& s) { signals.push_back(s); });
+  client.GetItemVisibleAsync("expert", 41, 7);
+  client.GetItemPathEnableAsync("brightness", 51, 8);
+  ASSERT_TRUE(client.RunUntil([&] { return signals.size() == 4; }, support::kPatience));
+  EXPECT_EQ(signals[1].type, 1);
+  EXPECT_EQ(signals[1].body, R"({"callback":7,"menuID":"expert","pid":41,"return_data":false})");
+  EXPECT_EQ(signals[3].type, 2);
+  EXPECT_EQ(signals[3].body, R"({"callback":8,"menuID":"brightness","pid":51,"return_data":true})");
+}
+
+TEST_F(ClientTest, TheRecordOfDisabledItemsIsChangedAndRead) {
+  StartService();
+  Client client = Connect();
+  client.DisableItemsByList({"brightness", "expert"}, "org.example.a");
+  client.DisableItem("brightness", "org.example.b");
+  EXPECT_EQ(client.GetDisabledItemsList(), (Names{"brightness", "expert"}));
+  EXPECT_EQ(client.GetDisablerAppNamesByMenuId("brightness"),
+            (Names{"org.example.a", "org.example.b"}));
+  client.EnableItem("brightness", "org.example.b");
+  EXPECT_EQ(client.IsItemEnabled("brightness"), false);
+  client.RemoveDisabledItemsByAppname("org.example.a");
+  EXPECT_EQ(client.IsItemEnabled("brightness"), true);
+  EXPECT_EQ(client.GetDisabledItemsList(), Names{});
+}
+
+TEST_F(ClientTest, ABusNameHasOneClientUntilThatEnds) {
+  Client second = Connect();
+  {
+    Client first = Connect();
+    EXPECT_TRUE(first.RequestName("org.example.app"));
+    EXPECT_TRUE(first.RequestName("org.example.app"));
+    EXPECT_FALSE(second.RequestName("org.example.app"));
+  }
+  EXPECT_TRUE(support::WaitUntil([&] { return second.RequestName("org.example.app"); }));
+  for (const std::string name : {"nodots", "", ":1.5", "a..b"}) {
+    EXPECT_THROW(second.RequestName(name), std::invalid_argument) << name;
+  }
 }
 
 TEST_F(ClientTest, ARequestTravelsAsItIs) {

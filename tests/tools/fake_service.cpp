@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "fake_menu.h"
+
 namespace {
 
 constexpr char kBusName[] = "org.nuvra.service.settings_service";
@@ -107,6 +109,12 @@ int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
     }
     return Reply(message, Filled(taken, taken));
   }
+  const auto send = [&](int signalType, const Json::Value& signal) {
+    Emit(bus, nullptr, signalType, Write(signal));
+  };
+  if (const auto answer = fake_menu::Answer(request, send)) {
+    return Reply(message, Write(*answer));
+  }
   if (method == "Echo") {
     return Reply(message, body);
   }
@@ -144,6 +152,17 @@ int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
   return Reply(message, R"({"return_data":""})");
 }
 
+// An application lives while it owns its name.
+int OnNameOwnerChanged(sd_bus_message* message, void*, sd_bus_error*) {
+  const char* name = nullptr;
+  const char* newOwner = nullptr;
+  Check(sd_bus_message_read(message, "sss", &name, nullptr, &newOwner), "read");
+  if (*newOwner == '\0') {
+    fake_menu::Release(name);
+  }
+  return 0;
+}
+
 int Serve(const std::string& address, const std::string& object) {
   sd_bus* bus = nullptr;
   Check(sd_bus_new(&bus), "new");
@@ -151,6 +170,10 @@ int Serve(const std::string& address, const std::string& object) {
   Check(sd_bus_set_bus_client(bus, 1), "client");
   Check(sd_bus_start(bus), "start");
   Check(sd_bus_add_object(bus, nullptr, object.c_str(), OnMessage, nullptr), "object");
+  Check(
+      sd_bus_match_signal(bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                          "org.freedesktop.DBus", "NameOwnerChanged", OnNameOwnerChanged, nullptr),
+      "match");
   Check(sd_bus_request_name(bus, kBusName, 0), "name");
   std::cout << "ready" << std::endl;
   for (;;) {

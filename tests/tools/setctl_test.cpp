@@ -340,4 +340,25 @@ TEST_F(Log, AReaderThatEndsEndsTheFollowing) {
   EXPECT_EQ(outcome.err, "");
 }
 
+TEST_F(Setctl, ACatalogueWithoutMistakesPassesSilently) {
+  const std::filesystem::path file = m_Root / "menu.json";
+  std::ofstream(file) << R"({"items": [{"id": "a", "kind": "action", "name": "A",
+                             "displayId": "MENU_A"}]})";
+  ExpectOutput(Run({"catalogue", "check", file}), "");
+}
+
+TEST_F(Setctl, EachMistakeInACatalogueIsPrintedWithItsPlace) {
+  const std::filesystem::path file = m_Root / "menu.json";
+  std::ofstream(file) << "{\"items\": [\n"
+                         "{\"id\": \"a\", \"kind\": \"action\", \"displayId\": \"MENU_A\"}]}";
+  const Outcome outcome = Run({"catalogue", "check", file});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(outcome.out, testing::StartsWith(file.native() + ":2: a: "));
+  EXPECT_EQ(Lines(outcome.out), 1);
+  EXPECT_THAT(Run({"catalogue", "check", file, "--json"}).out,
+              testing::StartsWith("{\"file\":\"" + file.native() +
+                                  "\",\"line\":2,\"item\":\"a\",\"message\":\""));
+}
+
 }  // namespace

@@ -10,7 +10,8 @@ constexpr char kFooter[] =
     "  setctl key get db/menu/brightness\n"
     "  setctl key list db/menu/\n"
     "  setctl key watch memory/ --count 1 --timeout 10\n"
-    "  setctl log --lines 20 --follow";
+    "  setctl log --lines 20 --follow\n"
+    "  setctl catalogue check menu.json";
 
 }  // namespace
 
@@ -23,5 +24,6 @@ int main(int argc, char** argv) {
   tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");
   setctl::AddKeyVerbs(tool, options);
   setctl::AddLogVerb(tool, options);
+  setctl::AddCatalogueVerb(tool, options);
   return tool.Run(argc, argv);
 }

@@ -15,9 +15,10 @@ struct Options {
 
 void AddKeyVerbs(tools::Tool& tool, const Options& options);
 void AddLogVerb(tools::Tool& tool, const Options& options);
+void AddCatalogueVerb(tools::Tool& tool, const Options& options);
 
-// Makes the set of the options the one that this process works on. Called by each verb first.
-// Throws tools::Failure (wrong usage) when there is no such directory.
+// Makes the set of the options the one that this process works on. Called first by each verb that
+// works on a set. Throws tools::Failure (wrong usage) when there is no such directory.
 void EnterSet(const Options& options);
 
 }  // namespace setctl

@@ -31,12 +31,15 @@ Failure FailureOf(const settings::Error& error) {
 
 }  // namespace
 
+std::chrono::microseconds AnswerTime(const Options& options) {
+  constexpr double kDefaultTimeout = 5;
+  return tools::Duration(options.timeout.value_or(kDefaultTimeout));
+}
+
 ExitCode WithClient(const Options& options,
                     const std::function<ExitCode(settings::Client&)>& verb) {
-  constexpr double kDefaultTimeout = 5;
   try {
-    settings::Client client(options.bus,
-                            tools::Duration(options.timeout.value_or(kDefaultTimeout)));
+    settings::Client client(options.bus, AnswerTime(options));
     return verb(client);
   } catch (const settings::Error& error) {
     throw FailureOf(error);

@@ -16,6 +16,9 @@ struct Options {
   bool json = false;
 };
 
+// How long connecting and each answer may take.
+std::chrono::microseconds AnswerTime(const Options& options);
+
 // Runs `verb` with a connection to the bus of the options. Errors of the client become failures
 // of the tool here and nowhere else.
 tools::ExitCode WithClient(const Options& options,

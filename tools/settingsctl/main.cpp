@@ -8,6 +8,8 @@ constexpr char kFooter[] =
     "Examples:\n"
     "  settingsctl get picturemode\n"
     "  settingsctl set picturemode movie\n"
+    "  settingsctl tree picture\n"
+    "  settingsctl hold brightness --app org.example.game -- sleep 60\n"
     "  settingsctl call SetItemValue gamemode Value=on PreViewFlag:=true\n"
     "  settingsctl request '{\"method\":\"GetItemValue\",\"data\":{\"menuID\":\"brightness\"}}'\n"
     "  settingsctl monitor --count 1 --timeout 10";
@@ -31,6 +33,11 @@ int main(int argc, char** argv) {
                     "How long an answer may take (5); for monitor: how long to listen");
   tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");
   settingsctl::AddValueVerbs(tool, options);
+  settingsctl::AddItemVerbs(tool, options);
+  settingsctl::AddTreeVerb(tool, options);
+  settingsctl::AddStateVerbs(tool, options);
+  settingsctl::AddDisablingVerbs(tool, options);
+  settingsctl::AddHoldVerb(tool, options);
   settingsctl::AddRequestVerbs(tool, options);
   settingsctl::AddMonitorVerb(tool, options);
   return tool.Run(argc, argv);

@@ -20,7 +20,7 @@ struct ValueArguments {
   bool preview = false;
 };
 
-Failure NoSuchItem(const std::string& item) {
+Failure NoItemWithValue(const std::string& item) {
   return Failure(ExitCode::kNotFound, fmt::format("no item {} with a value", Quote(item)));
 }
 
@@ -29,7 +29,7 @@ ExitCode Get(const Options& options, const ValueArguments& arguments, Client& cl
   const std::optional<std::string> name =
       value ? client.GetItemValueName(arguments.item) : std::nullopt;
   if (!name) {
-    throw NoSuchItem(arguments.item);
+    throw NoItemWithValue(arguments.item);
   }
   tools::PrintLine(
       options.json ? tools::JsonLine({{"item", arguments.item}, {"value", *value}, {"name", *name}})
@@ -41,7 +41,7 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
   if (!client.SetItemValue(arguments.item, arguments.value, arguments.preview)) {
     // The service does not tell which of the two was wrong.
     if (!client.GetItemValue(arguments.item)) {
-      throw NoSuchItem(arguments.item);
+      throw NoItemWithValue(arguments.item);
     }
     throw Failure(ExitCode::kRefused, fmt::format("{} does not take the value {}",
                                                   Quote(arguments.item), Quote(arguments.value)));

@@ -7,6 +7,11 @@
 namespace settingsctl {
 
 void AddValueVerbs(tools::Tool& tool, const Options& options);
+void AddItemVerbs(tools::Tool& tool, const Options& options);
+void AddTreeVerb(tools::Tool& tool, const Options& options);
+void AddStateVerbs(tools::Tool& tool, const Options& options);
+void AddDisablingVerbs(tools::Tool& tool, const Options& options);
+void AddHoldVerb(tools::Tool& tool, const Options& options);
 void AddRequestVerbs(tools::Tool& tool, const Options& options);
 void AddMonitorVerb(tools::Tool& tool, const Options& options);
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 // The client of the settings service: requests, replies and signals (docs/wire.md).
 namespace settings {
@@ -60,6 +61,13 @@ struct Signal {
   std::string sender;  // the unique bus name of the service that sent it
 };
 
+// The bounds of an item and the distance between its values, as the menu shows them.
+struct Range {
+  double min = 0;
+  double max = 0;
+  double step = 0;
+};
+
 using SignalCallback = std::function<void(const Signal&)>;
 
 // A callback is called as long as its subscription lives; assigning another one to it ends it,
@@ -108,6 +116,43 @@ class Client {
   std::optional<std::string> GetItemValue(const std::string& item);
   std::optional<std::string> GetItemValueName(const std::string& item);
   bool SetItemValue(const std::string& item, const std::string& value, bool preview = false);
+
+  std::optional<std::string> GetItemDisplayName(const std::string& item);
+  std::optional<std::string> GetItemDisplayID(const std::string& item);
+  std::optional<std::string> GetItemPath(const std::string& item);
+  std::optional<Range> GetItemMinMaxStepValue(const std::string& item);
+
+  // The items right below one, or at the top of the menu for ""; the values of a list or a
+  // switch. Nothing also when there are none.
+  std::optional<std::vector<std::string>> GetItemChildList(const std::string& item);
+  std::optional<std::vector<std::string>> GetItemDataList(const std::string& item);
+
+  std::optional<bool> GetItemVisible(const std::string& item);
+  std::optional<bool> GetItemEnable(const std::string& item);
+  std::optional<bool> GetItemPathVisible(const std::string& item);
+  std::optional<bool> GetItemPathEnable(const std::string& item);
+  std::optional<bool> GetItemDataVisible(const std::string& item, const std::string& value);
+  std::optional<bool> GetItemDataEnable(const std::string& item, const std::string& value);
+
+  // The answers come as signals of type 1 and 2, which carry `pid` and `callback`. No for an item
+  // that does not exist.
+  void GetItemVisibleAsync(const std::string& item, int pid, int callback);
+  void GetItemPathEnableAsync(const std::string& item, int pid, int callback);
+
+  // The record of items that applications disable (docs/disabled-items.md). The service does not
+  // say what became of a change: ask GetDisablerAppNamesByMenuId.
+  void DisableItem(const std::string& item, const std::string& app);
+  void EnableItem(const std::string& item, const std::string& app);
+  void DisableItemsByList(const std::vector<std::string>& items, const std::string& app);
+  void RemoveDisabledItemsByAppname(const std::string& app);
+  std::optional<bool> IsItemEnabled(const std::string& item);
+  std::optional<std::vector<std::string>> GetDisablerAppNamesByMenuId(const std::string& item);
+  std::optional<std::vector<std::string>> GetDisabledItemsList();
+
+  // Makes `name` a bus name of this connection until the client ends, so that the service takes
+  // the program for the application of that ID and releases what it disabled when it ends, however
+  // it ends. False when another program has the name. std::invalid_argument when it is no bus name.
+  bool RequestName(const std::string& name);
 
   // From the return on `callback` sees every signal that the service broadcasts, in order,
   // across restarts of the service. It is called by Process and RunUntil only. It may send

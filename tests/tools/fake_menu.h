@@ -1,0 +1,21 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+// The menu of the stand-in for the service: a few items with their states, and the record of those
+// that applications disable.
+namespace fake_menu {
+
+using Send = std::function<void(int type, const Json::Value& body)>;
+
+// The body of the reply to a request for one of the methods about the menu; nothing for any other.
+std::optional<Json::Value> Answer(const Json::Value& request, const Send& send);
+
+// Releases what the application disabled.
+void Release(const std::string& app);
+
+}  // namespace fake_menu

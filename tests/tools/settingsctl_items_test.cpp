@@ -1,0 +1,258 @@
+#include <json/json.h>
+#include <signal.h>
+
+#include "fixture.h"
+#include "text.h"
+
+namespace {
+
+using support::Outcome;
+using testing::HasSubstr;
+using testing::Not;
+
+void ExpectFailure(const Outcome& outcome, int status, const std::string& message) {
+  ExpectFailureOf("settingsctl", outcome, status, message);
+}
+
+class SettingsctlItems : public OnBus {
+ protected:
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(StartService()); }
+
+  void ExpectAnswer(const std::vector<std::string>& question, bool yes) {
+    SCOPED_TRACE(testing::PrintToString(question));
+    const Outcome outcome = Run(question);
+    EXPECT_EQ(outcome.out, yes ? "yes\n" : "no\n");
+    EXPECT_EQ(outcome.status, yes ? 0 : 1);
+    EXPECT_EQ(outcome.err, "");
+  }
+};
+
+TEST_F(SettingsctlItems, TheDescriptionOfAnItemSaysWhatItHas) {
+  ExpectOutput(Run({"describe", "picturemode"}),
+               "name         Picture Mode\n"
+               "display ID   MENU_ITEM\n"
+               "path         picture/picturemode\n"
+               "value        standard (Standard)\n"
+               "values       standard, movie\n"
+               "visible      yes\n"
+               "enabled      no\n");
+  const Outcome brightness = Run({"describe", "brightness"});
+  EXPECT_THAT(brightness.out, HasSubstr("range        -0.5 to 50, step 0.5\n"));
+  EXPECT_THAT(brightness.out, HasSubstr("visible      yes, but not the groups above it\n"));
+  EXPECT_THAT(Run({"describe", "picture"}).out, HasSubstr("children     picturemode, expert\n"));
+}
+
+TEST_F(SettingsctlItems, TheDescriptionAsJsonIsComplete) {
+  ExpectOutput(Run({"describe", "brightness", "--json"}),
+               R"({"item":"brightness","name":"Brightness","displayId":"MENU_ITEM",)"
+               R"("path":"picture/expert/brightness","value":"25","valueName":"25",)"
+               R"("range":{"max":50,"min":-0.5,"step":0.5},"values":[],"children":[],)"
+               R"("visible":true,"pathVisible":false,"enabled":true,"pathEnabled":true,)"
+               R"("disabledBy":[]})"
+               "\n");
+}
+
+TEST_F(SettingsctlItems, PathRangeValuesAndChildrenArePrinted) {
+  ExpectOutput(Run({"path", "brightness"}), "picture/expert/brightness\n");
+  ExpectOutput(Run({"range", "brightness"}), "-0.5 to 50, step 0.5\n");
+  ExpectOutput(Run({"range", "brightness", "--json"}),
+               "{\"item\":\"brightness\",\"min\":-0.5,\"max\":50,\"step\":0.5}\n");
+  ExpectOutput(Run({"values", "picturemode"}), "standard\nmovie\n");
+  ExpectOutput(Run({"values", "picturemode", "--json"}),
+               "{\"item\":\"picturemode\",\"values\":[\"standard\",\"movie\"]}\n");
+  ExpectOutput(Run({"children", "picture"}), "picturemode\nexpert\n");
+  ExpectOutput(Run({"children", "brightness"}), "");
+}
+
+TEST_F(SettingsctlItems, AnItemOfTheOtherKindHasNoRangeOrNoValues) {
+  ExpectFailure(Run({"range", "picturemode"}), 1, "\"picturemode\" has no range");
+  ExpectFailure(Run({"values", "brightness"}), 1, "\"brightness\" has no list of values");
+}
+
+TEST_F(SettingsctlItems, AnUnknownItemEndsEveryVerbWith10) {
+  const std::vector<std::vector<std::string>> lines = {
+      {"describe", "nosuch\nitem"},
+      {"range", "nosuch\nitem"},
+      {"values", "nosuch\nitem"},
+      {"path", "nosuch\nitem"},
+      {"children", "nosuch\nitem"},
+      {"visible", "nosuch\nitem"},
+      {"enabled", "nosuch\nitem", "--path"},
+      {"enabled", "nosuch\nitem", "--value", "x"},
+      {"visible", "nosuch\nitem", "--async"},
+      {"disable", "brightness", "nosuch\nitem", "--app", "org.example.a"},
+      {"enable", "nosuch\nitem", "--app", "org.example.a"},
+      {"who", "nosuch\nitem"},
+      {"hold", "nosuch\nitem", "--app", "org.example.a", "--", "true"},
+      {"tree", "nosuch\nitem"},
+  };
+  for (const std::vector<std::string>& line : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    ExpectFailure(Run(line), 10, "no item \"nosuch\\nitem\"");
+  }
+  ExpectOutput(Run({"disabled"}), "");
+}
+
+TEST_F(SettingsctlItems, StatesAreAnsweredByTextAndExitCode) {
+  ExpectAnswer({"visible", "brightness"}, true);
+  ExpectAnswer({"visible", "brightness", "--path"}, false);
+  ExpectAnswer({"enabled", "picturemode"}, false);
+  ExpectAnswer({"enabled", "brightness", "--path"}, true);
+  ExpectAnswer({"visible", "picturemode", "--value", "movie"}, true);
+  ExpectAnswer({"visible", "picturemode", "--value", "standard"}, false);
+  ExpectAnswer({"enabled", "picturemode", "--value", "movie"}, false);
+  ExpectFailure(Run({"enabled", "picturemode", "--value", "sepia"}), 1, "no value \"sepia\"");
+}
+
+TEST_F(SettingsctlItems, StatesAreAnsweredAsJson) {
+  const Outcome outcome = Run({"visible", "picturemode", "--value", "standard", "--json"});
+  EXPECT_EQ(outcome.out, "{\"item\":\"picturemode\",\"value\":\"standard\",\"visible\":false}\n");
+  EXPECT_EQ(outcome.status, 1);
+  ExpectOutput(Run({"enabled", "brightness", "--json"}),
+               "{\"item\":\"brightness\",\"enabled\":true}\n");
+}
+
+TEST_F(SettingsctlItems, AnAnswerBySignalIsTheOneToThisProcess) {
+  ExpectAnswer({"visible", "brightness", "--async"}, true);
+  ExpectAnswer({"visible", "expert", "--async"}, false);
+  ExpectAnswer({"enabled", "brightness", "--async"}, true);
+  ExpectAnswer({"enabled", "picturemode", "--async", "--path"}, false);
+}
+
+TEST_F(SettingsctlItems, OptionsThatContradictEachOtherAreWrongUsage) {
+  ExpectFailure(Run({"visible", "brightness", "--async", "--path"}), 2, "--help");
+  ExpectFailure(Run({"visible", "brightness", "--value", "x", "--path"}), 2, "--help");
+  ExpectFailure(Run({"enabled", "brightness", "--value", "x", "--async"}), 2, "--help");
+  ExpectFailure(Run({"disable", "brightness"}), 2, "--app");
+  ExpectFailure(Run({"disable", "brightness", "--app", ""}), 2, "--app");
+}
+
+TEST_F(SettingsctlItems, DisabledItemsAreListedUntilTheyAreReleased) {
+  ExpectOutput(Run({"disable", "brightness", "expert", "--app", "org.example.a"}), "");
+  ExpectOutput(Run({"disable", "brightness", "--app", "org.example.b", "--json"}),
+               "{\"item\":\"brightness\",\"apps\":[\"org.example.a\",\"org.example.b\"]}\n");
+  ExpectOutput(Run({"who", "brightness"}), "org.example.a\norg.example.b\n");
+  ExpectOutput(Run({"disabled"}),
+               "brightness: org.example.a, org.example.b\nexpert: org.example.a\n");
+  ExpectOutput(Run({"enable", "brightness", "--app", "org.example.a"}), "");
+  ExpectOutput(Run({"release", "--app", "org.example.a"}), "expert\n");
+  ExpectOutput(Run({"disabled", "--json"}),
+               "{\"item\":\"brightness\",\"apps\":[\"org.example.b\"]}\n");
+  ExpectOutput(Run({"release", "--app", "org.example.b", "--json"}),
+               "{\"app\":\"org.example.b\",\"items\":[\"brightness\"]}\n");
+  ExpectOutput(Run({"disabled"}), "");
+  ExpectOutput(Run({"who", "brightness"}), "");
+}
+
+TEST_F(SettingsctlItems, AChangeThatDidNotHappenIsNotReportedAsDone) {
+  ExpectFailure(Run({"disable", "brightness", "--app", "org.example.refused"}), 1,
+                "did not disable \"brightness\"");
+  ExpectFailure(Run({"enable", "brightness", "--app", "org.example.a"}), 1,
+                "\"org.example.a\" does not disable \"brightness\"");
+}
+
+TEST_F(SettingsctlItems, HoldDisablesItemsForAsLongAsItsCommandRuns) {
+  const Outcome outcome = Run({"hold", "brightness", "expert", "--app", "org.example.hold", "--",
+                               "sh", "-c", "\"$0\" disabled; exit 7", SETTINGSCTL});
+  EXPECT_EQ(outcome.out, "brightness: org.example.hold\nexpert: org.example.hold\n");
+  EXPECT_EQ(outcome.status, 7) << outcome.err;
+  ExpectOutput(Run({"disabled"}), "");
+}
+
+TEST_F(SettingsctlItems, HoldGivesItsCommandTheUsualSigpipe) {
+  const Outcome outcome = Run({"hold", "brightness", "--app", "org.example.hold", "--", "sh", "-c",
+                               "kill -PIPE $$; echo ignored"});
+  EXPECT_EQ(outcome.status, 128 + SIGPIPE);
+  EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(SettingsctlItems, HoldSeesTheEndOfItsCommandWhateverItsParentIgnores) {
+  std::vector<std::string> command = {"env", "--ignore-signal=CHLD"};
+  for (const std::string& word :
+       Command({"hold", "brightness", "--app", "org.example.hold", "--", "sh", "-c", "exit 5"})) {
+    command.push_back(word);
+  }
+  EXPECT_EQ(support::RunCommand(command, Variables()).status, 5);
+}
+
+TEST_F(SettingsctlItems, HoldNeedsACommandThatCanBeRun) {
+  ExpectFailure(Run({"hold", "brightness", "--app", "org.example.hold"}), 2, "command is missing");
+  ExpectFailure(Run({"hold", "brightness", "--app", "org.example.hold", "--", "/no/such/command"}),
+                127, "cannot run \"/no/such/command\"");
+  ExpectFailure(Run({"hold", "brightness", "--app", "nodots", "--", "true"}), 2, "no bus name");
+}
+
+class Holding : public SettingsctlItems {
+ protected:
+  void SetUp() override {
+    SettingsctlItems::SetUp();
+    m_Hold =
+        std::make_unique<Background>(Command({"hold", "brightness", "--app", "org.example.hold",
+                                              "--", "sh", "-c", "echo running $$.; exec sleep 60"}),
+                                     Variables());
+    ASSERT_TRUE(m_Hold->WaitForOut(".\n")) << m_Hold->Err();
+  }
+
+  std::unique_ptr<Background> m_Hold;
+};
+
+TEST_F(Holding, IsRefusedToASecondProgramOfTheSameName) {
+  ExpectFailure(Run({"hold", "expert", "--app", "org.example.hold", "--", "true"}), 1,
+                "\"org.example.hold\" runs already");
+  ExpectOutput(Run({"disabled"}), "brightness: org.example.hold\n");
+}
+
+TEST_F(Holding, EndsWhenASignalEndsTheCommand) {
+  m_Hold->Process().Signal(SIGTERM);
+  EXPECT_EQ(m_Hold->Process().Wait(), 128 + SIGTERM);
+  ExpectOutput(Run({"disabled"}), "");
+}
+
+TEST_F(Holding, EndsWhenTheToolIsKilled) {
+  m_Hold->Process().Signal(SIGKILL);
+  EXPECT_TRUE(support::WaitUntil([&] { return Run({"disabled"}).out.empty(); }));
+  // The command goes on.
+  EXPECT_EQ(kill(std::stoi(m_Hold->Out().substr(std::string("running ").size())), SIGTERM), 0);
+}
+
+TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
+  Run({"disable", "brightness", "--app", "org.example.a"});
+  ExpectOutput(Run({"tree"}),
+               "Picture                       picture\n"
+               "├─ Picture Mode     Standard  picturemode  greyed out\n"
+               "└─ Expert Settings            expert       hidden\n"
+               "   └─ Brightness    25        brightness   disabled by org.example.a\n"
+               "Gruß\\x1b[2J         Grüße     greeting\n");
+  ExpectOutput(Run({"tree", "expert"}),
+               "Expert Settings      expert      hidden\n"
+               "└─ Brightness    25  brightness  disabled by org.example.a\n");
+}
+
+TEST_F(SettingsctlItems, TheTreeIsCompleteAsJson) {
+  Run({"disable", "brightness", "--app", "org.example.a"});
+  const Outcome outcome = Run({"tree", "--json"});
+  EXPECT_EQ(Lines(outcome.out), 1);
+  const std::optional<Json::Value> tree = tools::ParseJson(outcome.out);
+  ASSERT_TRUE(tree.has_value()) << outcome.out;
+  const Json::Value& expert = (*tree)["children"][0]["children"][1];
+  EXPECT_EQ(tools::JsonText(expert),
+            R"({"children":[{"children":[],"disabledBy":["org.example.a"],"enabled":false,)"
+            R"("item":"brightness","name":"Brightness","value":"25","valueName":"25",)"
+            R"("visible":true}],"disabledBy":[],"enabled":true,"item":"expert",)"
+            R"("name":"Expert Settings","value":null,"valueName":null,"visible":false})");
+}
+
+TEST_F(SettingsctlItems, TheTreeHasColoursOnATerminalOnly) {
+  const auto drawn = [&](const std::string& noColour) {
+    support::Variables variables = Variables();
+    variables["TERM"] = "xterm";
+    variables["NO_COLOR"] = noColour;
+    return support::RunCommand({"script", "-qec", std::string(SETTINGSCTL) + " tree", "/dev/null"},
+                               variables)
+        .out;
+  };
+  EXPECT_THAT(drawn(""), HasSubstr("\x1b[1mPicture\x1b[0m"));
+  EXPECT_THAT(drawn("1"), testing::AllOf(HasSubstr("Picture"), Not(HasSubstr("\x1b"))));
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "settingsctl/disabling.h"
+#include "settingsctl/items.h"
+#include "settingsctl/verbs.h"
+#include "text.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+struct Arguments {
+  Names items;
+  std::string item;
+  std::string app;
+};
+
+using Verb = ExitCode (*)(const Options& options, const Arguments& arguments, Client& client);
+
+std::string RecordJson(const std::string& item, const Names& apps) {
+  return tools::JsonLine({{"item", item}, {"apps", Array(apps)}});
+}
+
+ExitCode Disable(const Options& options, const Arguments& arguments, Client& client) {
+  DisableItems(client, arguments.items, arguments.app);
+  if (options.json) {
+    for (const std::string& item : arguments.items) {
+      tools::PrintLine(RecordJson(item, DisablersOf(client, item)));
+    }
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Enable(const Options& options, const Arguments& arguments, Client& client) {
+  if (!Contains(DisablersOf(client, arguments.item), arguments.app)) {
+    throw Failure(ExitCode::kRefused, fmt::format("{} does not disable {}; see settingsctl who",
+                                                  Quote(arguments.app), Quote(arguments.item)));
+  }
+  client.EnableItem(arguments.item, arguments.app);
+  const Names apps = DisablersOf(client, arguments.item);
+  if (Contains(apps, arguments.app)) {
+    throw Failure(ExitCode::kRefused, fmt::format("the service did not enable {}; its log says why",
+                                                  Quote(arguments.item)));
+  }
+  if (options.json) {
+    tools::PrintLine(RecordJson(arguments.item, apps));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Release(const Options& options, const Arguments& arguments, Client& client) {
+  const Names released = ReleaseItems(client, arguments.app);
+  if (options.json) {
+    tools::PrintLine(tools::JsonLine({{"app", arguments.app}, {"items", Array(released)}}));
+    return ExitCode::kDone;
+  }
+  for (const std::string& item : released) {
+    tools::PrintLine(tools::Escape(item));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Disabled(const Options& options, const Arguments&, Client& client) {
+  for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
+    const Names apps = DisablersOf(client, item);
+    tools::PrintLine(options.json ? RecordJson(item, apps)
+                                  : fmt::format("{}: {}", tools::Escape(item), Joined(apps)));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Who(const Options& options, const Arguments& arguments, Client& client) {
+  const Names apps = DisablersOf(client, arguments.item);
+  if (options.json) {
+    tools::PrintLine(RecordJson(arguments.item, apps));
+    return ExitCode::kDone;
+  }
+  for (const std::string& app : apps) {
+    tools::PrintLine(tools::Escape(app));
+  }
+  return ExitCode::kDone;
+}
+
+}  // namespace
+
+void AddDisablingVerbs(tools::Tool& tool, const Options& options) {
+  auto arguments = std::make_shared<Arguments>();
+  const auto add = [&](const std::string& name, const std::string& description, Verb verb) {
+    return tool.AddVerb(tool.App(), name, description, [&options, arguments, verb] {
+      return WithClient(options, [&](Client& client) { return verb(options, *arguments, client); });
+    });
+  };
+  CLI::App* disable = add("disable", "Disable items for an application", Disable);
+  AddItems(*disable, arguments->items);
+  AddApp(*disable, arguments->app);
+  CLI::App* enable = add("enable", "End that an application disables an item", Enable);
+  AddItem(*enable, arguments->item);
+  AddApp(*enable, arguments->app);
+  CLI::App* release = add("release", "End all that an application disables", Release);
+  AddApp(*release, arguments->app);
+  add("disabled", "Print the disabled items, each with the applications", Disabled);
+  CLI::App* who = add("who", "Print the applications that disable an item", Who);
+  AddItem(*who, arguments->item);
+}
+
+}  // namespace settingsctl

@@ -1,0 +1,212 @@
+#include <fmt/format.h>
+
+#include <functional>
+#include <memory>
+
+#include "settingsctl/format.h"
+#include "settingsctl/items.h"
+#include "settingsctl/verbs.h"
+#include "text.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+using Verb = ExitCode (*)(const Options& options, const std::string& item, Client& client);
+
+std::string RangeText(const settings::Range& range) {
+  return fmt::format("{} to {}, step {}", range.min, range.max, range.step);
+}
+
+Json::Value RangeJson(const settings::Range& range) {
+  Json::Value json;
+  json["min"] = Number(range.min);
+  json["max"] = Number(range.max);
+  json["step"] = Number(range.step);
+  return json;
+}
+
+void PrintList(const Options& options, const std::string& item, const char* member,
+               const Names& list) {
+  if (options.json) {
+    tools::PrintLine(tools::JsonLine({{"item", item}, {member, Array(list)}}));
+    return;
+  }
+  for (const std::string& entry : list) {
+    tools::PrintLine(tools::Escape(entry));
+  }
+}
+
+ExitCode Range(const Options& options, const std::string& item, Client& client) {
+  const std::optional<settings::Range> range = client.GetItemMinMaxStepValue(item);
+  if (!range) {
+    RequireItem(client, item);
+    throw Failure(ExitCode::kRefused, Quote(item) + " has no range; see settingsctl values");
+  }
+  tools::PrintLine(options.json ? tools::JsonLine({{"item", item},
+                                                   {"min", Number(range->min)},
+                                                   {"max", Number(range->max)},
+                                                   {"step", Number(range->step)}})
+                                : RangeText(*range));
+  return ExitCode::kDone;
+}
+
+ExitCode Values(const Options& options, const std::string& item, Client& client) {
+  const std::optional<Names> values = client.GetItemDataList(item);
+  if (!values) {
+    RequireItem(client, item);
+    throw Failure(ExitCode::kRefused,
+                  Quote(item) + " has no list of values; see settingsctl range");
+  }
+  PrintList(options, item, "values", *values);
+  return ExitCode::kDone;
+}
+
+ExitCode Path(const Options& options, const std::string& item, Client& client) {
+  const std::optional<std::string> path = client.GetItemPath(item);
+  if (!path) {
+    throw NoSuchItem(item);
+  }
+  tools::PrintLine(options.json ? tools::JsonLine({{"item", item}, {"path", *path}})
+                                : tools::Escape(*path));
+  return ExitCode::kDone;
+}
+
+ExitCode Children(const Options& options, const std::string& item, Client& client) {
+  const std::optional<Names> children = client.GetItemChildList(item);
+  if (!children) {
+    RequireItem(client, item);
+  }
+  PrintList(options, item, "children", children.value_or(Names()));
+  return ExitCode::kDone;
+}
+
+struct Description {
+  std::string displayId;
+  std::optional<std::string> name;
+  std::optional<std::string> path;
+  std::optional<std::string> value;
+  std::optional<std::string> valueName;
+  std::optional<settings::Range> range;
+  std::optional<Names> values;
+  std::optional<Names> children;
+  bool visible = false;
+  bool pathVisible = false;
+  bool enabled = false;
+  bool pathEnabled = false;
+  Names apps;
+};
+
+Description Ask(Client& client, const std::string& item) {
+  const std::optional<std::string> displayId = client.GetItemDisplayID(item);
+  if (!displayId) {
+    throw NoSuchItem(item);
+  }
+  Description is;
+  is.displayId = *displayId;
+  is.name = client.GetItemDisplayName(item);
+  is.path = client.GetItemPath(item);
+  is.value = client.GetItemValue(item);
+  if (is.value) {
+    is.valueName = client.GetItemValueName(item);
+    is.values = client.GetItemDataList(item);
+    is.range = is.values ? std::nullopt : client.GetItemMinMaxStepValue(item);
+  } else {
+    is.children = client.GetItemChildList(item);
+  }
+  is.visible = client.GetItemVisible(item).value_or(false);
+  is.pathVisible = client.GetItemPathVisible(item).value_or(false);
+  is.enabled = client.GetItemEnable(item).value_or(false);
+  is.pathEnabled = client.GetItemPathEnable(item).value_or(false);
+  is.apps = DisablersOf(client, item);
+  return is;
+}
+
+std::string StateText(bool item, bool path) {
+  if (!item) {
+    return "no";
+  }
+  return path ? "yes" : "yes, but not the groups above it";
+}
+
+void PrintText(const Description& is) {
+  const auto print = [](const char* label, const std::string& text) {
+    tools::PrintLine(fmt::format("{:<13}{}", label, text));
+  };
+  print("name", tools::Escape(is.name.value_or("")));
+  print("display ID", tools::Escape(is.displayId));
+  print("path", tools::Escape(is.path.value_or("")));
+  if (is.value) {
+    print("value", ValueText(*is.value, is.valueName.value_or("")));
+  }
+  if (is.range) {
+    print("range", RangeText(*is.range));
+  }
+  if (is.values) {
+    print("values", Joined(*is.values));
+  }
+  if (is.children) {
+    print("children", Joined(*is.children));
+  }
+  print("visible", StateText(is.visible, is.pathVisible));
+  print("enabled", StateText(is.enabled, is.pathEnabled));
+  if (!is.apps.empty()) {
+    print("disabled by", Joined(is.apps));
+  }
+}
+
+Json::Value OrNull(const std::optional<std::string>& text) {
+  return text ? Json::Value(*text) : Json::Value();
+}
+
+std::string DescriptionJson(const std::string& item, const Description& is) {
+  return tools::JsonLine({{"item", item},
+                          {"name", OrNull(is.name)},
+                          {"displayId", is.displayId},
+                          {"path", OrNull(is.path)},
+                          {"value", OrNull(is.value)},
+                          {"valueName", OrNull(is.valueName)},
+                          {"range", is.range ? RangeJson(*is.range) : Json::Value()},
+                          {"values", Array(is.values.value_or(Names()))},
+                          {"children", Array(is.children.value_or(Names()))},
+                          {"visible", is.visible},
+                          {"pathVisible", is.pathVisible},
+                          {"enabled", is.enabled},
+                          {"pathEnabled", is.pathEnabled},
+                          {"disabledBy", Array(is.apps)}});
+}
+
+ExitCode Describe(const Options& options, const std::string& item, Client& client) {
+  const Description description = Ask(client, item);
+  if (options.json) {
+    tools::PrintLine(DescriptionJson(item, description));
+  } else {
+    PrintText(description);
+  }
+  return ExitCode::kDone;
+}
+
+void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& name,
+                 const std::string& description, Verb verb) {
+  auto item = std::make_shared<std::string>();
+  CLI::App* app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
+    return WithClient(options, [&](Client& client) { return verb(options, *item, client); });
+  });
+  AddItem(*app, *item);
+}
+
+}  // namespace
+
+void AddItemVerbs(tools::Tool& tool, const Options& options) {
+  AddItemVerb(tool, options, "describe", "Print all about an item", Describe);
+  AddItemVerb(tool, options, "range", "Print the bounds and the step of an item", Range);
+  AddItemVerb(tool, options, "values", "Print the values that an item can take", Values);
+  AddItemVerb(tool, options, "path", "Print where an item is in the menu", Path);
+  AddItemVerb(tool, options, "children", "Print the items right below an item", Children);
+}
+
+}  // namespace settingsctl

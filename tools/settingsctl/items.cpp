@@ -1,0 +1,81 @@
+#include "settingsctl/items.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "text.h"
+
+namespace settingsctl {
+
+using settings::Client;
+using tools::ExitCode;
+using tools::Failure;
+
+Failure NoSuchItem(const std::string& item) {
+  return Failure(ExitCode::kNotFound,
+                 fmt::format("no item {}; settingsctl tree shows all", tools::Quote(item)));
+}
+
+void RequireItem(Client& client, const std::string& item) {
+  if (!client.GetItemDisplayID(item)) {
+    throw NoSuchItem(item);
+  }
+}
+
+Names DisablersOf(Client& client, const std::string& item) {
+  std::optional<Names> apps = client.GetDisablerAppNamesByMenuId(item);
+  if (!apps) {
+    throw NoSuchItem(item);
+  }
+  return *std::move(apps);
+}
+
+bool Contains(const Names& names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::string Joined(const Names& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + tools::Escape(name);
+  }
+  return text;
+}
+
+Json::Value Array(const Names& names) {
+  Json::Value array(Json::arrayValue);
+  for (const std::string& name : names) {
+    array.append(name);
+  }
+  return array;
+}
+
+Json::Value Number(double number) {
+  constexpr double kExact = 1e15;
+  const bool whole = number == std::trunc(number) && std::abs(number) < kExact;
+  return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
+}
+
+void AddItem(CLI::App& verb, std::string& item) {
+  verb.add_option("ITEM", item, "The item's ID, e.g. picturemode")->type_name("")->required();
+}
+
+void AddItems(CLI::App& verb, Names& items) {
+  verb.add_option("ITEM", items, "The items' IDs, e.g. brightness contrast")
+      ->type_name("")
+      ->required();
+}
+
+void AddApp(CLI::App& verb, std::string& app) {
+  verb.add_option("--app", app, "The application's ID, e.g. org.example.game")
+      ->type_name("APP")
+      ->required()
+      ->check([](const std::string& text) {
+        return text.empty() ? std::string("an application's ID is not empty") : std::string();
+      });
+}
+
+}  // namespace settingsctl

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "settings/client.h"
+#include "tool.h"
+
+// What the verbs about items share.
+namespace settingsctl {
+
+using Names = std::vector<std::string>;
+
+tools::Failure NoSuchItem(const std::string& item);
+
+// Throws NoSuchItem when the service does not know it. The service's other replies do not tell an
+// unknown item from one that has nothing to answer.
+void RequireItem(settings::Client& client, const std::string& item);
+
+// The applications that disable an item. Throws NoSuchItem.
+Names DisablersOf(settings::Client& client, const std::string& item);
+
+bool Contains(const Names& names, const std::string& name);
+
+// "one, two", escaped.
+std::string Joined(const Names& names);
+Json::Value Array(const Names& names);
+
+// A whole number without a point.
+Json::Value Number(double number);
+
+void AddItem(CLI::App& verb, std::string& item);
+void AddItems(CLI::App& verb, Names& items);
+void AddApp(CLI::App& verb, std::string& app);
+
+}  // namespace settingsctl

@@ -1,0 +1,136 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "settingsctl/items.h"
+#include "settingsctl/verbs.h"
+#include "text.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+// A state that an item can be asked for, with the methods that ask.
+struct State {
+  const char* name;
+  std::optional<bool> (Client::*ofItem)(const std::string&);
+  std::optional<bool> (Client::*ofPath)(const std::string&);
+  std::optional<bool> (Client::*ofValue)(const std::string&, const std::string&);
+  void (Client::*bySignal)(const std::string&, int, int);
+  int signalType;
+};
+
+constexpr State kVisible{"visible",
+                         &Client::GetItemVisible,
+                         &Client::GetItemPathVisible,
+                         &Client::GetItemDataVisible,
+                         &Client::GetItemVisibleAsync,
+                         1};
+constexpr State kEnabled{"enabled",
+                         &Client::GetItemEnable,
+                         &Client::GetItemPathEnable,
+                         &Client::GetItemDataEnable,
+                         &Client::GetItemPathEnableAsync,
+                         2};
+
+struct Question {
+  std::string item;
+  std::optional<std::string> value;
+  bool path = false;
+  bool bySignal = false;
+};
+
+// Waits for the signal that answers this process. The signals of other askers look the same but
+// for the process and the callback, which is any number that this process does not use twice.
+bool AskBySignal(const Options& options, const State& state, const std::string& item,
+                 Client& client) {
+  constexpr int kCallback = 1;
+  RequireItem(client, item);
+  std::optional<bool> answer;
+  const settings::Subscription subscription = client.Subscribe([&](const settings::Signal& signal) {
+    const Json::Value body = tools::ParseJson(signal.body).value_or(Json::Value());
+    if (signal.type == state.signalType && body.isObject() && body["pid"] == getpid() &&
+        body["callback"] == kCallback && body["menuID"] == item && body["return_data"].isBool()) {
+      answer = body["return_data"].asBool();
+    }
+  });
+  (client.*state.bySignal)(item, getpid(), kCallback);
+  if (!client.RunUntil([&] { return answer.has_value(); }, AnswerTime(options))) {
+    throw Failure(ExitCode::kTimedOut,
+                  "the signal with the answer did not come; wait longer with --timeout SECONDS");
+  }
+  return *answer;
+}
+
+bool Ask(const Options& options, const State& state, const Question& question, Client& client) {
+  const std::string& item = question.item;
+  if (question.bySignal) {
+    return AskBySignal(options, state, item, client);
+  }
+  const std::optional<bool> answer =
+      question.value ? (client.*state.ofValue)(item, *question.value)
+                     : (client.*(question.path ? state.ofPath : state.ofItem))(item);
+  if (!answer) {
+    RequireItem(client, item);
+    throw Failure(ExitCode::kRefused,
+                  question.value
+                      ? fmt::format("{} has no value {} in a list; see settingsctl values",
+                                    Quote(item), Quote(*question.value))
+                      : "the service cannot tell for " + Quote(item));
+  }
+  return *answer;
+}
+
+ExitCode Answer(const Options& options, const State& state, const Question& question,
+                Client& client) {
+  const bool answer = Ask(options, state, question, client);
+  if (!options.json) {
+    tools::PrintLine(answer ? "yes" : "no");
+  } else if (question.value) {
+    tools::PrintLine(tools::JsonLine(
+        {{"item", question.item}, {"value", *question.value}, {state.name, answer}}));
+  } else {
+    tools::PrintLine(tools::JsonLine({{"item", question.item}, {state.name, answer}}));
+  }
+  return answer ? ExitCode::kDone : ExitCode::kRefused;
+}
+
+struct StateOptions {
+  CLI::Option* path;
+  CLI::Option* bySignal;
+};
+
+StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State& state,
+                          const std::string& description, const std::string& ofSignal) {
+  auto question = std::make_shared<Question>();
+  CLI::App* verb = tool.AddVerb(tool.App(), state.name, description, [&options, &state, question] {
+    return WithClient(options,
+                      [&](Client& client) { return Answer(options, state, *question, client); });
+  });
+  AddItem(*verb, question->item);
+  CLI::Option* path =
+      verb->add_flag("--path", question->path, "Ask for the groups above the item, too");
+  CLI::Option* value = verb->add_option("--value", question->value, "Ask for one of its values");
+  value->type_name("V")->excludes(path);
+  CLI::Option* bySignal = verb->add_flag("--async", question->bySignal, ofSignal);
+  bySignal->excludes(value);
+  return {path, bySignal};
+}
+
+}  // namespace
+
+void AddStateVerbs(tools::Tool& tool, const Options& options) {
+  const StateOptions visible = AddStateVerb(
+      tool, options, kVisible, "Tell whether an item is visible (exit code 0) or not (1)",
+      "Let the answer come as a signal");
+  visible.bySignal->excludes(visible.path);
+  AddStateVerb(tool, options, kEnabled, "Tell whether an item is enabled (exit code 0) or not (1)",
+               "Let the answer come as a signal; it is that of --path");
+}
+
+}  // namespace settingsctl
