@@ -1,0 +1,287 @@
+// What a request costs beside what it cannot avoid. All of it is measured in
+// turns in one run, on one bus, because the machine's mood changes from second
+// to second: only the ratios mean something. The bare socket pair is the floor
+// for any two processes, the empty echo the floor for any two processes on a
+// bus.
+
+#include <sqlite3.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr char kEchoName[] = "org.nuvra.bench.Echo";
+constexpr char kEchoPath[] = "/org/nuvra/bench/Echo";
+constexpr char kServiceName[] = "org.nuvra.service.settings_service";
+constexpr char kServicePath[] = "/org/nuvra/service/settings_service";
+constexpr char kInterface[] = "org.nuvra.Service1";
+
+constexpr char kGetRequest[] = R"({"method":"GetItemValue","data":{"menuID":"picturemode"}})";
+
+void Check(int result, const char *what) {
+  if (result < 0) {
+    throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+  }
+}
+
+sd_bus *ConnectToBus() {
+  sd_bus *bus = nullptr;
+  Check(sd_bus_open_user(&bus), "cannot connect to the session bus; start this in a set");
+  return bus;
+}
+
+// Requests and replies of the service's form, with nothing between them.
+int Echo(sd_bus_message *call, void *, sd_bus_error *) {
+  int type = 0;
+  const char *body = nullptr;
+  if (const int result = sd_bus_message_read(call, "is", &type, &body); result < 0) {
+    return result;
+  }
+  return sd_bus_reply_method_return(call, "is", type, body);
+}
+
+[[noreturn]] void ServeEcho(int readyFd) {
+  static const sd_bus_vtable kVtable[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("Request", "is", "is", Echo, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_END,
+  };
+  sd_bus *bus = ConnectToBus();
+  Check(sd_bus_add_object_vtable(bus, nullptr, kEchoPath, kInterface, kVtable, nullptr), "object");
+  Check(sd_bus_request_name(bus, kEchoName, 0), "bus name");
+  if (write(readyFd, "r", 1) != 1) {
+    std::exit(1);
+  }
+  for (;;) {
+    const int processed = sd_bus_process(bus, nullptr);
+    if (processed < 0) {
+      std::exit(0);
+    }
+    if (processed == 0) {
+      sd_bus_wait(bus, UINT64_MAX);
+    }
+  }
+}
+
+[[noreturn]] void ServeSocket(int fd) {
+  std::array<char, 4096> buffer;
+  ssize_t size = 0;
+  while ((size = read(fd, buffer.data(), buffer.size())) > 0 &&
+         write(fd, buffer.data(), size) == size) {
+  }
+  std::exit(0);
+}
+
+// A child process that serves on the other end of a socket pair; ended by
+// closing it.
+class Server {
+ public:
+  explicit Server(const std::function<void(int fd)> &serve) {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
+      throw std::runtime_error("socketpair failed");
+    }
+    m_Pid = fork();
+    if (m_Pid == 0) {
+      close(fds[0]);
+      serve(fds[1]);
+    }
+    close(fds[1]);
+    m_Fd = fds[0];
+  }
+  ~Server() {
+    close(m_Fd);
+    kill(m_Pid, SIGTERM);
+    waitpid(m_Pid, nullptr, 0);
+  }
+  Server(const Server &) = delete;
+  Server &operator=(const Server &) = delete;
+
+  int Fd() const { return m_Fd; }
+
+ private:
+  pid_t m_Pid;
+  int m_Fd;
+};
+
+void ExchangeOnSocket(int fd) {
+  std::array<char, 4096> buffer;
+  if (write(fd, kGetRequest, sizeof kGetRequest) != sizeof kGetRequest ||
+      read(fd, buffer.data(), buffer.size()) != sizeof kGetRequest) {
+    throw std::runtime_error("the socket pair broke");
+  }
+}
+
+std::string RequestOnBus(sd_bus *bus, const char *name, const char *path, const std::string &body) {
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_message *reply = nullptr;
+  const int result = sd_bus_call_method(bus, name, path, kInterface, "Request", &error, &reply,
+                                        "is", 0, body.c_str());
+  if (result < 0) {
+    throw std::runtime_error(std::string(name) + ": " +
+                             (error.message != nullptr ? error.message : std::strerror(-result)));
+  }
+  int type = 0;
+  const char *text = nullptr;
+  Check(sd_bus_message_read(reply, "is", &type, &text), "reply");
+  std::string copy = text;
+  sd_bus_message_unref(reply);
+  return copy;
+}
+
+// One durable write with nothing around it, on the file system where the set
+// keeps its values.
+class BareCommit {
+ public:
+  explicit BareCommit(const std::filesystem::path &directory) : m_File(directory / "bench.db") {
+    if (sqlite3_open(m_File.c_str(), &m_Database) != SQLITE_OK) {
+      throw std::runtime_error("cannot open " + m_File.string());
+    }
+    Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;"
+        "CREATE TABLE keys(key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
+        "INSERT INTO keys VALUES('db/menu/brightness', 0)");
+    sqlite3_prepare_v2(m_Database, "UPDATE keys SET value = ? WHERE key = 'db/menu/brightness'", -1,
+                       &m_Update, nullptr);
+  }
+  ~BareCommit() {
+    sqlite3_finalize(m_Update);
+    sqlite3_close(m_Database);
+    for (const char *suffix : {"", "-wal", "-shm"}) {
+      std::filesystem::remove(m_File.string() + suffix);
+    }
+  }
+  BareCommit(const BareCommit &) = delete;
+  BareCommit &operator=(const BareCommit &) = delete;
+
+  void Commit(int value) {
+    sqlite3_bind_int(m_Update, 1, value);
+    if (sqlite3_step(m_Update) != SQLITE_DONE) {
+      throw std::runtime_error(sqlite3_errmsg(m_Database));
+    }
+    sqlite3_reset(m_Update);
+  }
+
+ private:
+  void Run(const char *sql) {
+    if (sqlite3_exec(m_Database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(sqlite3_errmsg(m_Database));
+    }
+  }
+
+  std::filesystem::path m_File;
+  sqlite3 *m_Database = nullptr;
+  sqlite3_stmt *m_Update = nullptr;
+};
+
+struct Contender {
+  const char *name;
+  std::function<void(int round)> run;
+  std::vector<double> microseconds;
+
+  double Median() {
+    std::sort(microseconds.begin(), microseconds.end());
+    return microseconds[microseconds.size() / 2];
+  }
+};
+
+void ExpectSuccess(const std::string &reply) {
+  if (reply.find(R"("call_api_success":true)") == std::string::npos) {
+    throw std::runtime_error("the service answered " + reply);
+  }
+}
+
+void Compare(int rounds, const std::filesystem::path &root) {
+  Server socket(ServeSocket);
+  Server echo(ServeEcho);
+  char ready = 0;
+  if (read(echo.Fd(), &ready, 1) != 1) {
+    throw std::runtime_error("the echo service did not start");
+  }
+  BareCommit bareCommit(root);
+  sd_bus *bus = ConnectToBus();
+
+  std::array<Contender, 5> contenders{{
+      {"bare socket pair", [&](int) { ExchangeOnSocket(socket.Fd()); }, {}},
+      {"empty echo on the bus",
+       [&](int) { RequestOnBus(bus, kEchoName, kEchoPath, kGetRequest); },
+       {}},
+      {"GetItemValue",
+       [&](int) { ExpectSuccess(RequestOnBus(bus, kServiceName, kServicePath, kGetRequest)); },
+       {}},
+      {"bare SQLite commit", [&](int round) { bareCommit.Commit(round % 51); }, {}},
+      {"SetItemValue",
+       [&](int round) {
+         ExpectSuccess(RequestOnBus(bus, kServiceName, kServicePath,
+                                    R"({"method":"SetItemValue","data":{"menuID":"brightness",)"
+                                    R"("Value":")" +
+                                        std::to_string(round % 51) + R"(","PreViewFlag":false}})"));
+       },
+       {}},
+  }};
+  const int warmUp = rounds / 10;
+  for (int round = 0; round < warmUp + rounds; ++round) {
+    for (Contender &contender : contenders) {
+      const auto start = std::chrono::steady_clock::now();
+      contender.run(round);
+      const std::chrono::duration<double, std::micro> time =
+          std::chrono::steady_clock::now() - start;
+      if (round >= warmUp) {
+        contender.microseconds.push_back(time.count());
+      }
+    }
+  }
+  sd_bus_flush_close_unref(bus);
+
+  std::printf("medians of %d rounds, in turns\n\n", rounds);
+  for (Contender &contender : contenders) {
+    std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
+  }
+  std::printf("\n  %-48s %6s   at most\n", "", "ratio");
+  const double echoMedian = contenders[1].Median();
+  std::printf("  %-48s %6.2f   1.10\n", "GetItemValue / empty echo",
+              contenders[2].Median() / echoMedian);
+  std::printf("  %-48s %6.2f   1.15\n", "SetItemValue / (empty echo + bare commit)",
+              contenders[4].Median() / (echoMedian + contenders[3].Median()));
+  std::printf("  %-48s %6.2f\n", "empty echo / bare socket pair",
+              echoMedian / contenders[0].Median());
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  CLI::App app(
+      "Measures requests beside an empty echo on the same bus; run it "
+      "inside a set.");
+  int rounds = 2000;
+  app.add_option("--rounds", rounds, "Measurements of each kind")->check(CLI::Range(10, 100000));
+  const char *set = std::getenv("SETTINGS_ROOT");
+  std::string root = set != nullptr ? set : ".";
+  app.add_option("--directory", root, "Where the bare commit writes; default: the set's root");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+  try {
+    Compare(rounds, root);
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "compare: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
