@@ -30,6 +30,8 @@ struct FailureOptions {
   std::string on = {};
   // What a failing call returns (nanosleep and fopen: the errno). Otherwise the call's usual one.
   std::optional<int> code = {};
+  // How many calls succeed before the first that fails.
+  int after = 0;
   // How often the call fails; later calls succeed again.
   int times = kAlways;
   // Thrown from the call in place of a return.
@@ -64,10 +66,14 @@ struct Item {
   std::string dataList = {};
   std::string childList = {};
 
-  // Of a range. The library fails to give what is not there.
+  // Of a range. The library fails to give what is not there. With a false result it gives what is
+  // there all the same.
   std::optional<double> min = {};
   std::optional<double> max = {};
   std::optional<double> step = {};
+  bool minResult = true;
+  bool maxResult = true;
+  bool stepResult = true;
 };
 
 // What the library says about disabled items, whatever it is asked: the fake keeps no record of

@@ -25,7 +25,7 @@ void ExpectZeros(Call& call, const char* name, const char* buffer) {
 }
 
 // The item; null when it is unknown or the library is not initialised.
-Item* Find(Call& call, const char* menuID) {
+Item* Find(Call& call, const std::string& menuID) {
   const auto item = call->items.find(menuID);
   return call->itemsLoaded && item != call->items.end() ? &item->second : nullptr;
 }
@@ -74,7 +74,7 @@ std::string List(Call& call, const char* menuID, std::string Item::*list) {
 }
 
 bool GiveNumber(Call& call, const char* menuID, std::optional<double> Item::*number,
-                double* output) {
+                bool Item::*result, double* output) {
   call.MainLoopThreadOnly();
   if (*output != 0.0) {
     call.Complain("output not zero");
@@ -84,7 +84,7 @@ bool GiveNumber(Call& call, const char* menuID, std::optional<double> Item::*num
     return call.Returns(false);
   }
   *output = *(item->*number);
-  return call.Returns(true, *output);
+  return call.Returns(item->*result, *output);
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ int CSettingsItemInfoAPI::GetSettingsItemPathByString(std::string menuID, std::s
   if (auto code = call.Failure(kFailure)) {
     return call.Returns(*code);
   }
-  const Item* item = Find(call, menuID.c_str());
+  const Item* item = Find(call, menuID);
   if (item == nullptr || item->pathResult == kFailure) {
     return call.Returns(kFailure);
   }
@@ -200,17 +200,17 @@ std::string CSettingsItemInfoAPI::GetSubItemsListByString(const char* menuID) {
 
 bool CSettingsItemInfoAPI::GetItemMinValue(const char* menuID, double* value, bool displayed) {
   Call call("CSettingsItemInfoAPI::GetItemMinValue", menuID, displayed);
-  return GiveNumber(call, menuID, &Item::min, value);
+  return GiveNumber(call, menuID, &Item::min, &Item::minResult, value);
 }
 
 bool CSettingsItemInfoAPI::GetItemMaxValue(const char* menuID, double* value, bool displayed) {
   Call call("CSettingsItemInfoAPI::GetItemMaxValue", menuID, displayed);
-  return GiveNumber(call, menuID, &Item::max, value);
+  return GiveNumber(call, menuID, &Item::max, &Item::maxResult, value);
 }
 
 bool CSettingsItemInfoAPI::GetItemStepValue(const char* menuID, double* value, bool displayed) {
   Call call("CSettingsItemInfoAPI::GetItemStepValue", menuID, displayed);
-  return GiveNumber(call, menuID, &Item::step, value);
+  return GiveNumber(call, menuID, &Item::step, &Item::stepResult, value);
 }
 
 void CMenuAudioUtil::FreshSpeakerType() {

@@ -169,6 +169,32 @@ TEST_F(FakeItemAnswers, AreNoBoundsOrStepWhereTheTestSetNone) {
   EXPECT_EQ(value, 0.0);
 }
 
+TEST_F(FakeItemAnswers, AreBoundsAndStepsWithAFalseResultWhereTheTestChoseIt) {
+  fake.SetItem("x", {.min = 1.0, .max = 2.0, .step = 3.0, .minResult = false, .stepResult = false});
+  double min = 0.0;
+  double max = 0.0;
+  double step = 0.0;
+  EXPECT_FALSE(Api::GetItemMinValue("x", &min, true));
+  EXPECT_TRUE(Api::GetItemMaxValue("x", &max, true));
+  EXPECT_FALSE(Api::GetItemStepValue("x", &step, true));
+  ExpectTrace(R"(
+    CSettingsItemInfoAPI::GetItemMinValue("x", true) -> false: 1
+    CSettingsItemInfoAPI::GetItemMaxValue("x", true) -> true: 2
+    CSettingsItemInfoAPI::GetItemStepValue("x", true) -> false: 3
+  )");
+  EXPECT_EQ(min, 1.0);
+  EXPECT_EQ(step, 3.0);
+}
+
+TEST_F(FakeItemAnswers, AreOfTheWholeIdentifierWhereItComesAsAString) {
+  const std::string withZero("x\0y", 3);
+  fake.SetItem("x", {.path = "cut"});
+  fake.SetItem(withZero, {.path = "whole"});
+  std::string path;
+  EXPECT_EQ(Api::GetSettingsItemPathByString(withZero, path), 0);
+  EXPECT_EQ(path, "whole");
+}
+
 TEST_F(FakeItemAnswers, FailBeforeTheLibraryIsInitialised) {
   fake.Reset();
   fake.SetItem("x", {.valueEnabled = {{"on", 1}}, .dataList = "off,on", .min = 1.0});

@@ -20,6 +20,7 @@ namespace fakes {
 struct InjectedFailure {
   std::string call;
   FailureOptions options;
+  int spared = 0;
   int uses = 0;
 };
 

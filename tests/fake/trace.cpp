@@ -83,8 +83,12 @@ std::string LogLine(log_id_t id, int priority, const char* tag, const char* form
 const FailureOptions* TakeFailure(const std::string& call, const std::string& firstArgument) {
   for (InjectedFailure& failure : Shared().state.failures) {
     const FailureOptions& options = failure.options;
-    if (failure.call == call && (options.on.empty() || options.on == firstArgument) &&
-        failure.uses < options.times) {
+    if (failure.call != call || (!options.on.empty() && options.on != firstArgument)) {
+      continue;
+    }
+    if (failure.spared < options.after) {
+      ++failure.spared;
+    } else if (failure.uses < options.times) {
       ++failure.uses;
       return &options;
     }

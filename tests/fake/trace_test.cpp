@@ -184,6 +184,14 @@ TEST_F(Failures, LastUntilTheEndOfTheTestUnlessTheyAreCounted) {
   }
 }
 
+TEST_F(Failures, CanComeAfterSuccesses) {
+  fake.Fail("vconf_set_int", {.on = "db/menu/x", .after = 2, .times = 1});
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(vconf_set_int("db/menu/y", 1), 0);
+    EXPECT_EQ(vconf_set_int("db/menu/x", 1), i == 2 ? -1 : 0);
+  }
+}
+
 TEST_F(Failures, CanBeLimitedToAFirstArgument) {
   fake.Fail("vconf_set_int", {.on = "db/menu/x"});
   EXPECT_EQ(vconf_set_int("db/menu/y", 1), 0);

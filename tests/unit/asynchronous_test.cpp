@@ -132,6 +132,24 @@ TEST_P(Asynchronous, EchoesWhatTheClientSupplied) {
   ExpectSignalled("x", 1, true);
 }
 
+TEST_P(Asynchronous, EchoesANegativeCallbackAndLogsItAsThePointerWithItsSign) {
+  SetAnswer(1);
+  LetTheClientBe("1234", "-7", "0x" + std::string(2 * sizeof(void*) - 1, 'f') + "9");
+  EXPECT_EQ(Ask(R"("callback":-7,"data":{"menuID":"x"},"pid":1234)"), kNoResult);
+  ExpectSignalled("x", 1, true);
+}
+
+TEST_P(Asynchronous, SignalsAnIdentifierWithAZeroWholeThoughTheLibrarySeesItCut) {
+  SetAnswer(1);
+  Let("answer", "1");
+  EXPECT_EQ(Ask(R"("callback":7,"data":{"menuID":"x\u0000y"},"pid":1234)"), kNoResult);
+  ExpectTrace(Question("x", " -> {answer}") + AnswerLine() + R"(
+    I SettingsServiceCommand m_AsyncAPISendSignal | m_AsyncAPISendSignal+\n
+    SendSignal("settings_service", "settings_service_signal", {type}, {"callback":7,"menuID":"x\u0000y","pid":1234,"return_data":true}) -> true
+    I SettingsServiceCommand m_AsyncAPISendSignal | m_AsyncAPISendSignal-\n
+  )");
+}
+
 TEST_P(Asynchronous, TakesAMissingClientForZero) {
   SetAnswer(1);
   LetTheClientBe("0", "0", "(nil)");

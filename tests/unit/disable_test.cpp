@@ -226,6 +226,19 @@ TEST_P(OneItemChange, IsAskedForWithoutNamesWhenThereIsNoData) {
   }
 }
 
+TEST_P(OneItemChange, IsAskedForAndSignalledWithTheWholeTextsThoughTheyHoldZeros) {
+  fake.SetDisabledItems({.changed = true});
+  EXPECT_EQ(Ask(R"({"appName":"a\u0000b","menuID":"x\u0000y"})"), kNoResult);
+  Let("menuID", "x");
+  Let("appName", "a");
+  ExpectTrace("{request}\nI SettingsServiceCommand {method} | " + std::string(change.enterLine) +
+              R"(\n
+    CSettingsItemInfoAPI::{method}("x\x00y", "a\x00b") -> true
+    I SettingsServiceCommand m_BlockedMenuStateSendSignal | SendSignalCallback+\n
+    SendSignal("settings_service", "settings_service_signal", 3, {"menuIDList":["x\u0000y"],"status":)" +
+              change.status + "}) -> true\n" + kSignalEnd + change.after);
+}
+
 TEST_P(OneItemChange, DoesNotLookAtAList) {
   EXPECT_EQ(Ask(R"({"appName":"org.example.app","menuID":"brightness","menuIDList":[{}]})"),
             kNoResult);
@@ -242,6 +255,8 @@ TEST_P(OneItemChange, IsSignalledEachTimeThatItHappened) {
 
 class DisableItemsByList : public CreatedServiceTest {
  protected:
+  DisableItemsByList() { Let("appName", "org.example.app"); }
+
   // The reply to a request with this list.
   std::string Disable(const std::string& menuIDList) {
     return Send(Request("DisableItemsByList",
@@ -254,9 +269,9 @@ class DisableItemsByList : public CreatedServiceTest {
                    std::source_location where = std::source_location::current()) {
     ExpectTrace(R"(
       {request}
-      I SettingsServiceCommand DisableItemsByList | appname is org.example.app\n
+      I SettingsServiceCommand DisableItemsByList | appname is {appName}\n
       CSettingsItemInfoAPI::DisableItemsByList()" +
-                    requested + R"(, "org.example.app") -> )" + outcome + R"(
+                    requested + R"(, "{appName}") -> )" + outcome + R"(
       I SettingsServiceCommand DisableItemsByList | 3rd party apps disable items by list end\n
     )" + kAfterDisabling,
                 where);
@@ -296,13 +311,28 @@ TEST_F(DisableItemsByList, AsksForNoItemsWhenTheListIsEmptyMissingOrNoList) {
   ExpectAsked("[]", "false: []");
 }
 
+TEST_F(DisableItemsByList, AsksForNoItemsByNoApplicationWhenThereIsNoData) {
+  Let("appName", "");
+  for (const std::string& request :
+       {std::string(R"({"method":"DisableItemsByList"})"), Request("DisableItemsByList", "null")}) {
+    SCOPED_TRACE(request);
+    EXPECT_EQ(Send(request), kNoResult);
+    ExpectAsked("[]", "false: []");
+  }
+}
+
+TEST_F(DisableItemsByList, AsksForTheValuesOfAnObjectInTheOrderOfItsKeys) {
+  EXPECT_EQ(Disable(R"({"b":"x","c":17,"a":"y"})"), kNoResult);
+  ExpectAsked(R"(["y", "x", "17"])", "false: []");
+}
+
 TEST_F(DisableItemsByList, AsksForTheTextsOfANumberABoolAndNull) {
   EXPECT_EQ(Disable(R"([17,true,null])"), kNoResult);
   ExpectAsked(R"(["17", "true", ""])", "false: []");
 }
 
 TEST_F(DisableItemsByList, AsksForNothingWhenOneItemHasNoText) {
-  for (const char* menuIDList : {R"(["a",{}])", R"([["a"],"b"])"}) {
+  for (const char* menuIDList : {R"(["a",{}])", R"([["a"],"b"])", R"({"a":"x","b":{}})"}) {
     SCOPED_TRACE(menuIDList);
     EXPECT_EQ(Disable(menuIDList), kNoResult);
     ExpectTrace(std::string(R"(
@@ -329,6 +359,19 @@ TEST_F(RemoveDisabledItems, SignalsTheReleasedItemsInTheLibrarysOrder) {
     SendSignal("settings_service", "settings_service_signal", 3, {"menuIDList":["c","a"],"status":1}) -> true
     I SettingsServiceCommand m_BlockedMenuStateSendSignal | SendSignalCallback-\n
   )") + kAfterEnabling);
+}
+
+TEST_F(RemoveDisabledItems, IsAskedForByNoApplicationWhenThereIsNoData) {
+  for (const std::string& request : {std::string(R"({"method":"RemoveDisabledItemsByAppname"})"),
+                                     Request("RemoveDisabledItemsByAppname", "null")}) {
+    SCOPED_TRACE(request);
+    EXPECT_EQ(Send(request), kNoResult);
+    ExpectTrace(std::string(R"(
+      {request}
+      I SettingsServiceCommand RemoveDisabledItemsByAppname | Remove disabled items by \n
+      CSettingsItemInfoAPI::RemoveDisabledItemsByAppname("") -> false: []
+    )") + kAfterEnabling);
+  }
 }
 
 TEST_F(RemoveDisabledItems, SignalsAnEmptyListWhenTheLibraryNamedNoItem) {

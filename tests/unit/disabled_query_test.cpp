@@ -40,6 +40,7 @@ class IsItemEnabled : public CreatedServiceTest {
 };
 
 TEST_F(IsItemEnabled, IsWhatTheLibrarySays) {
+  fake.SetItem("x", {});
   for (const bool enabled : {false, true}) {
     fake.SetDisabledItems({.enabled = enabled});
     EXPECT_EQ(Ask(R"({"menuID":"x"})"), SuccessWith(enabled));
@@ -51,6 +52,13 @@ TEST_F(IsItemEnabled, IsASuccessForAnUnknownItemToo) {
   fake.Fail("CSettingsItemInfoAPI::IsItemEnabled");
   EXPECT_EQ(Ask(R"({"menuID":"unknown"})"), SuccessWith(false));
   ExpectAsked("unknown", "false");
+}
+
+TEST_F(IsItemEnabled, IsTrueForAnUnknownItemWhenTheLibrarySaysSo) {
+  fake.SetItem("x", {});
+  fake.SetDisabledItems({.enabled = true});
+  EXPECT_EQ(Ask(R"({"menuID":"unknown"})"), SuccessWith(true));
+  ExpectAsked("unknown", "true");
 }
 
 TEST_F(IsItemEnabled, IsAskedOfTheItemWithoutANameWhenTheRequestNamesNone) {

@@ -9,6 +9,18 @@ namespace {
 
 class Dispatch : public CreatedServiceTest {
  protected:
+  // The calls of the library in the trace, with "|" between them; takes the whole trace.
+  std::string TakeLibraryCalls() {
+    constexpr std::string_view kLibrary = "CSettingsItemInfoAPI::";
+    std::string calls;
+    for (const std::string& line : fake.TakeTrace()) {
+      if (line.starts_with(kLibrary)) {
+        calls += (calls.empty() ? "" : "|") + line.substr(kLibrary.size());
+      }
+    }
+    return calls;
+  }
+
   // Expects the answer to a request that matches no method.
   void ExpectNoMatch(const std::string& request) {
     SCOPED_TRACE(request);
@@ -117,6 +129,8 @@ struct Method {
   const char* name;
   const char* calls;
   const char* reply;
+  // The library takes the texts as strings, not as C strings.
+  bool asStrings = false;
 };
 
 constexpr Method kMethods[] = {
@@ -135,24 +149,23 @@ constexpr Method kMethods[] = {
     {"GetItemDataList", R"(GetItemDataListByString("x") -> "")", kFailureWithText},
     {"GetItemDataEnable", R"(GetSubListItemEnable("x", "v") -> -1)", kFailureWithBool},
     {"GetItemDataVisible", R"(GetSubListItemVisible("x", "v") -> -1)", kFailureWithBool},
-    {"GetItemPath", R"(GetSettingsItemPathByString("x") -> -1)", kFailureWithText},
+    {"GetItemPath", R"(GetSettingsItemPathByString("x") -> -1)", kFailureWithText, true},
     {"GetItemMinMaxStepValue",
      R"(GetItemMinValue("x", true) -> false|GetItemMaxValue("x", true) -> false|GetItemStepValue("x", true) -> false)",
      R"({"call_api_success":false,"connect_server":true,"return_data":"","return_max":0,"return_min":0,"return_step":0})"},
-    {"DisableItem", R"(DisableItem("x", "a") -> false)", kNoResult},
-    {"EnableItem", R"(EnableItem("x", "a") -> false)", kNoResult},
-    {"RemoveDisabledItemsByAppname", R"(RemoveDisabledItemsByAppname("a") -> false: [])",
-     kNoResult},
-    {"DisableItemsByList", R"(DisableItemsByList(["x"], "a") -> false: [])", kNoResult},
+    {"DisableItem", R"(DisableItem("x", "a") -> false)", kNoResult, true},
+    {"EnableItem", R"(EnableItem("x", "a") -> false)", kNoResult, true},
+    {"RemoveDisabledItemsByAppname", R"(RemoveDisabledItemsByAppname("a") -> false: [])", kNoResult,
+     true},
+    {"DisableItemsByList", R"(DisableItemsByList(["x"], "a") -> false: [])", kNoResult, true},
     {"IsItemEnabled", R"(IsItemEnabled("x") -> false)",
-     R"({"call_api_success":true,"connect_server":true,"return_data":false})"},
+     R"({"call_api_success":true,"connect_server":true,"return_data":false})", true},
     {"GetDisablerAppNamesByMenuId", R"(GetDisablerAppNamesByMenuId("x") -> false: [])",
-     kFailureWithText},
+     kFailureWithText, true},
     {"GetDisabledItemsList", "GetDisabledItemsList() -> false: []", kFailureWithText},
 };
 
 TEST_F(Dispatch, SendsEachMethodToItsHandler) {
-  constexpr std::string_view kLibrary = "CSettingsItemInfoAPI::";
   std::set<std::string> names;
   for (const Method& method : kMethods) {
     SCOPED_TRACE(method.name);
@@ -160,15 +173,25 @@ TEST_F(Dispatch, SendsEachMethodToItsHandler) {
     EXPECT_EQ(Send(Request(method.name,
                            R"({"Value":"v","appName":"a","menuID":"x","menuIDList":["x"]})")),
               method.reply);
-    std::string calls;
-    for (const std::string& line : fake.TakeTrace()) {
-      if (line.starts_with(kLibrary)) {
-        calls += (calls.empty() ? "" : "|") + line.substr(kLibrary.size());
-      }
-    }
-    EXPECT_EQ(calls, method.calls);
+    EXPECT_EQ(TakeLibraryCalls(), method.calls);
   }
   EXPECT_EQ(names.size(), 24u);
+}
+
+TEST_F(Dispatch, LosesWhatFollowsAZeroInATextOnlyWhereTheLibraryTakesACString) {
+  for (const Method& method : kMethods) {
+    SCOPED_TRACE(method.name);
+    Send(Request(
+        method.name,
+        R"({"Value":"v\u0000z","appName":"a\u0000z","menuID":"x\u0000z","menuIDList":["x\u0000z"]})"));
+    std::string calls = method.calls;
+    for (const char* text : {R"("x")", R"("a")"}) {
+      if (const auto at = calls.find(text); method.asStrings && at != std::string::npos) {
+        calls.insert(at + 2, R"(\x00z)");
+      }
+    }
+    EXPECT_EQ(TakeLibraryCalls(), calls);
+  }
 }
 
 TEST_F(Dispatch, TellsMethodsApartThatBeginAlike) {

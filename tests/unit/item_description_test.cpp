@@ -249,6 +249,14 @@ TEST_P(ItemText, IsCutTo511CharactersWhereItComesInABuffer) {
   }
 }
 
+TEST_P(ItemText, IsCutWithinACharacterThatReachesBeyondTheBuffer) {
+  const bool inABuffer = description.text != &fakes::Item::path;
+  const std::string text = std::string(510, 'x') + "üü";
+  const std::string reported = inABuffer ? std::string(510, 'x') + "\xc3" : text;
+  EXPECT_EQ(AskFor(text, 0), SuccessWith(reported));
+  ExpectReported(reported);
+}
+
 // The methods whose answer is a list, in a text of the library's own form.
 struct ListDescription {
   const char* method;
@@ -310,6 +318,28 @@ TEST_P(ItemList, IsAFailureWhenItIsEmpty) {
     I SettingsServiceCommand {method} |  Enter {method} \n
     CSettingsItemInfoAPI::{call}("x") -> ""
     I SettingsServiceCommand {method} | {method} : []\n
+  )");
+}
+
+TEST_P(ItemList, IsAFailureWhenItsFirstByteIsZero) {
+  EXPECT_EQ(AskFor(std::string("\0a,b", 4)), kFailureWithText);
+  ExpectTrace(R"(
+    {request}
+    I SettingsServiceCommand {method} |  Enter {method} \n
+    CSettingsItemInfoAPI::{call}("x") -> "\x00a,b"
+    I SettingsServiceCommand {method} | {method} : []\n
+  )");
+}
+
+TEST_P(ItemList, IsTheResultToItsEndThoughAZeroStandsInIt) {
+  const std::string list("a\0b", 3);
+  EXPECT_EQ(AskFor(list), SuccessWith(list));
+  ExpectTrace(R"(
+    {request}
+    I SettingsServiceCommand {method} |  Enter {method} \n
+    CSettingsItemInfoAPI::{call}("x") -> "a\x00b"
+    I SettingsServiceCommand {method} | {method} : [a]\n
+    I SettingsService IfMessageReceived | ret_data = a\n
   )");
 }
 
@@ -400,6 +430,44 @@ TEST_F(ItemRange, IsThreeZerosThatAreIntegersWhenOnePartCannotBeObtained) {
     EXPECT_EQ(body["return_step"].type(), Json::intValue);
     fake.TakeTrace();
   }
+}
+
+TEST_F(ItemRange, IsLoggedButNotReportedWhenANumberComesWithAFalseResult) {
+  for (bool fakes::Item::*result :
+       {&fakes::Item::minResult, &fakes::Item::maxResult, &fakes::Item::stepResult}) {
+    fakes::Item item = {.min = 1.0, .max = 2.0, .step = 3.0};
+    item.*result = false;
+    fake.SetItem("x", item);
+    const auto let = [&](const std::string& name, bool given) {
+      Let(name, given ? "true" : "false");
+      Let(name + " logged", given ? "1" : "0");
+    };
+    let("min", item.minResult);
+    let("max", item.maxResult);
+    let("step", item.stepResult);
+    EXPECT_EQ(Send(kRequest), kNoRange);
+    ExpectTrace(R"(
+      {request}
+      I SettingsServiceCommand GetItemMinMaxStepValue |  Enter GetItemMinMaxStepValue \n
+      CSettingsItemInfoAPI::GetItemMinValue("x", true) -> {min}: 1
+      CSettingsItemInfoAPI::GetItemMaxValue("x", true) -> {max}: 2
+      CSettingsItemInfoAPI::GetItemStepValue("x", true) -> {step}: 3
+      I SettingsServiceCommand GetItemMinMaxStepValue |  Return Value : {min logged}, {max logged}, {step logged}, min : 1.000000, max : 2.000000, step : 3.000000 \n
+    )");
+  }
+}
+
+TEST_F(ItemRange, IsAskedForNoFurtherAfterAnExceptionOfTheMaximum) {
+  fake.SetItem("x", {.min = 1.0, .max = 2.0, .step = 3.0});
+  fake.Fail("CSettingsItemInfoAPI::GetItemMaxValue", {.exception = JsonException()});
+  EXPECT_EQ(Send(kRequest), kNoRange);
+  ExpectTrace(R"(
+    {request}
+    I SettingsServiceCommand GetItemMinMaxStepValue |  Enter GetItemMinMaxStepValue \n
+    CSettingsItemInfoAPI::GetItemMinValue("x", true) -> true: 1
+    CSettingsItemInfoAPI::GetItemMaxValue("x", true) throws
+    E SettingsServiceCommand GetItemMinMaxStepValue | Exception occured! [broken]\n
+  )");
 }
 
 TEST_F(ItemRange, IsNotReportedInPartsAfterAnException) {

@@ -149,6 +149,12 @@ TEST_P(ItemState, IsAskedOfTheTextOfANumberOrABool) {
   ExpectAnswered(1, true);
 }
 
+TEST_P(ItemState, IsAskedOfTheTextsUpToAZeroInThem) {
+  SetAnswer(1);
+  EXPECT_EQ(Ask(R"({"menuID":"mode\u0000x","Value":"on\u0000y"})"), SuccessWith(true));
+  ExpectAnswered(1, true);
+}
+
 TEST_P(ItemState, IsRefusedForDataThatIsNoObject) {
   for (const char* data : {R"("mode")", "17", "true", R"(["menuID","mode"])"}) {
     SCOPED_TRACE(data);

@@ -91,6 +91,22 @@ TEST_P(ReadItemValue, CutsATextOf512CharactersOrMoreTo511) {
   }
 }
 
+TEST_P(ReadItemValue, CutsATextWithinACharacterThatReachesBeyondTheBuffer) {
+  const std::string text = std::string(510, 'x') + "üü";
+  const std::string cut = std::string(510, 'x') + "\xc3";
+  fake.SetItem("long", {.value = text});
+  Let("text", text);
+  Let("cut", cut);
+  EXPECT_EQ(Read("long"), SuccessWith(cut));
+  ExpectTrace(R"(
+    {request}
+    I SettingsServiceCommand {method} |  Enter {method} \n
+    CSettingsItemInfoAPI::GetItemValue("long") -> 0: "{text}", "{text}"
+    I SettingsServiceCommand {method} | 0 [{cut}]\n
+    I SettingsService IfMessageReceived | ret_data = {cut}\n
+  )");
+}
+
 TEST_P(ReadItemValue, DoesNotMindAnOverlongTextThatItDoesNotReport) {
   const std::string text(600, 'x');
   const bool isValue = GetParam() == "GetItemValue";

@@ -334,6 +334,21 @@ TEST_F(Start, RestoresByAReadingOfItsOwn) {
   EXPECT_EQ(fake.Key("db/menu/refresh_menu"), fakes::KeyValue(1));
 }
 
+TEST_F(Start, WatchesButRestoresNothingWhenItsSecondReadingFails) {
+  fake.SetKey("memory/menu/disabled_items", "x by app");
+  fake.Fail("vconf_get_str", {.after = 1, .times = 1});
+  ExpectStart(StartBut({{R"(vconf_get_str("memory/menu/disabled_items") -> null
+  E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
+  I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
+)",
+                         R"(vconf_get_str("memory/menu/disabled_items") -> "x by app"
+  I SettingsService m_FlagDisableItemEmpty | Disable[x by app]\n
+  app_manager_set_app_context_event_cb(AppContextEventCB, null) -> 0
+  I SettingsService m_RegisterAppTerminateCB | Finish\n
+)"}}));
+  EXPECT_EQ(fake.Key("db/menu/refresh_menu"), std::nullopt);
+}
+
 TEST_F(Start, RestoresDisabledItemsThoughApplicationsCannotBeWatched) {
   fake.SetKey("memory/menu/disabled_items", "x by app");
   fake.Fail("app_manager_set_app_context_event_cb", {.code = -38});

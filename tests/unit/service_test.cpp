@@ -16,6 +16,15 @@ std::string Address(const void* pointer) {
   return text;
 }
 
+// The text of a body as it appears in a log line of the trace.
+std::string Logged(const Json::Value& body) {
+  std::string logged;
+  for (const char c : Text(body)) {
+    logged += c == '\\' ? "\\\\" : std::string(1, c);
+  }
+  return logged;
+}
+
 }  // namespace
 
 ServiceTest::ServiceTest() {
@@ -39,7 +48,7 @@ void ServiceTest::Send(const std::string& request, Nuvra::TCMessage& reply) {
   Let("reply", Address(&reply));
   Let("request", "I SettingsService IfMessageReceived | IfMessageReceived!! message: [from:" +
                      std::string(kClient) + "] [rsp:" + Address(&reply) +
-                     "] [message:" + Text(before) + "]\\n");
+                     "] [message:" + Logged(before) + "]\\n");
   EXPECT_TRUE(service.IfMessageReceived(kClient, &message, &reply, nullptr));
   EXPECT_EQ(message.body, before) << "the request was changed";
 }
