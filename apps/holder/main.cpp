@@ -1,16 +1,21 @@
-// An application that greys out two settings items while it runs. It owns its application ID as bus
+// An application that greys out settings items while it runs. It owns its application ID as bus
 // name, so the service releases the items when it ends, even when it ends by force.
 //
-//   holder [APP]
+//   holder [APP [ITEM…]]
 
 #include <signal.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "settings/client.h"
 
 int main(int argc, char** argv) {
   const std::string app = argc > 1 ? argv[1] : "org.example.holder";
+  std::vector<std::string> items(argv + std::min(argc, 2), argv + argc);
+  if (items.empty()) {
+    items = {"brightness", "contrast"};
+  }
 
   // Blocked now, so that one that comes early is not lost.
   sigset_t ends;
@@ -25,8 +30,8 @@ int main(int argc, char** argv) {
       std::cerr << app << " runs already\n";
       return 1;
     }
-    client.DisableItemsByList({"brightness", "contrast"}, app);
-    std::cout << "holding brightness and contrast" << std::endl;
+    client.DisableItemsByList(items, app);
+    std::cout << "holding" << std::endl;
     int signal = 0;
     sigwait(&ends, &signal);
     client.RemoveDisabledItemsByAppname(app);

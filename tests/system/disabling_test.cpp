@@ -1,0 +1,267 @@
+// Applications disable items, and end in all the ways that applications end.
+
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <map>
+#include <memory>
+#include <sstream>
+
+#include "signal_log.h"
+#include "system_test.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Names = std::vector<std::string>;
+
+// An application that disables items as long as it runs.
+class Holder {
+ public:
+  Holder(const TelevisionSet& set, const std::string& app, Names items)
+      : m_Output(set.Root() / (app + ".out")),
+        m_Process(Command(app, std::move(items)), set.Variables(),
+                  support::Files{"/dev/null", m_Output, set.Root() / (app + ".err")}) {}
+
+  // Whether it came so far that its items are disabled.
+  bool Holds() {
+    return support::WaitUntil([&] { return support::ReadFile(m_Output) == "holding\n"; });
+  }
+
+  void Kill() { m_Process.Signal(SIGKILL); }
+
+ private:
+  static Names Command(const std::string& app, Names items) {
+    items.insert(items.begin(), {"holder", app});
+    return items;
+  }
+
+  std::filesystem::path m_Output;
+  support::Process m_Process;
+};
+
+class Disabling : public SystemTest {
+ protected:
+  // Whether these lines, and no others, come behind the last one that has this message.
+  bool LogGoesOn(const std::string& message, const Names& expected) const {
+    Names following;
+    return support::WaitUntil([&] {
+      following.clear();
+      for (const LogLine& line : m_Set.LogLines()) {
+        following.push_back(line.function + " | " + line.message);
+        if (line.message == message) {
+          following.clear();
+        }
+      }
+      return following == expected;
+    });
+  }
+
+  bool BecomesEnabled(const std::string& item) {
+    return support::WaitUntil([&] { return m_Client.IsItemEnabled(item).value_or(false); });
+  }
+
+  bool ComesToBeDisabledBy(const std::string& item, const Names& apps) {
+    return support::WaitUntil([&] { return m_Client.GetDisablerAppNamesByMenuId(item) == apps; });
+  }
+
+  settings::Client m_Client{m_Set.Bus().Address(), support::kPatience};
+  SignalLog m_Signals{m_Set};
+};
+
+TEST_F(Disabling, AnItemStaysDisabledUntilTheLastOfItsApplicationsIsKilled) {
+  Holder a(m_Set, "org.example.a", {"brightness"});
+  ASSERT_TRUE(a.Holds());
+  Holder b(m_Set, "org.example.b", {"brightness"});
+  ASSERT_TRUE(b.Holds());
+  EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["brightness"],"status":0})"));
+
+  a.Kill();
+  ASSERT_TRUE(ComesToBeDisabledBy("brightness", {"org.example.b"}));
+  EXPECT_EQ(m_Client.IsItemEnabled("brightness"), false);
+  EXPECT_THAT(m_Signals.TakeAll(), IsEmpty());
+
+  b.Kill();
+  ASSERT_TRUE(BecomesEnabled("brightness"));
+  EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["brightness"],"status":1})"));
+
+  // The end of an application leaves the watch over applications alone; the next request to
+  // enable something ends it, once.
+  m_Client.EnableItem("brightness", "org.example.a");
+  EXPECT_TRUE(LogGoesOn("Enabled brightness from org.example.a",
+                        {"m_FlagDisableItemEmpty | fail to check disabled items.",
+                         "m_UnRegisterAppTerminateCB | Finish"}));
+  m_Client.EnableItem("brightness", "org.example.b");
+  EXPECT_TRUE(
+      LogGoesOn("Enabled brightness from org.example.b", {"m_UnRegisterAppTerminateCB | no CB"}));
+}
+
+TEST_F(Disabling, TheRecordIsBackAfterTheDaemonWasKilled) {
+  Holder stays(m_Set, "org.example.stays", {"brightness", "contrast"});
+  ASSERT_TRUE(stays.Holds());
+  Holder ends(m_Set, "org.example.ends", {"contrast", "tint"});
+  ASSERT_TRUE(ends.Holds());
+  m_Set.KillDaemon();
+  ends.Kill();
+  // Its name is free when the bus has seen its end.
+  ASSERT_TRUE(support::WaitUntil(
+      [&] { return settings::Client(m_Set.Bus().Address()).RequestName("org.example.ends"); }));
+
+  m_Set.StartDaemon();
+  ASSERT_TRUE(m_Set.WaitForLog("Refresh Menu"));
+  EXPECT_EQ(m_Set.Run({"setctl", "key", "get", "db/menu/refresh_menu"}).out, "1\n");
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("contrast"),
+            (Names{"org.example.stays", "org.example.ends"}));
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), (Names{"brightness", "contrast", "tint"}));
+
+  // It ended while nobody watched, so somebody has to say so.
+  EXPECT_EQ(m_Set.Run({"settingsctl", "release", "--app", "org.example.ends"}).out,
+            "contrast\ntint\n");
+  EXPECT_THAT(m_Signals.TakeAll(), testing::Contains(R"(3 {"menuIDList":["tint"],"status":1})"));
+
+  // The other is watched again.
+  stays.Kill();
+  ASSERT_TRUE(BecomesEnabled("contrast"));
+  EXPECT_THAT(m_Signals.TakeAll(),
+              ElementsAre(R"(3 {"menuIDList":["brightness","contrast"],"status":1})"));
+}
+
+TEST_F(Disabling, AThousandApplicationsKilledAtOnceLeaveNothingDisabled) {
+  constexpr int kApps = 1000 / SETTINGS_SLOWDOWN;
+  constexpr int kItemsOfEach = 10;
+  Names items;
+  for (const char* group : {"expertsettings", "twopoint", "expertsound", "equaliser", "game"}) {
+    const Names children = m_Client.GetItemChildList(group).value_or(Names());
+    items.insert(items.end(), children.begin(), children.end());
+  }
+  ASSERT_GT(items.size(), 50u);
+
+  std::vector<std::unique_ptr<Holder>> holders;
+  std::map<std::string, int> disablers;
+  for (int i = 0; i < kApps; ++i) {
+    Names own;
+    for (int k = 0; k < kItemsOfEach; ++k) {
+      own.push_back(items[(i + 5 * k) % items.size()]);
+      ++disablers[own.back()];
+    }
+    holders.push_back(std::make_unique<Holder>(m_Set, "org.example.app" + std::to_string(i), own));
+  }
+  for (const auto& holder : holders) {
+    ASSERT_TRUE(holder->Holds());
+  }
+  std::map<std::string, int> recorded;
+  for (const std::string& item : m_Client.GetDisabledItemsList().value_or(Names())) {
+    recorded[item] = static_cast<int>(m_Client.GetDisablerAppNamesByMenuId(item)->size());
+  }
+  EXPECT_EQ(recorded, disablers);
+
+  for (const auto& holder : holders) {
+    holder->Kill();
+  }
+  ASSERT_TRUE(support::WaitUntil([&] { return m_Client.GetDisabledItemsList() == Names(); }));
+
+  // Each item was announced once as disabled and after that once as enabled.
+  std::map<std::string, Names> announced;
+  for (const std::string& signal : m_Signals.TakeAll()) {
+    Json::Value json;
+    std::istringstream(signal.substr(2)) >> json;
+    EXPECT_EQ(signal[0], '3');
+    EXPECT_FALSE(json["menuIDList"].empty()) << signal;
+    for (const Json::Value& item : json["menuIDList"]) {
+      announced[item.asString()].push_back(json["status"].asString());
+    }
+  }
+  EXPECT_EQ(announced.size(), disablers.size());
+  for (const auto& [item, statuses] : announced) {
+    EXPECT_THAT(statuses, ElementsAre("0", "1")) << item;
+  }
+}
+
+TEST_F(Disabling, ACommandHoldsItemsAsLongAsItRuns) {
+  const support::Outcome held = m_Set.Run({"settingsctl", "hold", "tint", "--app",
+                                           "org.example.film", "--", "settingsctl", "who", "tint"});
+  EXPECT_EQ(held.out, "org.example.film\n") << held.err;
+  EXPECT_EQ(m_Client.IsItemEnabled("tint"), true);
+  EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint"],"status":0})",
+                                               R"(3 {"menuIDList":["tint"],"status":1})"));
+  EXPECT_EQ(m_Set
+                .Run({"settingsctl", "hold", "tint", "--app", "org.example.film", "--", "sh", "-c",
+                      "exit 7"})
+                .status,
+            7);
+}
+
+TEST_F(Disabling, AHoldThatIsKilledLetsGo) {
+  support::Process hold(
+      {"settingsctl", "hold", "tint", "--app", "org.example.film", "--", "sleep", "0.5"},
+      m_Set.Variables(), support::Files{});
+  ASSERT_TRUE(ComesToBeDisabledBy("tint", {"org.example.film"}));
+  hold.Signal(SIGKILL);
+  EXPECT_TRUE(BecomesEnabled("tint"));
+}
+
+TEST_F(Disabling, WhateverAnApplicationIsCalledItsItemsSurviveARestart) {
+  const Names apps = {"a\"b\\c", "line\nfeed\ttab", "앱 тест", std::string(4096, 'x'), "\x01"};
+  for (const std::string& app : apps) {
+    m_Client.DisableItem("tint", app);
+  }
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), apps);
+  m_Set.KillDaemon();
+  m_Set.StartDaemon();
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), apps);
+  for (const std::string& app : apps) {
+    m_Client.RemoveDisabledItemsByAppname(app);
+  }
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), Names());
+}
+
+TEST_F(Disabling, AnItemThatThereIsNotIsNeverDisabled) {
+  const Names items = {"a\"b\\c", "line\nfeed", "밝기", std::string(4096, 'x'), ""};
+  m_Client.DisableItemsByList(items, "org.example.a");
+  for (const std::string& item : items) {
+    m_Client.DisableItem(item, "org.example.a");
+    m_Client.EnableItem(item, "org.example.a");
+  }
+  m_Client.DisableItem("tint", "");
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), Names());
+  EXPECT_THAT(m_Signals.TakeAll(), IsEmpty());
+}
+
+TEST_F(Disabling, OfTenThousandNamesInOneListTheKnownOnesAreDisabled) {
+  Names items;
+  for (int i = 0; i < 10000; ++i) {
+    items.push_back("nosuchitem" + std::to_string(i));
+  }
+  items[17] = "tint";
+  items[9999] = "colour";
+  items[5000] = "tint";
+  m_Client.DisableItemsByList(items, "org.example.a");
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), (Names{"colour", "tint"}));
+  EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint","colour"],"status":0})"));
+}
+
+TEST_F(Disabling, WrongTypesInARequestChangeNothing) {
+  m_Client.DisableItem("tint", "org.example.a");
+  for (const char* request : {
+           R"({"method":"DisableItem"})",
+           R"({"method":"DisableItem","data":"tint"})",
+           R"({"method":"DisableItem","data":{"menuID":["tint"],"appName":"a"}})",
+           R"({"method":"DisableItem","data":{"menuID":"tint","appName":{}}})",
+           R"({"method":"EnableItem","data":[]})",
+           R"({"method":"EnableItem","data":{"menuID":{},"appName":"org.example.a"}})",
+           R"({"method":"DisableItemsByList","data":{"appName":"a"}})",
+           R"({"method":"DisableItemsByList","data":{"appName":"a","menuIDList":"colour"}})",
+           R"({"method":"DisableItemsByList","data":{"appName":"a","menuIDList":[["colour"]]}})",
+           R"({"method":"DisableItemsByList","data":{"appName":[],"menuIDList":["colour"]}})",
+           R"({"method":"RemoveDisabledItemsByAppname","data":{"appName":["org.example.a"]}})",
+           R"({"method":"RemoveDisabledItemsByAppname","data":17})",
+       }) {
+    EXPECT_EQ(Request(request), "{\"return_data\":\"\"}\n") << request;
+  }
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), Names{"tint"});
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names{"org.example.a"});
+  EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint"],"status":0})"));
+}
+
+}  // namespace
