@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -14,12 +13,14 @@
 #include <variant>
 #include <vector>
 
+#include "KeyText.h"
 #include "Log.h"
 #include "SettingsServiceCommand.h"
 #include "active_net_speaker.h"
 #include "app_manager.h"
 #include "cpu_inheritance.h"
 #include "deadlock_watchdog.h"
+#include "gamebar/GameBarService.h"
 #include "lwipc.h"
 #include "settings_item_info_api.h"
 #include "system_info.h"
@@ -35,15 +36,7 @@ constexpr unsigned kWatchdogPeriodMs = 15000;
 
 // The library's record of disabled items; empty when none is. Nothing when it
 // was never written.
-std::optional<std::string> ReadDisabledItems() {
-  char *text = vconf_get_str("memory/menu/disabled_items");
-  if (text == nullptr) {
-    return std::nullopt;
-  }
-  std::string copy = text;
-  std::free(text);
-  return copy;
-}
+std::optional<std::string> ReadDisabledItems() { return ReadKeyText("memory/menu/disabled_items"); }
 
 // The start-up has touched much memory that the service will not need again:
 // give it back.
@@ -164,6 +157,9 @@ void SettingsService::m_Initialize() {
   bool isSupportGameBar = false;
   system_info_get_custom_bool("com.velmora/featureconf/game_bar.support", &isSupportGameBar);
   SETTINGS_ERROR("[GameBarService] isSupportGameBar: %d", isSupportGameBar);
+  if (isSupportGameBar) {
+    CGameBarService::GetInstance()->Init();
+  }
 
   bool isSupportOutdoor = false;
   if (system_info_get_custom_bool("com.velmora/featureconf/outdoor_tv_product_image_support",

@@ -141,6 +141,17 @@ CLI::Option* AddSeconds(CLI::App& app, const std::string& name, std::optional<do
   return app.add_option(name, seconds, description)->type_name("SECONDS")->check(check);
 }
 
+CLI::Option* AddBus(CLI::App& app, std::string& bus, const std::string& what) {
+  const auto check = [](const std::string& text) {
+    return text == "session" || text == "system" || text.find(':') != std::string::npos
+               ? ""
+               : "use session, system or a bus address such as unix:path=/run/bus, not " + text;
+  };
+  return app.add_option("--bus", bus, what + "session (the default), system or a bus address")
+      ->type_name("BUS")
+      ->check(check);
+}
+
 CLI::Option* AddCount(CLI::App& app, std::optional<int>& count, const std::string& description) {
   return app.add_option("--count", count, description)
       ->type_name("N")

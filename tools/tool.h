@@ -47,6 +47,9 @@ class Tool {
 CLI::Option* AddSeconds(CLI::App& app, const std::string& name, std::optional<double>& seconds,
                         const std::string& description);
 
+// The option --bus; `what` comes before the description of its values.
+CLI::Option* AddBus(CLI::App& app, std::string& bus, const std::string& what = "");
+
 // A number of things to wait for, at least 1.
 CLI::Option* AddCount(CLI::App& app, std::optional<int>& count, const std::string& description);
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
@@ -16,6 +17,9 @@
 #include "app_manager.h"
 #include "nuvra/alarm.h"
 #include "nuvra/daemon_service.h"
+#include "sound_manager.h"
+#include "source_api.h"
+#include "tv_service.h"
 
 // The platform in memory, as a test sees it: what the code under test did to it can be read,
 // what it answers can be set, and time passes only when the test says so.
@@ -91,6 +95,30 @@ struct DisabledItems {
   std::vector<std::string> items = {};
 };
 
+// A request that was sent to an application.
+struct Launch {
+  std::string appID;
+  std::map<std::string, std::string> extraData;
+  bool operator==(const Launch&) const = default;
+};
+
+// What the television shows.
+struct Picture {
+  int sourceState = 1;
+  int source = -1;  // previews included
+  int sourceBeforePreview = -1;
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+};
+
+// What the output does for games.
+struct GameModes {
+  int item = 0;
+  int real = 0;
+};
+
 // A signal that was sent.
 struct Signal {
   std::string sender;
@@ -131,6 +159,8 @@ class Platform {
   std::vector<std::string> Trace() const;
   std::vector<std::string> TakeTrace();
   void Name(const void* pointer, std::string name);
+  // Waits until a line of the trace has this text; false when none came within `limit`.
+  bool WaitForTrace(const std::string& text, std::chrono::milliseconds limit = kLongEnough) const;
 
   // --- Failures. `call` is the name as in the trace.
   void Fail(std::string call, FailureOptions options = {});
@@ -172,6 +202,32 @@ class Platform {
   // An application started or ended: whoever watches then learns of it on the main loop. One
   // without an identifier has none to give.
   void SendAppEvent(app_context_event_e event, std::optional<std::string> appID);
+
+  // The state number of an application; -1 for one that was not set.
+  void SetAppStatus(std::string appID, int status);
+  // The requests that were sent. What an application makes of one is not simulated.
+  std::vector<Launch> TakeLaunches();
+  // How many requests were created and not destroyed. The fake frees them.
+  int AppControls() const;
+
+  // --- The picture, the sources, the output and the power. The four functions that make an event
+  // call whoever is to learn of it before they return, on the calling thread: a thread of the
+  // service when they are called inside OnServiceThread. `instead` is handed over in place of the
+  // registered user data.
+  using UserData = std::optional<void*>;
+  void SetPicture(Picture picture);
+  void SetSources(std::multimap<int, CSourceItem> sources);
+  void SetGameModes(GameModes modes);
+  void SendTvSignal(int type, UserData instead = {});
+  void SendSourceEvent(int event, UserData instead = {});
+  void Notify(const std::string& name, int value, UserData instead = {});
+  void ChangePower(int previous, int current, UserData instead = {});
+  // Runs `work` on another thread, to its end. What it throws comes out here.
+  static void OnServiceThread(const std::function<void()>& work);
+  // How many controls and subscribers of the TV service were created and not destroyed.
+  int TvObjects() const;
+  // The active speaker changed: whoever watches learns of it on the main loop.
+  void ChangeSpeaker(int route);
 
   // --- The set.
   void SetFeature(std::string key, FeatureValue value);

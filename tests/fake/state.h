@@ -10,7 +10,9 @@
 #include <mutex>
 #include <thread>
 
+#include "device_power.h"
 #include "fake_platform.h"
+#include "ormu.h"
 #include "vconf.h"
 
 // What the files of the fake share. A new part of the platform gets its members in State and a
@@ -39,6 +41,26 @@ struct Sleeper {
 struct AppEvent {
   app_context_event_e event;
   std::optional<std::string> appID;
+};
+
+struct AppControl {
+  Launch request;
+  bool destroyed = false;
+};
+
+// Who is called for one type of signal.
+struct SignalWatch {
+  const ISignalSubscriber* subscriber;
+  TVSSignalCallback callback;
+  ESignalType type;
+  EProfile profile;
+  void* userData;
+};
+
+struct OutputWatch {
+  std::string name;
+  ormu_notification_cb callback;
+  void* userData;
 };
 
 struct KeyWatch {
@@ -73,6 +95,27 @@ struct State {
   void* appUserData = nullptr;
   std::deque<AppEvent> appEvents;  // that the callback was not yet called for
 
+  std::map<std::string, int> appStatuses;
+  std::vector<Launch> launches;
+  std::deque<AppControl> appControls;  // destroyed ones included: a late use shows
+
+  Picture picture;
+  std::vector<std::shared_ptr<void>> tvObjects;  // destroyed ones included
+  int tvObjectsLeft = 0;
+  std::vector<SignalWatch> signalWatches;
+
+  std::multimap<int, CSourceItem> sources;
+  std::map<void*, SourceAPICallback> sourceWatches;
+
+  GameModes gameModes;
+  std::map<int, OutputWatch> outputWatches;
+  int lastOutputWatch = 0;
+
+  std::map<device_power_state_changed_cb, void*> powerWatches;
+
+  sound_speaker_changed_cb speakerCallback = nullptr;
+  void* speakerUserData = nullptr;
+
   std::map<std::string, FeatureValue> features;
   std::vector<std::string> speakers;
   std::string speakerDisplayName;
@@ -88,7 +131,7 @@ struct State {
 // outlive everything else.
 struct SharedState {
   std::mutex mutex;
-  std::condition_variable changed;  // sleepers and the main loop's work
+  std::condition_variable changed;  // the trace, sleepers and the main loop's work
   State state;
 };
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
@@ -173,6 +174,7 @@ std::optional<int> Call::Failure(int usual) {
 
 void Call::Write(const std::string& end) {
   m_Shared.state.trace.push_back(m_Line + end + m_Complaints);
+  m_Shared.changed.notify_all();
 }
 
 void Call::Complain(const std::string& about) { m_Complaints += " !! " + about; }
@@ -199,6 +201,16 @@ std::vector<std::string> Platform::Trace() const {
 std::vector<std::string> Platform::TakeTrace() {
   std::lock_guard lock(Shared().mutex);
   return std::exchange(Shared().state.trace, {});
+}
+
+bool Platform::WaitForTrace(const std::string& text, std::chrono::milliseconds limit) const {
+  std::unique_lock lock(Shared().mutex);
+  return Shared().changed.wait_for(lock, limit, [&] {
+    const auto& trace = Shared().state.trace;
+    return std::any_of(trace.begin(), trace.end(), [&](const std::string& line) {
+      return line.find(text) != std::string::npos;
+    });
+  });
 }
 
 void Platform::Name(const void* pointer, std::string name) {
@@ -247,5 +259,6 @@ extern "C" int __dlog_print(log_id_t id, int priority, const char* tag, const ch
     line += " -> " + TraceText(result);
   }
   Shared().state.trace.push_back(std::move(line));
+  Shared().changed.notify_all();
   return result;
 }

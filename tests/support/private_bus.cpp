@@ -10,11 +10,12 @@
 namespace support {
 
 PrivateBus::PrivateBus(const std::filesystem::path& directory) {
-  Start(directory, SETTINGS_BUS_CONFIGURATION);
+  Start(directory, SETTINGS_BUS_CONFIGURATION, {});
 }
 
 PrivateBus::PrivateBus(const std::filesystem::path& directory,
-                       const std::vector<std::filesystem::path>& serviceDirectories) {
+                       const std::vector<std::filesystem::path>& serviceDirectories,
+                       const Variables& variables) {
   const std::filesystem::path configuration = directory / "bus.conf";
   std::ofstream stream(configuration);
   stream << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
@@ -25,7 +26,7 @@ PrivateBus::PrivateBus(const std::filesystem::path& directory,
   }
   stream << "</busconfig>\n";
   stream.close();
-  Start(directory, configuration);
+  Start(directory, configuration, variables);
 }
 
 void PrivateBus::End() {
@@ -34,7 +35,7 @@ void PrivateBus::End() {
 }
 
 void PrivateBus::Start(const std::filesystem::path& directory,
-                       const std::filesystem::path& configuration) {
+                       const std::filesystem::path& configuration, const Variables& variables) {
   m_Address = "unix:path=" + (directory / "bus").string();
   const std::filesystem::path log = directory / "bus.log";
   const std::filesystem::path printed = directory / "bus.address";
@@ -42,7 +43,7 @@ void PrivateBus::Start(const std::filesystem::path& directory,
   m_Daemon = std::make_unique<Process>(
       std::vector<std::string>{"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                                "--config-file=" + configuration.string(), "--address=" + m_Address},
-      Variables{}, Files{"/dev/null", printed, log});
+      variables, Files{"/dev/null", printed, log});
   // The bus prints its address when it can be connected to.
   const bool up = WaitUntil([&] { return !ReadFile(printed).empty() || !m_Daemon->Running(); });
   if (!up || !m_Daemon->Running()) {

@@ -16,9 +16,10 @@ class PrivateBus {
   explicit PrivateBus(const std::filesystem::path& directory);
 
   // The same with programs that the bus starts when they are needed, as the .service files in
-  // `serviceDirectories` say.
+  // `serviceDirectories` say. They get `variables` on top of this process's own.
   PrivateBus(const std::filesystem::path& directory,
-             const std::vector<std::filesystem::path>& serviceDirectories);
+             const std::vector<std::filesystem::path>& serviceDirectories,
+             const Variables& variables = {});
 
   const std::string& Address() const { return m_Address; }
 
@@ -26,7 +27,8 @@ class PrivateBus {
   void End();
 
  private:
-  void Start(const std::filesystem::path& directory, const std::filesystem::path& configuration);
+  void Start(const std::filesystem::path& directory, const std::filesystem::path& configuration,
+             const Variables& variables);
 
   std::string m_Address;
   std::unique_ptr<Process> m_Daemon;

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # The first command of a newcomer: what it prints, how it ends, and what it leaves behind.
+# shellcheck disable=SC2016  # what is expanded inside the set
 set -u
 project=$1
 cd / || exit 1
@@ -18,6 +19,22 @@ trap 'rm -rf "$state"' EXIT
 expect "a value is answered" "standard (Standard)" \
   "$("$project/run" -- settingsctl get picturemode 2>"$state/err" || cat "$state/err")"
 
+# Alone it shows a set at work, and serves until it is ended.
+"$project/run" >"$state/out" 2>"$state/err" &
+run=$!
+for ((tries = 0; tries < 600; ++tries)); do
+  grep -q 'serves until Ctrl-C' "$state/out" && break
+  kill -0 "$run" 2>/dev/null || break
+  sleep 0.1
+done
+kill -TERM "$run"
+wait "$run"
+expect "the set at work ends when it is told to" 143 $?
+for line in 'standard (Standard)' 'movie (Movie)' '{"return_data":""}' 'There is no matched method' \
+  'mode auto_source_change' 'crosshair  -( )-  status 1, type 2' 'no crosshair' 'mode Terminate'; do
+  grep -qF "$line" "$state/out" || { echo "FAILED: not shown: $line"; cat "$state/out" "$state/err"; failed=1; }
+done
+
 expect "a request prints the reply body alone" \
   '{"call_api_success":true,"connect_server":true,"return_data":"standard"}' \
   "$("$project/run" --quiet -- settingsctl request \
@@ -29,6 +46,21 @@ expect "the command's exit status is the script's" 7 $?
 "$project/run" --quiet --dir "$state/set" -- settingsctl set picturemode movie
 expect "a set's state is kept in its directory" "movie (Movie)" \
   "$("$project/run" --quiet --dir "$state/set" -- settingsctl get picturemode 2>&1)"
+
+expect "an application is started by the set's bus" "true" \
+  "$("$project/run" --quiet -- sh -c 'setctl app start org.pavix.menu &&
+    setctl app log org.pavix.menu | grep -q "menu open" && echo true' 2>&1)"
+
+apps=$("$project/run" --quiet -- sh -c '
+  setctl app start --json org.pavix.menu
+  setctl app start --json com.velmora.tv.csfs
+  kill -STOP "$(setctl app list --json | sed -n "s/.*tv.csfs.*\"pid\":\([0-9]*\).*/\1/p")"' |
+  sed 's/.*"pid":\([0-9]*\).*/\1/')
+for pid in $apps; do
+  # One that nobody waits for has ended, too.
+  expect "application $pid ends with the set" "" "$(grep -v '^[0-9]* (.*) Z ' "/proc/$pid/stat" 2>/dev/null)"
+done
+[ "$(wc -w <<<"$apps")" -eq 2 ] || { echo "FAILED: no applications to look for: $apps"; failed=1; }
 
 left=$("$project/run" --quiet -- sh -c 'echo "$SETTINGS_ROOT"; readlink "$SETTINGS_ROOT/run"')
 for directory in $left; do

@@ -16,9 +16,38 @@ const std::string kLastStartMessage = access("/proc/self/reclaim", W_OK) == 0
                                           ? "[PID][success to open][1]"
                                           : "[PID][fail to open (2)]";
 
+void Append(std::vector<LogLine>& to, const std::vector<LogLine>& lines) {
+  to.insert(to.end(), lines.begin(), lines.end());
+}
+
+// What the game bar automation logs when it starts on the tuner.
+const std::vector<LogLine> kGameBarStartLines = {
+    {'E', "GameBarService", "CGameBarService", "[GameBarService] CGameBarService constructor!!"},
+    {'E', "GameBarService", "Init", "[GameBarService] Init!!"},
+    {'E', "GameModeDataManager", "CGameModeDataManager",
+     "[GameBarService] CGameModeDataManager constructor!!"},
+    {'E', "SourceDataManager", "CSourceDataManager",
+     "[GameBarService] CSourceDataManager constructor!!"},
+    {'E', "SourceDataManager", "m_RefreshSourceList",
+     "[GameBarService]******** detectedName : , editName  : TV ********"},
+    {'E', "SourceDataManager", "m_GetCurrentSouceDeviceType", "[GameBarService] m_SourceState: 1"},
+    {'E', "SourceDataManager", "m_IsVideoOutputSource", "[GameBarService] source is NOT_VALID"},
+    {'E', "SourceDataManager", "m_GetCurrentSouceDeviceType",
+     "[GameBarService] Current source is not video output source, no need to handle!"},
+    {'E', "SourceDataManager", "m_RefreshSourceAndGameItem",
+     "[GameBarService] CurrentGameDeviceType: 0"},
+    {'E', "SourceDataManager", "m_RefreshSourceAndGameItem", "[GameBarService] m_GameItemMode: 0"},
+    {'E', "GameBarVAPManager", "GameBarVAPManager",
+     "[GameBarService] GameBarVAPManager constructor!!"},
+    {'E', "GameBarVAPManager", "GetVAPData", "[GameBarService] VAP data = []"},
+    {'E', "GameBarVAPManager", "ParseVAPData", "[GameBarService] json parse error"},
+    {'I', "GameBarVAPManager", "ParseVAPData", "[GameBarService] VAP data=[]"},
+    {'E', "GameBarUtil", "isGameModeOn", "Game Mode GET value( 0)(0: OFF, 1: ON)"},
+};
+
 // What a start-up logs on a set without network speakers where nothing is disabled.
 std::vector<LogLine> StartLines(bool gameBar, const std::string& outdoor) {
-  return {
+  std::vector<LogLine> lines{
       {'I', "SettingsService", "main", "main start!!"},
       {'E', "SettingsService", "SettingsService", "SettingsService constructor!!"},
       {'I', "SettingsService", "t_OnCreate", "t_OnCreate!"},
@@ -30,9 +59,15 @@ std::vector<LogLine> StartLines(bool gameBar, const std::string& outdoor) {
       {'E', "SettingsService", "m_LoadDisableMenuItem", "fail to check disabled items."},
       {'E', "SettingsService", "m_Initialize",
        std::string("[GameBarService] isSupportGameBar: ") + (gameBar ? "1" : "0")},
-      {'I', "SettingsService", "m_Initialize", outdoor},
-      {'I', "SettingsService", "do_swap_and_cach_drop_memory", kLastStartMessage},
   };
+  if (gameBar) {
+    Append(lines, kGameBarStartLines);
+  }
+  Append(lines, {
+                    {'I', "SettingsService", "m_Initialize", outdoor},
+                    {'I', "SettingsService", "do_swap_and_cach_drop_memory", kLastStartMessage},
+                });
+  return lines;
 }
 
 const std::vector<LogLine> kEndLines = {
@@ -45,10 +80,6 @@ std::vector<LogLine> RequestLines(const std::string& request, std::vector<LogLin
                {'I', "SettingsService", "IfMessageReceived",
                 "IfMessageReceived!! message: [from:SENDER] [rsp:PTR] [message:" + request + "]"});
   return lines;
-}
-
-void Append(std::vector<LogLine>& to, const std::vector<LogLine>& lines) {
-  to.insert(to.end(), lines.begin(), lines.end());
 }
 
 TEST(StartAndEnd, OneStartOneRequestOfEachKindAndOneEndAreLoggedLineForLine) {

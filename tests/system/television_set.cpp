@@ -11,17 +11,25 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/applications.h"
+
 std::ostream& operator<<(std::ostream& stream, const LogLine& line) {
   return stream << line.priority << ' ' << line.module << ' ' << line.function << " | "
                 << line.message;
 }
 
 TelevisionSet::TelevisionSet(const std::string& model)
-    : m_Bus(m_Root.Path()), m_ModelFile(SETTINGS_DATA_DIRECTORY "/models/" + model + ".json") {}
+    : m_Bus(m_Root.Path(), {SETTINGS_APPLICATIONS "/services"}, {{"SETTINGS_ROOT", m_Root.Path()}}),
+      m_ModelFile(std::filesystem::path(SETTINGS_DATA_DIRECTORY "/models") / (model + ".json")) {}
 
 TelevisionSet::~TelevisionSet() {
   if (testing::Test::HasFailure()) {
     std::cerr << "The daemon's log:\n" << LogText();
+  }
+  // The applications end with the bus, before their directory goes.
+  m_Bus.End();
+  for (const pid_t pid : support::ApplicationProcesses(m_Root.Path())) {
+    support::WaitForEnd(pid);
   }
 }
 

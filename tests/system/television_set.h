@@ -24,6 +24,7 @@ std::ostream& operator<<(std::ostream& stream, const LogLine& line);
 // A whole set in a directory of its own: a private bus, the key store and the real daemon.
 class TelevisionSet {
  public:
+  // `model` is one of data/models, or the path of a file without its ".json".
   explicit TelevisionSet(const std::string& model = "full");
 
   // Prints the daemon's log if the running test has failed.

@@ -1,16 +1,11 @@
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <filesystem>
 #include <memory>
 
 #include "keystore/key_store.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
-#include "system/environment.h"
 #include "system/log.h"
 #include "text.h"
 
@@ -33,31 +28,6 @@ struct KeyArguments {
   std::optional<int> count;
   std::optional<double> timeout;
 };
-
-// Whether this user may change what is in the directory, or make it where it is missing.
-bool MayUse(std::filesystem::path directory) {
-  std::error_code ignored;
-  while (!std::filesystem::is_directory(directory, ignored) && directory.has_relative_path()) {
-    directory = directory.parent_path();
-  }
-  return faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 || errno != EACCES;
-}
-
-// The store of the set. What it cannot do for want of permission ends with the code for that.
-ExitCode WithStore(const Options& options, const std::function<ExitCode(KeyStore&)>& verb) {
-  EnterSet(options);
-  try {
-    KeyStore store(host::StateDir(), host::RunDir());
-    return verb(store);
-  } catch (const Failure&) {
-    throw;
-  } catch (const std::runtime_error& error) {
-    if (MayUse(host::StateDir()) && MayUse(host::RunDir())) {
-      throw;
-    }
-    throw Failure(ExitCode::kNotAllowed, error.what());
-  }
-}
 
 Failure NoSuchKey(const std::string& key) {
   return Failure(ExitCode::kNotFound, fmt::format("no key {}", Quote(key)));

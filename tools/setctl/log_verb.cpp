@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "setctl/log_file.h"
-#include "setctl/verbs.h"
+#include "setctl/log_output.h"
 #include "system/environment.h"
 #include "text.h"
 
@@ -16,21 +16,11 @@ using tools::ExitCode;
 using tools::Failure;
 using tools::Listening;
 
-struct LogArguments {
-  bool follow = false;
-  std::optional<int> lines;
-};
-
-std::filesystem::path LogPath() {
-  return host::GetEnvironment().root / "var/log/settings-service.log";
-}
-
-Failure CannotRead(const std::system_error& error) {
+Failure CannotRead(const std::system_error& error, const std::filesystem::path& file,
+                   const std::string& whereElse) {
   if (error.code() == std::errc::no_such_file_or_directory) {
     return Failure(ExitCode::kNotFound,
-                   fmt::format("no log file {}; a daemon without --log writes to its standard "
-                               "error, or to the journal when systemd runs it",
-                               tools::Quote(LogPath().native())));
+                   fmt::format("no log file {}; {}", tools::Quote(file.native()), whereElse));
   }
   const bool denied = error.code() == std::errc::permission_denied;
   return Failure(denied ? ExitCode::kNotAllowed : ExitCode::kRefused,
@@ -50,36 +40,45 @@ void Follow(LogFile& log, DirectoryWatch& changes, const LogFile::LineCallback& 
   }
 }
 
-ExitCode Log(const Options& options, const LogArguments& arguments) {
-  EnterSet(options);
+}  // namespace
+
+void AddLogOptions(CLI::App& verb, LogArguments& arguments) {
+  verb.add_flag("--follow", arguments.follow, "Go on with what is written from now on");
+  verb.add_option("--lines", arguments.lines, "Begin with the last N lines only")
+      ->type_name("N")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+}
+
+ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
+                  const LogArguments& arguments, const std::string& whereElse) {
   const auto print = [&](const std::string& line) {
     tools::PrintLine(options.json ? tools::JsonLine({{"line", line}}) : tools::Escape(line));
   };
   try {
-    LogFile log(LogPath(), arguments.lines);
+    LogFile log(file, arguments.lines);
     if (arguments.follow) {
-      DirectoryWatch changes(LogPath().parent_path());
+      DirectoryWatch changes(file.parent_path());
       Follow(log, changes, print);
     } else {
       log.Read(print);
       log.ReadRest(print);
     }
   } catch (const std::system_error& error) {
-    throw CannotRead(error);
+    throw CannotRead(error, file, whereElse);
   }
   return ExitCode::kDone;
 }
 
-}  // namespace
-
 void AddLogVerb(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<LogArguments>();
-  CLI::App* log = tool.AddVerb(tool.App(), "log", "Print the daemon's log",
-                               [&options, arguments] { return Log(options, *arguments); });
-  log->add_flag("--follow", arguments->follow, "Go on with what is written from now on");
-  log->add_option("--lines", arguments->lines, "Begin with the last N lines only")
-      ->type_name("N")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+  CLI::App* log = tool.AddVerb(tool.App(), "log", "Print the daemon's log", [&options, arguments] {
+    EnterSet(options);
+    return PrintLog(options, host::GetEnvironment().root / "var/log/settings-service.log",
+                    *arguments,
+                    "a daemon without --log writes to its standard error, or to the journal when "
+                    "systemd runs it");
+  });
+  AddLogOptions(*log, *arguments);
 }
 
 }  // namespace setctl

@@ -6,10 +6,15 @@ constexpr char kDescription[] = "Operates the set that the settings service runs
 
 constexpr char kFooter[] =
     "Examples:\n"
-    "  setctl key set memory/set/speaker bluetooth\n"
+    "  setctl source add hdmi1 \"My Console\"\n"
+    "  setctl source switch hdmi1\n"
+    "  setctl power picture-off\n"
+    "  setctl key set db/menu/brightness 30\n"
     "  setctl key get db/menu/brightness\n"
     "  setctl key list db/menu/\n"
     "  setctl key watch memory/ --count 1 --timeout 10\n"
+    "  setctl app start com.velmora.tv.gamebar mode=auto_source_change\n"
+    "  setctl app state org.pavix.tv-viewer background\n"
     "  setctl log --lines 20 --follow\n"
     "  setctl catalogue check menu.json";
 
@@ -21,9 +26,13 @@ int main(int argc, char** argv) {
   tool.App()
       .add_option("--root", options.root, "Root directory of the set (SETTINGS_ROOT, or /)")
       ->type_name("DIR");
+  tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
   tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");
   setctl::AddKeyVerbs(tool, options);
+  setctl::AddSourceVerbs(tool, options);
+  setctl::AddStateVerbs(tool, options);
   setctl::AddLogVerb(tool, options);
   setctl::AddCatalogueVerb(tool, options);
+  setctl::AddAppVerbs(tool, options);
   return tool.Run(argc, argv);
 }

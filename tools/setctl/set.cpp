@@ -1,14 +1,31 @@
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "keystore/key_store.h"
 #include "setctl/verbs.h"
 #include "system/environment.h"
 #include "text.h"
 
 namespace setctl {
+namespace {
+
+// Whether this user may change what is in the directory, or make it where it is missing.
+bool MayUse(std::filesystem::path directory) {
+  std::error_code ignored;
+  while (!std::filesystem::is_directory(directory, ignored) && directory.has_relative_path()) {
+    directory = directory.parent_path();
+  }
+  return faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 || errno != EACCES;
+}
+
+}  // namespace
 
 void EnterSet(const Options& options) {
   host::Environment environment = host::EnvironmentFromVariables();
@@ -24,6 +41,22 @@ void EnterSet(const Options& options) {
                                      tools::Quote(environment.root.native())));
   }
   host::SetEnvironment(std::move(environment));
+}
+
+tools::ExitCode WithStore(const Options& options,
+                          const std::function<tools::ExitCode(host::KeyStore&)>& verb) {
+  EnterSet(options);
+  try {
+    host::KeyStore store(host::StateDir(), host::RunDir());
+    return verb(store);
+  } catch (const tools::Failure&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    if (MayUse(host::StateDir()) && MayUse(host::RunDir())) {
+      throw;
+    }
+    throw tools::Failure(tools::ExitCode::kNotAllowed, error.what());
+  }
 }
 
 }  // namespace setctl

@@ -1,24 +1,39 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
+#include "keystore/key_store.h"
 #include "tool.h"
+
+namespace host {
+class KeyStore;
+}
 
 // The verbs of setctl (docs/commands.md). `options` must outlive the tool's run.
 namespace setctl {
 
 struct Options {
   std::optional<std::string> root;
+  std::string bus = "session";
   bool json = false;
 };
 
 void AddKeyVerbs(tools::Tool& tool, const Options& options);
 void AddLogVerb(tools::Tool& tool, const Options& options);
 void AddCatalogueVerb(tools::Tool& tool, const Options& options);
+void AddSourceVerbs(tools::Tool& tool, const Options& options);
+void AddStateVerbs(tools::Tool& tool, const Options& options);
+void AddAppVerbs(tools::Tool& tool, const Options& options);
 
 // Makes the set of the options the one that this process works on. Called first by each verb that
 // works on a set. Throws tools::Failure (wrong usage) when there is no such directory.
 void EnterSet(const Options& options);
+
+// Enters the set and runs `verb` with its key store. What the store cannot do for want of
+// permission ends with the code for that.
+tools::ExitCode WithStore(const Options& options,
+                          const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 
 }  // namespace setctl

@@ -14,21 +14,12 @@ constexpr char kFooter[] =
     "  settingsctl request '{\"method\":\"GetItemValue\",\"data\":{\"menuID\":\"brightness\"}}'\n"
     "  settingsctl monitor --count 1 --timeout 10";
 
-std::string CheckBus(const std::string& bus) {
-  return bus == "session" || bus == "system" || bus.find(':') != std::string::npos
-             ? ""
-             : "use session, system or a bus address such as unix:path=/run/bus, not " + bus;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   settingsctl::Options options;
   tools::Tool tool("settingsctl", kDescription, kFooter);
-  tool.App()
-      .add_option("--bus", options.bus, "session (the default), system or a bus address")
-      ->type_name("BUS")
-      ->check(CheckBus);
+  tools::AddBus(tool.App(), options.bus);
   tools::AddSeconds(tool.App(), "--timeout", options.timeout,
                     "How long an answer may take (5); for monitor: how long to listen");
   tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");

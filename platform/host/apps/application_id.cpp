@@ -21,4 +21,8 @@ std::string ApplicationObjectPath(const std::string& id) {
   return path;
 }
 
+std::string ApplicationStatusKey(const std::string& id) {
+  return "memory/set/apps/" + id + "/status";
+}
+
 }  // namespace host

@@ -12,4 +12,7 @@ bool IsApplicationId(const std::string& id);
 // The object of the application `id`, which is valid.
 std::string ApplicationObjectPath(const std::string& id);
 
+// The key in which the application `id` says its state.
+std::string ApplicationStatusKey(const std::string& id);
+
 }  // namespace host

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "apps/application_bus.h"
+#include "apps/application_id.h"
 #include "vconf.h"
 
 namespace {
@@ -30,7 +31,7 @@ int ParseNumber(const char* text) {
 
 // What the application says about itself; negative when it says nothing of use.
 int ToldState(const std::string& id) {
-  const std::string key = "memory/set/apps/" + id + "/status";
+  const std::string key = host::ApplicationStatusKey(id);
   int number = -1;
   if (vconf_get_int(key.c_str(), &number) == 0) {
     return number;

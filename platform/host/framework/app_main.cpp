@@ -14,6 +14,7 @@
 #include "framework/process_signals.h"
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
+#include "framework/set_preparation.h"
 #include "system/environment.h"
 #include "system/log.h"
 #include "system/ready_event.h"
@@ -27,6 +28,8 @@ constexpr std::chrono::seconds kLogPatience{2};
 // Not used for anything, but read by leak checkers: the caller keeps the service until the
 // process ends and never deletes it.
 [[gnu::used]] Nuvra::TCDaemonService* g_Service = nullptr;
+
+void (*g_PrepareSet)() = nullptr;
 
 bool Create(Nuvra::TCDaemonService& service) {
   bool created = false;
@@ -55,6 +58,9 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   bus.TakeName(name);
 
   WithdrawReadyEvents();
+  if (g_PrepareSet != nullptr) {
+    Contain("the preparation of the set", g_PrepareSet);
+  }
   int exitStatus = kFailure;
   if (Create(service)) {
     exitStatus = Serve(loop, bus.Get());
@@ -108,6 +114,12 @@ int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
 }
 
 }  // namespace
+
+bool PrepareSetWith(void (*prepare)()) {
+  g_PrepareSet = prepare;
+  return true;
+}
+
 }  // namespace host
 
 namespace Nuvra {

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <system_error>
 
-#include "keystore/file_descriptor.h"
+#include "system/file_descriptor.h"
 
 namespace host {
 namespace {

@@ -30,10 +30,10 @@
 #include <system_error>
 
 #include "dlog.h"
-#include "keystore/file_descriptor.h"
 #include "keystore/key_file.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
+#include "system/file_descriptor.h"
 
 namespace host {
 namespace {

@@ -13,7 +13,7 @@
 #include "dlog.h"
 #include "framework/main_loop.h"
 #include "keystore/key_store.h"
-#include "system/environment.h"
+#include "keystore/process_store.h"
 
 struct _keynode_t {
   host::KeyChange change;
@@ -37,22 +37,15 @@ Result Guarded(const char* function, Result failure, Body body) noexcept {
   }
 }
 
-// The store of this process, opened at its first use and again at the next one if that failed. It
-// is never closed: a thread or a callback may still need it while the process ends.
-KeyStore& Store() {
-  static auto* const store = new KeyStore(StateDir(), RunDir());
-  return *store;
-}
-
 // The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
 class Subscriptions {
  public:
-  Subscriptions() : m_Watcher(Store()), m_Watch(m_Watcher.Fd(), [this] { Deliver(); }) {}
+  Subscriptions() : m_Watcher(ProcessStore()), m_Watch(m_Watcher.Fd(), [this] { Deliver(); }) {}
 
   void Add(const std::string& key, vconf_callback_fn callback, void* userData) {
     // By number and not by time: a write that is still under way counts as later, because the
     // subscriber cannot have read it either.
-    const std::int64_t since = Store().NewestChange(key);
+    const std::int64_t since = ProcessStore().NewestChange(key);
     if (Subscription* known = Find(key, callback)) {
       known->userData = userData;
     } else {
@@ -130,7 +123,7 @@ class Subscriptions {
   FdWatch m_Watch;
 };
 
-// Lives as long as the process, for the reason that the store does.
+// Lives as long as the process: a callback may still come while it ends.
 Subscriptions& ProcessSubscriptions() {
   static auto* const subscriptions = new Subscriptions();
   return *subscriptions;
@@ -146,7 +139,7 @@ extern "C" {
 
 int vconf_get_int(const char* key, int* value) {
   return host::Guarded(__func__, -1, [&] {
-    const auto held = host::Store().Get(host::KeyOf(key));
+    const auto held = host::ProcessStore().Get(host::KeyOf(key));
     const int* number = held ? std::get_if<int>(&*held) : nullptr;
     if (number == nullptr || value == nullptr) {
       return -1;
@@ -158,12 +151,12 @@ int vconf_get_int(const char* key, int* value) {
 
 int vconf_set_int(const char* key, int value) {
   return host::Guarded(__func__, -1,
-                       [&] { return host::Store().Set(host::KeyOf(key), value) ? 0 : -1; });
+                       [&] { return host::ProcessStore().Set(host::KeyOf(key), value) ? 0 : -1; });
 }
 
 char* vconf_get_str(const char* key) {
   return host::Guarded<char*>(__func__, nullptr, [&]() -> char* {
-    const auto held = host::Store().Get(host::KeyOf(key));
+    const auto held = host::ProcessStore().Get(host::KeyOf(key));
     const auto* text = held ? std::get_if<std::string>(&*held) : nullptr;
     return text != nullptr ? ::strdup(text->c_str()) : nullptr;
   });
@@ -171,7 +164,8 @@ char* vconf_get_str(const char* key) {
 
 int vconf_set_str(const char* key, const char* value) {
   return host::Guarded(__func__, -1, [&] {
-    return value != nullptr && host::Store().Set(host::KeyOf(key), std::string(value)) ? 0 : -1;
+    return value != nullptr && host::ProcessStore().Set(host::KeyOf(key), std::string(value)) ? 0
+                                                                                              : -1;
   });
 }
 

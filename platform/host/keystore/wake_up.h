@@ -3,7 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "keystore/file_descriptor.h"
+#include "system/file_descriptor.h"
 
 namespace host {
 

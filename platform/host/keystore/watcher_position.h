@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "keystore/file_descriptor.h"
+#include "system/file_descriptor.h"
 
 // How far each living watcher has come. A position is a small file that its watcher keeps locked
 // and mapped: moving on costs no system call, and the lock goes with the process however it ends.

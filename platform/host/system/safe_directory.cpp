@@ -38,20 +38,6 @@ void WriteAll(int fd, std::string_view content, const std::filesystem::path& pat
 
 }  // namespace
 
-FileDescriptor::~FileDescriptor() {
-  if (m_Fd >= 0) {
-    close(m_Fd);
-  }
-}
-
-FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
-    : m_Fd(std::exchange(other.m_Fd, -1)) {}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-  std::swap(m_Fd, other.m_Fd);
-  return *this;
-}
-
 SafeDirectory::SafeDirectory(const std::filesystem::path& trusted)
     : m_Fd(open(trusted.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), m_Path(trusted) {
   if (m_Fd.Get() < 0) {

@@ -7,20 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "system/file_descriptor.h"
+
 namespace host {
-
-// Closes what it holds. Negative when it holds nothing.
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : m_Fd(fd) {}
-  ~FileDescriptor();
-  FileDescriptor(FileDescriptor&& other) noexcept;
-  FileDescriptor& operator=(FileDescriptor&& other) noexcept;
-  int Get() const { return m_Fd; }
-
- private:
-  int m_Fd;
-};
 
 // An open directory in which files are made, read and removed without ever following a symbolic
 // link, so that nobody who may write there can lead the service to another place. A name is one

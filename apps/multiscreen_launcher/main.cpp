@@ -1,0 +1,23 @@
+// Shows several pictures at once. While it is in the foreground there is neither a game bar nor a
+// crosshair.
+
+#include "support/application.h"
+
+namespace {
+
+constexpr char kInfoKey[] = "memory/multiscreen/info";
+
+class MultiScreenLauncher : public apps::Application {
+ public:
+  MultiScreenLauncher() : Application("com.velmora.tv.multiscreenlauncher") {}
+
+ private:
+  void OnState(apps::State state) override {
+    const bool on = state == apps::State::kForeground;
+    Keys().Set(kInfoKey, on ? R"({"mode":"on"})" : R"({"mode":"off"})");
+  }
+};
+
+}  // namespace
+
+int main() { return apps::Main<MultiScreenLauncher>(); }

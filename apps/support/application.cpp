@@ -1,0 +1,271 @@
+#include "support/application.h"
+
+#include <signal.h>
+#include <string.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "apps/application_id.h"
+#include "support/message_reader.h"
+#include "system/environment.h"
+#include "system/log.h"
+
+// The order at both ends matters to those who look at an application from outside. Whoever sees
+// its name may call it and ask for its state at once, so the name is taken last. It is given back
+// while the state is still that of an ending application: a missing state would read as the
+// foreground. And the state is removed only if it is still that one, because whoever waits for
+// the name may be the next run of the same application.
+
+namespace apps {
+namespace {
+
+constexpr int kEnding = 5;
+
+constexpr std::pair<std::string_view, State> kStateNames[] = {
+    {"foreground", State::kForeground},
+    {"visible", State::kVisible},
+    {"background", State::kBackground},
+};
+
+// A call that cannot be done; becomes the error reply org.freedesktop.DBus.Error.InvalidArgs.
+class InvalidArguments : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+int Check(int result, const char* what) {
+  if (result < 0) {
+    throw std::system_error(-result, std::generic_category(), what);
+  }
+  return result;
+}
+
+sd_event* OpenEvent() {
+  sd_event* event = nullptr;
+  Check(sd_event_new(&event), "cannot make an event loop");
+  return event;
+}
+
+sd_bus* OpenBus() {
+  const char* const starter = std::getenv("DBUS_STARTER_ADDRESS");
+  sd_bus* bus = nullptr;
+  if (starter == nullptr) {
+    Check(sd_bus_open_user(&bus), "cannot connect to the session bus");
+    return bus;
+  }
+  Check(sd_bus_new(&bus), "cannot connect to the bus");
+  Check(sd_bus_set_address(bus, starter), starter);
+  Check(sd_bus_set_bus_client(bus, true), starter);
+  Check(sd_bus_start(bus), starter);
+  return bus;
+}
+
+bool HasOwner(sd_bus* bus, const std::string& name) {
+  sd_bus_message* reply = nullptr;
+  Check(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus", "NameHasOwner", nullptr, &reply, "s",
+                           name.c_str()),
+        "cannot ask the bus");
+  int owned = 0;
+  const int read = sd_bus_message_read(reply, "b", &owned);
+  sd_bus_message_unref(reply);
+  Check(read, "cannot read the answer of the bus");
+  return owned != 0;
+}
+
+std::string_view NameOf(State state) {
+  for (const auto& [name, named] : kStateNames) {
+    if (named == state) {
+      return name;
+    }
+  }
+  return "";
+}
+
+std::optional<State> StateOf(const std::optional<std::string>& text) {
+  for (const auto& [name, state] : kStateNames) {
+    if (text == name) {
+      return state;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string Quoted(const std::string& text) { return " \"" + text + "\""; }
+
+}  // namespace
+
+const sd_bus_vtable Application::kInterface[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("Activate", SD_BUS_ARGS("a{sv}", platform_data), SD_BUS_NO_RESULT,
+                            Answer<&Application::m_Activate>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("Open", SD_BUS_ARGS("as", uris, "a{sv}", platform_data),
+                            SD_BUS_NO_RESULT, Answer<&Application::m_Open>,
+                            SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS(
+        "ActivateAction", SD_BUS_ARGS("s", action_name, "av", parameter, "a{sv}", platform_data),
+        SD_BUS_NO_RESULT, Answer<&Application::m_ActivateAction>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+Application::Application(const std::string& id)
+    : m_Id(id),
+      m_StatusKey(host::ApplicationStatusKey(id)),
+      m_Log(id),
+      m_Keys(host::StateDir(), host::RunDir()),
+      m_Event(OpenEvent()),
+      m_Bus(OpenBus()) {
+  // Asked before anything is changed that the other one goes by.
+  if (HasOwner(m_Bus.get(), m_Id)) {
+    throw std::runtime_error("runs already");
+  }
+}
+
+Application::~Application() = default;
+
+void Application::Run() {
+  Check(sd_event_add_signal(m_Event.get(), nullptr, SIGTERM, OnSignal, this), "SIGTERM");
+  Check(sd_event_add_signal(m_Event.get(), nullptr, SIGINT, OnSignal, this), "SIGINT");
+  Check(sd_bus_attach_event(m_Bus.get(), m_Event.get(), SD_EVENT_PRIORITY_NORMAL), "the bus");
+  Check(sd_bus_set_exit_on_disconnect(m_Bus.get(), true), "the bus");
+  Check(sd_bus_set_close_on_exit(m_Bus.get(), false), "the bus");
+  Check(sd_bus_add_object_vtable(m_Bus.get(), nullptr, host::ApplicationObjectPath(m_Id).c_str(),
+                                 "org.freedesktop.Application", kInterface, this),
+        "cannot register the object");
+  Say("started");
+  EnterState(State::kBackground);
+  OnStart();
+  m_TakeName();
+  Check(sd_event_loop(m_Event.get()), "the event loop failed");
+  m_Leave();
+}
+
+void Application::OnActivate(const ExtraData&) { EnterState(State::kForeground); }
+
+void Application::EnterState(State state) {
+  if (state == m_State) {
+    return;
+  }
+  m_Keys.Set(m_StatusKey, static_cast<int>(state));
+  m_State = state;
+  OnState(state);
+  Say("state " + std::string(NameOf(state)));
+}
+
+void Application::End(const std::string& reason) {
+  m_EndReason = reason;
+  sd_event_exit(m_Event.get(), 0);
+}
+
+void Application::WatchKeys(std::function<void(const host::KeyChange&)> callback) {
+  m_OnChange = std::move(callback);
+  m_Watcher.emplace(m_Keys);
+  Check(sd_event_add_io(m_Event.get(), nullptr, m_Watcher->Fd(), EPOLLIN, OnKeys, this),
+        "cannot watch the key store");
+}
+
+template <auto Method>
+int Application::Answer(sd_bus_message* call, void* self, sd_bus_error* error) {
+  try {
+    (static_cast<Application*>(self)->*Method)(call);
+    return sd_bus_reply_method_return(call, "");
+  } catch (const InvalidArguments& problem) {
+    return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, problem.what());
+  } catch (const std::exception& problem) {
+    return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, problem.what());
+  }
+}
+
+int Application::OnSignal(sd_event_source*, const signalfd_siginfo* info, void* self) {
+  static_cast<Application*>(self)->End(info->ssi_signo == SIGINT ? "SIGINT" : "SIGTERM");
+  return 0;
+}
+
+int Application::OnKeys(sd_event_source*, int, uint32_t, void* self) {
+  auto& application = *static_cast<Application*>(self);
+  try {
+    for (const host::KeyChange& change : application.m_Watcher->TakeChanges()) {
+      application.m_OnChange(change);
+    }
+  } catch (const std::exception& problem) {
+    application.Say(std::string("the key store failed: ") + problem.what());
+  }
+  return 0;
+}
+
+void Application::m_Activate(sd_bus_message* call) {
+  const ExtraData data = ReadExtraData(call);
+  std::string line = "activate";
+  for (const auto& [key, value] : data) {
+    line += " " + key + "=\"" + value + "\"";
+  }
+  Say(line);
+  OnActivate(data);
+}
+
+void Application::m_Open(sd_bus_message* call) {
+  std::string line = "open";
+  for (const std::string& uri : ReadTexts(call)) {
+    line += Quoted(uri);
+  }
+  Say(line);
+  EnterState(State::kForeground);
+}
+
+void Application::m_ActivateAction(sd_bus_message* call) {
+  const std::string action = ReadText(call);
+  const std::optional<std::string> parameter = ReadParameter(call);
+  Say("action" + Quoted(action) + (parameter ? Quoted(*parameter) : ""));
+  if (action != "state") {
+    throw InvalidArguments("there is no action" + Quoted(action) + ", only \"state\"");
+  }
+  const std::optional<State> state = StateOf(parameter);
+  if (!state) {
+    throw InvalidArguments("\"state\" takes \"foreground\", \"visible\" or \"background\"");
+  }
+  EnterState(*state);
+}
+
+void Application::m_TakeName() {
+  const int taken = sd_bus_request_name(m_Bus.get(), m_Id.c_str(), 0);
+  if (taken == -EEXIST) {
+    throw std::runtime_error("runs already");
+  }
+  Check(taken, "cannot take the name");
+}
+
+void Application::m_Leave() {
+  OnState(State::kBackground);
+  m_Keys.Set(m_StatusKey, kEnding);
+  Say("ended: " + m_EndReason);
+  // Fails only when the bus is gone, and the name with it.
+  sd_bus_release_name(m_Bus.get(), m_Id.c_str());
+  if (m_Keys.Get(m_StatusKey) == host::KeyValue(kEnding)) {
+    m_Keys.Unset(m_StatusKey);
+  }
+}
+
+int Main(const std::function<std::unique_ptr<Application>()>& make) {
+  // Before the first thread: signals come to the event loop.
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGTERM);
+  sigaddset(&ends, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+  try {
+    host::OpenLog({});
+    make()->Run();
+    return 0;
+  } catch (const std::exception& problem) {
+    std::cerr << program_invocation_short_name << ": " << problem.what() << std::endl;
+    return 1;
+  }
+}
+
+}  // namespace apps

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "keystore/key_store.h"
+#include "support/activity_log.h"
+
+// An application of a set (docs/applications.md): it owns its ID as bus name, takes what it is
+// asked for through org.freedesktop.Application, and says its state. One thread.
+namespace apps {
+
+// The extra data of a launch request.
+using ExtraData = std::map<std::string, std::string>;
+
+// What can be seen of it, as the numbers of aul.h.
+enum class State { kForeground = 2, kVisible = 3, kBackground = 4 };
+
+class Application {
+ public:
+  // Opens the set of the environment's variables and the bus that started this process, or else
+  // the session bus. Throws std::exception when one of them cannot be used, and when an
+  // application of this ID runs already.
+  explicit Application(const std::string& id);
+  virtual ~Application();
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  // Lives until End, SIGTERM, SIGINT or the end of the bus. SIGTERM and SIGINT are blocked by the
+  // caller in all threads. Throws std::exception.
+  void Run();
+
+ protected:
+  // Called once, before anybody can see that the application runs.
+  virtual void OnStart() {}
+
+  // A launch request, the first as well as one to the running application. Comes to the
+  // foreground unless overridden.
+  virtual void OnActivate(const ExtraData& extraData);
+
+  // The state is this from now on. Called with kBackground at the start and at the end.
+  virtual void OnState(State) {}
+
+  // Prints a line; control characters are escaped.
+  void Say(const std::string& line) { m_Log.Print(line); }
+
+  void EnterState(State state);
+
+  // Ends the application when the present call is answered.
+  void End(const std::string& reason);
+
+  host::KeyStore& Keys() { return m_Keys; }
+
+  // From now on `callback` gets each change of a key, by whichever process, in order.
+  void WatchKeys(std::function<void(const host::KeyChange&)> callback);
+
+ private:
+  template <auto Method>
+  static int Answer(sd_bus_message* call, void* self, sd_bus_error* error);
+  static int OnSignal(sd_event_source*, const signalfd_siginfo* info, void* self);
+  static int OnKeys(sd_event_source*, int, uint32_t, void* self);
+  static const sd_bus_vtable kInterface[];
+
+  void m_Activate(sd_bus_message* call);
+  void m_Open(sd_bus_message* call);
+  void m_ActivateAction(sd_bus_message* call);
+  void m_TakeName();
+  void m_Leave();
+
+  struct Closer {
+    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+    void operator()(sd_event* event) const { sd_event_unref(event); }
+  };
+
+  const std::string m_Id;
+  const std::string m_StatusKey;
+  ActivityLog m_Log;
+  host::KeyStore m_Keys;
+  std::optional<host::KeyWatcher> m_Watcher;
+  std::function<void(const host::KeyChange&)> m_OnChange;
+  std::unique_ptr<sd_event, Closer> m_Event;
+  std::unique_ptr<sd_bus, Closer> m_Bus;
+  std::optional<State> m_State;
+  std::string m_EndReason = "the bus has ended";  // when nobody else ended it
+};
+
+// The main function of an application: makes it, lets it run and prints what failed.
+int Main(const std::function<std::unique_ptr<Application>()>& make);
+
+template <typename Kind>
+int Main() {
+  return Main([] { return std::make_unique<Kind>(); });
+}
+
+}  // namespace apps

@@ -1,0 +1,58 @@
+// One thread watches for all services. A write of any key, of which a set has many, then wakes one
+// thread and not five, and none before something is registered.
+
+#include "set/change_feed.h"
+
+#include <poll.h>
+
+#include <exception>
+#include <utility>
+
+#include "dlog.h"
+#include "keystore/process_store.h"
+#include "set/keys.h"
+#include "set/service_thread.h"
+
+namespace host {
+
+ChangeFeed& ChangeFeed::Get() {
+  static auto* const feed = new ChangeFeed();
+  return *feed;
+}
+
+ChangeFeed::ChangeFeed() : m_Watcher(ProcessStore()) {
+  StartServiceThread("set-changes", [this] { m_Run(); });
+}
+
+void ChangeFeed::Add(std::function<void(const KeyChange&)> sink) {
+  const std::lock_guard lock(m_Mutex);
+  m_Sinks.push_back(std::move(sink));
+}
+
+void ChangeFeed::m_Run() {
+  pollfd readable{.fd = m_Watcher.Fd(), .events = POLLIN, .revents = 0};
+  for (;;) {
+    if (::poll(&readable, 1, -1) > 0) {
+      m_Take();
+    }
+  }
+}
+
+void ChangeFeed::m_Take() {
+  try {
+    const std::vector<KeyChange> changes = m_Watcher.TakeChanges();
+    const std::lock_guard lock(m_Mutex);
+    for (const KeyChange& change : changes) {
+      if (!change.key.starts_with(kSetPrefix)) {
+        continue;
+      }
+      for (const auto& sink : m_Sinks) {
+        sink(change);
+      }
+    }
+  } catch (const std::exception& error) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "set", "cannot read the changes: %s\n", error.what());
+  }
+}
+
+}  // namespace host

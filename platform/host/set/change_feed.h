@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "keystore/key_store.h"
+
+namespace host {
+
+// Hands every change of the keys "memory/set/…" to the services of this process, in order, on a
+// thread of its own, which sleeps until something is written.
+class ChangeFeed {
+ public:
+  // The one of this process, which lives until it ends. Throws std::runtime_error, and is made
+  // again at the next call, when the key store cannot be watched.
+  static ChangeFeed& Get();
+
+  // From now on calls `sink` for each change. It must be quick and not throw.
+  void Add(std::function<void(const KeyChange&)> sink);
+
+ private:
+  ChangeFeed();
+  [[noreturn]] void m_Run();
+  void m_Take();
+
+  KeyWatcher m_Watcher;
+  std::mutex m_Mutex;
+  std::vector<std::function<void(const KeyChange&)>> m_Sinks;
+};
+
+}  // namespace host

@@ -1,0 +1,191 @@
+#pragma once
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "framework/exception_border.h"
+#include "keystore/process_store.h"
+#include "set/change_feed.h"
+#include "set/keys.h"
+#include "set/service_thread.h"
+
+namespace host {
+
+// A service of the set: turns changes of keys into events, and hands these to its callbacks, one
+// call at a time and in order, on a thread of its own. A `Key`, comparable, tells its callbacks
+// apart. All public functions may be called from any thread, its callbacks included.
+template <typename Event, typename Key>
+class EventService {
+ public:
+  using Callback = std::function<void(const Event&)>;
+
+  virtual ~EventService() = default;
+
+  // Once, before anything else: brings the service's thread up. Throws std::exception.
+  void Start(const char* threadName) {
+    ChangeFeed& feed = ChangeFeed::Get();
+    StartServiceThread(threadName, [this] { Run(); });
+    feed.Add([this](const KeyChange& change) { Take(change); });
+  }
+
+  // From now on `callback` is called for the events that concern `key`; instead of another one if
+  // there is one for that key. Throws std::exception, and changes nothing, when the key store
+  // fails.
+  void Set(const Key& key, Callback callback) {
+    const std::lock_guard lock(m_Mutex);
+    if (Registration* known = Find(key)) {
+      known->callback = std::move(callback);
+      return;
+    }
+    // By number and not by time: whatever a caller could have read before is not for it.
+    if (m_Registrations.empty()) {
+      m_Since = ReadAtRest();
+    }
+    const std::int64_t since = ProcessStore().NewestChange(kPowerKey);
+    m_Registrations.push_back({++m_LastId, key, since, std::move(callback)});
+  }
+
+  // Ends that. Returns whether there was such a callback.
+  bool Remove(const Key& key) {
+    const std::lock_guard lock(m_Mutex);
+    return std::erase_if(m_Registrations, [&](const auto& each) { return each.key == key; }) > 0;
+  }
+
+  // Ends all whose key the predicate takes, and waits for one of them that is being called;
+  // unless that is who called this.
+  template <typename Predicate>
+  void RemoveAll(Predicate isOwn) {
+    std::unique_lock lock(m_Mutex);
+    std::erase_if(m_Registrations, [&](const auto& each) { return isOwn(each.key); });
+    if (std::this_thread::get_id() != m_Thread) {
+      m_Called.wait(lock, [&] { return !m_Running || !isOwn(*m_Running); });
+    }
+  }
+
+ protected:
+  // Under the service's lock. Read: before the first registration, to learn the state that the
+  // next change comes on top of. EventOf: after that, every change in order.
+  virtual void Read(KeyStore&) {}
+  virtual std::optional<Event> EventOf(const KeyChange& change) = 0;
+  virtual bool Concerns(const Event& event, const Key& key) const = 0;
+
+ private:
+  struct Registration {
+    std::uint64_t id;
+    Key key;
+    std::int64_t since;  // number of the newest change that is not for it
+    Callback callback;
+  };
+
+  struct Due {
+    std::int64_t number;
+    Event event;
+  };
+
+  Registration* Find(const Key& key) {
+    const auto found = std::find_if(m_Registrations.begin(), m_Registrations.end(),
+                                    [&](const auto& each) { return each.key == key; });
+    return found != m_Registrations.end() ? &*found : nullptr;
+  }
+
+  // Reads the state, and the number of the newest change that is in it. What is written between
+  // would be in it or not, nobody could tell: then again. A store that is never at rest is read
+  // as it comes.
+  std::int64_t ReadAtRest() {
+    constexpr int kMostTries = 1000;
+    KeyStore& store = ProcessStore();
+    std::int64_t newest = store.NewestChange(kPowerKey);
+    for (int i = 0; i < kMostTries; ++i) {
+      Read(store);
+      const std::int64_t now = store.NewestChange(kPowerKey);
+      if (now == newest) {
+        break;
+      }
+      newest = now;
+    }
+    return newest;
+  }
+
+  void Take(const KeyChange& change) {
+    const std::lock_guard lock(m_Mutex);
+    if (m_Registrations.empty() || change.number <= m_Since) {
+      return;
+    }
+    if (std::optional<Event> event = EventOf(change)) {
+      m_Events.push_back({change.number, std::move(*event)});
+      m_Posted.notify_one();
+    }
+  }
+
+  std::vector<std::uint64_t> TurnsFor(const Due& due) const {
+    std::vector<std::uint64_t> ids;
+    for (const Registration& each : m_Registrations) {
+      if (each.since < due.number && Concerns(due.event, each.key)) {
+        ids.push_back(each.id);
+      }
+    }
+    return ids;
+  }
+
+  [[noreturn]] void Run() {
+    std::unique_lock lock(m_Mutex);
+    m_Thread = std::this_thread::get_id();
+    for (;;) {
+      m_Posted.wait(lock, [this] { return !m_Events.empty(); });
+      const Due due = std::move(m_Events.front());
+      m_Events.pop_front();
+      // Callbacks may come and go meanwhile, so each is looked up when its turn comes.
+      for (const std::uint64_t id : TurnsFor(due)) {
+        Call(id, due.event, lock);
+      }
+    }
+  }
+
+  void Call(std::uint64_t id, const Event& event, std::unique_lock<std::mutex>& lock) {
+    const auto turn = std::find_if(m_Registrations.begin(), m_Registrations.end(),
+                                   [&](const auto& each) { return each.id == id; });
+    if (turn == m_Registrations.end()) {
+      return;
+    }
+    const Callback callback = turn->callback;
+    m_Running = turn->key;
+    lock.unlock();
+    Contain("a callback of the set", [&] { callback(event); });
+    lock.lock();
+    m_Running.reset();
+    m_Called.notify_all();
+  }
+
+  std::mutex m_Mutex;
+  std::condition_variable m_Posted;
+  std::condition_variable m_Called;
+  std::vector<Registration> m_Registrations;
+  std::uint64_t m_LastId = 0;
+  std::int64_t m_Since = 0;  // number of the newest change that Read has seen
+  std::deque<Due> m_Events;
+  std::thread::id m_Thread;
+  std::optional<Key> m_Running;  // whose callback is being called
+};
+
+// The one service of its kind in this process. It lives until the process ends, because its
+// thread does, and if it did not come up as well. Throws std::exception, and is made again at the
+// next call, when it does not come up.
+template <typename Service>
+Service& TheService(const char* threadName) {
+  static Service* const service = [&] {
+    auto* made = new Service();
+    made->Start(threadName);
+    return made;
+  }();
+  return *service;
+}
+
+}  // namespace host

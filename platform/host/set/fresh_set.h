@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+
+#include "keystore/key_store.h"
+#include "system/file_descriptor.h"
+
+namespace host {
+
+// While one lives, no other process of the set holds one: for changes that begin with a look at
+// what there is. Waits for its turn. Throws std::system_error when the file cannot be used.
+class SetLock {
+ public:
+  explicit SetLock(const std::filesystem::path& runDir);
+
+ private:
+  FileDescriptor m_File;
+};
+
+// Gives the set the state in which it leaves its box: every key of it that is missing. What is
+// there stays. The lock is the set's own.
+void PrepareFreshSet(KeyStore& store, const SetLock& lock);
+
+}  // namespace host

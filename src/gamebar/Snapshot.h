@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+// A value that threads read and replace as a whole: a reader keeps the one it loaded, however often
+// it is replaced meanwhile, so nobody may change a value once it is stored here. Null at first,
+// unless a value is given.
+//
+// The free functions for shared pointers, not std::atomic of one: the library's own keeps its lock
+// in a bit of the pointer, which ThreadSanitizer cannot see.
+template <typename T>
+class Snapshot {
+ public:
+  Snapshot() = default;
+  explicit Snapshot(std::shared_ptr<T> value) : m_Value(std::move(value)) {}
+
+  std::shared_ptr<T> Load() const { return std::atomic_load(&m_Value); }
+
+  void Store(std::shared_ptr<T> value) { std::atomic_store(&m_Value, std::move(value)); }
+
+  // Stores `value` if what is stored still is `expected`. Otherwise gives what is stored in
+  // `expected` and returns false.
+  bool Replace(std::shared_ptr<T>& expected, std::shared_ptr<T> value) {
+    return std::atomic_compare_exchange_strong(&m_Value, &expected, std::move(value));
+  }
+
+ private:
+  std::shared_ptr<T> m_Value;
+};

@@ -1,0 +1,108 @@
+#include "app_control.h"
+
+#include <thread>
+
+#include "aul.h"
+#include "fixture.h"
+
+namespace {
+
+using FakeAppControl = fakes::FakePlatformTest;
+
+TEST_F(FakeAppControl, SendsARequestWithItsExtraData) {
+  app_control_h control = nullptr;
+  EXPECT_EQ(app_control_create(&control), 0);
+  EXPECT_EQ(fake.AppControls(), 1);
+  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), 0);
+  EXPECT_EQ(app_control_add_extra_data(control, "mode", "first"), 0);
+  EXPECT_EQ(app_control_add_extra_data(control, "mode", "second"), 0);
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), 0);
+  EXPECT_EQ(app_control_destroy(control), 0);
+  EXPECT_EQ(fake.AppControls(), 0);
+  EXPECT_EQ(fake.TakeLaunches(), (std::vector<fakes::Launch>{{.appID = "org.example.app",
+                                                              .extraData = {{"mode", "second"}}}}));
+  EXPECT_TRUE(fake.TakeLaunches().empty());
+  ExpectTrace(R"(
+    app_control_create() -> 0: appControl
+    app_control_set_app_id(appControl, "org.example.app") -> 0
+    app_control_add_extra_data(appControl, "mode", "first") -> 0
+    app_control_add_extra_data(appControl, "mode", "second") -> 0
+    app_control_send_launch_request(appControl, null, null) -> 0
+    app_control_destroy(appControl) -> 0
+  )");
+}
+
+TEST_F(FakeAppControl, RefusesARequestToNobody) {
+  app_control_h control = nullptr;
+  app_control_create(&control);
+  EXPECT_EQ(app_control_set_app_id(control, nullptr), -1);
+  EXPECT_EQ(app_control_add_extra_data(control, nullptr, "x"), -1);
+  EXPECT_EQ(app_control_add_extra_data(control, "x", nullptr), -1);
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), -1);
+  EXPECT_TRUE(fake.TakeLaunches().empty());
+}
+
+TEST_F(FakeAppControl, FreesWhatWasNotDestroyed) {
+  app_control_h control = nullptr;
+  app_control_create(&control);
+  app_control_create(&control);
+  EXPECT_EQ(fake.AppControls(), 2);
+  fake.Reset();
+  EXPECT_EQ(fake.AppControls(), 0);
+}
+
+TEST_F(FakeAppControl, ComplainsOfAHandleThatWasDestroyed) {
+  app_control_h control = nullptr;
+  app_control_create(&control);
+  app_control_destroy(control);
+  fake.TakeTrace();
+  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), -1);
+  EXPECT_EQ(app_control_destroy(control), -1);
+  ExpectTrace(R"(
+    app_control_set_app_id(appControl, "org.example.app") -> -1 !! destroyed already
+    app_control_destroy(appControl) -> -1 !! destroyed already
+  )");
+}
+
+TEST_F(FakeAppControl, FailsWhenItIsToAndWithoutAHandle) {
+  fake.Fail("app_control_create", {.code = -5});
+  int anything = 0;
+  auto control = reinterpret_cast<app_control_h>(&anything);
+  EXPECT_EQ(app_control_create(&control), -5);
+  EXPECT_EQ(control, nullptr);
+  EXPECT_EQ(fake.AppControls(), 0);
+  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), -1);
+  EXPECT_EQ(app_control_add_extra_data(control, "mode", "x"), -1);
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), -1);
+  EXPECT_EQ(app_control_destroy(control), -1);
+  for (const char* call : {"app_control_set_app_id", "app_control_add_extra_data",
+                           "app_control_send_launch_request", "app_control_destroy"}) {
+    fake.Fail(call, {.code = -6});
+  }
+  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), -6);
+  EXPECT_EQ(app_control_add_extra_data(control, "mode", "x"), -6);
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), -6);
+  EXPECT_EQ(app_control_destroy(control), -6);
+}
+
+TEST_F(FakeAppControl, KnowsTheStateOfAnApplicationThatWasSet) {
+  EXPECT_EQ(aul_app_get_status("org.example.app"), -1);
+  fake.SetAppStatus("org.example.app", 3);
+  EXPECT_EQ(aul_app_get_status("org.example.app"), 3);
+  fake.Fail("aul_app_get_status", {.on = "org.example.app", .code = -8});
+  EXPECT_EQ(aul_app_get_status("org.example.app"), -8);
+  ExpectTrace(R"(
+    aul_app_get_status("org.example.app") -> -1
+    aul_app_get_status("org.example.app") -> 3
+    aul_app_get_status("org.example.app") -> -8
+  )");
+}
+
+TEST_F(FakeAppControl, IsWaitedForByATextInTheTrace) {
+  std::thread asking([] { aul_app_get_status("org.example.app"); });
+  EXPECT_TRUE(fake.WaitForTrace(R"(get_status("org.example.app"))"));
+  asking.join();
+  EXPECT_FALSE(fake.WaitForTrace("no such text", std::chrono::milliseconds(1)));
+}
+
+}  // namespace

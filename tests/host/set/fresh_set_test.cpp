@@ -1,0 +1,131 @@
+#include "set/fresh_set.h"
+
+#include <atomic>
+#include <map>
+#include <thread>
+
+#include "set/keys.h"
+#include "set/ports.h"
+#include "set/set_value.h"
+#include "set/speakers.h"
+#include "set_test.h"
+#include "source_api.h"
+#include "system/environment.h"
+#include "tv_service.h"
+
+namespace host {
+namespace {
+
+using testing::SizeIs;
+
+TEST_F(HostSet, AFreshSetHasATunerTwoEmptyPortsAndNoGame) {
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  std::shared_ptr<std::multimap<int, CSourceItem>> list;
+  ASSERT_EQ(CSourceAPI::Get()->GetSourceList(list), 0);
+  std::map<int, std::string> names;
+  for (const auto& [number, source] : *list) {
+    EXPECT_EQ(number, source.sourceId);
+    EXPECT_EQ(source.detectedName, "");
+    names[number] = source.editName;
+  }
+  EXPECT_EQ(names, (std::map<int, std::string>{{0, "TV"}}));
+  const std::vector<SetSource> ports = ReadSources(*Store().Get(kSourcesKey));
+  ASSERT_THAT(ports, SizeIs(3));
+  EXPECT_TRUE(ports[1].isEmpty);
+  EXPECT_EQ(ports[1].editName, "HDMI 1");
+  EXPECT_TRUE(ports[2].isEmpty);
+  EXPECT_EQ(ports[2].editName, "HDMI 2");
+  EXPECT_EQ(Store().Get(kCurrentSourceKey), KeyValue(0));
+  EXPECT_EQ(Store().Get(kSourceTypeKey), KeyValue("tv"));
+  EXPECT_EQ(Store().Get(kPowerKey), KeyValue(kPowerOn));
+  EXPECT_EQ(Store().Get(kGameItemKey), KeyValue(0));
+  EXPECT_EQ(Store().Get(kGameModeKey), KeyValue(0));
+  EXPECT_EQ(Store().Get(kWindowKey), KeyValue("[0,0,1920,1080]"));
+  EXPECT_EQ(Store().Get("memory/tv-viewer/viewer_state"), KeyValue(""));
+  EXPECT_EQ(Store().Get("memory/tv-viewer/visible_banners"), KeyValue(""));
+  EXPECT_EQ(Store().Get("db/sysman/rotation_state"), KeyValue(1));
+}
+
+TEST_F(HostSet, ItIsTheTunerThatAFreshSetShows) {
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  ISourceControl* control = nullptr;
+  ASSERT_EQ(TVServiceAPI::CreateSourceControl(PROFILE_MAIN, 0, &control), 0);
+  int state = -5;
+  EXPECT_EQ(control->GetSourceState(&state), 0);
+  EXPECT_EQ(state, 1);
+  int source = -5;
+  EXPECT_EQ(control->GetCurrentSource(&source), 1);
+  EXPECT_EQ(source, 0);
+  EXPECT_EQ(control->GetSourceBeforePreview(&source), 1);
+  EXPECT_EQ(source, 0);
+  TVServiceAPI::Destroy(control);
+}
+
+TEST_F(HostSet, WhatIsThereStaysWhenASetIsPrepared) {
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  std::vector<std::pair<std::string, KeyValue>> keys;
+  for (const char* prefix : {"memory/", "db/"}) {
+    for (const auto& [key, value] : Store().List(prefix)) {
+      keys.emplace_back(key, KeyValue("mine"));
+      Store().Set(key, "mine");
+    }
+  }
+  EXPECT_THAT(keys, SizeIs(12));
+  const std::int64_t newest = Store().NewestChange("memory/set");
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  for (const auto& [key, value] : keys) {
+    EXPECT_EQ(Store().Get(key), value) << key;
+  }
+  EXPECT_EQ(Store().NewestChange("memory/set"), newest);
+}
+
+TEST_F(HostSet, AnEmptyListOfSourcesIsAList) {
+  Store().Set(kSourcesKey, "[]");
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  EXPECT_EQ(Store().Get(kSourcesKey), KeyValue("[]"));
+}
+
+TEST_F(HostSet, OneAtATimeHasTheLockOfASet) {
+  std::atomic<int> count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 50; ++round) {
+        const SetLock lock(RunDir());
+        EXPECT_EQ(Store().Get("memory/inside"), std::nullopt);
+        Store().Set("memory/inside", 1);
+        Store().Unset("memory/inside");
+        ++count;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(count, 200);
+}
+
+TEST(Ports, AreFoundByNumberAndByNameInWhateverCase) {
+  EXPECT_EQ(FindPort("hdmi1")->sourceId, 13);
+  EXPECT_EQ(FindPort("HDMI4")->sourceId, 16);
+  EXPECT_EQ(FindPort("Usb-C")->sourceId, 41);
+  EXPECT_EQ(FindPort(33)->name, "displayport");
+  EXPECT_EQ(FindPort(47)->name, "hdmi8");
+  EXPECT_EQ(FindPort("hdmi"), nullptr);
+  EXPECT_EQ(FindPort("hdmi11"), nullptr);
+  EXPECT_EQ(FindPort(""), nullptr);
+  EXPECT_EQ(FindPort(99), nullptr);
+  EXPECT_EQ(SourceType(0), "tv");
+  EXPECT_EQ(SourceType(38), "hdmi");
+  EXPECT_EQ(SourceType(99), "av");
+}
+
+TEST(Speakers, HaveRoutesByTheirNames) {
+  EXPECT_EQ(SpeakerRoute(""), 0);
+  EXPECT_EQ(SpeakerRoute("tvspeaker"), 0);
+  EXPECT_EQ(SpeakerRoute("bluetooth"), 3);
+  EXPECT_EQ(SpeakerRoute("gramophone"), -1);
+}
+
+}  // namespace
+}  // namespace host

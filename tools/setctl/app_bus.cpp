@@ -1,0 +1,317 @@
+#include "setctl/app_bus.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "apps/application_id.h"
+#include "common.h"
+#include "system/safe_directory.h"
+#include "text.h"
+
+namespace setctl {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+class BusError {
+ public:
+  BusError() = default;
+  ~BusError() { sd_bus_error_free(&m_Error); }
+  BusError(const BusError&) = delete;
+  BusError& operator=(const BusError&) = delete;
+
+  sd_bus_error* Out() { return &m_Error; }
+  std::string_view Name() const { return m_Error.name == nullptr ? "" : m_Error.name; }
+  std::string_view Text() const { return m_Error.message == nullptr ? "" : m_Error.message; }
+
+ private:
+  sd_bus_error m_Error = SD_BUS_ERROR_NULL;
+};
+
+Failure BusFailure(int result) {
+  switch (-result) {
+    case ETIMEDOUT:
+      return Failure(ExitCode::kTimedOut,
+                     "the bus did not answer in time; wait longer with --timeout SECONDS");
+    case EACCES:
+    case EPERM:
+      return Failure(ExitCode::kNotAllowed,
+                     "the bus does not let this user in; its policy says who may");
+    default:
+      return Failure(ExitCode::kNotRunning,
+                     fmt::format("the connection to the bus is lost: {}", std::strerror(-result)));
+  }
+}
+
+int Check(int result) {
+  if (result < 0) {
+    throw BusFailure(result);
+  }
+  return result;
+}
+
+Failure CannotConnect(const std::string& bus, int result) {
+  const bool denied = result == -EACCES || result == -EPERM;
+  const ExitCode code = denied                 ? ExitCode::kNotAllowed
+                        : result == -ETIMEDOUT ? ExitCode::kTimedOut
+                                               : ExitCode::kNotRunning;
+  // What sd-bus says when no variable tells where the session bus is.
+  const char* reason =
+      result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
+  return Failure(code,
+                 fmt::format("cannot connect to the bus {}: {}; start a set, e.g. with ./run, "
+                             "or choose another bus with --bus",
+                             Quote(bus), reason));
+}
+
+// Negative errno, as sd-bus has it. `*bus` is the caller's to release in any case.
+int Open(const std::string& name, sd_bus** bus) {
+  if (name == "session") {
+    return sd_bus_open_user(bus);
+  }
+  if (name == "system") {
+    return sd_bus_open_system(bus);
+  }
+  int result = sd_bus_new(bus);
+  if (result < 0 || (result = sd_bus_set_address(*bus, name.c_str())) < 0 ||
+      (result = sd_bus_set_bus_client(*bus, 1)) < 0) {
+    return result;
+  }
+  return sd_bus_start(*bus);
+}
+
+microseconds Left(steady_clock::time_point end) {
+  return std::max(std::chrono::ceil<microseconds>(end - steady_clock::now()), microseconds(0));
+}
+
+// Handles what came, or waits for it. Negative errno, -ETIMEDOUT after `end`.
+int Step(sd_bus* bus, steady_clock::time_point end) {
+  int result = sd_bus_process(bus, nullptr);
+  if (result == 0) {
+    const microseconds left = Left(end);
+    result = left.count() == 0 ? -ETIMEDOUT : sd_bus_wait(bus, left.count());
+  }
+  return result == -EINTR ? 0 : result;
+}
+
+// Starting a connection only begins it; this is the rest.
+int WaitUntilReady(sd_bus* bus, steady_clock::time_point end) {
+  int result = 0;
+  while (result >= 0 && sd_bus_is_ready(bus) == 0) {
+    result = Step(bus, end);
+  }
+  return result < 0 ? result : sd_bus_is_ready(bus);
+}
+
+bool IsName(const BusError& error, const char* name) {
+  return error.Name() == std::string("org.freedesktop.DBus.Error.") + name;
+}
+
+// What went wrong when the application was asked for something; `result` as sd-bus has it.
+Failure CallFailure(const std::string& id, const BusError& error, int result) {
+  const std::string app = Quote(id);
+  if (IsName(error, "ServiceUnknown") || IsName(error, "NameHasNoOwner")) {
+    return Failure(
+        ExitCode::kNotFound,
+        fmt::format("no application {} is installed; setctl app list says which are", app));
+  }
+  if (IsName(error, "TimedOut")) {
+    return Failure(ExitCode::kTimedOut,
+                   fmt::format("{} was started but did not take its name in time", app));
+  }
+  if (IsName(error, "Timeout") || result == -ETIMEDOUT) {
+    return Failure(ExitCode::kTimedOut, fmt::format("{} did not answer in time; wait longer with "
+                                                    "--timeout SECONDS, or end it with setctl app "
+                                                    "stop --kill",
+                                                    app));
+  }
+  if (IsName(error, "NoReply") || IsName(error, "Disconnected")) {
+    return Failure(ExitCode::kRefused, fmt::format("{} ended before it answered; setctl app log "
+                                                   "may say why",
+                                                   app));
+  }
+  if (IsName(error, "AccessDenied")) {
+    return Failure(ExitCode::kNotAllowed, fmt::format("the bus does not let this user ask {}; its "
+                                                      "policy says who may",
+                                                      app));
+  }
+  if (error.Name().rfind("org.freedesktop.DBus.Error.Spawn.", 0) == 0) {
+    return Failure(
+        ExitCode::kRefused,
+        fmt::format("the bus could not start {} ({}); its service file says what it runs", app,
+                    error.Text()));
+  }
+  if (IsName(error, "UnknownMethod") || IsName(error, "UnknownObject") ||
+      IsName(error, "UnknownInterface")) {
+    return Failure(ExitCode::kRefused,
+                   fmt::format("{} runs, but has no org.freedesktop.Application "
+                               "at {}",
+                               app, host::ApplicationObjectPath(id)));
+  }
+  if (error.Name().empty()) {
+    return BusFailure(result);
+  }
+  return Failure(ExitCode::kRefused, fmt::format("{} refused: {}", app, error.Text()));
+}
+
+// `process` is a pidfd.
+void WaitForEnd(const std::string& id, int process, steady_clock::time_point end) {
+  pollfd ended{process, POLLIN, 0};
+  for (;;) {
+    const microseconds left = Left(end);
+    // poll counts milliseconds in an int; a longer wait is made of several.
+    const auto wait = std::min<int64_t>(left.count() / 1000 + (left.count() > 0), 60'000);
+    if (poll(&ended, 1, static_cast<int>(wait)) > 0) {
+      return;
+    }
+    if (Left(end).count() == 0) {
+      throw Failure(ExitCode::kTimedOut,
+                    fmt::format("{} still runs; wait longer with --timeout SECONDS, or end it by "
+                                "force with --kill",
+                                Quote(id)));
+    }
+  }
+}
+
+}  // namespace
+
+AppBus::AppBus(const std::string& bus, microseconds patience)
+    : m_Patience(std::max(patience, microseconds(1))) {
+  sd_bus* opened = nullptr;
+  int result = Open(bus, &opened);
+  m_Bus.reset(opened);
+  if (result < 0 || (result = sd_bus_set_method_call_timeout(opened, m_Patience.count())) < 0 ||
+      (result = WaitUntilReady(opened, steady_clock::now() + m_Patience)) < 0) {
+    throw CannotConnect(bus, result);
+  }
+}
+
+std::set<std::string> AppBus::Installed() { return m_Names(false); }
+
+std::set<std::string> AppBus::Running() { return m_Names(true); }
+
+std::set<std::string> AppBus::m_Names(bool running) {
+  char** names = nullptr;
+  Check(running ? sd_bus_list_names(m_Bus.get(), &names, nullptr)
+                : sd_bus_list_names(m_Bus.get(), nullptr, &names));
+  std::set<std::string> ids;
+  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
+    if (host::IsApplicationId(*name)) {
+      ids.insert(*name);
+    }
+    std::free(*name);
+  }
+  std::free(names);
+  return ids;
+}
+
+std::optional<AppOwner> AppBus::OwnerOf(const std::string& id) {
+  sd_bus_creds* raw = nullptr;
+  const int result = sd_bus_get_name_creds(m_Bus.get(), id.c_str(),
+                                           SD_BUS_CREDS_UNIQUE_NAME | SD_BUS_CREDS_PID, &raw);
+  // Between two questions to the bus an owner may go.
+  if (result == -ENXIO || result == -ESRCH || result == -EHOSTUNREACH) {
+    return std::nullopt;
+  }
+  Check(result);
+  const std::unique_ptr<sd_bus_creds, sd_bus_creds* (*)(sd_bus_creds*)> creds(raw,
+                                                                              sd_bus_creds_unref);
+  const char* connection = nullptr;
+  AppOwner owner;
+  Check(sd_bus_creds_get_unique_name(raw, &connection));
+  Check(sd_bus_creds_get_pid(raw, &owner.pid));
+  owner.connection = connection;
+  return owner;
+}
+
+AppBus::Message AppBus::m_MakeCall(const std::string& id, const char* method) {
+  sd_bus_message* call = nullptr;
+  Check(sd_bus_message_new_method_call(m_Bus.get(), &call, id.c_str(),
+                                       host::ApplicationObjectPath(id).c_str(),
+                                       "org.freedesktop.Application", method));
+  return Message(call);
+}
+
+void AppBus::m_Call(const std::string& id, const Message& call) {
+  BusError error;
+  const int result = sd_bus_call(m_Bus.get(), call.get(), m_Patience.count(), error.Out(), nullptr);
+  if (result < 0) {
+    throw CallFailure(id, error, result);
+  }
+}
+
+void AppBus::Activate(const std::string& id, const ExtraData& extraData) {
+  const Message call = m_MakeCall(id, "Activate");
+  Check(sd_bus_message_open_container(call.get(), 'a', "{sv}"));
+  for (const auto& [key, value] : extraData) {
+    const int result = sd_bus_message_append(call.get(), "{sv}", key.c_str(), "s", value.c_str());
+    if (result == -EINVAL) {
+      throw Failure(ExitCode::kUsage, fmt::format("{} is not UTF-8", Quote(key + "=" + value)));
+    }
+    Check(result);
+  }
+  Check(sd_bus_message_close_container(call.get()));
+  m_Call(id, call);
+}
+
+void AppBus::ActivateAction(const std::string& id, const std::string& action,
+                            const std::string& parameter) {
+  const Message call = m_MakeCall(id, "ActivateAction");
+  Check(
+      sd_bus_message_append(call.get(), "sava{sv}", action.c_str(), 1, "s", parameter.c_str(), 0));
+  Check(sd_bus_message_set_auto_start(call.get(), false));
+  m_Call(id, call);
+}
+
+void AppBus::EndOwner(const std::string& id, const AppOwner& owner, int signal) {
+  const auto end = steady_clock::now() + m_Patience;
+  const host::FileDescriptor process(static_cast<int>(syscall(SYS_pidfd_open, owner.pid, 0)));
+  if (process.Get() < 0 && errno != ESRCH) {
+    throw Failure(ExitCode::kRefused, fmt::format("cannot watch process {} of {}: {}", owner.pid,
+                                                  Quote(id), std::strerror(errno)));
+  }
+  // Once more: the number may have gone to another process before it was opened.
+  if (process.Get() >= 0 && m_Owns(id, owner.connection)) {
+    if (syscall(SYS_pidfd_send_signal, process.Get(), signal, nullptr, 0) < 0 && errno != ESRCH) {
+      throw Failure(errno == EPERM ? ExitCode::kNotAllowed : ExitCode::kRefused,
+                    fmt::format("cannot end process {} of {}: {}", owner.pid, Quote(id),
+                                std::strerror(errno)));
+    }
+    WaitForEnd(id, process.Get(), end);
+  }
+  m_WaitForLossOf(id, owner.connection, end);
+}
+
+bool AppBus::m_Owns(const std::string& id, const std::string& connection) {
+  const std::optional<AppOwner> owner = OwnerOf(id);
+  return owner && owner->connection == connection;
+}
+
+// The bus hears of the end of a process from its socket, a moment later than the process's parent.
+void AppBus::m_WaitForLossOf(const std::string& id, const std::string& connection,
+                             steady_clock::time_point end) {
+  const std::string change = fmt::format(
+      "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='{}'", id);
+  // Only to be woken.
+  const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) { return 0; };
+  Check(sd_bus_add_match(m_Bus.get(), nullptr, change.c_str(), ignore, nullptr));
+  while (m_Owns(id, connection)) {
+    Check(Step(m_Bus.get(), end));
+  }
+}
+
+}  // namespace setctl

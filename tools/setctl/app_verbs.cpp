@@ -1,0 +1,233 @@
+#include <fmt/format.h>
+#include <signal.h>
+
+#include <charconv>
+#include <memory>
+#include <vector>
+
+#include "apps/application_id.h"
+#include "keystore/key_store.h"
+#include "setctl/app_bus.h"
+#include "setctl/log_output.h"
+#include "setctl/verbs.h"
+#include "system/environment.h"
+#include "text.h"
+
+namespace setctl {
+namespace {
+
+using tools::ExitCode;
+using tools::Failure;
+using tools::Quote;
+
+struct AppArguments {
+  std::string id;
+  std::vector<std::string> extraData;
+  std::string state;
+  bool kill = false;
+  std::optional<double> timeout;
+  LogArguments log;
+};
+
+// Longer than a bus gives an application to start.
+constexpr double kPatience = 30;
+
+constexpr int kForeground = 2;
+
+AppBus Connect(const Options& options, const AppArguments& arguments) {
+  return AppBus(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
+}
+
+void CheckId(const std::string& id) {
+  if (!host::IsApplicationId(id)) {
+    throw Failure(ExitCode::kUsage, Quote(id) +
+                                        " is no application ID: it has at least two parts of "
+                                        "letters, digits, _ and - with a dot between them, as "
+                                        "org.pavix.menu");
+  }
+}
+
+AppOwner OwnerOf(AppBus& bus, const std::string& id) {
+  if (const std::optional<AppOwner> owner = bus.OwnerOf(id)) {
+    return *owner;
+  }
+  if (!bus.Installed().contains(id)) {
+    throw Failure(ExitCode::kNotFound,
+                  fmt::format("no application {} is installed or runs; setctl app list says which "
+                              "do",
+                              Quote(id)));
+  }
+  throw Failure(ExitCode::kRefused,
+                fmt::format("{0} does not run; start it with setctl app start {0}", id));
+}
+
+// What the application says about itself; one that says nothing of use is in the foreground.
+int StatusOf(host::KeyStore& store, const std::string& id) {
+  const std::optional<host::KeyValue> held = store.Get(host::ApplicationStatusKey(id));
+  int status = -1;
+  if (const int* number = held ? std::get_if<int>(&*held) : nullptr) {
+    status = *number;
+  } else if (const std::string* text = held ? std::get_if<std::string>(&*held) : nullptr) {
+    const auto [stop, error] = std::from_chars(text->data(), text->data() + text->size(), status);
+    if (error != std::errc() || stop != text->data() + text->size()) {
+      status = -1;
+    }
+  }
+  return status >= 0 ? status : kForeground;
+}
+
+std::string StateName(int status) {
+  switch (status) {
+    case kForeground:
+      return "foreground";
+    case 3:
+      return "visible";
+    case 4:
+      return "background";
+    case 5:
+      return "ending";
+    case 9:
+      return "ended";
+    default:
+      return std::to_string(status);
+  }
+}
+
+std::string RunningJson(const std::string& id, const std::optional<AppOwner>& owner) {
+  return tools::JsonLine({{"app", id},
+                          {"running", owner.has_value()},
+                          {"pid", owner ? Json::Value(owner->pid) : Json::nullValue}});
+}
+
+ExitCode List(const Options& options, const AppArguments& arguments) {
+  AppBus bus = Connect(options, arguments);
+  return WithStore(options, [&](host::KeyStore& store) {
+    const std::set<std::string> installed = bus.Installed();
+    std::set<std::string> all = bus.Running();
+    all.insert(installed.begin(), installed.end());
+    std::size_t width = 0;
+    for (const std::string& id : all) {
+      width = std::max(width, id.size());
+    }
+    for (const std::string& id : all) {
+      const std::optional<AppOwner> owner = bus.OwnerOf(id);
+      const int status = owner ? StatusOf(store, id) : -1;
+      if (options.json) {
+        tools::PrintLine(
+            tools::JsonLine({{"app", id},
+                             {"installed", installed.contains(id)},
+                             {"running", owner.has_value()},
+                             {"status", owner ? Json::Value(status) : Json::nullValue},
+                             {"state", owner ? Json::Value(StateName(status)) : Json::nullValue},
+                             {"pid", owner ? Json::Value(owner->pid) : Json::nullValue}}));
+      } else if (owner) {
+        tools::PrintLine(
+            fmt::format("{:<{}}  {:<10}  process {}", id, width, StateName(status), owner->pid));
+      } else {
+        tools::PrintLine(fmt::format("{:<{}}  not running", id, width));
+      }
+    }
+    return ExitCode::kDone;
+  });
+}
+
+ExtraData ParseExtraData(const std::vector<std::string>& texts) {
+  ExtraData data;
+  for (const std::string& text : texts) {
+    const std::size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string::npos) {
+      throw Failure(ExitCode::kUsage,
+                    Quote(text) + " is no extra datum; write it as KEY=VALUE, e.g. mode=manual");
+    }
+    data[text.substr(0, equals)] = text.substr(equals + 1);
+  }
+  return data;
+}
+
+ExitCode Start(const Options& options, const AppArguments& arguments) {
+  CheckId(arguments.id);
+  const ExtraData extraData = ParseExtraData(arguments.extraData);
+  AppBus bus = Connect(options, arguments);
+  bus.Activate(arguments.id, extraData);
+  if (options.json) {
+    tools::PrintLine(RunningJson(arguments.id, bus.OwnerOf(arguments.id)));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Stop(const Options& options, const AppArguments& arguments) {
+  CheckId(arguments.id);
+  AppBus bus = Connect(options, arguments);
+  bus.EndOwner(arguments.id, OwnerOf(bus, arguments.id), arguments.kill ? SIGKILL : SIGTERM);
+  if (options.json) {
+    tools::PrintLine(RunningJson(arguments.id, std::nullopt));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode State(const Options& options, const AppArguments& arguments) {
+  CheckId(arguments.id);
+  AppBus bus = Connect(options, arguments);
+  OwnerOf(bus, arguments.id);
+  bus.ActivateAction(arguments.id, "state", arguments.state);
+  if (options.json) {
+    tools::PrintLine(tools::JsonLine({{"app", arguments.id}, {"state", arguments.state}}));
+  }
+  return ExitCode::kDone;
+}
+
+ExitCode Log(const Options& options, const AppArguments& arguments) {
+  CheckId(arguments.id);
+  EnterSet(options);
+  const std::string name = arguments.id + ".log";
+  return PrintLog(options, host::GetEnvironment().root / "var/log/apps" / name, arguments.log,
+                  fmt::format("the set's own applications write one from their first start on: "
+                              "setctl app start {}",
+                              arguments.id));
+}
+
+}  // namespace
+
+void AddAppVerbs(tools::Tool& tool, const Options& options) {
+  CLI::App& group = *tool.AddGroup("app", "Start, end and watch the applications of the set");
+  auto arguments = std::make_shared<AppArguments>();
+  const auto add = [&](const char* name, const char* description,
+                       ExitCode (*run)(const Options&, const AppArguments&)) {
+    return tool.AddVerb(group, name, description,
+                        [&options, arguments, run] { return run(options, *arguments); });
+  };
+  const auto addId = [&](CLI::App* verb) {
+    verb->add_option("ID", arguments->id, "e.g. org.pavix.menu")->type_name("")->required();
+  };
+  const auto addTimeout = [&](CLI::App* verb) {
+    tools::AddSeconds(*verb, "--timeout", arguments->timeout,
+                      fmt::format("How long to wait ({})", kPatience));
+  };
+
+  addTimeout(add("list", "Print all applications, which of them run, and how", List));
+
+  CLI::App* start = add("start", "Launch an application, and wait until it took that", Start);
+  addId(start);
+  start->add_option("KEY=VALUE", arguments->extraData, "Extra data of the launch request")
+      ->type_name("");
+  addTimeout(start);
+
+  CLI::App* stop = add("stop", "End an application, and wait for its end", Stop);
+  addId(stop);
+  stop->add_flag("--kill", arguments->kill, "By force (SIGKILL instead of SIGTERM)");
+  addTimeout(stop);
+
+  CLI::App* state = add("state", "Bring an application to the foreground or another state", State);
+  addId(state);
+  state->add_option("STATE", arguments->state, "foreground, visible or background")
+      ->type_name("")
+      ->required()
+      ->check(CLI::IsMember({"foreground", "visible", "background"}));
+  addTimeout(state);
+
+  CLI::App* log = add("log", "Print what an application was asked for and did", Log);
+  addId(log);
+  AddLogOptions(*log, arguments->log);
+}
+
+}  // namespace setctl

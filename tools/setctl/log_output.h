@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "setctl/verbs.h"
+
+namespace setctl {
+
+// How much of a log is printed.
+struct LogArguments {
+  bool follow = false;
+  std::optional<int> lines;
+};
+
+// The options of a verb that prints a log.
+void AddLogOptions(CLI::App& verb, LogArguments& arguments);
+
+// Prints a log. Throws tools::Failure; when there is no such file it says `whereElse`.
+tools::ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
+                         const LogArguments& arguments, const std::string& whereElse);
+
+}  // namespace setctl
