@@ -15,13 +15,16 @@
 
 #include "KeyText.h"
 #include "Log.h"
+#include "ProtectionModeService.h"
 #include "SettingsServiceCommand.h"
+#include "SyncFile.h"
 #include "active_net_speaker.h"
 #include "app_manager.h"
 #include "cpu_inheritance.h"
 #include "deadlock_watchdog.h"
 #include "gamebar/GameBarService.h"
 #include "lwipc.h"
+#include "menu_audio_util.h"
 #include "settings_item_info_api.h"
 #include "system_info.h"
 #include "vconf.h"
@@ -33,6 +36,23 @@ constexpr char kLogModule[] = "SettingsService";
 constexpr char kReadyEvent[] = "/tmp/settings-service_ready";
 constexpr int kWatchdogLevel = 100;
 constexpr unsigned kWatchdogPeriodMs = 15000;
+
+constexpr char kLanguageKey[] = "db/menu_widget/language";
+constexpr char kGeneralResetKey[] = "memory/menu/general/reset/progressing";
+
+// The value of auto power off that a model's default, given as a code, stands for.
+int AutoPowerOffValue(int code) {
+  switch (code) {
+    case 1:
+      return 4;
+    case 2:
+      return 6;
+    case 3:
+      return 8;
+    default:
+      return 0;
+  }
+}
 
 // The library's record of disabled items; empty when none is. Nothing when it
 // was never written.
@@ -133,9 +153,20 @@ bool SettingsService::t_OnCreate() {
 void SettingsService::m_Initialize() {
   SETTINGS_ERROR("m_Initialize!");
 
+  vconf_notify_key_changed(kLanguageKey, SettingsServiceCommand::UpdateLanguage, nullptr);
+  vconf_notify_key_changed(kGeneralResetKey, SettingsServiceCommand::GeneralResetCB, nullptr);
+
   pid_t pid = getpid();
   SETTINGS_ERROR("pid:%d", pid);
   resource_register_cpu_inheritance_destination(SETTINGS_SERVICE_NAME, pid);
+
+  SettingsServiceCommand::UpdateLanguage(nullptr, nullptr);
+
+  if (sound_manager_set_speaker_changed_cb(m_SpeakerStatusChangedCB, this) != 0) {
+    SETTINGS_ERROR("sound_manager_set_speaker_changed_cb failed");
+  }
+
+  m_SyncAutoPowerOffVconf();
 
   if (LwipcEventDone(kReadyEvent) < 0) {
     SETTINGS_ERROR("failed to send event, setting service ready");
@@ -170,6 +201,9 @@ void SettingsService::m_Initialize() {
     // line as it is.
     SETTINGS_INFO("Outdoor supported[%d]", activeSpkCount);
   }
+  if (isSupportOutdoor) {
+    CProtectionModeService::GetInstance()->InitService();
+  }
 
   CSettingsItemInfoAPI::InitSettingsItemInfoAPI();
 }
@@ -199,6 +233,69 @@ void SettingsService::m_Finalize() {
     app_manager_unset_app_context_event_cb();
     m_AppTerminateCBRegistered = false;
   }
+  vconf_ignore_key_changed(kGeneralResetKey, SettingsServiceCommand::GeneralResetCB);
+  vconf_ignore_key_changed(kLanguageKey, SettingsServiceCommand::UpdateLanguage);
+}
+
+void SettingsService::m_SpeakerStatusChangedCB(sound_tv_output_route_e, void *) {
+  SETTINGS_INFO("m_SpeakerStatusChangedCB");
+  CMenuAudioUtil::FreshSpeakerType();
+}
+
+void SettingsService::m_SyncAutoPowerOffVconf() {
+  SETTINGS_INFO("");
+  if (m_FlagVconfSyncDone()) {
+    return;
+  }
+  const int value = m_SetNewDefaultValue();
+  if (vconf_set_int("db/menu/system/eco_solution/auto_power_off", value) != 0) {
+    SETTINGS_ERROR("failed");
+  }
+}
+
+bool SettingsService::m_FlagVconfSyncDone() {
+  const SyncFile file;
+  if (!file.Exists()) {
+    SETTINGS_ERROR("sync file not exist");
+    SettingsServiceCommand::UpdateHistoryFile(SettingsServiceCommand::kPresentResetCount);
+    return false;
+  }
+  SETTINGS_ERROR("sync file exists");
+  int countInVconf = -1;
+  if (vconf_get_int("db/factory/factory_reset_count", &countInVconf) != 0) {
+    SETTINGS_ERROR("vconf get fails");
+    return false;
+  }
+  int countInFile = -1;
+  if (!file.Read(countInFile)) {
+    SETTINGS_ERROR("Fail to open file");
+    return false;
+  }
+  SETTINGS_ERROR("countInVconf[%d], countInFile[%d]", countInVconf, countInFile);
+  if (countInVconf == countInFile) {
+    SETTINGS_ERROR("sync is done");
+    return true;
+  }
+  SETTINGS_ERROR("factory reset is true");
+  SettingsServiceCommand::UpdateHistoryFile(countInVconf);
+  return false;
+}
+
+int SettingsService::m_SetNewDefaultValue() {
+  int code = 0;
+  if (system_info_get_custom_int(
+          "com.velmora/featureconf/setting.menuitem.autopoweroff_default_value", &code) != 0) {
+    SETTINGS_ERROR("get value failed");
+    return 0;
+  }
+  SETTINGS_INFO("FMS key value [%d]", code);
+  const int value = AutoPowerOffValue(code);
+  if (vconf_set_int("db/menu/auto_power_off", value) != 0) {
+    SETTINGS_ERROR("failed");
+    return 0;
+  }
+  SETTINGS_INFO("auto power off default value [%d]", value);
+  return value;
 }
 
 bool SettingsService::IfMessageReceived(const char *sender, const Nuvra::TCMessage *request,

@@ -2,6 +2,7 @@
 
 #include "nuvra/alarm.h"
 #include "nuvra/daemon_service.h"
+#include "sound_manager.h"
 
 // The daemon object: start-up, end, and the way of every request to its
 // handler. All of it runs on the main-loop thread. The order of the start-up
@@ -34,6 +35,19 @@ class SettingsService : public Nuvra::TCDaemonService {
   // `userData` is the service. False, which stops the alarm, only when it is
   // null.
   static bool m_OnWatchdogAlarmCallback(void *userData);
+
+  // Makes the library take over the speaker that is active now. Neither argument is looked at.
+  static void m_SpeakerStatusChangedCB(sound_tv_output_route_e route, void *userData);
+
+  // After a reset, auto power off goes back to the model's default, once
+  // (docs/startup-consistency.md).
+  void m_SyncAutoPowerOffVconf();
+
+  // True when the default was applied for the present factory-reset count.
+  bool m_FlagVconfSyncDone();
+
+  // Applies the default and returns it; 0 when it is not known or could not be written.
+  int m_SetNewDefaultValue();
 
   // Items that applications disabled must not outlive those applications: their
   // end is watched while there is such an item (docs/disabled-items.md).

@@ -1,10 +1,15 @@
 #include "SettingsServiceCommand.h"
 
+#include <clocale>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
+#include "KeyText.h"
 #include "Log.h"
+#include "SyncFile.h"
 #include "menu_audio_util.h"
 #include "nuvra/signal.h"
 
@@ -14,6 +19,9 @@ constexpr char kLogModule[] = "SettingsServiceCommand";
 
 constexpr char kSignalName[] = "settings_service_signal";
 constexpr int kBlockedMenuSignalType = 3;
+
+// The list of languages is cut to fit, closing zero included.
+constexpr std::size_t kFallbackListSize = 32;
 
 // What most library calls return when they failed.
 constexpr RET_ITEMINFO kLibraryFailure = -1;
@@ -448,6 +456,48 @@ void SettingsServiceCommand::AppContextEventCB(app_context_s *context, app_conte
   data["appName"] = appID;
   std::free(appID);
   RemoveDisabledItemsByAppname(data);
+}
+
+void SettingsServiceCommand::UpdateHistoryFile(int count) {
+  if (count == kPresentResetCount && vconf_get_int("db/factory/factory_reset_count", &count) != 0) {
+    SETTINGS_ERROR("vconf get fails");
+    return;
+  }
+  SETTINGS_ERROR("factory_reset_count[%d]", count);
+  if (!SyncFile().Write(count)) {
+    SETTINGS_ERROR("Fail to open file");
+  }
+}
+
+void SettingsServiceCommand::GeneralResetCB(keynode_t *, void *) {
+  int progressing = -1;
+  if (vconf_get_int("memory/menu/general/reset/progressing", &progressing) != 0) {
+    SETTINGS_ERROR("get value failed");
+  }
+  if (progressing == 1) {
+    SETTINGS_ERROR("general reset is progressing");
+    UpdateHistoryFile(kGeneralResetMark);
+  }
+}
+
+void SettingsServiceCommand::UpdateLanguage(keynode_t *, void *) {
+  SETTINGS_INFO("UpdateLanguage");
+  const std::optional<std::string> value = ReadKeyText("db/menu_widget/language");
+  const char *language = value ? value->c_str() : nullptr;
+  SETTINGS_INFO("New language : [%s]", language);
+  if (language == nullptr) {
+    return;
+  }
+  char fallbacks[kFallbackListSize];
+  std::snprintf(fallbacks, sizeof(fallbacks), "%s:en_US:en_GB:en", language);
+  setenv("LANGUAGE", fallbacks, 1);
+  setenv("LANG", language, 1);
+  setenv("LC_MESSAGES", language, 1);
+  if (std::setlocale(LC_ALL, "") == nullptr) {
+    if (const char *locale = std::setlocale(LC_ALL, language)) {
+      SETTINGS_INFO("*****Settings-service setlocale=%s\n", locale);
+    }
+  }
 }
 
 std::string SettingsServiceCommand::m_GetMenuID(Nuvra::TCMessage request) {

@@ -6,6 +6,7 @@
 #include "app_manager.h"
 #include "nuvra/message.h"
 #include "settings_item_info_api.h"
+#include "vconf.h"
 
 // The name under which clients address requests and under which signals are
 // sent.
@@ -81,6 +82,24 @@ class SettingsServiceCommand {
   // Releases what the application that ended had disabled. `userData` is not
   // used.
   static void AppContextEventCB(app_context_s *context, app_context_event_e event, void *userData);
+
+  // Asks UpdateHistoryFile for the present factory-reset count, whatever it is.
+  static constexpr int kPresentResetCount = -1;
+
+  // Stands in the sync file after a general reset began: equals no factory-reset count.
+  static constexpr int kGeneralResetMark = -2;
+
+  // Writes `count` into the sync file (docs/startup-consistency.md). When the present count is
+  // asked for and cannot be read, the file stays as it is.
+  static void UpdateHistoryFile(int count);
+
+  // Called when the state of the general reset changes: its beginning makes the sync file
+  // outdated. Neither argument is looked at.
+  static void GeneralResetCB(keynode_t *node, void *userData);
+
+  // Brings the process into the menu language that the key store holds: its environment and its
+  // locale. Nothing changes when there is none. Neither argument is looked at.
+  static void UpdateLanguage(keynode_t *node, void *userData);
 
   // The request's "data"."menuID"; "" when one of them is missing. Throws
   // Json::Exception when "data" is no object or the identifier has no text.

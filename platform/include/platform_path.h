@@ -8,6 +8,6 @@ enum platform_directory_e {
 };
 
 // Joins the directory that variable number `directory` stands for and `relative`, which begins
-// with a slash, to an absolute path. The file need not exist. Empty when the platform does not
-// know the variable. Any thread.
+// with a slash, to an absolute path. The file need not exist; the directory in which it lies does,
+// unless it cannot be made. Empty when the platform does not know the variable. Any thread.
 std::string ComposePlatformPath(int directory, const char* relative);

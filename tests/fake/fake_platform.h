@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <map>
@@ -32,7 +33,8 @@ using FeatureValue = std::variant<bool, int>;
 struct FailureOptions {
   // Only calls with this first argument fail; all calls when empty.
   std::string on = {};
-  // What a failing call returns (nanosleep and fopen: the errno). Otherwise the call's usual one.
+  // What a failing call returns (nanosleep, fopen and setenv: the errno). Otherwise the call's
+  // usual one.
   std::optional<int> code = {};
   // How many calls succeed before the first that fails.
   int after = 0;
@@ -233,6 +235,14 @@ class Platform {
   void SetFeature(std::string key, FeatureValue value);
   void SetNetworkSpeakers(std::vector<std::string> identifiers, std::string displayName,
                           std::string type);
+
+  // --- The process.
+  // What setenv gave a variable. The real environment stays as it is.
+  std::optional<std::string> Variable(const std::string& name) const;
+  // The real directory of preinstalled applications' data, made when it is first asked for and
+  // removed by RemoveFiles and by Reset.
+  std::filesystem::path AppDataDirectory() const;
+  void RemoveFiles();
 
   // --- The framework.
   std::vector<Signal> TakeSignals();

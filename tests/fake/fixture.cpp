@@ -50,6 +50,7 @@ void FakePlatformTest::TearDown() {
   for (const std::string& unused : fake.UnusedFailures()) {
     ADD_FAILURE() << unused;
   }
+  fake.RemoveFiles();
 }
 
 void FakePlatformTest::Let(const std::string& name, std::string text) {

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <list>
 #include <map>
@@ -121,6 +122,10 @@ struct State {
   std::string speakerDisplayName;
   std::string speakerType;
   bool watched = false;  // by the deadlock watchdog
+
+  std::map<std::string, std::string> environment;  // what setenv set
+  std::string locale = "C";
+  std::shared_ptr<const std::filesystem::path> appData;  // removed with the last pointer to it
 
   std::vector<Signal> signals;
   int exitStatus = 0;

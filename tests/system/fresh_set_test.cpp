@@ -18,6 +18,7 @@ TEST(FreshSet, ADaemonOnAnEmptyDirectoryFindsASetThatWorks) {
   EXPECT_EQ(store.Get("memory/tv-viewer/visible_banners"), KeyValue(""));
   EXPECT_EQ(store.Get("db/sysman/rotation_state"), KeyValue(1));
   EXPECT_EQ(store.Get("memory/set/source/current"), KeyValue(0));
+  EXPECT_EQ(store.Get("db/factory/factory_reset_count"), KeyValue(0));
   EXPECT_TRUE(store.Get("memory/set/sources"));
   EXPECT_EQ(set.EndDaemon(), 0);
 }

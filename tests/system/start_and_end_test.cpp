@@ -20,7 +20,7 @@ void Append(std::vector<LogLine>& to, const std::vector<LogLine>& lines) {
   to.insert(to.end(), lines.begin(), lines.end());
 }
 
-// What the game bar automation logs when it starts on the tuner.
+// The part of the game bar's automation, with the tuner on the screen.
 const std::vector<LogLine> kGameBarStartLines = {
     {'E', "GameBarService", "CGameBarService", "[GameBarService] CGameBarService constructor!!"},
     {'E', "GameBarService", "Init", "[GameBarService] Init!!"},
@@ -45,28 +45,40 @@ const std::vector<LogLine> kGameBarStartLines = {
     {'E', "GameBarUtil", "isGameModeOn", "Game Mode GET value( 0)(0: OFF, 1: ON)"},
 };
 
-// What a start-up logs on a set without network speakers where nothing is disabled.
-std::vector<LogLine> StartLines(bool gameBar, const std::string& outdoor) {
-  std::vector<LogLine> lines{
+// What the first start-up on a fresh set logs, without network speakers and where nothing is
+// disabled: the model "full" with all its automations, or "basic" without any.
+std::vector<LogLine> StartLines(bool full, const std::string& outdoor) {
+  std::vector<LogLine> lines = {
       {'I', "SettingsService", "main", "main start!!"},
       {'E', "SettingsService", "SettingsService", "SettingsService constructor!!"},
       {'I', "SettingsService", "t_OnCreate", "t_OnCreate!"},
       {'E', "SettingsService", "m_Initialize", "m_Initialize!"},
       {'E', "SettingsService", "m_Initialize", "pid:PID"},
+      {'I', "SettingsServiceCommand", "UpdateLanguage", "UpdateLanguage"},
+      {'I', "SettingsServiceCommand", "UpdateLanguage", "New language : [(null)]"},
+      {'I', "SettingsService", "m_SyncAutoPowerOffVconf", ""},
+      {'E', "SettingsService", "m_FlagVconfSyncDone", "sync file not exist"},
+      {'E', "SettingsServiceCommand", "UpdateHistoryFile", "factory_reset_count[0]"},
+      {'I', "SettingsService", "m_SetNewDefaultValue",
+       std::string("FMS key value ") + (full ? "[2]" : "[3]")},
+      {'I', "SettingsService", "m_SetNewDefaultValue",
+       std::string("auto power off default value ") + (full ? "[6]" : "[8]")},
       {'E', "SettingsService", "m_FlagDisableItemEmpty", "fail to check disabled items."},
       {'I', "SettingsService", "m_RegisterAppTerminateCB", "No any disable RQ"},
       {'E', "SettingsService", "m_LoadDisableMenuItem", "m_LoadDisableMenuItem"},
       {'E', "SettingsService", "m_LoadDisableMenuItem", "fail to check disabled items."},
       {'E', "SettingsService", "m_Initialize",
-       std::string("[GameBarService] isSupportGameBar: ") + (gameBar ? "1" : "0")},
+       std::string("[GameBarService] isSupportGameBar: ") + (full ? "1" : "0")},
   };
-  if (gameBar) {
+  if (full) {
     Append(lines, kGameBarStartLines);
   }
-  Append(lines, {
-                    {'I', "SettingsService", "m_Initialize", outdoor},
-                    {'I', "SettingsService", "do_swap_and_cach_drop_memory", kLastStartMessage},
-                });
+  lines.push_back({'I', "SettingsService", "m_Initialize", outdoor});
+  if (full) {
+    lines.push_back({'E', "ProtectionModeService", "CProtectionModeService",
+                     "[ProtectionModeService] CProtectionModeService constructor!!"});
+  }
+  lines.push_back({'I', "SettingsService", "do_swap_and_cach_drop_memory", kLastStartMessage});
   return lines;
 }
 

@@ -38,6 +38,7 @@ support::Variables TelevisionSet::Variables() const {
           {"SETTINGS_ROOT", Root()},
           {"SETTINGS_MODEL", m_ModelFile},
           {"SETTINGS_DATA_DIR", SETTINGS_DATA_DIRECTORY},
+          {"LANGUAGE", ""},
           {"PATH", std::string(SETTINGS_BINARY_DIRECTORY ":") + std::getenv("PATH")}};
 }
 

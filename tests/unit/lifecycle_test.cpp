@@ -1,8 +1,10 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <iterator>
 #include <source_location>
 #include <stdexcept>
 #include <string>
@@ -40,47 +42,6 @@ TEST_F(ServiceObject, CreatesNoAlarmUntilTheServiceIsCreated) {
   EXPECT_TRUE(fake.Alarms().empty());
 }
 
-// The start on the model of ServiceTest, with nothing failing.
-constexpr char kStart[] = R"(
-  I SettingsService t_OnCreate | t_OnCreate!\n
-  ecore_init() -> 1
-  smart_deadlock_register_watchdog_service(100) -> 0
-  TCAlarm::Create(settings_service, 15000, NUVRA_INFINITY) -> true
-  TCAlarm::SetAlarmCallback(callback1, settings_service)
-  E SettingsService m_Initialize | m_Initialize!\n
-  E SettingsService m_Initialize | pid:{pid}\n
-  resource_register_cpu_inheritance_destination("settings_service", {pid}) -> 0
-  LwipcEventDone("/tmp/settings-service_ready") -> 0
-  vconf_get_str("memory/menu/disabled_items") -> null
-  E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
-  I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
-  E SettingsService m_LoadDisableMenuItem | m_LoadDisableMenuItem\n
-  vconf_get_str("memory/menu/disabled_items") -> null
-  E SettingsService m_LoadDisableMenuItem | fail to check disabled items.\n
-  GetActiveNetSpkInfo() -> 0
-  system_info_get_custom_bool("com.velmora/featureconf/game_bar.support") -> 0: false
-  E SettingsService m_Initialize | [GameBarService] isSupportGameBar: 0\n
-  system_info_get_custom_bool("com.velmora/featureconf/outdoor_tv_product_image_support") -> 0: false
-  I SettingsService m_Initialize | Outdoor supported[0]\n
-  CSettingsItemInfoAPI::InitSettingsItemInfoAPI()
-  fopen("/proc/self/reclaim", "w") -> open
-  I SettingsService do_swap_and_cach_drop_memory | [{pid}][success to open][1]\n
-  fclose("/proc/self/reclaim"): "3"
-)";
-
-// The trace of a start that differs from it: each first text, which stands there once, is
-// replaced by the second.
-std::string StartBut(const std::vector<std::pair<std::string, std::string>>& differences) {
-  std::string trace = kStart;
-  for (const auto& [usual, other] : differences) {
-    const auto at = trace.find(usual);
-    EXPECT_NE(at, std::string::npos) << usual;
-    EXPECT_EQ(at, trace.rfind(usual)) << usual;
-    trace.replace(at, usual.size(), other);
-  }
-  return trace;
-}
-
 class Start : public ServiceTest {
  protected:
   void ExpectStart(std::string_view trace,
@@ -99,6 +60,29 @@ class Start : public ServiceTest {
 
 TEST_F(Start, RunsItsStepsInTheirOrder) {
   ExpectStart(kStart);
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, GoesOnWithoutTheWatchesOverKeys) {
+  fake.Fail("vconf_notify_key_changed");
+  ExpectStart(StartBut({{"UpdateLanguage, null) -> 0", "UpdateLanguage, null) -> -1"},
+                        {"GeneralResetCB, null) -> 0", "GeneralResetCB, null) -> -1"}}));
+  ExpectRequestsAreServed();
+}
+
+TEST_F(Start, LogsThatSpeakersCannotBeWatched) {
+  for (const int error : {-1, 2}) {
+    fake.Fail("sound_manager_set_speaker_changed_cb", {.code = error, .times = 1});
+    ASSERT_TRUE(service.t_OnCreate());
+    const std::vector<std::string> trace = fake.TakeTrace();
+    const auto call =
+        std::find(trace.begin(), trace.end(),
+                  "sound_manager_set_speaker_changed_cb(callback2, settings_service) -> " +
+                      std::to_string(error));
+    ASSERT_NE(call, trace.end());
+    EXPECT_EQ(*std::next(call),
+              R"(E SettingsService m_Initialize | sound_manager_set_speaker_changed_cb failed\n)");
+  }
   ExpectRequestsAreServed();
 }
 
@@ -322,21 +306,21 @@ TEST_F(Start, WatchesAndRestoresNothingWhenTheMirrorOfTheRecordIsEmpty) {
 
 TEST_F(Start, RestoresNothingWhenTheMirrorCannotBeRead) {
   fake.SetKey("memory/menu/disabled_items", "x by app");
-  fake.Fail("vconf_get_str", {.times = 2});
+  fake.Fail("vconf_get_str", {.on = "memory/menu/disabled_items", .times = 2});
   ExpectStart(kStart);
   EXPECT_EQ(fake.Key("db/menu/refresh_menu"), std::nullopt);
 }
 
 TEST_F(Start, RestoresByAReadingOfItsOwn) {
   fake.SetKey("memory/menu/disabled_items", "x by app");
-  fake.Fail("vconf_get_str", {.times = 1});
+  fake.Fail("vconf_get_str", {.on = "memory/menu/disabled_items", .times = 1});
   ASSERT_TRUE(service.t_OnCreate());
   EXPECT_EQ(fake.Key("db/menu/refresh_menu"), fakes::KeyValue(1));
 }
 
 TEST_F(Start, WatchesButRestoresNothingWhenItsSecondReadingFails) {
   fake.SetKey("memory/menu/disabled_items", "x by app");
-  fake.Fail("vconf_get_str", {.after = 1, .times = 1});
+  fake.Fail("vconf_get_str", {.on = "memory/menu/disabled_items", .after = 1, .times = 1});
   ExpectStart(StartBut({{R"(vconf_get_str("memory/menu/disabled_items") -> null
   E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n
   I SettingsService m_RegisterAppTerminateCB | No any disable RQ\n
@@ -399,6 +383,13 @@ TEST_F(Start, SurvivesTheFailureOfEveryStepAtOnce) {
   fake.SetKey("memory/menu/disabled_items", "x by app");
   fake.Fail("app_manager_set_app_context_event_cb");
   fake.Fail("vconf_set_int");
+  fake.Fail("vconf_notify_key_changed");
+  fake.Fail("vconf_get_int");
+  fake.Fail("setenv");
+  fake.Fail("setlocale");
+  fake.Fail("sound_manager_set_speaker_changed_cb");
+  fake.Fail("ComposePlatformPath");
+  fake.Fail("system_info_get_custom_int");
   fake.Fail("__dlog_print");
   fake.Fail("ecore_init");
   fake.Fail("smart_deadlock_register_watchdog_service");
@@ -478,6 +469,28 @@ TEST_F(Termination, LogsItsTwoSteps) {
   ExpectTrace(R"(
     I SettingsService t_OnTerminate | t_OnTerminate!!\n
     E SettingsService m_Finalize | m_Finalize!\n
+    vconf_ignore_key_changed("memory/menu/general/reset/progressing", GeneralResetCB) -> 0
+    vconf_ignore_key_changed("db/menu_widget/language", UpdateLanguage) -> 0
+  )");
+}
+
+TEST_F(Termination, EndsTheWatchesOverTheLanguageAndTheGeneralReset) {
+  service.t_OnTerminate();
+  fake.TakeTrace();
+  fake.SetKey("db/menu_widget/language", "de_DE");
+  fake.SetKey("memory/menu/general/reset/progressing", 1);
+  fake.RunMainLoop();
+  ExpectTrace("");
+}
+
+TEST_F(Termination, GoesOnWhenTheWatchesCannotBeEnded) {
+  fake.Fail("vconf_ignore_key_changed");
+  service.t_OnTerminate();
+  ExpectTrace(R"(
+    I SettingsService t_OnTerminate | t_OnTerminate!!\n
+    E SettingsService m_Finalize | m_Finalize!\n
+    vconf_ignore_key_changed("memory/menu/general/reset/progressing", GeneralResetCB) -> -1
+    vconf_ignore_key_changed("db/menu_widget/language", UpdateLanguage) -> -1
   )");
 }
 
@@ -495,6 +508,8 @@ TEST_F(Termination, EndsTheWatchOverApplicationsThoughItemsAreDisabled) {
     I SettingsService t_OnTerminate | t_OnTerminate!!\n
     E SettingsService m_Finalize | m_Finalize!\n
     app_manager_unset_app_context_event_cb()
+    vconf_ignore_key_changed("memory/menu/general/reset/progressing", GeneralResetCB) -> 0
+    vconf_ignore_key_changed("db/menu_widget/language", UpdateLanguage) -> 0
   )");
   fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.app");
   fake.RunMainLoop();
@@ -509,6 +524,8 @@ TEST_F(Termination, EndsTheWatchOnceAndALaterOneAgain) {
   ExpectTrace(R"(
     I SettingsService t_OnTerminate | t_OnTerminate!!\n
     E SettingsService m_Finalize | m_Finalize!\n
+    vconf_ignore_key_changed("memory/menu/general/reset/progressing", GeneralResetCB) -> -1
+    vconf_ignore_key_changed("db/menu_widget/language", UpdateLanguage) -> -1
   )");
   Disable();
   service.t_OnTerminate();
@@ -516,6 +533,8 @@ TEST_F(Termination, EndsTheWatchOnceAndALaterOneAgain) {
     I SettingsService t_OnTerminate | t_OnTerminate!!\n
     E SettingsService m_Finalize | m_Finalize!\n
     app_manager_unset_app_context_event_cb()
+    vconf_ignore_key_changed("memory/menu/general/reset/progressing", GeneralResetCB) -> -1
+    vconf_ignore_key_changed("db/menu_widget/language", UpdateLanguage) -> -1
   )");
 }
 

@@ -1,14 +1,18 @@
 #pragma once
 
 #include <exception>
+#include <filesystem>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "SettingsService.h"
 #include "fixture.h"
 
-// A test of the service over the fake platform: a model without game bar and not for outdoors.
-// The trace begins after the service's construction; the callback for applications appears in
-// it under its name.
+// A test of the service over the fake platform: a model without game bar and not for outdoors, in
+// English, and not reset since its last start. The trace begins after the service's construction;
+// public callbacks appear in it under their names.
 class ServiceTest : public fakes::FakePlatformTest {
  protected:
   ServiceTest();
@@ -22,6 +26,11 @@ class ServiceTest : public fakes::FakePlatformTest {
   // it was filled, is in `reply`.
   void Send(const std::string& request, Nuvra::TCMessage& reply);
 
+  // Puts text into the sync file; what the file holds, and nothing when there is none.
+  void WriteSyncFile(const std::string& text);
+  std::optional<std::string> SyncFileText() const;
+  std::filesystem::path SyncFilePath() const;
+
   SettingsService service;
 };
 
@@ -30,6 +39,30 @@ class CreatedServiceTest : public ServiceTest {
  protected:
   CreatedServiceTest();
 };
+
+// The trace of the first start of the service on the set of ServiceTest, with nothing failing, and
+// its parts that are about the language and about the reset.
+extern const char kStart[];
+inline constexpr char kLanguageSteps[] =
+    R"(I SettingsServiceCommand UpdateLanguage | UpdateLanguage\n
+  vconf_get_str("db/menu_widget/language") -> "en_US"
+  I SettingsServiceCommand UpdateLanguage | New language : [en_US]\n
+  setenv("LANGUAGE", "en_US:en_US:en_GB:en", 1) -> 0
+  setenv("LANG", "en_US", 1) -> 0
+  setenv("LC_MESSAGES", "en_US", 1) -> 0
+  setlocale(LC_ALL, "") -> "en_US"
+)";
+inline constexpr char kSyncSteps[] =
+    R"(ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
+  E SettingsService m_FlagVconfSyncDone | sync file exists\n
+  vconf_get_int("db/factory/factory_reset_count") -> 0: 3
+  E SettingsService m_FlagVconfSyncDone | countInVconf[3], countInFile[3]\n
+  E SettingsService m_FlagVconfSyncDone | sync is done\n
+)";
+
+// The trace of a start that differs from it: each first text, which stands there once, is
+// replaced by the second.
+std::string StartBut(const std::vector<std::pair<std::string, std::string>>& differences);
 
 // The body of a message as it is compared: on one line, keys in alphabetical order.
 std::string Text(const Json::Value& body);

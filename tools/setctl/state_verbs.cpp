@@ -23,7 +23,6 @@ using tools::Quote;
 constexpr char kLanguageKey[] = "db/menu_widget/language";
 constexpr char kProtectionKey[] = "memory/ave/protection";
 constexpr char kGeneralResetKey[] = "memory/menu/general/reset/progressing";
-constexpr char kFactoryResetKey[] = "db/factory/factory_reset_count";
 
 constexpr std::chrono::milliseconds kGeneralReset{500};
 
@@ -76,12 +75,12 @@ void ResetGeneral(VirtualSet& set) {
 
 // All that is left of a factory reset when the set has started again.
 void ResetFactory(VirtualSet& set) {
-  const int count = set.Number(kFactoryResetKey).value_or(0);
+  const int count = set.Number(host::kFactoryResetCountKey).value_or(0);
   if (count == std::numeric_limits<int>::max()) {
-    throw Failure(ExitCode::kRefused,
-                  fmt::format("{} cannot count any further; set it to 0", kFactoryResetKey));
+    throw Failure(ExitCode::kRefused, fmt::format("{} cannot count any further; set it to 0",
+                                                  host::kFactoryResetCountKey));
   }
-  set.Write(kFactoryResetKey, count + 1);
+  set.Write(host::kFactoryResetCountKey, count + 1);
 }
 
 ExitCode Reset(const Options& options, const std::string& what) {

@@ -11,7 +11,7 @@ constexpr char kFooter[] =
     "Environment variables:\n"
     "  SETTINGS_ROOT               root directory of the set, unless --root is given\n"
     "  SETTINGS_MODEL              the model's features, unless --model is given\n"
-    "  SETTINGS_DATA_DIR           catalogue, models and translations\n"
+    "  SETTINGS_DATA_DIR           catalogue and models\n"
     "  DBUS_SESSION_BUS_ADDRESS    the session bus\n"
     "\n"
     "Exit status: 0 ended by a signal, 1 failed, 2 wrong usage, 5 the service runs already,\n"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "items/translation.h"
+
 namespace host {
 namespace {
 
@@ -42,11 +44,11 @@ std::string ValueText(const ValueSet& values, ValuePosition position) {
 
 std::string ValueName(const ValueSet& values, ValuePosition position) {
   if (const auto* options = Options(values)) {
-    return (*options)[position].name;
+    return ValueNameInLanguage((*options)[position].name);
   }
   const Range& range = RangeOf(values);
   const std::string number = range.shown.Text(position);
-  return range.unit.empty() ? number : number + " " + range.unit;
+  return range.unit.empty() ? number : number + " " + ValueNameInLanguage(range.unit);
 }
 
 int ValueNumber(const ValueSet& values, ValuePosition position) {

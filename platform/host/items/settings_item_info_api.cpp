@@ -6,6 +6,7 @@
 #include "items/item_value.h"
 #include "items/library.h"
 #include "items/text.h"
+#include "items/translation.h"
 #include "menu_audio_util.h"
 #include "system/environment.h"
 
@@ -66,6 +67,7 @@ std::string ListText(const Json::Value& list) {
 }  // namespace
 
 void CSettingsItemInfoAPI::InitSettingsItemInfoAPI() {
+  host::UseTranslations(host::GetEnvironment().localeDir);
   host::LoadCatalogue(host::GetEnvironment().dataDir / "catalogue" / "menu.json");
   CMenuAudioUtil::FreshSpeakerType();
   host::DisabledItems::Get().DropUnknown();
@@ -119,7 +121,7 @@ int CSettingsItemInfoAPI::GetItemDisplayName(const char* menuID, char* displayNa
   if (item == nullptr) {
     return kFailed;
   }
-  CopyText(item->name, displayName);
+  CopyText(host::ItemNameInLanguage(item->name), displayName);
   return kDone;
 }
 

@@ -47,6 +47,7 @@ void PrepareFreshSet(KeyStore& store, const SetLock&) {
       {kViewerStateKey, ""},
       {kVisibleBannersKey, ""},
       {kRotationKey, kUpright},
+      {kFactoryResetCountKey, 0},
   };
   for (const auto& [key, value] : box) {
     if (!store.Get(key)) {

@@ -22,6 +22,7 @@ inline constexpr char kSpeakerKey[] = "memory/set/speaker";
 inline constexpr char kViewerStateKey[] = "memory/tv-viewer/viewer_state";
 inline constexpr char kVisibleBannersKey[] = "memory/tv-viewer/visible_banners";
 inline constexpr char kRotationKey[] = "db/sysman/rotation_state";
+inline constexpr char kFactoryResetCountKey[] = "db/factory/factory_reset_count";
 
 // In kPreviewKey.
 inline constexpr int kNoPreview = -1;

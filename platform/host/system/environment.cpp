@@ -12,14 +12,20 @@ std::string Variable(const char* name, const std::string& otherwise) {
   return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
-// A build that was not installed finds its data in the source tree.
-std::filesystem::path DefaultDataDir() {
-  const std::filesystem::path source = SETTINGS_SOURCE_DATA_DIR;
+bool IsInstalled() {
   std::error_code ignored;
   const auto executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
-  const bool installed =
-      executable.native().rfind(std::string(SETTINGS_INSTALL_PREFIX) + "/", 0) == 0;
-  return installed ? std::filesystem::path(SETTINGS_INSTALL_DATA_DIR) : source;
+  return executable.native().rfind(std::string(SETTINGS_INSTALL_PREFIX) + "/", 0) == 0;
+}
+
+// A build that was not installed finds its data in the source tree, and what was made of them in
+// its own.
+std::string DefaultDataDir() {
+  return IsInstalled() ? SETTINGS_INSTALL_DATA_DIR : SETTINGS_SOURCE_DATA_DIR;
+}
+
+std::string LocaleDir() {
+  return IsInstalled() ? SETTINGS_INSTALL_LOCALE_DIR : SETTINGS_BUILD_LOCALE_DIR;
 }
 
 std::optional<Environment>& Given() {
@@ -34,6 +40,7 @@ Environment EnvironmentFromVariables() {
   environment.root = std::filesystem::absolute(Variable("SETTINGS_ROOT", "/"));
   environment.dataDir = Variable("SETTINGS_DATA_DIR", DefaultDataDir());
   environment.modelFile = Variable("SETTINGS_MODEL", environment.dataDir / "models" / "full.json");
+  environment.localeDir = LocaleDir();
   return environment;
 }
 

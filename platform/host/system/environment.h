@@ -8,13 +8,15 @@ namespace host {
 // Where a set lives on this machine. Everything that the host reads or writes, apart from its
 // own read-only data, lies under `root`, which stands for the root directory of the set.
 struct Environment {
-  std::filesystem::path root;       // absolute; "/" on a real appliance
-  std::filesystem::path modelFile;  // the model's features, JSON
-  std::filesystem::path dataDir;    // catalogue, models, translations; read only
+  std::filesystem::path root;            // absolute; "/" on a real appliance
+  std::filesystem::path modelFile;       // the model's features, JSON
+  std::filesystem::path dataDir;         // catalogue and models; read only
+  std::filesystem::path localeDir = {};  // translations, as gettext lays them out; may be empty
 };
 
 // What SETTINGS_ROOT, SETTINGS_MODEL and SETTINGS_DATA_DIR say, with the defaults "/", the model
-// "full" and the data directory of the build or the installation.
+// "full" and the data directory of the build or the installation. Translations always are those of
+// the build or the installation.
 Environment EnvironmentFromVariables();
 
 // The environment of this process: what SetEnvironment gave, before that

@@ -44,6 +44,7 @@ TEST_F(HostSet, AFreshSetHasATunerTwoEmptyPortsAndNoGame) {
   EXPECT_EQ(Store().Get("memory/tv-viewer/viewer_state"), KeyValue(""));
   EXPECT_EQ(Store().Get("memory/tv-viewer/visible_banners"), KeyValue(""));
   EXPECT_EQ(Store().Get("db/sysman/rotation_state"), KeyValue(1));
+  EXPECT_EQ(Store().Get("db/factory/factory_reset_count"), KeyValue(0));
 }
 
 TEST_F(HostSet, ItIsTheTunerThatAFreshSetShows) {
@@ -70,7 +71,7 @@ TEST_F(HostSet, WhatIsThereStaysWhenASetIsPrepared) {
       Store().Set(key, "mine");
     }
   }
-  EXPECT_THAT(keys, SizeIs(12));
+  EXPECT_THAT(keys, SizeIs(13));
   const std::int64_t newest = Store().NewestChange("memory/set");
   PrepareFreshSet(Store(), SetLock(RunDir()));
   for (const auto& [key, value] : keys) {

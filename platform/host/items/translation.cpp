@@ -1,0 +1,92 @@
+// gettext translates nothing in the locale "C", and a process is left in it when the locale of its
+// language is not installed: on most machines that is every language but one. Locales could be
+// compiled for the set, but only for the languages that were thought of, and every program of the
+// set would have to be started with their path. The variable LANGUAGE alone says which catalogues
+// are wanted, and gettext obeys it in any other locale. So names are looked up in "C.UTF-8", which
+// the C library has built in, whenever LANGUAGE is set; else in the locale of the process.
+//
+// gettext remembers what it found. A successful setlocale makes it forget, a failed one does not,
+// and a change of LANGUAGE never does.
+
+#include "items/translation.h"
+
+#include <libintl.h>
+#include <locale.h>
+
+#include <cstdlib>
+
+#include "items/text.h"
+
+// Documented by gettext for programs that change LANGUAGE: counting it up makes it forget.
+extern "C" int _nl_msg_cat_cntr;
+
+namespace host {
+namespace {
+
+constexpr char kItemNames[] = "settings-items";
+constexpr char kValueNames[] = "settings-values";
+
+bool g_HasTranslations = false;
+
+// While one lives, messages of this thread are looked up in the given locale.
+class MessageLocale {
+ public:
+  explicit MessageLocale(locale_t locale) : m_Previous(uselocale(locale)) {}
+  ~MessageLocale() { uselocale(m_Previous); }
+  MessageLocale(const MessageLocale&) = delete;
+  MessageLocale& operator=(const MessageLocale&) = delete;
+
+ private:
+  locale_t m_Previous;
+};
+
+// Null, for which uselocale changes nothing, when the C library has none.
+locale_t LanguageOnlyLocale() {
+  static const locale_t locale = newlocale(LC_MESSAGES_MASK, "C.UTF-8", nullptr);
+  return locale;
+}
+
+std::string WantedLanguages() {
+  const char* languages = std::getenv("LANGUAGE");
+  return languages != nullptr ? languages : "";
+}
+
+void ForgetTranslationsOfOtherLanguages(const std::string& languages) {
+  static std::string known;
+  if (languages != known) {
+    known = languages;
+    ++_nl_msg_cat_cntr;
+  }
+}
+
+std::string Translated(const char* domain, const std::string& name) {
+  const std::string languages = WantedLanguages();
+  // A language is part of a path: it must not lead out of the directory of translations. An empty
+  // name would give the header of the catalogue.
+  if (!g_HasTranslations || name.empty() || languages.find('/') != std::string::npos) {
+    return name;
+  }
+  ForgetTranslationsOfOtherLanguages(languages);
+  const MessageLocale locale(languages.empty() ? nullptr : LanguageOnlyLocale());
+  const std::string translation = dgettext(domain, name.c_str());
+  return IsPlainText(translation) ? translation : name;
+}
+
+}  // namespace
+
+void UseTranslations(const std::filesystem::path& directory) {
+  g_HasTranslations = !directory.empty();
+  if (!g_HasTranslations) {
+    return;
+  }
+  for (const char* domain : {kItemNames, kValueNames}) {
+    bindtextdomain(domain, directory.c_str());
+    bind_textdomain_codeset(domain, "UTF-8");
+  }
+}
+
+std::string ItemNameInLanguage(const std::string& name) { return Translated(kItemNames, name); }
+
+std::string ValueNameInLanguage(const std::string& name) { return Translated(kValueNames, name); }
+
+}  // namespace host

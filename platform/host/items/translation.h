@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace host {
+
+// The names of the menu in the language of the process. Main-loop thread only.
+
+// From now on names are translated by the catalogues below `directory`. Nothing is translated
+// before the first call, or when `directory` is empty.
+void UseTranslations(const std::filesystem::path& directory);
+
+// `name`, which is English, in the language that the process has now; `name` itself when it has no
+// translation. A change of the variable LANGUAGE shows with the next call.
+std::string ItemNameInLanguage(const std::string& name);
+std::string ValueNameInLanguage(const std::string& name);
+
+}  // namespace host

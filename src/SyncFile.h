@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+// The file that remembers for which factory-reset count the default of auto power off was applied
+// (docs/startup-consistency.md): one decimal number. Main-loop thread only.
+//
+// Only a regular file is read or written. The directory is shared with the menu, and a start must
+// neither wait at a pipe nor write through a link that somebody left there.
+class SyncFile {
+ public:
+  SyncFile();
+
+  // Whether there is something under its name, of whatever kind.
+  bool Exists() const;
+
+  // Gives the number in `count`; leaves it untouched when the file does not begin with one. False
+  // when the file cannot be opened for reading and writing.
+  bool Read(int &count) const;
+
+  // Replaces the content, or makes the file. False when it cannot be opened.
+  bool Write(int count) const;
+
+ private:
+  std::string m_Path;
+};
