@@ -1,9 +1,13 @@
 #include "text.h"
 
 #include <fmt/format.h>
+#include <locale.h>
+#include <wchar.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <ctime>
+#include <cwchar>
 #include <memory>
 
 namespace tools {
@@ -142,6 +146,28 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
                      local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
                      milliseconds.count(), offset < 0 ? '-' : '+', std::abs(offset) / 60,
                      std::abs(offset) % 60);
+}
+
+std::size_t DisplayWidth(std::string_view text) {
+  // The widths of all letters are known in this locale, which every system has.
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const locale_t before = uselocale(utf8);
+  std::size_t columns = 0;
+  std::mbstate_t state{};
+  while (!text.empty()) {
+    wchar_t letter = 0;
+    const std::size_t length = std::mbrtowc(&letter, text.data(), text.size(), &state);
+    if (length == 0 || length > text.size()) {  // no letter: it is shown as one column of something
+      ++columns;
+      state = {};
+      text.remove_prefix(1);
+      continue;
+    }
+    columns += std::max(wcwidth(letter), 0);
+    text.remove_prefix(length);
+  }
+  uselocale(before);
+  return columns;
 }
 
 }  // namespace tools

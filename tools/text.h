@@ -34,4 +34,8 @@ std::optional<Json::Value> ParseJson(std::string_view text);
 // Local time, ISO 8601 with milliseconds and the offset: 2026-11-20T22:23:13.123+01:00.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
+// How many columns of a terminal the text takes: two for a Korean letter, none for a mark above
+// another letter.
+std::size_t DisplayWidth(std::string_view text);
+
 }  // namespace tools

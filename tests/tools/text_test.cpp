@@ -32,6 +32,16 @@ TEST(Text, BytesThatAreNoUtf8AreEscaped) {
   EXPECT_EQ(tools::Escape("\xf0\x80\x80\x8a"), "\\xf0\\x80\\x80\\x8a") << "an overlong line end";
 }
 
+TEST(Text, TheWidthOnATerminalIsThatOfItsLetters) {
+  EXPECT_EQ(tools::DisplayWidth(""), 0u);
+  EXPECT_EQ(tools::DisplayWidth("Größe ×"), 7u);
+  EXPECT_EQ(tools::DisplayWidth("│  ├─ "), 6u);
+  EXPECT_EQ(tools::DisplayWidth("게임 모드"), 9u);
+  EXPECT_EQ(tools::DisplayWidth("وضع"), 3u);
+  EXPECT_EQ(tools::DisplayWidth("مُ"), 1u) << "a letter with a mark above it";
+  EXPECT_EQ(tools::DisplayWidth("a\xff"), 2u);
+}
+
 TEST(Text, TheEdgesOfTheRangesOfUtf8ArePrinted) {
   for (const char* text : {"\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
                            "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {

@@ -24,12 +24,6 @@ struct Row {
   const Branch* branch;
 };
 
-// In characters, all of which are taken to be one column wide.
-std::size_t Width(std::string_view text) {
-  return std::count_if(text.begin(), text.end(),
-                       [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; });
-}
-
 std::string Padding(std::size_t width, std::size_t column) {
   return std::string(column > width ? column - width : 0, ' ');
 }
@@ -64,9 +58,10 @@ struct Columns {
 Columns ColumnsOf(const std::vector<Row>& rows) {
   Columns columns;
   for (const Row& row : rows) {
-    columns.name = std::max(columns.name, Width(row.lines) + Width(row.name));
-    columns.value = std::max(columns.value, Width(row.value));
-    columns.item = std::max(columns.item, Width(tools::Escape(row.branch->item)));
+    columns.name =
+        std::max(columns.name, tools::DisplayWidth(row.lines) + tools::DisplayWidth(row.name));
+    columns.value = std::max(columns.value, tools::DisplayWidth(row.value));
+    columns.item = std::max(columns.item, tools::DisplayWidth(tools::Escape(row.branch->item)));
   }
   return columns;
 }
@@ -90,11 +85,13 @@ std::string DrawRow(const Row& row, const Columns& columns, const Painter& paint
   const std::string notes = Notes(branch);
   std::string text = paint(kDim, row.lines);
   text += paint(dimmed ? kDim : branch.children.empty() ? "" : kBold, row.name);
-  text += Padding(Width(row.lines) + Width(row.name), columns.name) + "  ";
-  text += paint(dimmed ? kDim : kCyan, row.value) + Padding(Width(row.value), columns.value) + "  ";
+  text +=
+      Padding(tools::DisplayWidth(row.lines) + tools::DisplayWidth(row.name), columns.name) + "  ";
+  text += paint(dimmed ? kDim : kCyan, row.value) +
+          Padding(tools::DisplayWidth(row.value), columns.value) + "  ";
   text += paint(kDim, item);
   if (!notes.empty()) {
-    text += Padding(Width(item), columns.item) + "  " +
+    text += Padding(tools::DisplayWidth(item), columns.item) + "  " +
             paint(branch.apps.empty() ? kDim : kYellow, notes);
   }
   return text;
