@@ -25,8 +25,8 @@ class CSourceAPI {
 
   virtual ~CSourceAPI() = default;
 
-  // Gives the sources by their number. The list is the caller's own; the library does not touch it
-  // again. Returns 0, or another number and `list` untouched.
+  // Gives the sources by their number, in a new list that replaces `list` and is the caller's own:
+  // the library does not touch it again. Returns 0, or another number and `list` untouched.
   virtual int GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>>& list) = 0;
 
   // From now on calls `callback` after every change of the list. There is one callback for each

@@ -94,6 +94,7 @@ void CGameModeDataManager::m_ReadFlagERBrightness(const char* function) {
     SETTINGS_LOG_AS(
         DLOG_ERROR, function,
         "get value of com.velmora/featureconf/oobe.show_energy_regulation_brightness is failed");
+    return;
   }
   m_FlagERBrightness = flag;
 }

@@ -273,9 +273,11 @@ void CSourceDataManager::m_RefreshSourceAndGameItem() {
 }
 
 void CSourceDataManager::m_RefreshSourceList() {
-  std::shared_ptr<SourceList> list = m_SourceList.Load();
-  CSourceAPI::Get()->GetSourceList(list);
-  m_SourceList.Store(list);
+  std::shared_ptr<SourceList> fresh;
+  if (CSourceAPI::Get()->GetSourceList(fresh) == 0) {
+    m_SourceList.Store(fresh);
+  }
+  const std::shared_ptr<SourceList> list = m_SourceList.Load();
   if (list == nullptr) {
     return;
   }
