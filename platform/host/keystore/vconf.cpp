@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -35,6 +36,38 @@ Result Guarded(const char* function, Result failure, Body body) noexcept {
     LogError(function, error.what());
     return failure;
   }
+}
+
+// The change whose callback runs on this thread; null outside, and once the callback has written
+// the key itself.
+thread_local const KeyChange* t_change = nullptr;
+
+// Callbacks read the key instead of taking the value from the node. For one that comes late that
+// would be the newest value, several times over, and a key that was 1 for a moment would never
+// have been it. So the callback of a change reads what the change left.
+class Moment {
+ public:
+  explicit Moment(const KeyChange& change) : m_Outer(t_change) { t_change = &change; }
+  ~Moment() { t_change = m_Outer; }
+  Moment(const Moment&) = delete;
+  Moment& operator=(const Moment&) = delete;
+
+ private:
+  const KeyChange* const m_Outer;
+};
+
+bool IsChanging(std::string_view key) { return t_change != nullptr && t_change->key == key; }
+
+std::optional<KeyValue> Read(std::string_view key) {
+  return IsChanging(key) ? t_change->value : ProcessStore().Get(key);
+}
+
+bool Write(std::string_view key, const KeyValue& value) {
+  const bool written = ProcessStore().Set(key, value);
+  if (written && IsChanging(key)) {
+    t_change = nullptr;
+  }
+  return written;
 }
 
 // The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
@@ -109,6 +142,7 @@ class Subscriptions {
   // An exception ends its callback only: the others, and the changes behind, are still due.
   static void Call(Subscription subscription, _keynode_t& node) {
     const std::string what = "a callback of " + node.change.key + " threw";
+    const Moment moment(node.change);
     try {
       subscription.callback(&node, subscription.userData);
     } catch (const std::exception& error) {
@@ -139,7 +173,7 @@ extern "C" {
 
 int vconf_get_int(const char* key, int* value) {
   return host::Guarded(__func__, -1, [&] {
-    const auto held = host::ProcessStore().Get(host::KeyOf(key));
+    const auto held = host::Read(host::KeyOf(key));
     const int* number = held ? std::get_if<int>(&*held) : nullptr;
     if (number == nullptr || value == nullptr) {
       return -1;
@@ -150,13 +184,12 @@ int vconf_get_int(const char* key, int* value) {
 }
 
 int vconf_set_int(const char* key, int value) {
-  return host::Guarded(__func__, -1,
-                       [&] { return host::ProcessStore().Set(host::KeyOf(key), value) ? 0 : -1; });
+  return host::Guarded(__func__, -1, [&] { return host::Write(host::KeyOf(key), value) ? 0 : -1; });
 }
 
 char* vconf_get_str(const char* key) {
   return host::Guarded<char*>(__func__, nullptr, [&]() -> char* {
-    const auto held = host::ProcessStore().Get(host::KeyOf(key));
+    const auto held = host::Read(host::KeyOf(key));
     const auto* text = held ? std::get_if<std::string>(&*held) : nullptr;
     return text != nullptr ? ::strdup(text->c_str()) : nullptr;
   });
@@ -164,8 +197,7 @@ char* vconf_get_str(const char* key) {
 
 int vconf_set_str(const char* key, const char* value) {
   return host::Guarded(__func__, -1, [&] {
-    return value != nullptr && host::ProcessStore().Set(host::KeyOf(key), std::string(value)) ? 0
-                                                                                              : -1;
+    return value != nullptr && host::Write(host::KeyOf(key), std::string(value)) ? 0 : -1;
   });
 }
 

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "contract/main_loop.h"
 #include "keystore/key_store.h"
@@ -15,6 +17,7 @@
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 int RunWorker(std::vector<std::string> arguments) {
@@ -79,6 +82,64 @@ TEST_F(HostVconf, DeliversAHundredThousandChangesThatCameWhileTheMainLoopWasBusy
   EXPECT_TRUE(m_Order == expected) << m_Order.size() << " calls";
   Ignore<'a'>("memory/host/many/a");
   Ignore<'b'>("memory/host/many/b");
+}
+
+TEST_F(HostVconf, ACallbackReadsWhatItsChangeLeftAlsoWhenItComesLate) {
+  static const char* const kKey = "memory/host/moment";
+  static std::vector<int> read;
+  static std::vector<int> elsewhere;
+  read.clear();
+  elsewhere.clear();
+  const auto reading = [](keynode_t*, void*) {
+    const auto get = [](std::vector<int>& into) {
+      int value = -1;
+      vconf_get_int(kKey, &value);
+      into.push_back(value);
+    };
+    get(read);
+    std::thread([&] { get(elsewhere); }).join();
+  };
+  ASSERT_EQ(vconf_notify_key_changed(kKey, reading, nullptr), 0);
+  for (const int value : {0, 1, 0, 1, 5}) {
+    ASSERT_EQ(vconf_set_int(kKey, value), 0);
+  }
+  EXPECT_EQ(RunWorker({"remove", kKey}), 0);
+  ASSERT_EQ(vconf_set_str(kKey, "text"), 0);
+  ASSERT_EQ(vconf_set_int(kKey, 7), 0);
+  contract::SettleMainLoop();
+  EXPECT_THAT(read, ElementsAre(0, 1, 0, 1, 5, -1, -1, 7));
+  // It is a view of the callback alone.
+  EXPECT_THAT(elsewhere, ElementsAre(7, 7, 7, 7, 7, 7, 7, 7));
+  EXPECT_EQ(vconf_ignore_key_changed(kKey, reading), 0);
+}
+
+TEST_F(HostVconf, ACallbackReadsOtherKeysAndWhatItWroteItselfAsTheyAre) {
+  static std::string read;
+  read.clear();
+  const auto reading = [](keynode_t*, void*) {
+    const auto get = [](const char* key) {
+      char* text = vconf_get_str(key);
+      read += text != nullptr ? text : "none";
+      std::free(text);
+    };
+    get("memory/host/own");
+    get("memory/host/other");
+    if (read.size() == 2) {
+      vconf_set_str("memory/host/own", nullptr);  // refused: the view stays
+      get("memory/host/own");
+      vconf_set_str("memory/host/own", "w");
+      get("memory/host/own");
+    }
+    read += ' ';
+  };
+  ASSERT_EQ(vconf_notify_key_changed("memory/host/own", reading, nullptr), 0);
+  ASSERT_EQ(vconf_set_str("memory/host/other", "1"), 0);
+  ASSERT_EQ(vconf_set_str("memory/host/own", "a"), 0);
+  ASSERT_EQ(vconf_set_str("memory/host/own", "b"), 0);
+  ASSERT_EQ(vconf_set_str("memory/host/other", "2"), 0);
+  contract::SettleMainLoop();
+  EXPECT_EQ(read, "a2aw b2 w2 ");
+  EXPECT_EQ(vconf_ignore_key_changed("memory/host/own", reading), 0);
 }
 
 TEST_F(HostVconf, AnExceptionOfACallbackIsLoggedAndDelaysNobody) {
