@@ -251,12 +251,14 @@ void SettingsService::m_SyncAutoPowerOffVconf() {
   if (vconf_set_int("db/menu/system/eco_solution/auto_power_off", value) != 0) {
     SETTINGS_ERROR("failed");
   }
+  SyncFile().EndApplying();
 }
 
 bool SettingsService::m_FlagVconfSyncDone() {
   const SyncFile file;
   if (!file.Exists()) {
     SETTINGS_ERROR("sync file not exist");
+    file.BeginApplying();
     SettingsServiceCommand::UpdateHistoryFile(SettingsServiceCommand::kPresentResetCount);
     return false;
   }
@@ -277,6 +279,7 @@ bool SettingsService::m_FlagVconfSyncDone() {
     return true;
   }
   SETTINGS_ERROR("factory reset is true");
+  file.BeginApplying();
   SettingsServiceCommand::UpdateHistoryFile(countInVconf);
   return false;
 }

@@ -57,7 +57,9 @@ std::optional<int> ParseNumber(const char *text) {
 
 }  // namespace
 
-SyncFile::SyncFile() : m_Path(ComposePlatformPath(PLATFORM_DIRECTORY_APP_DATA, kRelativePath)) {}
+SyncFile::SyncFile()
+    : m_Path(ComposePlatformPath(PLATFORM_DIRECTORY_APP_DATA, kRelativePath)),
+      m_Mark(m_Path.empty() ? "" : m_Path + ".unfinished") {}
 
 bool SyncFile::Exists() const { return access(m_Path.c_str(), F_OK) == 0; }
 
@@ -67,7 +69,7 @@ bool SyncFile::Read(int &count) const {
     return false;
   }
   char text[kMostRead + 1] = {};
-  if (read(file.Get(), text, kMostRead) > 0) {
+  if (access(m_Mark.c_str(), F_OK) != 0 && read(file.Get(), text, kMostRead) > 0) {
     count = ParseNumber(text).value_or(count);
   }
   return true;
@@ -81,6 +83,11 @@ bool SyncFile::Write(int count) const {
   // A write that fails leaves an empty file: the next start takes it for outdated, as it should.
   if (ftruncate(file.Get(), 0) == 0) {
     dprintf(file.Get(), "%d", count);
+    fsync(file.Get());
   }
   return true;
 }
+
+void SyncFile::BeginApplying() const { OpenFile(m_Mark, O_WRONLY | O_CREAT); }
+
+void SyncFile::EndApplying() const { unlink(m_Mark.c_str()); }

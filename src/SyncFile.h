@@ -7,6 +7,10 @@
 //
 // Only a regular file is read or written. The directory is shared with the menu, and a start must
 // neither wait at a pipe nor write through a link that somebody left there.
+//
+// The number is written before the default is applied. A mark beside the file, there from
+// BeginApplying to EndApplying, makes the file outdated for the next start when the daemon does not
+// get from one to the other.
 class SyncFile {
  public:
   SyncFile();
@@ -14,13 +18,19 @@ class SyncFile {
   // Whether there is something under its name, of whatever kind.
   bool Exists() const;
 
-  // Gives the number in `count`; leaves it untouched when the file does not begin with one. False
-  // when the file cannot be opened for reading and writing.
+  // Gives the number in `count`; leaves it untouched when the file does not begin with one or is
+  // marked. False when the file cannot be opened for reading and writing.
   bool Read(int &count) const;
 
-  // Replaces the content, or makes the file. False when it cannot be opened.
+  // Replaces the content, or makes the file. On disk when it returns. False when it cannot be
+  // opened.
   bool Write(int count) const;
+
+  // Sets and removes the mark; no effect when the directory cannot be written.
+  void BeginApplying() const;
+  void EndApplying() const;
 
  private:
   std::string m_Path;
+  std::string m_Mark;
 };

@@ -1,5 +1,7 @@
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -7,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <regex>
 #include <source_location>
 #include <string>
 #include <utility>
@@ -29,13 +32,14 @@ constexpr char kCompose[] =
     R"(ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
 )";
 
-// The application of the model's default 2.
+// The application of the model's default 2, and the end of the mark that it is under way.
 constexpr char kApplied[] =
     R"(system_info_get_custom_int("com.velmora/featureconf/setting.menuitem.autopoweroff_default_value") -> 0: 2
   I SettingsService m_SetNewDefaultValue | FMS key value [2]\n
   vconf_set_int("db/menu/auto_power_off", 6) -> 0
   I SettingsService m_SetNewDefaultValue | auto power off default value [6]\n
   vconf_set_int("db/menu/system/eco_solution/auto_power_off", 6) -> 0
+  ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
 )";
 
 // The sync file holds 2, the set was reset for the third time.
@@ -53,6 +57,26 @@ constexpr char kNotOpened[] =
   vconf_get_int("db/factory/factory_reset_count") -> 0: 3
   E SettingsService m_FlagVconfSyncDone | Fail to open file\n
 )";
+
+// What ends a start in the middle, as a kill does: no step after it happens.
+struct CutOff {};
+std::exception_ptr Cut() { return std::make_exception_ptr(CutOff()); }
+
+// While it lives, permissions hold for this thread also when the tests are root's.
+class NoPrivileges {
+ public:
+  NoPrivileges() {
+    EXPECT_EQ(syscall(SYS_capget, &m_Header, m_Before), 0);
+    __user_cap_data_struct without[2] = {m_Before[0], m_Before[1]};
+    without[0].effective &= ~(1u << CAP_DAC_OVERRIDE | 1u << CAP_DAC_READ_SEARCH);
+    EXPECT_EQ(syscall(SYS_capset, &m_Header, without), 0);
+  }
+  ~NoPrivileges() { EXPECT_EQ(syscall(SYS_capset, &m_Header, m_Before), 0); }
+
+ private:
+  __user_cap_header_struct m_Header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct m_Before[2] = {};
+};
 
 class StartupConsistency : public ServiceTest {
  protected:
@@ -274,7 +298,7 @@ TEST_F(StartupConsistency, AppliesTheDefaultThoughTheFileHasNoPath) {
   E SettingsServiceCommand UpdateHistoryFile | factory_reset_count[3]\n
   ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> ""
   E SettingsServiceCommand UpdateHistoryFile | Fail to open file\n
-)" + std::string(kApplied));
+)" + std::regex_replace(kApplied, std::regex("-> app data.*"), "-> \"\""));
   ExpectKeys(6, 6);
 }
 
@@ -296,6 +320,77 @@ TEST_F(StartupConsistency, LeavesNoFileOpen) {
     std::filesystem::remove(SyncFilePath());
   }
   EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(StartupConsistency, AppliesTheDefaultAtTheNextStartWhereverThisOneWasCutOff) {
+  struct Call {
+    const char* name;
+    std::string on;
+    int after;
+  };
+  const Call calls[] = {{"vconf_get_int", kCount, 0},
+                        {"ComposePlatformPath", "", 1},
+                        {"system_info_get_custom_int", kDefault, 0},
+                        {"vconf_set_int", kMenuKey, 0},
+                        {"vconf_set_int", kEcoKey, 0},
+                        {"ComposePlatformPath", "", 2}};
+  for (const std::optional<std::string>& file : {std::optional<std::string>(), {"2"}, {"-2"}}) {
+    for (const Call& call : calls) {
+      SCOPED_TRACE(file.value_or("no file") + ", cut off at " + call.name + " " + call.on);
+      std::filesystem::remove(SyncFilePath());
+      if (file) {
+        WriteSyncFile(*file);
+      }
+      fake.SetKey(kMenuKey, 8);
+      fake.SetKey(kEcoKey, 8);
+      fake.Fail(call.name, {.on = call.on, .after = call.after, .times = 1, .exception = Cut()});
+      EXPECT_THROW(service.t_OnCreate(), CutOff);
+      service.t_OnCreate();
+      ExpectKeys(6, 6);
+      EXPECT_EQ(SyncFileText(), "3");
+      fake.SetKey(kMenuKey, 8);
+      service.t_OnCreate();
+      ExpectKeys(8, 6);
+      fake.TakeTrace();
+    }
+  }
+}
+
+TEST_F(StartupConsistency, AppliesTheDefaultWhileItCannotMarkItsBeginningOrItsEnd) {
+  const std::filesystem::path mark = SyncFilePath().string() + ".unfinished";
+  std::filesystem::create_directory(mark);
+  for (int start = 0; start < 2; ++start) {
+    fake.SetKey(kMenuKey, 8);
+    service.t_OnCreate();
+    ExpectKeys(6, 6);
+  }
+  std::filesystem::remove(mark);
+  std::filesystem::create_symlink(fake.AppDataDirectory() / "other", mark);
+  WriteSyncFile("2");
+  service.t_OnCreate();
+  EXPECT_FALSE(std::filesystem::exists(fake.AppDataDirectory() / "other"));
+  EXPECT_FALSE(std::filesystem::is_symlink(mark));
+  EXPECT_EQ(SyncFileText(), "3");
+}
+
+TEST_F(StartupConsistency, LeavesOnlyTheFileBehind) {
+  WriteSyncFile("2");
+  service.t_OnCreate();
+  std::vector<std::filesystem::path> left;
+  for (const auto& entry : std::filesystem::directory_iterator(SyncFilePath().parent_path())) {
+    left.push_back(entry.path());
+  }
+  EXPECT_EQ(left, std::vector{SyncFilePath()});
+}
+
+TEST_F(StartupConsistency, LeavesTheFileAloneWhenItMayNotBeOpened) {
+  std::filesystem::permissions(SyncFilePath(), std::filesystem::perms::none);
+  {
+    const NoPrivileges none;
+    ExpectNotOpenedAtStart();
+  }
+  std::filesystem::permissions(SyncFilePath(), std::filesystem::perms::owner_all);
+  EXPECT_EQ(SyncFileText(), "3");
 }
 
 TEST_F(StartupConsistency, WritesTheSameValueToBothKeysForEveryCode) {
@@ -322,7 +417,7 @@ TEST_F(StartupConsistency, LeavesTheMenuKeyAloneWhenTheDefaultIsNotKnown) {
       R"(system_info_get_custom_int("com.velmora/featureconf/setting.menuitem.autopoweroff_default_value") -> -1
   E SettingsService m_SetNewDefaultValue | get value failed\n
   vconf_set_int("db/menu/system/eco_solution/auto_power_off", 0) -> 0
-)");
+  )" + kCompose);
   ExpectKeys(8, 0);
   EXPECT_EQ(SyncFileText(), "3");
 }
@@ -344,7 +439,7 @@ TEST_F(StartupConsistency, WritesZeroToTheEcoKeyWhenTheMenuKeyCannotBeWritten) {
   vconf_set_int("db/menu/auto_power_off", 6) -> -1
   E SettingsService m_SetNewDefaultValue | failed\n
   vconf_set_int("db/menu/system/eco_solution/auto_power_off", 0) -> 0
-)");
+  )" + kCompose);
   ExpectKeys(std::nullopt, 0);
 }
 
@@ -359,7 +454,7 @@ TEST_F(StartupConsistency, LogsThatTheEcoKeyCannotBeWritten) {
   I SettingsService m_SetNewDefaultValue | auto power off default value [6]\n
   vconf_set_int("db/menu/system/eco_solution/auto_power_off", 6) -> -1
   E SettingsService m_SyncAutoPowerOffVconf | failed\n
-)");
+  )" + kCompose);
 }
 
 class HistoryFile : public ServiceTest {};
