@@ -20,7 +20,6 @@
 #include "system/log.h"
 
 #include <pthread.h>
-#include <signal.h>
 #include <time.h>
 
 #include <atomic>
@@ -42,6 +41,7 @@
 
 #include "dlog.h"
 #include "system/log_sink.h"
+#include "system/signals_blocked.h"
 
 namespace host {
 namespace {
@@ -127,23 +127,6 @@ QueuedLinePtr MakeLine(timespec time, int priority, const char* tag, size_t text
   std::memcpy(line->TagBytes(), tag, tagSize);
   return line;
 }
-
-// A thread that is started meanwhile never runs a handler of the program, and a closed pipe is a
-// failed write in it instead of the end of the process.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &m_Before);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_Before, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t m_Before;
-};
 
 class Log {
  public:
