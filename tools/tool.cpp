@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <signal.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <limits>
 #include <string_view>
@@ -45,39 +46,90 @@ std::string UsageError(const CLI::App* app, const CLI::Error& error) {
 
 }  // namespace
 
-Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
-    : m_App(description, name) {
-  m_App.set_help_flag("--help", "Print this help and end");
-  m_App.set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and end");
-  m_App.footer(footer + "\n\n" + kExitCodes);
-  m_App.failure_message(UsageError);
-  m_App.require_subcommand(1);
-  m_App.get_formatter()->column_width(34);
-  m_App.get_formatter()->label("SUBCOMMAND", "VERB");
-  m_App.get_formatter()->label("SUBCOMMANDS", "VERBS");
+Parameter Parameter::Required() const {
+  m_Option->required();
+  return *this;
 }
 
-CLI::App* Tool::AddVerb(CLI::App& parent, const std::string& name, const std::string& description,
-                        std::function<ExitCode()> run) {
-  CLI::App* verb = parent.add_subcommand(name, description);
+Parameter Parameter::OneOf(std::initializer_list<const char*> values) const {
+  m_Option->check(CLI::IsMember(values));
+  return *this;
+}
+
+Parameter Parameter::OneOf(std::initializer_list<int> values) const {
+  m_Option->check(CLI::IsMember(values));
+  return *this;
+}
+
+Parameter Parameter::AtLeast(int value) const {
+  m_Option->check(CLI::Range(value, std::numeric_limits<int>::max()));
+  return *this;
+}
+
+Parameter Parameter::Check(const std::function<std::string(const std::string&)>& problem) const {
+  m_Option->check(problem);
+  return *this;
+}
+
+Parameter Parameter::Excludes(Parameter other) const {
+  m_Option->excludes(other.m_Option);
+  return *this;
+}
+
+Parameter Syntax::AddArgument(const std::string& name, Target target,
+                              const std::string& description) const {
+  return AddOption(name, "", target, description);
+}
+
+Parameter Syntax::AddOption(const std::string& name, const std::string& value, Target target,
+                            const std::string& description) const {
+  CLI::Option* const option = std::visit(
+      [&](auto place) { return m_App->add_option(name, place.get(), description); }, target);
+  return Parameter(option->type_name(value));
+}
+
+Parameter Syntax::AddFlag(const std::string& name, bool& target,
+                          const std::string& description) const {
+  return Parameter(m_App->add_flag(name, target, description));
+}
+
+Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
+    : m_App(std::make_unique<CLI::App>(description, name)) {
+  m_App->set_help_flag("--help", "Print this help and end");
+  m_App->set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and end");
+  m_App->footer(footer + "\n\n" + kExitCodes);
+  m_App->failure_message(UsageError);
+  m_App->require_subcommand(1);
+  m_App->get_formatter()->column_width(34);
+  m_App->get_formatter()->label("SUBCOMMAND", "VERB");
+  m_App->get_formatter()->label("SUBCOMMANDS", "VERBS");
+}
+
+Tool::~Tool() = default;
+
+Syntax Tool::App() { return Syntax(m_App.get()); }
+
+Syntax Tool::AddVerb(Syntax parent, const std::string& name, const std::string& description,
+                     std::function<ExitCode()> run) {
+  CLI::App* verb = parent.m_App->add_subcommand(name, description);
   verb->group("Verbs");
-  verb->footer("The options of " + m_App.get_name() + " may stand here, too.");
+  verb->footer("The options of " + m_App->get_name() + " may stand here, too.");
   verb->fallthrough();
   verb->callback([this, run = std::move(run)] { m_Verb = run; });
-  return verb;
+  return Syntax(verb);
 }
 
-CLI::App* Tool::AddGroup(const std::string& name, const std::string& description) {
-  CLI::App* group = m_App.add_subcommand(name, description);
+Syntax Tool::AddGroup(const std::string& name, const std::string& description) {
+  CLI::App* group = m_App->add_subcommand(name, description);
   group->group("Verbs");
   group->footer("");
   group->fallthrough();
   group->require_subcommand(1);
-  return group;
+  return Syntax(group);
 }
 
-void Tool::TakeCommand(const CLI::App& verb, std::vector<std::string>& command) {
-  m_CommandVerb = &verb;
+void Tool::TakeCommand(Syntax verb, std::vector<std::string>& command) {
+  m_CommandVerb = verb.m_App;
   m_Command = &command;
 }
 
@@ -85,7 +137,7 @@ void Tool::TakeCommand(const CLI::App& verb, std::vector<std::string>& command) 
 // that is a verb's name, so the first such name is the verb.
 int Tool::m_OwnArguments(int argc, char** argv) const {
   const auto isVerb = [this](const char* argument) {
-    return !m_App.get_subcommands([&](const CLI::App* verb) { return verb->check_name(argument); })
+    return !m_App->get_subcommands([&](const CLI::App* verb) { return verb->check_name(argument); })
                 .empty();
   };
   char** const end = argv + argc;
@@ -105,9 +157,9 @@ int Tool::Run(int argc, char** argv) {
     m_Command->assign(argv + own + 1, argv + argc);
   }
   try {
-    m_App.parse(own, argv);
+    m_App->parse(own, argv);
   } catch (const CLI::ParseError& error) {
-    return m_App.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+    return m_App->exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
   }
   return m_RunVerb();
 }
@@ -120,42 +172,38 @@ int Tool::m_RunVerb() {
   } catch (const OutputClosed&) {
     code = ExitCode::kDone;
   } catch (const Failure& failure) {
-    PrintError(m_App.get_name(), failure.what());
+    PrintError(m_App->get_name(), failure.what());
     code = failure.Code();
   } catch (const std::exception& exception) {
-    PrintError(m_App.get_name(), exception.what());
+    PrintError(m_App->get_name(), exception.what());
   }
   return static_cast<int>(code);
 }
 
-CLI::Option* AddSeconds(CLI::App& app, const std::string& name, std::optional<double>& seconds,
-                        const std::string& description) {
-  const auto check = [](const std::string& text) {
+Parameter AddSeconds(Syntax syntax, const std::string& name, std::optional<double>& seconds,
+                     const std::string& description) {
+  return syntax.AddOption(name, "SECONDS", seconds, description).Check([](const std::string& text) {
     double value = 0;
     const bool number = CLI::detail::lexical_cast(text, value);
     return number && value > 0 && value <= kMostSeconds
                ? std::string()
                : fmt::format("{} is not a number of seconds above 0 and at most {}", text,
                              kMostSeconds);
-  };
-  return app.add_option(name, seconds, description)->type_name("SECONDS")->check(check);
+  });
 }
 
-CLI::Option* AddBus(CLI::App& app, std::string& bus, const std::string& what) {
-  const auto check = [](const std::string& text) {
-    return text == "session" || text == "system" || text.find(':') != std::string::npos
-               ? ""
-               : "use session, system or a bus address such as unix:path=/run/bus, not " + text;
-  };
-  return app.add_option("--bus", bus, what + "session (the default), system or a bus address")
-      ->type_name("BUS")
-      ->check(check);
+Parameter AddBus(Syntax syntax, std::string& bus, const std::string& what) {
+  return syntax
+      .AddOption("--bus", "BUS", bus, what + "session (the default), system or a bus address")
+      .Check([](const std::string& text) {
+        return text == "session" || text == "system" || text.find(':') != std::string::npos
+                   ? ""
+                   : "use session, system or a bus address such as unix:path=/run/bus, not " + text;
+      });
 }
 
-CLI::Option* AddCount(CLI::App& app, std::optional<int>& count, const std::string& description) {
-  return app.add_option("--count", count, description)
-      ->type_name("N")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+Parameter AddCount(Syntax syntax, std::optional<int>& count, const std::string& description) {
+  return syntax.AddOption("--count", "N", count, description).AtLeast(1);
 }
 
 }  // namespace tools

@@ -1,33 +1,93 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "common.h"
 
-// The command line of a tool.
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+// The command line of a tool. CLI11 reads it; only tool.cpp knows, because its header takes the
+// compiler longer than most of what is written here.
 namespace tools {
+
+// Where a value of the command line goes. Must outlive the tool's run.
+using Target = std::variant<std::reference_wrapper<std::string>,
+                            std::reference_wrapper<std::optional<std::string>>,
+                            std::reference_wrapper<int>, std::reference_wrapper<std::optional<int>>,
+                            std::reference_wrapper<std::optional<double>>,
+                            std::reference_wrapper<std::vector<std::string>>>;
+
+// One argument, option or flag of a tool, of which it is a handle.
+class Parameter {
+ public:
+  Parameter Required() const;
+  Parameter OneOf(std::initializer_list<const char*> values) const;
+  Parameter OneOf(std::initializer_list<int> values) const;
+  Parameter AtLeast(int value) const;
+
+  // `problem` says what is wrong with a value, and nothing when it is right.
+  Parameter Check(const std::function<std::string(const std::string& value)>& problem) const;
+
+  // Not together with `other`, which belongs to the same verb.
+  Parameter Excludes(Parameter other) const;
+
+ private:
+  friend class Syntax;
+  explicit Parameter(CLI::Option* option) : m_Option(option) {}
+
+  CLI::Option* m_Option;
+};
+
+// What the command line of a tool, of a group of verbs or of a verb looks like; a handle, too.
+class Syntax {
+ public:
+  // A value without a name of its own; several for a list.
+  Parameter AddArgument(const std::string& name, Target target,
+                        const std::string& description) const;
+
+  // `name` begins with "--"; `value` stands for its value in the help.
+  Parameter AddOption(const std::string& name, const std::string& value, Target target,
+                      const std::string& description) const;
+
+  Parameter AddFlag(const std::string& name, bool& target, const std::string& description) const;
+
+ private:
+  friend class Tool;
+  explicit Syntax(CLI::App* app) : m_App(app) {}
+
+  CLI::App* m_App;
+};
 
 // A command line tool: its options, and the verbs of which each command line has one.
 class Tool {
  public:
   // `footer` comes at the end of the help, before the exit codes.
   Tool(const std::string& name, const std::string& description, const std::string& footer);
+  ~Tool();
+  Tool(const Tool&) = delete;
+  Tool& operator=(const Tool&) = delete;
 
-  CLI::App& App() { return m_App; }
+  // What may stand before every verb.
+  Syntax App();
 
-  // Adds a verb to the tool, or to a group of verbs (of AddGroup) in it. `run` is called after
-  // the whole command line was read. The tool's own options may stand behind the verb, too.
-  CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& description,
-                    std::function<ExitCode()> run);
-  CLI::App* AddGroup(const std::string& name, const std::string& description);
+  // Adds a verb to the tool (App), or to a group of verbs (of AddGroup) in it. `run` is called
+  // after the whole command line was read. The tool's own options may stand behind the verb, too.
+  Syntax AddVerb(Syntax parent, const std::string& name, const std::string& description,
+                 std::function<ExitCode()> run);
+  Syntax AddGroup(const std::string& name, const std::string& description);
 
   // Lets what stands behind the first "--" of that verb's command line be a command, put into
   // `command` without a look at it. One verb of a tool; `command` must outlive the run.
-  void TakeCommand(const CLI::App& verb, std::vector<std::string>& command);
+  void TakeCommand(Syntax verb, std::vector<std::string>& command);
 
   // Reads the command line, runs its verb and prints what failed. Returns the exit status.
   int Run(int argc, char** argv);
@@ -37,20 +97,20 @@ class Tool {
   int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
 
-  CLI::App m_App;
+  std::unique_ptr<CLI::App> m_App;
   const CLI::App* m_CommandVerb = nullptr;
   std::vector<std::string>* m_Command = nullptr;
   std::function<ExitCode()> m_Verb;
 };
 
 // A time in seconds from the command line, above 0; fractions are welcome.
-CLI::Option* AddSeconds(CLI::App& app, const std::string& name, std::optional<double>& seconds,
-                        const std::string& description);
+Parameter AddSeconds(Syntax syntax, const std::string& name, std::optional<double>& seconds,
+                     const std::string& description);
 
 // The option --bus; `what` comes before the description of its values.
-CLI::Option* AddBus(CLI::App& app, std::string& bus, const std::string& what = "");
+Parameter AddBus(Syntax syntax, std::string& bus, const std::string& what = "");
 
 // A number of things to wait for, at least 1.
-CLI::Option* AddCount(CLI::App& app, std::optional<int>& count, const std::string& description);
+Parameter AddCount(Syntax syntax, std::optional<int>& count, const std::string& description);
 
 }  // namespace tools

@@ -189,45 +189,44 @@ ExitCode Log(const Options& options, const AppArguments& arguments) {
 }  // namespace
 
 void AddAppVerbs(tools::Tool& tool, const Options& options) {
-  CLI::App& group = *tool.AddGroup("app", "Start, end and watch the applications of the set");
+  tools::Syntax group = tool.AddGroup("app", "Start, end and watch the applications of the set");
   auto arguments = std::make_shared<AppArguments>();
   const auto add = [&](const char* name, const char* description,
                        ExitCode (*run)(const Options&, const AppArguments&)) {
     return tool.AddVerb(group, name, description,
                         [&options, arguments, run] { return run(options, *arguments); });
   };
-  const auto addId = [&](CLI::App* verb) {
-    verb->add_option("ID", arguments->id, "e.g. org.pavix.menu")->type_name("")->required();
+  const auto addId = [&](tools::Syntax verb) {
+    verb.AddArgument("ID", arguments->id, "e.g. org.pavix.menu").Required();
   };
-  const auto addTimeout = [&](CLI::App* verb) {
-    tools::AddSeconds(*verb, "--timeout", arguments->timeout,
+  const auto addTimeout = [&](tools::Syntax verb) {
+    tools::AddSeconds(verb, "--timeout", arguments->timeout,
                       fmt::format("How long to wait ({})", kPatience));
   };
 
   addTimeout(add("list", "Print all applications, which of them run, and how", List));
 
-  CLI::App* start = add("start", "Launch an application, and wait until it took that", Start);
+  tools::Syntax start = add("start", "Launch an application, and wait until it took that", Start);
   addId(start);
-  start->add_option("KEY=VALUE", arguments->extraData, "Extra data of the launch request")
-      ->type_name("");
+  start.AddArgument("KEY=VALUE", arguments->extraData, "Extra data of the launch request");
   addTimeout(start);
 
-  CLI::App* stop = add("stop", "End an application, and wait for its end", Stop);
+  tools::Syntax stop = add("stop", "End an application, and wait for its end", Stop);
   addId(stop);
-  stop->add_flag("--kill", arguments->kill, "By force (SIGKILL instead of SIGTERM)");
+  stop.AddFlag("--kill", arguments->kill, "By force (SIGKILL instead of SIGTERM)");
   addTimeout(stop);
 
-  CLI::App* state = add("state", "Bring an application to the foreground or another state", State);
+  tools::Syntax state =
+      add("state", "Bring an application to the foreground or another state", State);
   addId(state);
-  state->add_option("STATE", arguments->state, "foreground, visible or background")
-      ->type_name("")
-      ->required()
-      ->check(CLI::IsMember({"foreground", "visible", "background"}));
+  state.AddArgument("STATE", arguments->state, "foreground, visible or background")
+      .Required()
+      .OneOf({"foreground", "visible", "background"});
   addTimeout(state);
 
-  CLI::App* log = add("log", "Print what an application was asked for and did", Log);
+  tools::Syntax log = add("log", "Print what an application was asked for and did", Log);
   addId(log);
-  AddLogOptions(*log, arguments->log);
+  AddLogOptions(log, arguments->log);
 }
 
 }  // namespace setctl

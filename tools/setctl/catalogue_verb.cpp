@@ -28,13 +28,11 @@ ExitCode Check(const Options& options, const std::string& file) {
 }  // namespace
 
 void AddCatalogueVerb(tools::Tool& tool, const Options& options) {
-  CLI::App* catalogue = tool.AddGroup("catalogue", "What the menu is made of");
+  tools::Syntax catalogue = tool.AddGroup("catalogue", "What the menu is made of");
   auto file = std::make_shared<std::string>();
-  CLI::App* check = tool.AddVerb(*catalogue, "check", "Print the mistakes in a catalogue",
-                                 [&options, file] { return Check(options, *file); });
-  check->add_option("FILE", *file, "The catalogue's index, or a file of items")
-      ->type_name("")
-      ->required();
+  tools::Syntax check = tool.AddVerb(catalogue, "check", "Print the mistakes in a catalogue",
+                                     [&options, file] { return Check(options, *file); });
+  check.AddArgument("FILE", *file, "The catalogue's index, or a file of items").Required();
 }
 
 }  // namespace setctl

@@ -137,37 +137,36 @@ ExitCode Watch(const Options& options, const KeyArguments& arguments) {
 
 void AddKeyVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<KeyArguments>();
-  const auto addKey = [&](CLI::App* verb) {
-    verb->add_option("KEY", arguments->key, "db/… or memory/…")->type_name("")->required();
+  const auto addKey = [&](tools::Syntax verb) {
+    verb.AddArgument("KEY", arguments->key, "db/… or memory/…").Required();
   };
-  CLI::App& group = *tool.AddGroup("key", "Read, write and watch the keys of the set");
+  tools::Syntax group = tool.AddGroup("key", "Read, write and watch the keys of the set");
 
   addKey(tool.AddVerb(group, "get", "Print the value of a key",
                       [&options, arguments] { return Get(options, arguments->key); }));
 
-  CLI::App* set = tool.AddVerb(group, "set", "Store the value of a key",
-                               [&options, arguments] { return Set(options, *arguments); });
+  tools::Syntax set = tool.AddVerb(group, "set", "Store the value of a key",
+                                   [&options, arguments] { return Set(options, *arguments); });
   addKey(set);
-  set->add_option("VALUE", arguments->value,
+  set.AddArgument("VALUE", arguments->value,
                   "An integer becomes one unless the key holds a string already")
-      ->type_name("")
-      ->required();
-  CLI::Option* isInt = set->add_flag("--int", arguments->isInt, "Store an integer");
-  set->add_flag("--string", arguments->isString, "Store a string")->excludes(isInt);
+      .Required();
+  tools::Parameter isInt = set.AddFlag("--int", arguments->isInt, "Store an integer");
+  set.AddFlag("--string", arguments->isString, "Store a string").Excludes(isInt);
 
   addKey(tool.AddVerb(group, "unset", "Remove a key",
                       [&options, arguments] { return Unset(options, arguments->key); }));
 
-  CLI::App* list = tool.AddVerb(group, "list", "Print all keys, or those that begin with PREFIX",
-                                [&options, arguments] { return List(options, arguments->prefix); });
-  list->add_option("PREFIX", arguments->prefix, "e.g. db/menu/")->type_name("");
+  tools::Syntax list =
+      tool.AddVerb(group, "list", "Print all keys, or those that begin with PREFIX",
+                   [&options, arguments] { return List(options, arguments->prefix); });
+  list.AddArgument("PREFIX", arguments->prefix, "e.g. db/menu/");
 
-  CLI::App* watch = tool.AddVerb(group, "watch", "Print each change of a key as it comes",
-                                 [&options, arguments] { return Watch(options, *arguments); });
-  watch->add_option("PREFIX", arguments->prefix, "Only of keys that begin so, e.g. memory/set/")
-      ->type_name("");
-  tools::AddCount(*watch, arguments->count, "End after N changes");
-  tools::AddSeconds(*watch, "--timeout", arguments->timeout, "How long to watch; else for ever");
+  tools::Syntax watch = tool.AddVerb(group, "watch", "Print each change of a key as it comes",
+                                     [&options, arguments] { return Watch(options, *arguments); });
+  watch.AddArgument("PREFIX", arguments->prefix, "Only of keys that begin so, e.g. memory/set/");
+  tools::AddCount(watch, arguments->count, "End after N changes");
+  tools::AddSeconds(watch, "--timeout", arguments->timeout, "How long to watch; else for ever");
 }
 
 }  // namespace setctl

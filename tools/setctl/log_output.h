@@ -15,7 +15,7 @@ struct LogArguments {
 };
 
 // The options of a verb that prints a log.
-void AddLogOptions(CLI::App& verb, LogArguments& arguments);
+void AddLogOptions(tools::Syntax verb, LogArguments& arguments);
 
 // Prints a log. Throws tools::Failure; when there is no such file it says `whereElse`.
 tools::ExitCode PrintLog(const Options& options, const std::filesystem::path& file,

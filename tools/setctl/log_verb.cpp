@@ -42,11 +42,9 @@ void Follow(LogFile& log, DirectoryWatch& changes, const LogFile::LineCallback& 
 
 }  // namespace
 
-void AddLogOptions(CLI::App& verb, LogArguments& arguments) {
-  verb.add_flag("--follow", arguments.follow, "Go on with what is written from now on");
-  verb.add_option("--lines", arguments.lines, "Begin with the last N lines only")
-      ->type_name("N")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()));
+void AddLogOptions(tools::Syntax verb, LogArguments& arguments) {
+  verb.AddFlag("--follow", arguments.follow, "Go on with what is written from now on");
+  verb.AddOption("--lines", "N", arguments.lines, "Begin with the last N lines only").AtLeast(1);
 }
 
 ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
@@ -71,14 +69,15 @@ ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
 
 void AddLogVerb(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<LogArguments>();
-  CLI::App* log = tool.AddVerb(tool.App(), "log", "Print the daemon's log", [&options, arguments] {
-    EnterSet(options);
-    return PrintLog(options, host::GetEnvironment().root / "var/log/settings-service.log",
-                    *arguments,
-                    "a daemon without --log writes to its standard error, or to the journal when "
-                    "systemd runs it");
-  });
-  AddLogOptions(*log, *arguments);
+  tools::Syntax log =
+      tool.AddVerb(tool.App(), "log", "Print the daemon's log", [&options, arguments] {
+        EnterSet(options);
+        return PrintLog(
+            options, host::GetEnvironment().root / "var/log/settings-service.log", *arguments,
+            "a daemon without --log writes to its standard error, or to the journal when "
+            "systemd runs it");
+      });
+  AddLogOptions(log, *arguments);
 }
 
 }  // namespace setctl

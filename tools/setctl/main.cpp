@@ -23,11 +23,10 @@ constexpr char kFooter[] =
 int main(int argc, char** argv) {
   setctl::Options options;
   tools::Tool tool("setctl", kDescription, kFooter);
-  tool.App()
-      .add_option("--root", options.root, "Root directory of the set (SETTINGS_ROOT, or /)")
-      ->type_name("DIR");
+  tool.App().AddOption("--root", "DIR", options.root,
+                       "Root directory of the set (SETTINGS_ROOT, or /)");
   tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
-  tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");
+  tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
   setctl::AddKeyVerbs(tool, options);
   setctl::AddSourceVerbs(tool, options);
   setctl::AddStateVerbs(tool, options);

@@ -236,33 +236,34 @@ ExitCode Signal(const Options& options, const SourceArguments& arguments) {
 void AddSourceVerbs(tools::Tool& tool, const Options& options) {
   using Verb = ExitCode (*)(const Options&, const SourceArguments&);
   auto arguments = std::make_shared<SourceArguments>();
-  CLI::App& group = *tool.AddGroup("source", "The set's sources: its tuner and its inputs");
+  tools::Syntax group = tool.AddGroup("source", "The set's sources: its tuner and its inputs");
   const auto add = [&](const std::string& name, const std::string& description, Verb verb) {
     return tool.AddVerb(group, name, description,
                         [&options, arguments, verb] { return verb(options, *arguments); });
   };
-  const auto takeSource = [&](CLI::App* verb, const char* description) {
-    verb->add_option("SOURCE", arguments->source, description)->type_name("")->required();
+  const auto takeSource = [&](tools::Syntax verb, const char* description) {
+    verb.AddArgument("SOURCE", arguments->source, description).Required();
     return verb;
   };
-  const auto takeName = [&](CLI::App* verb, const char* description) {
-    return verb->add_option("NAME", arguments->name, description)->type_name("");
+  const auto takeName = [&](tools::Syntax verb, const char* description) {
+    return verb.AddArgument("NAME", arguments->name, description);
   };
   constexpr char kSource[] = "A number, or a port such as hdmi1";
 
   tool.AddVerb(group, "list", "Print the sources, and which is current",
                [&options] { return List(options); });
 
-  CLI::App* adding = takeSource(add("add", "Attach a device, or add an empty port", Add), kSource);
+  tools::Syntax adding =
+      takeSource(add("add", "Attach a device, or add an empty port", Add), kSource);
   takeName(adding, "What the user reads; the port's own name if not given");
-  adding->add_option("--detected", arguments->detected, "What the device calls itself, if not NAME")
-      ->type_name("NAME");
+  adding.AddOption("--detected", "NAME", arguments->detected,
+                   "What the device calls itself, if not NAME");
 
   takeSource(add("remove", "Unplug a device, or take an empty port out of the list", Remove),
              kSource);
 
-  CLI::App* renaming = takeSource(add("rename", "Change what the user reads", Rename), kSource);
-  takeName(renaming, "The new name")->required();
+  tools::Syntax renaming = takeSource(add("rename", "Change what the user reads", Rename), kSource);
+  takeName(renaming, "The new name").Required();
 
   takeSource(add("switch", "Play a change to that source, from its start to a picture, or to none",
                  Switch),
@@ -270,9 +271,8 @@ void AddSourceVerbs(tools::Tool& tool, const Options& options) {
   takeSource(add("preview", "Show that source as a preview; none ends it", Preview), kSource);
 
   add("signal", "Play one signal of the TV service alone", Signal)
-      ->add_option("N", arguments->signal, "e.g. 25 for the start of a change, 28 for no signal")
-      ->type_name("")
-      ->required();
+      .AddArgument("N", arguments->signal, "e.g. 25 for the start of a change, 28 for no signal")
+      .Required();
 }
 
 }  // namespace setctl

@@ -98,9 +98,8 @@ void AddStateVerbs(tools::Tool& tool, const Options& options) {
         .AddVerb(
             tool.App(), name, description,
             [&options, arguments, key] { return WriteNumber(options, key, arguments->number); })
-        ->add_option("N", arguments->number, values)
-        ->type_name("")
-        ->required();
+        .AddArgument("N", arguments->number, values)
+        .Required();
   };
   const auto addName = [&](const char* name, const char* description, const char* argument,
                            const char* values,
@@ -108,15 +107,13 @@ void AddStateVerbs(tools::Tool& tool, const Options& options) {
     return tool
         .AddVerb(tool.App(), name, description,
                  [&options, arguments, verb] { return verb(options, arguments->name); })
-        ->add_option(argument, arguments->name, values)
-        ->type_name("")
-        ->required();
+        .AddArgument(argument, arguments->name, values)
+        .Required();
   };
 
   addNumber("game-item", "Change the picture's game item", host::kGameItemKey,
             "1 on, 2 the second game state, others off");
-  addNumber("game-mode", "Switch the game mode", host::kGameModeKey, "1 on, 0 off")
-      ->check(CLI::IsMember({0, 1}));
+  addNumber("game-mode", "Switch the game mode", host::kGameModeKey, "1 on, 0 off").OneOf({0, 1});
   addNumber("picture-setting", "Tell how far a new source's picture settings are",
             host::kPictureSettingKey, "0 when they are done");
   addNumber("rotate", "Turn the screen", host::kRotationKey, "1 is upright");
@@ -124,25 +121,24 @@ void AddStateVerbs(tools::Tool& tool, const Options& options) {
 
   const std::map<std::string, int> powers = {
       {"off", host::kPowerOff}, {"picture-off", host::kPowerPictureOff}, {"on", host::kPowerOn}};
-  CLI::App* power =
+  tools::Syntax power =
       tool.AddVerb(tool.App(), "power", "Switch the set", [&options, arguments, powers] {
         return WriteNumber(options, host::kPowerKey, powers.at(arguments->name));
       });
-  power->add_option("STATE", arguments->name, "off, picture-off or on")
-      ->type_name("")
-      ->required()
-      ->check(CLI::IsMember({"off", "picture-off", "on"}));
+  power.AddArgument("STATE", arguments->name, "off, picture-off or on")
+      .Required()
+      .OneOf({"off", "picture-off", "on"});
 
-  CLI::App* window = tool.AddVerb(tool.App(), "window", "Change the size of the picture",
-                                  [&options, arguments] { return Resize(options, *arguments); });
-  const auto pixels = CLI::Range(0, std::numeric_limits<int>::max());
-  window->add_option("W", arguments->width, "Pixels")->type_name("")->required()->check(pixels);
-  window->add_option("H", arguments->height, "Pixels")->type_name("")->required()->check(pixels);
+  tools::Syntax window =
+      tool.AddVerb(tool.App(), "window", "Change the size of the picture",
+                   [&options, arguments] { return Resize(options, *arguments); });
+  window.AddArgument("W", arguments->width, "Pixels").Required().AtLeast(0);
+  window.AddArgument("H", arguments->height, "Pixels").Required().AtLeast(0);
 
   addName("speaker", "Send the sound to another output", "NAME", "e.g. bluetooth", ChangeSpeaker);
   addName("language", "Change the menu language", "NAME", "e.g. de_DE", ChangeLanguage);
   addName("reset", "Play a reset of the set", "WHAT", "general or factory", Reset)
-      ->check(CLI::IsMember({"general", "factory"}));
+      .OneOf({"general", "factory"});
 }
 
 }  // namespace setctl

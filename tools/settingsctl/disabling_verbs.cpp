@@ -96,17 +96,17 @@ void AddDisablingVerbs(tools::Tool& tool, const Options& options) {
       return WithClient(options, [&](Client& client) { return verb(options, *arguments, client); });
     });
   };
-  CLI::App* disable = add("disable", "Disable items for an application", Disable);
-  AddItems(*disable, arguments->items);
-  AddApp(*disable, arguments->app);
-  CLI::App* enable = add("enable", "End that an application disables an item", Enable);
-  AddItem(*enable, arguments->item);
-  AddApp(*enable, arguments->app);
-  CLI::App* release = add("release", "End all that an application disables", Release);
-  AddApp(*release, arguments->app);
+  tools::Syntax disable = add("disable", "Disable items for an application", Disable);
+  AddItems(disable, arguments->items);
+  AddApp(disable, arguments->app);
+  tools::Syntax enable = add("enable", "End that an application disables an item", Enable);
+  AddItem(enable, arguments->item);
+  AddApp(enable, arguments->app);
+  tools::Syntax release = add("release", "End all that an application disables", Release);
+  AddApp(release, arguments->app);
   add("disabled", "Print the disabled items, each with the applications", Disabled);
-  CLI::App* who = add("who", "Print the applications that disable an item", Who);
-  AddItem(*who, arguments->item);
+  tools::Syntax who = add("who", "Print the applications that disable an item", Who);
+  AddItem(who, arguments->item);
 }
 
 }  // namespace settingsctl

@@ -54,7 +54,7 @@ ExitCode Hold(const Arguments& arguments, Client& client) {
 
 void AddHoldVerb(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App* hold = tool.AddVerb(
+  tools::Syntax hold = tool.AddVerb(
       tool.App(), "hold", "Keep items disabled as long as a command runs: … -- COMMAND",
       [&options, arguments] {
         if (arguments->command.empty()) {
@@ -62,9 +62,9 @@ void AddHoldVerb(tools::Tool& tool, const Options& options) {
         }
         return WithClient(options, [&](Client& client) { return Hold(*arguments, client); });
       });
-  AddItems(*hold, arguments->items);
-  AddApp(*hold, arguments->app);
-  tool.TakeCommand(*hold, arguments->command);
+  AddItems(hold, arguments->items);
+  AddApp(hold, arguments->app);
+  tool.TakeCommand(hold, arguments->command);
 }
 
 }  // namespace settingsctl

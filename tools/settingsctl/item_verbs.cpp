@@ -193,10 +193,10 @@ ExitCode Describe(const Options& options, const std::string& item, Client& clien
 void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& name,
                  const std::string& description, Verb verb) {
   auto item = std::make_shared<std::string>();
-  CLI::App* app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
+  tools::Syntax app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
     return WithClient(options, [&](Client& client) { return verb(options, *item, client); });
   });
-  AddItem(*app, *item);
+  AddItem(app, *item);
 }
 
 }  // namespace

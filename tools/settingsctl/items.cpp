@@ -59,21 +59,18 @@ Json::Value Number(double number) {
   return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
 }
 
-void AddItem(CLI::App& verb, std::string& item) {
-  verb.add_option("ITEM", item, "The item's ID, e.g. picturemode")->type_name("")->required();
+void AddItem(tools::Syntax verb, std::string& item) {
+  verb.AddArgument("ITEM", item, "The item's ID, e.g. picturemode").Required();
 }
 
-void AddItems(CLI::App& verb, Names& items) {
-  verb.add_option("ITEM", items, "The items' IDs, e.g. brightness contrast")
-      ->type_name("")
-      ->required();
+void AddItems(tools::Syntax verb, Names& items) {
+  verb.AddArgument("ITEM", items, "The items' IDs, e.g. brightness contrast").Required();
 }
 
-void AddApp(CLI::App& verb, std::string& app) {
-  verb.add_option("--app", app, "The application's ID, e.g. org.example.game")
-      ->type_name("APP")
-      ->required()
-      ->check([](const std::string& text) {
+void AddApp(tools::Syntax verb, std::string& app) {
+  verb.AddOption("--app", "APP", app, "The application's ID, e.g. org.example.game")
+      .Required()
+      .Check([](const std::string& text) {
         return text.empty() ? std::string("an application's ID is not empty") : std::string();
       });
 }

@@ -30,8 +30,8 @@ Json::Value Array(const Names& names);
 // A whole number without a point.
 Json::Value Number(double number);
 
-void AddItem(CLI::App& verb, std::string& item);
-void AddItems(CLI::App& verb, Names& items);
-void AddApp(CLI::App& verb, std::string& app);
+void AddItem(tools::Syntax verb, std::string& item);
+void AddItems(tools::Syntax verb, Names& items);
+void AddApp(tools::Syntax verb, std::string& app);
 
 }  // namespace settingsctl

@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
   tools::AddBus(tool.App(), options.bus);
   tools::AddSeconds(tool.App(), "--timeout", options.timeout,
                     "How long an answer may take (5); for monitor: how long to listen");
-  tool.App().add_flag("--json", options.json, "Print JSON, one object on a line");
+  tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);

@@ -53,10 +53,10 @@ ExitCode Monitor(const Options& options, std::optional<int> count) {
 
 void AddMonitorVerb(tools::Tool& tool, const Options& options) {
   auto count = std::make_shared<std::optional<int>>();
-  CLI::App* monitor =
+  tools::Syntax monitor =
       tool.AddVerb(tool.App(), "monitor", "Print the signals of the service as they come",
                    [&options, count] { return Monitor(options, *count); });
-  tools::AddCount(*monitor, *count, "End after N signals");
+  tools::AddCount(monitor, *count, "End after N signals");
 }
 
 }  // namespace settingsctl

@@ -52,25 +52,20 @@ ExitCode Request(const Options& options, const std::string& request) {
 
 void AddRequestVerbs(tools::Tool& tool, const Options& options) {
   auto line = std::make_shared<CallLine>();
-  CLI::App* call = tool.AddVerb(tool.App(), "call", "Call any method and print the reply",
-                                [&options, line] { return Call(options, *line); });
-  call->add_option("METHOD", line->method, "The method, e.g. GetItemValue")
-      ->type_name("")
-      ->required();
+  tools::Syntax call = tool.AddVerb(tool.App(), "call", "Call any method and print the reply",
+                                    [&options, line] { return Call(options, *line); });
+  call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue").Required();
   // An option of its own: as an element of a list, an ID in brackets would be taken for a list.
-  call->add_option("ITEM", line->first, "The item's ID, for the methods that want one")
-      ->type_name("");
-  call->add_option("KEY=VALUE", line->others,
-                   "A string argument, or KEY:=JSON for one of another type")
-      ->type_name("");
+  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that want one");
+  call.AddArgument("KEY=VALUE", line->others,
+                   "A string argument, or KEY:=JSON for one of another type");
 
   auto text = std::make_shared<std::string>();
-  CLI::App* request =
+  tools::Syntax request =
       tool.AddVerb(tool.App(), "request", "Send a request as it is and print the reply",
                    [&options, text] { return Request(options, *text); });
-  request->add_option("JSON", *text, "The body of the request, sent without a look at it")
-      ->type_name("")
-      ->required();
+  request.AddArgument("JSON", *text, "The body of the request, sent without a look at it")
+      .Required();
 }
 
 }  // namespace settingsctl

@@ -101,24 +101,25 @@ ExitCode Answer(const Options& options, const State& state, const Question& ques
 }
 
 struct StateOptions {
-  CLI::Option* path;
-  CLI::Option* bySignal;
+  tools::Parameter path;
+  tools::Parameter bySignal;
 };
 
 StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State& state,
                           const std::string& description, const std::string& ofSignal) {
   auto question = std::make_shared<Question>();
-  CLI::App* verb = tool.AddVerb(tool.App(), state.name, description, [&options, &state, question] {
-    return WithClient(options,
-                      [&](Client& client) { return Answer(options, state, *question, client); });
-  });
-  AddItem(*verb, question->item);
-  CLI::Option* path =
-      verb->add_flag("--path", question->path, "Ask for the groups above the item, too");
-  CLI::Option* value = verb->add_option("--value", question->value, "Ask for one of its values");
-  value->type_name("V")->excludes(path);
-  CLI::Option* bySignal = verb->add_flag("--async", question->bySignal, ofSignal);
-  bySignal->excludes(value);
+  tools::Syntax verb =
+      tool.AddVerb(tool.App(), state.name, description, [&options, &state, question] {
+        return WithClient(
+            options, [&](Client& client) { return Answer(options, state, *question, client); });
+      });
+  AddItem(verb, question->item);
+  tools::Parameter path =
+      verb.AddFlag("--path", question->path, "Ask for the groups above the item, too");
+  tools::Parameter value =
+      verb.AddOption("--value", "V", question->value, "Ask for one of its values").Excludes(path);
+  tools::Parameter bySignal = verb.AddFlag("--async", question->bySignal, ofSignal);
+  bySignal.Excludes(value);
   return {path, bySignal};
 }
 
@@ -128,7 +129,7 @@ void AddStateVerbs(tools::Tool& tool, const Options& options) {
   const StateOptions visible = AddStateVerb(
       tool, options, kVisible, "Tell whether an item is visible (exit code 0) or not (1)",
       "Let the answer come as a signal");
-  visible.bySignal->excludes(visible.path);
+  visible.bySignal.Excludes(visible.path);
   AddStateVerb(tool, options, kEnabled, "Tell whether an item is enabled (exit code 0) or not (1)",
                "Let the answer come as a signal; it is that of --path");
 }

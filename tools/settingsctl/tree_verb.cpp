@@ -88,12 +88,11 @@ ExitCode Tree(const Options& options, const std::string& top, Client& client) {
 
 void AddTreeVerb(tools::Tool& tool, const Options& options) {
   auto top = std::make_shared<std::string>();
-  CLI::App* tree = tool.AddVerb(
+  tools::Syntax tree = tool.AddVerb(
       tool.App(), "tree", "Draw the menu, or what lies below an item", [&options, top] {
         return WithClient(options, [&](Client& client) { return Tree(options, *top, client); });
       });
-  tree->add_option("ITEM", *top, "The item's ID, e.g. picture; without it the whole menu")
-      ->type_name("");
+  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; without it the whole menu");
 }
 
 }  // namespace settingsctl

@@ -57,28 +57,23 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
 
 void AddValueVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<ValueArguments>();
-  CLI::App* get = tool.AddVerb(
+  tools::Syntax get = tool.AddVerb(
       tool.App(), "get", "Print the value of an item and its name", [&options, arguments] {
         return WithClient(options,
                           [&](Client& client) { return Get(options, *arguments, client); });
       });
-  get->add_option("ITEM", arguments->item, "The item's ID, e.g. picturemode")
-      ->type_name("")
-      ->required();
+  get.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
 
-  CLI::App* set =
+  tools::Syntax set =
       tool.AddVerb(tool.App(), "set", "Store the value of an item", [&options, arguments] {
         return WithClient(options,
                           [&](Client& client) { return Set(options, *arguments, client); });
       });
-  set->add_option("ITEM", arguments->item, "The item's ID, e.g. picturemode")
-      ->type_name("")
-      ->required();
-  set->add_option("VALUE", arguments->value,
+  set.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
+  set.AddArgument("VALUE", arguments->value,
                   "The value to store; put -- before one that begins with -")
-      ->type_name("")
-      ->required();
-  set->add_flag("--preview", arguments->preview, "Show the value, but do not keep it");
+      .Required();
+  set.AddFlag("--preview", arguments->preview, "Show the value, but do not keep it");
 }
 
 }  // namespace settingsctl
