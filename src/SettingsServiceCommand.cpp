@@ -464,8 +464,15 @@ void SettingsServiceCommand::UpdateHistoryFile(int count) {
     return;
   }
   SETTINGS_ERROR("factory_reset_count[%d]", count);
-  if (!SyncFile().Write(count)) {
-    SETTINGS_ERROR("Fail to open file");
+  switch (SyncFile().Write(count)) {
+    case SyncFile::Written::kDone:
+      break;
+    case SyncFile::Written::kNotOpened:
+      SETTINGS_ERROR("Fail to open file");
+      break;
+    case SyncFile::Written::kFailed:
+      SETTINGS_ERROR("Fail to write file");
+      break;
   }
 }
 
@@ -476,7 +483,7 @@ void SettingsServiceCommand::GeneralResetCB(keynode_t *, void *) {
   }
   if (progressing == 1) {
     SETTINGS_ERROR("general reset is progressing");
-    UpdateHistoryFile(kGeneralResetMark);
+    UpdateHistoryFile(SyncFile::kOutdated);
   }
 }
 

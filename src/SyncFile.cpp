@@ -68,26 +68,42 @@ bool SyncFile::Read(int &count) const {
   if (!file) {
     return false;
   }
+  if (access(m_Mark.c_str(), F_OK) == 0) {
+    count = kOutdated;
+    return true;
+  }
   char text[kMostRead + 1] = {};
-  if (access(m_Mark.c_str(), F_OK) != 0 && read(file.Get(), text, kMostRead) > 0) {
+  if (read(file.Get(), text, kMostRead) > 0) {
     count = ParseNumber(text).value_or(count);
   }
   return true;
 }
 
-bool SyncFile::Write(int count) const {
+SyncFile::Written SyncFile::Write(int count) const {
   const OpenFile file(m_Path, O_WRONLY | O_CREAT);
-  if (!file) {
-    return false;
+  if (!file || ftruncate(file.Get(), 0) != 0) {
+    return Written::kNotOpened;
   }
-  // A write that fails leaves an empty file: the next start takes it for outdated, as it should.
-  if (ftruncate(file.Get(), 0) == 0) {
-    dprintf(file.Get(), "%d", count);
-    fsync(file.Get());
+  if (dprintf(file.Get(), "%d", count) < 0 || fsync(file.Get()) != 0) {
+    return Written::kFailed;
   }
-  return true;
+  m_FlushDirectory();
+  return Written::kDone;
 }
 
-void SyncFile::BeginApplying() const { OpenFile(m_Mark, O_WRONLY | O_CREAT); }
+void SyncFile::BeginApplying() const {
+  if (OpenFile(m_Mark, O_WRONLY | O_CREAT)) {
+    m_FlushDirectory();
+  }
+}
 
 void SyncFile::EndApplying() const { unlink(m_Mark.c_str()); }
+
+void SyncFile::m_FlushDirectory() const {
+  const std::string directory = m_Path.substr(0, m_Path.rfind('/') + 1);
+  const int opened = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (opened >= 0) {
+    fsync(opened);
+    close(opened);
+  }
+}

@@ -13,24 +13,32 @@
 // get from one to the other.
 class SyncFile {
  public:
+  // Equals no factory-reset count: the default is to be applied whatever that is.
+  static constexpr int kOutdated = -2;
+
   SyncFile();
 
   // Whether there is something under its name, of whatever kind.
   bool Exists() const;
 
-  // Gives the number in `count`; leaves it untouched when the file does not begin with one or is
-  // marked. False when the file cannot be opened for reading and writing.
+  // Gives the number in `count`, kOutdated when the file is marked; leaves it untouched when the
+  // file does not begin with one. False when the file cannot be opened for reading and writing.
   bool Read(int &count) const;
 
-  // Replaces the content, or makes the file. On disk when it returns. False when it cannot be
-  // opened.
-  bool Write(int count) const;
+  enum class Written { kDone, kNotOpened, kFailed };
 
-  // Sets and removes the mark; no effect when the directory cannot be written.
+  // Replaces the content, or makes the file; on disk when done. A write that failed leaves less of
+  // the number, or nothing: outdated, too.
+  Written Write(int count) const;
+
+  // Sets and removes the mark; no effect when the directory cannot be written. A mark that was set
+  // survives a loss of power; one that was removed just before it may come back.
   void BeginApplying() const;
   void EndApplying() const;
 
  private:
+  void m_FlushDirectory() const;
+
   std::string m_Path;
   std::string m_Mark;
 };

@@ -77,10 +77,18 @@ TEST_F(Language, CutsTheFallbackListTo31CharactersAndNothingElse) {
       {std::string(1000, 'x'), std::string(31, 'x')},
   };
   for (const auto& [language, list] : lists) {
+    Let("language", language);
+    Let("list", list);
     Change(language);
-    EXPECT_EQ(fake.Variable("LANGUAGE"), list);
-    EXPECT_EQ(fake.Variable("LANG"), language);
-    EXPECT_EQ(fake.Variable("LC_MESSAGES"), language);
+    ExpectTrace(R"(
+      I SettingsServiceCommand UpdateLanguage | UpdateLanguage\n
+      vconf_get_str("db/menu_widget/language") -> "{language}"
+      I SettingsServiceCommand UpdateLanguage | New language : [{language}]\n
+      setenv("LANGUAGE", "{list}", 1) -> 0
+      setenv("LANG", "{language}", 1) -> 0
+      setenv("LC_MESSAGES", "{language}", 1) -> 0
+      setlocale(LC_ALL, "") -> "{language}"
+    )");
   }
 }
 
@@ -133,12 +141,18 @@ TEST_F(Language, SaysNothingWhenThereIsNoSuchLocale) {
   )");
 }
 
-TEST_F(Language, GoesOnWhenAVariableCannotBeSet) {
-  fake.Fail("setenv", {.on = "LANG", .code = ENOMEM});
+TEST_F(Language, GoesOnWhenNoVariableCanBeSet) {
+  fake.Fail("setenv", {.code = ENOMEM});
   Change("de_DE");
-  EXPECT_EQ(fake.Variable("LANGUAGE"), "de_DE:en_US:en_GB:en");
-  EXPECT_EQ(fake.Variable("LANG"), "en_US");
-  EXPECT_EQ(fake.Variable("LC_MESSAGES"), "de_DE");
+  ExpectTrace(R"(
+    I SettingsServiceCommand UpdateLanguage | UpdateLanguage\n
+    vconf_get_str("db/menu_widget/language") -> "de_DE"
+    I SettingsServiceCommand UpdateLanguage | New language : [de_DE]\n
+    setenv("LANGUAGE", "de_DE:en_US:en_GB:en", 1) -> ENOMEM
+    setenv("LANG", "de_DE", 1) -> ENOMEM
+    setenv("LC_MESSAGES", "de_DE", 1) -> ENOMEM
+    setlocale(LC_ALL, "") -> "en_US"
+  )");
 }
 
 TEST_F(Language, StaysWhatItWasWhenTheKeyCanNoLongerBeRead) {

@@ -38,6 +38,14 @@ class ProtectionModeTest : public ServiceTest {
     return watcher;
   }
 
+  // The trace of a start on a model for outdoors, with these steps at the end of its protection
+  // mode.
+  static std::string OutdoorStart(const std::string& steps) {
+    const std::string last = "Outdoor supported[0]\\n\n  ";
+    return StartBut(
+        {{"image_support\") -> 0: false", "image_support\") -> 0: true"}, {last, last + steps}});
+  }
+
   void Change(int mode) {
     fake.SetKey(kKey, mode);
     fake.RunMainLoop();
@@ -47,30 +55,40 @@ class ProtectionModeTest : public ServiceTest {
 TEST_F(ProtectionModeTest, IsWatchedFromTheStartOnAModelForOutdoors) {
   fake.SetFeature(kOutdoor, true);
   ASSERT_TRUE(service.t_OnCreate());
-  ExpectTrace(StartBut({{"image_support\") -> 0: false", "image_support\") -> 0: true"},
-                        {R"(Outdoor supported[0]\n
-)",
-                         R"(Outdoor supported[0]\n
-  E ProtectionModeService CProtectionModeService | [ProtectionModeService] CProtectionModeService constructor!!\n
+  ExpectTrace(OutdoorStart(
+      R"(E ProtectionModeService CProtectionModeService | [ProtectionModeService] CProtectionModeService constructor!!\n
   vconf_notify_key_changed("memory/ave/protection", m_VconfCB, object1) -> 0
-)"}}));
+)"));
   Change(1);
   EXPECT_EQ(fake.TakeLaunches(), std::vector{kPopup});
 }
 
 TEST_F(ProtectionModeTest, IsNoReasonForTheStartToFailWhenItCannotBeWatched) {
+  Watcher();
   fake.SetFeature(kOutdoor, true);
   fake.Fail("vconf_notify_key_changed", {.on = kKey});
   EXPECT_TRUE(service.t_OnCreate());
+  ExpectTrace(OutdoorStart(
+      R"(vconf_notify_key_changed("memory/ave/protection", m_VconfCB, watcher) -> -1
+)"));
   Change(1);
   EXPECT_TRUE(fake.TakeLaunches().empty());
 }
 
-TEST_F(ProtectionModeTest, IsWatchedByTheSameObjectWhenTheServiceStartsAgain) {
+TEST_F(ProtectionModeTest, IsWatchedAnewByTheSameObjectWhenTheServiceStartsAgain) {
   CProtectionModeService* const watcher = Watcher();
   fake.SetFeature(kOutdoor, true);
   ASSERT_TRUE(service.t_OnCreate());
   ASSERT_TRUE(service.t_OnCreate());
+  std::vector<std::string> watches;
+  for (const std::string& line : fake.TakeTrace()) {
+    if (line.find(kKey) != std::string::npos) {
+      watches.push_back(line);
+    }
+  }
+  const std::string watch =
+      R"(vconf_notify_key_changed("memory/ave/protection", m_VconfCB, watcher) -> 0)";
+  EXPECT_EQ(watches, (std::vector{watch, watch}));
   EXPECT_EQ(CProtectionModeService::GetInstance(), watcher);
   Change(1);
   EXPECT_EQ(fake.TakeLaunches().size(), 1u);
@@ -211,10 +229,40 @@ TEST_F(Watcher, AsksForTheLaunchWithoutARequestWhenNoneCanBeMade) {
   )");
 }
 
-TEST_F(Watcher, SendsTheRequestThoughItCouldNotBeFilled) {
+TEST_F(Watcher, SendsTheRequestThoughItHasNoExtraData) {
   fake.Fail("app_control_add_extra_data");
   Change(1);
+  ExpectTrace(R"(
+    vconf_get_int("memory/ave/protection") -> 0: 1
+    E ProtectionModeService m_VconfCB | Protection Mode : 1\n
+    E ProtectionModeService m_LaunchMenuApp | Protection Mode value changed\n
+    app_control_create() -> 0: appControl
+    app_control_set_app_id(appControl, "org.pavix.menu") -> 0
+    app_control_add_extra_data(appControl, "type", "protection-popup") -> -1
+    app_control_send_launch_request(appControl, null, null) -> 0
+    I ProtectionModeService m_LaunchMenuApp | [ProtectionModeService] Success to launch menu\n
+    app_control_destroy(appControl) -> 0
+  )");
   EXPECT_EQ(fake.TakeLaunches(), (std::vector{fakes::Launch{"org.pavix.menu", {}}}));
+  EXPECT_EQ(fake.AppControls(), 0);
+}
+
+TEST_F(Watcher, SendsTheRequestThoughItHasNoReceiver) {
+  fake.Fail("app_control_set_app_id");
+  Change(1);
+  ExpectTrace(R"(
+    vconf_get_int("memory/ave/protection") -> 0: 1
+    E ProtectionModeService m_VconfCB | Protection Mode : 1\n
+    E ProtectionModeService m_LaunchMenuApp | Protection Mode value changed\n
+    app_control_create() -> 0: appControl
+    app_control_set_app_id(appControl, "org.pavix.menu") -> -1
+    app_control_add_extra_data(appControl, "type", "protection-popup") -> 0
+    app_control_send_launch_request(appControl, null, null) -> -1
+    E ProtectionModeService m_LaunchMenuApp | [ProtectionModeService] Failed to launch menu, ret = -1\n
+    I ProtectionModeService m_LaunchMenuApp | [ProtectionModeService] Success to launch menu\n
+    app_control_destroy(appControl) -> 0
+  )");
+  EXPECT_EQ(fake.AppControls(), 0);
 }
 
 TEST_F(Watcher, IsSilentWithoutAKey) {

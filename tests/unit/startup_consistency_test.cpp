@@ -1,5 +1,7 @@
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -61,6 +63,24 @@ constexpr char kNotOpened[] =
 // What ends a start in the middle, as a kill does: no step after it happens.
 struct CutOff {};
 std::exception_ptr Cut() { return std::make_exception_ptr(CutOff()); }
+
+// While it lives, nothing can be written into files, as on a full disk.
+class FullDisk {
+ public:
+  FullDisk() : m_Handler(signal(SIGXFSZ, SIG_IGN)) {
+    EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &m_Before), 0);
+    const rlimit nothing{0, m_Before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &nothing), 0);
+  }
+  ~FullDisk() {
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &m_Before), 0);
+    signal(SIGXFSZ, m_Handler);
+  }
+
+ private:
+  sighandler_t m_Handler;
+  rlimit m_Before{};
+};
 
 // While it lives, permissions hold for this thread also when the tests are root's.
 class NoPrivileges {
@@ -142,12 +162,16 @@ TEST_F(StartupConsistency, MakesNoFileWhileTheCountCannotBeRead) {
   EXPECT_EQ(SyncFileText(), std::nullopt);
 }
 
-TEST_F(StartupConsistency, AppliesTheDefaultAndLeavesTheFileWhileTheCountCannotBeRead) {
+TEST_F(StartupConsistency, AppliesTheDefaultAtEveryStartWhileTheCountCannotBeRead) {
   fake.SetKey(kCount, "3");
   ExpectStart(std::string(kCompose) + R"(E SettingsService m_FlagVconfSyncDone | sync file exists\n
   vconf_get_int("db/factory/factory_reset_count") -> -1
   E SettingsService m_FlagVconfSyncDone | vconf get fails\n
 )" + kApplied);
+  ExpectKeys(6, 6);
+  EXPECT_EQ(SyncFileText(), "3");
+  fake.SetKey(kMenuKey, 8);
+  service.t_OnCreate();
   ExpectKeys(6, 6);
   EXPECT_EQ(SyncFileText(), "3");
 }
@@ -356,6 +380,28 @@ TEST_F(StartupConsistency, AppliesTheDefaultAtTheNextStartWhereverThisOneWasCutO
   }
 }
 
+TEST_F(StartupConsistency, TakesTheCountForOutdatedWhileTheFileIsMarked) {
+  for (const int count : {3, -1}) {
+    WriteSyncFile(std::to_string(count));
+    std::ofstream(SyncFilePath().string() + ".unfinished").close();
+    fake.SetKey(kCount, count);
+    fake.SetKey(kMenuKey, 8);
+    if (count == 3) {
+      ExpectStart(std::string(kCompose) +
+                  R"(E SettingsService m_FlagVconfSyncDone | sync file exists\n
+  vconf_get_int("db/factory/factory_reset_count") -> 0: 3
+  E SettingsService m_FlagVconfSyncDone | countInVconf[3], countInFile[-2]\n
+  E SettingsService m_FlagVconfSyncDone | factory reset is true\n
+  E SettingsServiceCommand UpdateHistoryFile | factory_reset_count[3]\n
+)" + kCompose + kApplied);
+    } else {
+      service.t_OnCreate();
+    }
+    ExpectKeys(6, 6);
+    EXPECT_FALSE(std::filesystem::exists(SyncFilePath().string() + ".unfinished"));
+  }
+}
+
 TEST_F(StartupConsistency, AppliesTheDefaultWhileItCannotMarkItsBeginningOrItsEnd) {
   const std::filesystem::path mark = SyncFilePath().string() + ".unfinished";
   std::filesystem::create_directory(mark);
@@ -404,6 +450,8 @@ TEST_F(StartupConsistency, WritesTheSameValueToBothKeysForEveryCode) {
     service.t_OnCreate();
     ExpectKeys(value, value);
     EXPECT_TRUE(fake.WaitForTrace("FMS key value [" + std::to_string(code) + "]", {}));
+    EXPECT_TRUE(
+        fake.WaitForTrace("auto power off default value [" + std::to_string(value) + "]", {}));
     fake.TakeTrace();
   }
 }
@@ -457,7 +505,58 @@ TEST_F(StartupConsistency, LogsThatTheEcoKeyCannotBeWritten) {
   )" + kCompose);
 }
 
+TEST_F(StartupConsistency, LogsThatNeitherKeyCanBeWritten) {
+  WriteSyncFile("2");
+  fake.Fail("vconf_set_int");
+  ExpectStart(
+      std::string(kCompose) + kOutdated + kCompose +
+      R"(system_info_get_custom_int("com.velmora/featureconf/setting.menuitem.autopoweroff_default_value") -> 0: 2
+  I SettingsService m_SetNewDefaultValue | FMS key value [2]\n
+  vconf_set_int("db/menu/auto_power_off", 6) -> -1
+  E SettingsService m_SetNewDefaultValue | failed\n
+  vconf_set_int("db/menu/system/eco_solution/auto_power_off", 0) -> -1
+  E SettingsService m_SyncAutoPowerOffVconf | failed\n
+  )" + kCompose);
+}
+
+TEST_F(StartupConsistency, LogsThatTheDefaultIsNotKnownAndTheEcoKeyCannotBeWritten) {
+  WriteSyncFile("2");
+  fake.Fail("system_info_get_custom_int", {.on = kDefault});
+  fake.Fail("vconf_set_int", {.on = kEcoKey});
+  ExpectStart(
+      std::string(kCompose) + kOutdated + kCompose +
+      R"(system_info_get_custom_int("com.velmora/featureconf/setting.menuitem.autopoweroff_default_value") -> -1
+  E SettingsService m_SetNewDefaultValue | get value failed\n
+  vconf_set_int("db/menu/system/eco_solution/auto_power_off", 0) -> -1
+  E SettingsService m_SyncAutoPowerOffVconf | failed\n
+  )" + kCompose);
+}
+
+TEST_F(StartupConsistency, AppliesTheDefaultAtEveryStartWhileTheFileCannotBeWritten) {
+  const FullDisk full;
+  fake.SetKey(kCount, 4);
+  for (int start = 0; start < 2; ++start) {
+    fake.SetKey(kMenuKey, 8);
+    service.t_OnCreate();
+    ExpectKeys(6, 6);
+    EXPECT_TRUE(fake.WaitForTrace("Fail to write file", {}));
+    EXPECT_EQ(SyncFileText(), "");
+    fake.TakeTrace();
+  }
+}
+
 class HistoryFile : public ServiceTest {};
+
+TEST_F(HistoryFile, IsEmptyWhenItCannotBeWritten) {
+  const FullDisk full;
+  SettingsServiceCommand::UpdateHistoryFile(-2);
+  ExpectTrace(R"(
+    E SettingsServiceCommand UpdateHistoryFile | factory_reset_count[-2]\n
+    ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
+    E SettingsServiceCommand UpdateHistoryFile | Fail to write file\n
+  )");
+  EXPECT_EQ(SyncFileText(), "");
+}
 
 TEST_F(HistoryFile, TakesEveryCountButMinusOneAsItIs) {
   for (const int count : {-2, 0, 5, -2147483647 - 1, 2147483647}) {
@@ -491,12 +590,11 @@ TEST_F(HistoryFile, DoesNotWaitForTheReaderOfAPipe) {
 }
 
 TEST_F(HistoryFile, IsReadableForAllAndWritableForTheServiceAlone) {
+  const mode_t before = umask(022);
   std::filesystem::remove(SyncFilePath());
   SettingsServiceCommand::UpdateHistoryFile(1);
-  const auto permissions = std::filesystem::status(SyncFilePath()).permissions();
-  using std::filesystem::perms;
-  EXPECT_EQ(permissions & (perms::group_write | perms::others_write), perms::none);
-  EXPECT_NE(permissions & perms::owner_write, perms::none);
+  umask(before);
+  EXPECT_EQ(static_cast<int>(std::filesystem::status(SyncFilePath()).permissions()), 0644);
 }
 
 class GeneralReset : public CreatedServiceTest {
