@@ -12,16 +12,20 @@ constexpr int kProtectionOn = 1;
 
 }  // namespace
 
-SingletonPointer<CProtectionModeService> CProtectionModeService::m_pProtectionModeService;
+CProtectionModeService *CProtectionModeService::m_pProtectionModeService = nullptr;
 
 CProtectionModeService *CProtectionModeService::GetInstance() {
-  return m_pProtectionModeService.GetOrCreate([] { return new CProtectionModeService; });
+  if (m_pProtectionModeService == nullptr) {
+    m_pProtectionModeService = new CProtectionModeService;
+  }
+  return m_pProtectionModeService;
 }
 
 void CProtectionModeService::ReleaseInstance() {
-  if (m_pProtectionModeService.Get() != nullptr) {
+  if (m_pProtectionModeService != nullptr) {
     Destory();
-    m_pProtectionModeService.Delete();
+    delete m_pProtectionModeService;
+    m_pProtectionModeService = nullptr;
   }
 }
 
@@ -68,7 +72,7 @@ void CProtectionModeService::m_LaunchMenuApp() {
   if (error != 0) {
     SETTINGS_ERROR("[ProtectionModeService] Failed to launch menu, ret = %d", error);
   }
-  // After a failure too: readers of the log know the line as it is.
+  // After a failure too (docs/lifecycle.md).
   SETTINGS_INFO("[ProtectionModeService] Success to launch menu");
   if (control != nullptr) {
     app_control_destroy(control);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "gamebar/Singleton.h"
 #include "vconf.h"
 
 // Tells the user by a popup of the menu application whenever the protection mode begins, on models
@@ -28,5 +27,5 @@ class CProtectionModeService {
 
   static void m_LaunchMenuApp();
 
-  static SingletonPointer<CProtectionModeService> m_pProtectionModeService;
+  static CProtectionModeService *m_pProtectionModeService;
 };

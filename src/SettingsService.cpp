@@ -197,8 +197,7 @@ void SettingsService::m_Initialize() {
                                   &isSupportOutdoor) != 0) {
     SETTINGS_INFO("get Outdoor value failed");
   } else {
-    // The number of active speakers, not the flag: readers of the log know the
-    // line as it is.
+    // The number of active speakers, not the flag (docs/lifecycle.md).
     SETTINGS_INFO("Outdoor supported[%d]", activeSpkCount);
   }
   if (isSupportOutdoor) {
@@ -274,7 +273,7 @@ bool SettingsService::m_FlagVconfSyncDone() {
     return false;
   }
   SETTINGS_ERROR("countInVconf[%d], countInFile[%d]", countInVconf, countInFile);
-  if (countInVconf == countInFile) {
+  if (countInVconf == countInFile && !file.IsMarked()) {
     SETTINGS_ERROR("sync is done");
     return true;
   }

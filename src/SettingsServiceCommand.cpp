@@ -483,7 +483,7 @@ void SettingsServiceCommand::GeneralResetCB(keynode_t *, void *) {
   }
   if (progressing == 1) {
     SETTINGS_ERROR("general reset is progressing");
-    UpdateHistoryFile(SyncFile::kOutdated);
+    UpdateHistoryFile(kGeneralResetMark);
   }
 }
 

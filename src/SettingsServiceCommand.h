@@ -86,6 +86,9 @@ class SettingsServiceCommand {
   // Asks UpdateHistoryFile for the present factory-reset count, whatever it is.
   static constexpr int kPresentResetCount = -1;
 
+  // Stands in the sync file after a general reset began: equals no factory-reset count.
+  static constexpr int kGeneralResetMark = -2;
+
   // Writes `count` into the sync file (docs/startup-consistency.md). When the present count is
   // asked for and cannot be read, the file stays as it is.
   static void UpdateHistoryFile(int count);

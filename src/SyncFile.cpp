@@ -68,16 +68,14 @@ bool SyncFile::Read(int &count) const {
   if (!file) {
     return false;
   }
-  if (access(m_Mark.c_str(), F_OK) == 0) {
-    count = kOutdated;
-    return true;
-  }
   char text[kMostRead + 1] = {};
   if (read(file.Get(), text, kMostRead) > 0) {
     count = ParseNumber(text).value_or(count);
   }
   return true;
 }
+
+bool SyncFile::IsMarked() const { return access(m_Mark.c_str(), F_OK) == 0; }
 
 SyncFile::Written SyncFile::Write(int count) const {
   const OpenFile file(m_Path, O_WRONLY | O_CREAT);

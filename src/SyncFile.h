@@ -13,22 +13,22 @@
 // get from one to the other.
 class SyncFile {
  public:
-  // Equals no factory-reset count: the default is to be applied whatever that is.
-  static constexpr int kOutdated = -2;
-
   SyncFile();
 
   // Whether there is something under its name, of whatever kind.
   bool Exists() const;
 
-  // Gives the number in `count`, kOutdated when the file is marked; leaves it untouched when the
-  // file does not begin with one. False when the file cannot be opened for reading and writing.
+  // Gives the number in `count`; leaves it untouched when the file does not begin with one. False
+  // when the file cannot be opened for reading and writing.
   bool Read(int &count) const;
+
+  // Whether the mark is there: an application of the default began and did not end.
+  bool IsMarked() const;
 
   enum class Written { kDone, kNotOpened, kFailed };
 
-  // Replaces the content, or makes the file; on disk when done. A write that failed leaves less of
-  // the number, or nothing: outdated, too.
+  // Replaces the content, or makes the file; on disk when done. After a failed write the file may
+  // hold the number, a part of it or nothing.
   Written Write(int count) const;
 
   // Sets and removes the mark; no effect when the directory cannot be written. A mark that was set

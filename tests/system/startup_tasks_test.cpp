@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -122,9 +123,12 @@ TEST(AutoPowerOff, IsTheDefaultAgainOnceAfterAGeneralResetThatTheDaemonSaw) {
 TEST(AutoPowerOff, NoticesAGeneralResetThatIsOverAtOnce) {
   TelevisionSet set("full");
   set.StartDaemon();
+  Choose(set, 4);
   KeyStore keys = StoreOf(set);
+  set.Daemon().Signal(SIGSTOP);
   keys.Set("memory/menu/general/reset/progressing", 1);
   keys.Set("memory/menu/general/reset/progressing", 0);
+  set.Daemon().Signal(SIGCONT);
   EXPECT_TRUE(support::WaitUntil([&] { return support::ReadFile(SyncFile(set)) == "-2"; }));
 }
 
@@ -135,31 +139,44 @@ TEST(AutoPowerOff, IsTheDefaultAfterTheNextStartWhereverThisOneIsKilled) {
   KeyStore keys = StoreOf(set);
   const std::filesystem::path file = SyncFile(set);
   const std::filesystem::path mark = SyncMark(set);
-  for (int round = 1; round <= 24; ++round) {
-    const std::string count = std::to_string(round);
-    Choose(set, 4);
-    keys.Set(kResetCount, round);
-    if (round % 8 == 0) {
-      std::filesystem::remove(file);
-    }
-    // The steps of the application, from its beginning to its end.
-    const std::array<std::function<bool()>, 4> steps = {
-        [&] { return std::filesystem::exists(mark); },
-        [&] { return support::ReadFile(file) == count; },
-        [&] { return keys.Get(kMenuKey) == KeyValue(6); },
-        [&] { return keys.Get(kEcoKey) == KeyValue(6); }};
-    support::Process daemon({SETTINGS_BINARY_DIRECTORY "/settings-service"}, set.Variables(), {});
-    const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
-    const auto& step = steps[round % steps.size()];
-    while (!step() && std::chrono::steady_clock::now() < deadline) {
-    }
-    daemon.Signal(SIGKILL);
-    EXPECT_EQ(daemon.Wait(), 128 + SIGKILL);
+  const std::filesystem::path ready = set.Root() / "tmp/settings-service_ready";
+  int count = 0;
+  // The steps of the application in their order. The last one ends a moment before the mark goes.
+  const struct {
+    const char* name;
+    std::function<bool()> happened;
+    bool isCutOff;
+  } steps[] = {{"marked", [&] { return std::filesystem::exists(mark); }, true},
+               {"counted", [&] { return support::ReadFile(file) == std::to_string(count); }, true},
+               {"menu key written", [&] { return keys.Get(kMenuKey) == KeyValue(6); }, true},
+               {"copy written", [&] { return keys.Get(kEcoKey) == KeyValue(6); }, false}};
+  for (const bool first : {false, true}) {
+    for (const auto& step : steps) {
+      SCOPED_TRACE(std::string(step.name) + (first ? ", first start" : ", after a reset"));
+      int cutOff = 0;
+      for (int attempt = 0; attempt < 20 && (attempt < 2 || (step.isCutOff && cutOff == 0));
+           ++attempt) {
+        Choose(set, 4);
+        keys.Set(kResetCount, ++count);
+        std::filesystem::remove(ready);
+        if (first) {
+          std::filesystem::remove(file);
+        }
+        support::Process daemon({SETTINGS_BINARY_DIRECTORY "/settings-service"}, set.Variables(),
+                                {});
+        while (!step.happened() && !std::filesystem::exists(ready) && daemon.Running()) {
+        }
+        daemon.Signal(SIGKILL);
+        EXPECT_EQ(daemon.Wait(), 128 + SIGKILL);
+        cutOff += std::filesystem::exists(mark) ? 1 : 0;
 
-    set.StartDaemon();
-    EXPECT_EQ(StateOf(set), (AutoPowerOffState{6, 6, count})) << "killed at step " << round % 4;
-    EXPECT_FALSE(std::filesystem::exists(mark));
-    EXPECT_EQ(set.EndDaemon(), 0);
+        set.StartDaemon();
+        EXPECT_EQ(StateOf(set), (AutoPowerOffState{6, 6, std::to_string(count)}));
+        EXPECT_FALSE(std::filesystem::exists(mark));
+        EXPECT_EQ(set.EndDaemon(), 0);
+      }
+      EXPECT_TRUE(cutOff > 0 || !step.isCutOff) << "it was always faster than the kill";
+    }
   }
 }
 
@@ -191,7 +208,9 @@ TEST(AutoPowerOff, KeepsNoStartFromCompletingWhateverItsFileIs) {
   std::filesystem::create_directory(file);
   restart("a directory", "");
   ASSERT_EQ(set.Run({"mkfifo", file}).status, 0);
+  Choose(set, 4);
   set.StartDaemon();
+  EXPECT_EQ(StoreOf(set).Get(kMenuKey), KeyValue(6)) << "a pipe";
   EXPECT_EQ(Answer(set, {"get", "picturemode"}), "standard (Standard)\n") << "a pipe";
   EXPECT_EQ(set.EndDaemon(), 0);
   std::filesystem::remove(file);
@@ -201,6 +220,22 @@ TEST(AutoPowerOff, KeepsNoStartFromCompletingWhateverItsFileIs) {
   std::filesystem::create_symlink(target, file);
   restart("a link", "7");
   EXPECT_EQ(support::ReadFile(target), "7");
+}
+
+TEST(AutoPowerOff, KeepsNoStartFromCompletingWhenItsFileMayNotBeRead) {
+  TelevisionSet set("full");
+  set.StartDaemon();
+  EXPECT_EQ(set.EndDaemon(), 0);
+  Choose(set, 4);
+  std::filesystem::permissions(SyncFile(set), std::filesystem::perms::none);
+  // Permissions do not hold for root.
+  set.StartDaemon(geteuid() == 0 ? std::vector<std::string>{"setpriv", "--bounding-set",
+                                                            "-dac_override,-dac_read_search"}
+                                 : std::vector<std::string>{});
+  std::filesystem::permissions(SyncFile(set), std::filesystem::perms::owner_all);
+  EXPECT_EQ(StateOf(set), (AutoPowerOffState{6, 6, "0"}));
+  EXPECT_TRUE(set.WaitForLog("Fail to open file"));
+  EXPECT_EQ(Answer(set, {"get", "picturemode"}), "standard (Standard)\n");
 }
 
 TEST(AutoPowerOff, IsOffInTheCopyWhenTheModelHasNoDefault) {
@@ -399,8 +434,11 @@ TEST(ProtectionMode, IsNotWatchedOnAModelThatIsNotForOutdoors) {
 TEST(Speaker, IsThatOfTheAnswersAfterItsChange) {
   TelevisionSet set("full");
   set.StartDaemon();
+  EXPECT_EQ(set.Run({"settingsctl", "enabled", "soundmode"}).status, 0);
   ASSERT_EQ(set.Run({"setctl", "speaker", "receiver"}).status, 0);
   EXPECT_TRUE(set.WaitForLog("m_SpeakerStatusChangedCB"));
+  // Not asked for the sound output before: that alone reads the speaker anew.
+  EXPECT_EQ(set.Run({"settingsctl", "enabled", "soundmode"}).status, 1);
   EXPECT_THAT(Answer(set, {"get", "soundoutput"}), HasSubstr("receiver"));
 }
 

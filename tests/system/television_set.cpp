@@ -42,11 +42,12 @@ support::Variables TelevisionSet::Variables() const {
           {"PATH", std::string(SETTINGS_BINARY_DIRECTORY ":") + std::getenv("PATH")}};
 }
 
-void TelevisionSet::StartDaemon() {
+void TelevisionSet::StartDaemon(const std::vector<std::string>& wrapper) {
   const std::filesystem::path log = Root() / "daemon.log";
-  m_Daemon = std::make_unique<support::Process>(
-      std::vector<std::string>{SETTINGS_BINARY_DIRECTORY "/settings-service"}, Variables(),
-      support::Files{"/dev/null", "/dev/null", log});
+  std::vector<std::string> command = wrapper;
+  command.push_back(SETTINGS_BINARY_DIRECTORY "/settings-service");
+  m_Daemon = std::make_unique<support::Process>(command, Variables(),
+                                                support::Files{"/dev/null", "/dev/null", log});
   const std::string ready = std::to_string(m_Daemon->Pid()) + "\n";
   const bool up = support::WaitUntil([&] {
     return support::ReadFile(Root() / "tmp/settings-service_ready") == ready ||

@@ -31,8 +31,8 @@ class TelevisionSet {
   ~TelevisionSet();
 
   // Starts the daemon and waits until it is ready. Throws std::runtime_error with its log when
-  // it does not get there.
-  void StartDaemon();
+  // it does not get there. `wrapper` is a command that becomes the one behind it, such as nice.
+  void StartDaemon(const std::vector<std::string>& wrapper = {});
 
   // Ends the daemon as a service manager does. Returns its exit status.
   int EndDaemon();

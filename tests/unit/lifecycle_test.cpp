@@ -1,10 +1,7 @@
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <iterator>
 #include <source_location>
 #include <stdexcept>
 #include <string>

@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -380,25 +381,23 @@ TEST_F(StartupConsistency, AppliesTheDefaultAtTheNextStartWhereverThisOneWasCutO
   }
 }
 
-TEST_F(StartupConsistency, TakesTheCountForOutdatedWhileTheFileIsMarked) {
-  for (const int count : {3, -1}) {
-    WriteSyncFile(std::to_string(count));
-    std::ofstream(SyncFilePath().string() + ".unfinished").close();
-    fake.SetKey(kCount, count);
+TEST_F(StartupConsistency, AppliesTheDefaultWhenTheFileIsMarkedWhateverTheCount) {
+  for (const std::string count : {"3", "0", "-1", "-2"}) {
+    const std::filesystem::path mark = SyncFilePath().string() + ".unfinished";
+    WriteSyncFile(count);
+    std::ofstream(mark).close();
+    fake.SetKey(kCount, std::stoi(count));
     fake.SetKey(kMenuKey, 8);
-    if (count == 3) {
-      ExpectStart(std::string(kCompose) +
-                  R"(E SettingsService m_FlagVconfSyncDone | sync file exists\n
-  vconf_get_int("db/factory/factory_reset_count") -> 0: 3
-  E SettingsService m_FlagVconfSyncDone | countInVconf[3], countInFile[-2]\n
-  E SettingsService m_FlagVconfSyncDone | factory reset is true\n
-  E SettingsServiceCommand UpdateHistoryFile | factory_reset_count[3]\n
-)" + kCompose + kApplied);
-    } else {
-      service.t_OnCreate();
-    }
+    EXPECT_TRUE(service.t_OnCreate());
+    const std::vector<std::string> trace = fake.TakeTrace();
+    const auto compared = std::find(trace.begin(), trace.end(),
+                                    "E SettingsService m_FlagVconfSyncDone | countInVconf[" +
+                                        count + "], countInFile[" + count + R"(]\n)");
+    ASSERT_LT(compared, trace.end() - 1) << count;
+    EXPECT_EQ(compared[1], R"(E SettingsService m_FlagVconfSyncDone | factory reset is true\n)");
     ExpectKeys(6, 6);
-    EXPECT_FALSE(std::filesystem::exists(SyncFilePath().string() + ".unfinished"));
+    EXPECT_EQ(SyncFileText(), count);
+    EXPECT_FALSE(std::filesystem::exists(mark));
   }
 }
 
@@ -429,14 +428,20 @@ TEST_F(StartupConsistency, LeavesOnlyTheFileBehind) {
   EXPECT_EQ(left, std::vector{SyncFilePath()});
 }
 
-TEST_F(StartupConsistency, LeavesTheFileAloneWhenItMayNotBeOpened) {
-  std::filesystem::permissions(SyncFilePath(), std::filesystem::perms::none);
-  {
-    const NoPrivileges none;
-    ExpectNotOpenedAtStart();
+TEST_F(StartupConsistency, LeavesTheFileAloneWhenItMayNotBeReadAndWritten) {
+  using std::filesystem::perms;
+  for (const perms allowed : {perms::none, perms::owner_read, perms::owner_write}) {
+    std::filesystem::permissions(SyncFilePath(), allowed);
+    {
+      const NoPrivileges none;
+      service.t_OnCreate();
+    }
+    EXPECT_TRUE(fake.WaitForTrace(R"(m_FlagVconfSyncDone | Fail to open file\n)", {}));
+    ExpectKeys(6, 6);
+    std::filesystem::permissions(SyncFilePath(), perms::owner_all);
+    EXPECT_EQ(SyncFileText(), "3");
+    fake.TakeTrace();
   }
-  std::filesystem::permissions(SyncFilePath(), std::filesystem::perms::owner_all);
-  EXPECT_EQ(SyncFileText(), "3");
 }
 
 TEST_F(StartupConsistency, WritesTheSameValueToBothKeysForEveryCode) {
@@ -576,6 +581,16 @@ TEST_F(HistoryFile, TakesThePresentCountForMinusOneWhateverItIs) {
     SettingsServiceCommand::UpdateHistoryFile(-1);
     EXPECT_EQ(SyncFileText(), std::to_string(count));
   }
+}
+
+TEST_F(HistoryFile, StaysAsItIsWhenThePresentCountCannotBeRead) {
+  fake.Fail("vconf_get_int", {.on = kCount});
+  SettingsServiceCommand::UpdateHistoryFile(-1);
+  ExpectTrace(R"(
+    vconf_get_int("db/factory/factory_reset_count") -> -1
+    E SettingsServiceCommand UpdateHistoryFile | vconf get fails\n
+  )");
+  EXPECT_EQ(SyncFileText(), "3");
 }
 
 TEST_F(HistoryFile, DoesNotWaitForTheReaderOfAPipe) {
