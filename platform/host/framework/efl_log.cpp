@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "dlog.h"
-#include "framework/utf8.h"
+#include "system/utf8.h"
 
 namespace host {
 namespace {

@@ -17,7 +17,7 @@
 #include <string>
 #include <utility>
 
-#include "framework/utf8.h"
+#include "system/utf8.h"
 
 namespace host {
 namespace {

@@ -5,36 +5,10 @@
 #include <cstdio>
 
 #include "dlog.h"
+#include "system/utf8.h"
 
 namespace host {
 namespace {
-
-// Number of bytes of the character that `text` begins with; 0 when that is not UTF-8, or one of
-// the control characters U+0080 to U+009F, which some terminals obey.
-size_t Utf8Length(std::string_view text) {
-  const auto byte = [&](size_t index) { return static_cast<unsigned char>(text[index]); };
-  size_t length = 0;
-  unsigned codePoint = 0;
-  unsigned least = 0;  // a smaller code point has a shorter form, the only valid one
-  if ((byte(0) & 0xe0) == 0xc0) {
-    length = 2, codePoint = byte(0) & 0x1f, least = 0xa0;
-  } else if ((byte(0) & 0xf0) == 0xe0) {
-    length = 3, codePoint = byte(0) & 0x0f, least = 0x800;
-  } else if ((byte(0) & 0xf8) == 0xf0) {
-    length = 4, codePoint = byte(0) & 0x07, least = 0x10000;
-  }
-  if (length == 0 || length > text.size()) {
-    return 0;
-  }
-  for (size_t index = 1; index < length; ++index) {
-    if ((byte(index) & 0xc0) != 0x80) {
-      return 0;
-    }
-    codePoint = codePoint << 6 | (byte(index) & 0x3f);
-  }
-  const bool surrogate = codePoint >= 0xd800 && codePoint <= 0xdfff;
-  return codePoint < least || codePoint > 0x10ffff || surrogate ? 0 : length;
-}
 
 void AppendEscapedByte(std::string& out, unsigned char byte) {
   switch (byte) {
@@ -58,10 +32,7 @@ void AppendEscaped(std::string& out, std::string_view text) {
   size_t copied = 0;
   for (size_t position = 0; position < text.size();) {
     const auto byte = static_cast<unsigned char>(text[position]);
-    size_t length = byte >= 0x20 && byte < 0x7f ? 1 : 0;
-    if (byte >= 0x80) {
-      length = Utf8Length(text.substr(position));
-    }
+    const size_t length = PrintableCharacterSize(text.substr(position));
     if (length == 0) {
       out.append(text, copied, position - copied);
       AppendEscapedByte(out, byte);

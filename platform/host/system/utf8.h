@@ -11,6 +11,12 @@ namespace host {
 // beyond the last character.
 std::size_t Utf8CharacterSize(std::string_view text);
 
+// The same, but 0 also for a control character: some terminals obey those of two bytes, too.
+std::size_t PrintableCharacterSize(std::string_view text);
+
+// How many bytes of `text` fit into `maxSize` bytes without cutting a character.
+std::size_t CutSize(std::string_view text, std::size_t maxSize);
+
 // `text` with U+FFFD in the place of every byte that belongs to no character, or to one of the
 // code points that never are characters, such as U+FFFF: the bus library sends none of them.
 std::string ValidUtf8(std::string text);

@@ -1,4 +1,4 @@
-#include "framework/utf8.h"
+#include "system/utf8.h"
 
 #include <algorithm>
 
@@ -42,15 +42,6 @@ std::size_t FindInvalid(std::string_view text) {
   return at;
 }
 
-// How much of `text` fits into `maxSize` bytes without cutting a character.
-std::size_t CutSize(std::string_view text, std::size_t maxSize) {
-  std::size_t size = std::min(text.size(), maxSize);
-  while (size < text.size() && size > 0 && IsContinuation(ByteAt(text, size))) {
-    --size;
-  }
-  return size;
-}
-
 }  // namespace
 
 std::size_t Utf8CharacterSize(std::string_view text) {
@@ -76,6 +67,24 @@ std::size_t Utf8CharacterSize(std::string_view text) {
     if (!IsContinuation(ByteAt(text, index))) {
       return 0;
     }
+  }
+  return size;
+}
+
+std::size_t PrintableCharacterSize(std::string_view text) {
+  const unsigned char first = ByteAt(text, 0);
+  if (first < 0x80) {
+    return first < 0x20 || first == 0x7F ? 0 : 1;
+  }
+  const std::size_t size = Utf8CharacterSize(text);
+  const bool isControl = size == 2 && first == 0xC2 && ByteAt(text, 1) < 0xA0;
+  return isControl ? 0 : size;
+}
+
+std::size_t CutSize(std::string_view text, std::size_t maxSize) {
+  std::size_t size = std::min(text.size(), maxSize);
+  while (size < text.size() && size > 0 && IsContinuation(ByteAt(text, size))) {
+    --size;
   }
   return size;
 }

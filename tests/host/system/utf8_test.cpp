@@ -1,10 +1,12 @@
-#include "framework/utf8.h"
+#include "system/utf8.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using host::CutSize;
 using host::OneLine;
+using host::PrintableCharacterSize;
 using host::Utf8CharacterSize;
 using host::ValidUtf8;
 
@@ -43,6 +45,24 @@ TEST(Utf8, WhatIsNoCharacterHasNoSize) {
        }) {
     EXPECT_EQ(Utf8CharacterSize(text), 0u) << testing::PrintToString(text);
   }
+}
+
+TEST(Utf8, AControlCharacterIsNotPrintable) {
+  for (const char* text : {"\x01", "\n", "\x1F", "\x7F", "\xC2\x80", "\xC2\x9F", "\xFF"}) {
+    EXPECT_EQ(PrintableCharacterSize(text), 0u) << testing::PrintToString(text);
+  }
+  EXPECT_EQ(PrintableCharacterSize(" "), 1u);
+  EXPECT_EQ(PrintableCharacterSize("~"), 1u);
+  EXPECT_EQ(PrintableCharacterSize("\xC2\xA0"), 2u);
+  EXPECT_EQ(PrintableCharacterSize("\xC3\x80"), 2u);
+  EXPECT_EQ(PrintableCharacterSize("\xE2\x82\xAC"), 3u);
+}
+
+TEST(Utf8, ACutNeverSplitsACharacter) {
+  EXPECT_EQ(CutSize("ab\xC3\xA4", 5), 4u);
+  EXPECT_EQ(CutSize("ab\xC3\xA4", 4), 4u);
+  EXPECT_EQ(CutSize("ab\xC3\xA4", 3), 2u);
+  EXPECT_EQ(CutSize("\xF0\x9F\x98\x80", 3), 0u);
 }
 
 TEST(Utf8, ValidTextStaysAsItIs) {
