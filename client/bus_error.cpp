@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "bus.h"
+
 namespace settings {
 namespace {
 
@@ -97,10 +99,7 @@ Error ErrorFromConnecting(const std::string& bus, int result) {
   if (code != ErrorCode::kTimedOut && code != ErrorCode::kNotAllowed) {
     code = ErrorCode::kBus;
   }
-  // What sd-bus says when no variable tells where the session bus is.
-  const char* reason =
-      result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
-  return Error(code, "cannot connect to the bus \"" + bus + "\": " + reason,
+  return Error(code, "cannot connect to the bus \"" + bus + "\": " + ConnectingProblem(result),
                "start it, or choose \"session\", \"system\" or a bus address");
 }
 

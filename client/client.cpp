@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "bus.h"
 #include "bus_error.h"
 
 namespace settings {
@@ -21,92 +22,11 @@ constexpr char kBusName[] = "org.nuvra.service.settings_service";
 constexpr char kObject[] = "/org/nuvra/service/settings_service";
 constexpr char kInterface[] = "org.nuvra.Service1";
 
-template <typename T, T* (*Release)(T*)>
-struct Releaser {
-  void operator()(T* object) const { Release(object); }
-};
-
-using Bus = std::unique_ptr<sd_bus, Releaser<sd_bus, sd_bus_close_unref>>;
-using Slot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot, sd_bus_slot_unref>>;
-using BusMessage = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message, sd_bus_message_unref>>;
-
-class BusError {
- public:
-  ~BusError() { sd_bus_error_free(&m_Error); }
-  sd_bus_error* Out() { return &m_Error; }
-  std::string Name() const { return m_Error.name == nullptr ? "" : m_Error.name; }
-  std::string Text() const { return m_Error.message == nullptr ? "" : m_Error.message; }
-
- private:
-  sd_bus_error m_Error = SD_BUS_ERROR_NULL;
-};
-
-// A time by which something must have happened. sd-bus counts it in the same clock.
-class Deadline {
- public:
-  explicit Deadline(std::optional<microseconds> limit) {
-    if (limit && *limit < steady_clock::time_point::max() - steady_clock::now()) {
-      m_End = steady_clock::now() + *limit;
-    }
-  }
-
-  bool Passed() const { return m_End && steady_clock::now() >= *m_End; }
-
-  // As sd_bus_wait takes it: microseconds, all ones for no end.
-  uint64_t Left() const {
-    if (!m_End) {
-      return UINT64_MAX;
-    }
-    const auto left = std::chrono::ceil<microseconds>(*m_End - steady_clock::now());
-    return std::max<int64_t>(left.count(), 0);
-  }
-
- private:
-  std::optional<steady_clock::time_point> m_End;
-};
-
 int Check(int result) {
   if (result < 0) {
     throw ErrorFromResult(result);
   }
   return result;
-}
-
-// Negative errno, as sd-bus has it. `*bus` is the caller's to release in any case.
-int Open(const std::string& name, sd_bus** bus) {
-  if (name == "session") {
-    return sd_bus_open_user(bus);
-  }
-  if (name == "system") {
-    return sd_bus_open_system(bus);
-  }
-  int result = sd_bus_new(bus);
-  if (result < 0 || (result = sd_bus_set_address(*bus, name.c_str())) < 0 ||
-      (result = sd_bus_set_bus_client(*bus, 1)) < 0) {
-    return result;
-  }
-  return sd_bus_start(*bus);
-}
-
-// Starting a connection only begins it; this is the rest, within the caller's time. Negative
-// errno, as sd-bus has it.
-int WaitUntilReady(sd_bus* bus, const Deadline& deadline) {
-  for (;;) {
-    int result = sd_bus_is_ready(bus);
-    if (result != 0) {
-      return result;
-    }
-    result = sd_bus_process(bus, nullptr);
-    if (result == 0) {
-      if (deadline.Passed()) {
-        return -ETIMEDOUT;
-      }
-      result = sd_bus_wait(bus, deadline.Left());
-    }
-    if (result < 0 && result != -EINTR) {
-      return result;
-    }
-  }
 }
 
 void CheckIsObject(const Json::Value& value, const char* what) {
@@ -229,7 +149,7 @@ struct Subscription::Impl {
   // Shared with the call that is going on, which may be what ends the subscription.
   std::shared_ptr<SignalCallback> callback;
   Client::Impl* client = nullptr;
-  Slot slot;
+  BusSlot slot;
 };
 
 int Subscription::Impl::OnSignal(sd_bus_message* message, void* userData, sd_bus_error*) {
@@ -273,13 +193,8 @@ Client::Client(const std::string& bus, microseconds timeout) : m_Impl(std::make_
   }
   // 0 would be sd-bus's own default time.
   m_Impl->timeout = std::max(timeout, microseconds(1));
-  const Deadline deadline(m_Impl->timeout);
-  sd_bus* opened = nullptr;
-  int result = Open(bus, &opened);
-  m_Impl->bus.reset(opened);
-  if (result < 0 ||
-      (result = sd_bus_set_method_call_timeout(opened, m_Impl->timeout.count())) < 0 ||
-      (result = WaitUntilReady(opened, deadline)) < 0) {
+  const int result = Connect(bus, m_Impl->timeout, m_Impl->bus);
+  if (result < 0) {
     throw ErrorFromConnecting(bus, result);
   }
 }

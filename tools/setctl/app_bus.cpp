@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 #include "apps/application_id.h"
 #include "common.h"
@@ -21,26 +20,12 @@
 namespace setctl {
 namespace {
 
+using settings::BusError;
+using settings::Deadline;
 using std::chrono::microseconds;
-using std::chrono::steady_clock;
 using tools::ExitCode;
 using tools::Failure;
 using tools::Quote;
-
-class BusError {
- public:
-  BusError() = default;
-  ~BusError() { sd_bus_error_free(&m_Error); }
-  BusError(const BusError&) = delete;
-  BusError& operator=(const BusError&) = delete;
-
-  sd_bus_error* Out() { return &m_Error; }
-  std::string_view Name() const { return m_Error.name == nullptr ? "" : m_Error.name; }
-  std::string_view Text() const { return m_Error.message == nullptr ? "" : m_Error.message; }
-
- private:
-  sd_bus_error m_Error = SD_BUS_ERROR_NULL;
-};
 
 Failure BusFailure(int result) {
   switch (-result) {
@@ -69,52 +54,10 @@ Failure CannotConnect(const std::string& bus, int result) {
   const ExitCode code = denied                 ? ExitCode::kNotAllowed
                         : result == -ETIMEDOUT ? ExitCode::kTimedOut
                                                : ExitCode::kNotRunning;
-  // What sd-bus says when no variable tells where the session bus is.
-  const char* reason =
-      result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
   return Failure(code,
                  fmt::format("cannot connect to the bus {}: {}; start a set, e.g. with ./run, "
                              "or choose another bus with --bus",
-                             Quote(bus), reason));
-}
-
-// Negative errno, as sd-bus has it. `*bus` is the caller's to release in any case.
-int Open(const std::string& name, sd_bus** bus) {
-  if (name == "session") {
-    return sd_bus_open_user(bus);
-  }
-  if (name == "system") {
-    return sd_bus_open_system(bus);
-  }
-  int result = sd_bus_new(bus);
-  if (result < 0 || (result = sd_bus_set_address(*bus, name.c_str())) < 0 ||
-      (result = sd_bus_set_bus_client(*bus, 1)) < 0) {
-    return result;
-  }
-  return sd_bus_start(*bus);
-}
-
-microseconds Left(steady_clock::time_point end) {
-  return std::max(std::chrono::ceil<microseconds>(end - steady_clock::now()), microseconds(0));
-}
-
-// Handles what came, or waits for it. Negative errno, -ETIMEDOUT after `end`.
-int Step(sd_bus* bus, steady_clock::time_point end) {
-  int result = sd_bus_process(bus, nullptr);
-  if (result == 0) {
-    const microseconds left = Left(end);
-    result = left.count() == 0 ? -ETIMEDOUT : sd_bus_wait(bus, left.count());
-  }
-  return result == -EINTR ? 0 : result;
-}
-
-// Starting a connection only begins it; this is the rest.
-int WaitUntilReady(sd_bus* bus, steady_clock::time_point end) {
-  int result = 0;
-  while (result >= 0 && sd_bus_is_ready(bus) == 0) {
-    result = Step(bus, end);
-  }
-  return result < 0 ? result : sd_bus_is_ready(bus);
+                             Quote(bus), settings::ConnectingProblem(result)));
 }
 
 bool IsName(const BusError& error, const char* name) {
@@ -169,16 +112,16 @@ Failure CallFailure(const std::string& id, const BusError& error, int result) {
 }
 
 // `process` is a pidfd.
-void WaitForEnd(const std::string& id, int process, steady_clock::time_point end) {
+void WaitForEnd(const std::string& id, int process, const Deadline& deadline) {
   pollfd ended{process, POLLIN, 0};
   for (;;) {
-    const microseconds left = Left(end);
+    const std::uint64_t left = deadline.Left();
     // poll counts milliseconds in an int; a longer wait is made of several.
-    const auto wait = std::min<int64_t>(left.count() / 1000 + (left.count() > 0), 60'000);
+    const auto wait = std::min<std::uint64_t>(left / 1000 + (left > 0), 60'000);
     if (poll(&ended, 1, static_cast<int>(wait)) > 0) {
       return;
     }
-    if (Left(end).count() == 0) {
+    if (deadline.Passed()) {
       throw Failure(ExitCode::kTimedOut,
                     fmt::format("{} still runs; wait longer with --timeout SECONDS, or end it by "
                                 "force with --kill",
@@ -191,11 +134,8 @@ void WaitForEnd(const std::string& id, int process, steady_clock::time_point end
 
 AppBus::AppBus(const std::string& bus, microseconds patience)
     : m_Patience(std::max(patience, microseconds(1))) {
-  sd_bus* opened = nullptr;
-  int result = Open(bus, &opened);
-  m_Bus.reset(opened);
-  if (result < 0 || (result = sd_bus_set_method_call_timeout(opened, m_Patience.count())) < 0 ||
-      (result = WaitUntilReady(opened, steady_clock::now() + m_Patience)) < 0) {
+  const int result = settings::Connect(bus, m_Patience, m_Bus);
+  if (result < 0) {
     throw CannotConnect(bus, result);
   }
 }
@@ -238,15 +178,15 @@ std::optional<AppOwner> AppBus::OwnerOf(const std::string& id) {
   return owner;
 }
 
-AppBus::Message AppBus::m_MakeCall(const std::string& id, const char* method) {
+settings::BusMessage AppBus::m_MakeCall(const std::string& id, const char* method) {
   sd_bus_message* call = nullptr;
   Check(sd_bus_message_new_method_call(m_Bus.get(), &call, id.c_str(),
                                        host::ApplicationObjectPath(id).c_str(),
                                        "org.freedesktop.Application", method));
-  return Message(call);
+  return settings::BusMessage(call);
 }
 
-void AppBus::m_Call(const std::string& id, const Message& call) {
+void AppBus::m_Call(const std::string& id, const settings::BusMessage& call) {
   BusError error;
   const int result = sd_bus_call(m_Bus.get(), call.get(), m_Patience.count(), error.Out(), nullptr);
   if (result < 0) {
@@ -255,7 +195,7 @@ void AppBus::m_Call(const std::string& id, const Message& call) {
 }
 
 void AppBus::Activate(const std::string& id, const ExtraData& extraData) {
-  const Message call = m_MakeCall(id, "Activate");
+  const settings::BusMessage call = m_MakeCall(id, "Activate");
   Check(sd_bus_message_open_container(call.get(), 'a', "{sv}"));
   for (const auto& [key, value] : extraData) {
     const int result = sd_bus_message_append(call.get(), "{sv}", key.c_str(), "s", value.c_str());
@@ -270,7 +210,7 @@ void AppBus::Activate(const std::string& id, const ExtraData& extraData) {
 
 void AppBus::ActivateAction(const std::string& id, const std::string& action,
                             const std::string& parameter) {
-  const Message call = m_MakeCall(id, "ActivateAction");
+  const settings::BusMessage call = m_MakeCall(id, "ActivateAction");
   Check(
       sd_bus_message_append(call.get(), "sava{sv}", action.c_str(), 1, "s", parameter.c_str(), 0));
   Check(sd_bus_message_set_auto_start(call.get(), false));
@@ -278,7 +218,7 @@ void AppBus::ActivateAction(const std::string& id, const std::string& action,
 }
 
 void AppBus::EndOwner(const std::string& id, const AppOwner& owner, int signal) {
-  const auto end = steady_clock::now() + m_Patience;
+  const Deadline deadline(m_Patience);
   const host::FileDescriptor process(static_cast<int>(syscall(SYS_pidfd_open, owner.pid, 0)));
   if (process.Get() < 0 && errno != ESRCH) {
     throw Failure(ExitCode::kRefused, fmt::format("cannot watch process {} of {}: {}", owner.pid,
@@ -291,9 +231,9 @@ void AppBus::EndOwner(const std::string& id, const AppOwner& owner, int signal) 
                     fmt::format("cannot end process {} of {}: {}", owner.pid, Quote(id),
                                 std::strerror(errno)));
     }
-    WaitForEnd(id, process.Get(), end);
+    WaitForEnd(id, process.Get(), deadline);
   }
-  m_WaitForLossOf(id, owner.connection, end);
+  m_WaitForLossOf(id, owner.connection, deadline);
 }
 
 bool AppBus::m_Owns(const std::string& id, const std::string& connection) {
@@ -303,14 +243,14 @@ bool AppBus::m_Owns(const std::string& id, const std::string& connection) {
 
 // The bus hears of the end of a process from its socket, a moment later than the process's parent.
 void AppBus::m_WaitForLossOf(const std::string& id, const std::string& connection,
-                             steady_clock::time_point end) {
+                             const Deadline& deadline) {
   const std::string change = fmt::format(
       "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='{}'", id);
   // Only to be woken.
   const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) { return 0; };
   Check(sd_bus_add_match(m_Bus.get(), nullptr, change.c_str(), ignore, nullptr));
   while (m_Owns(id, connection)) {
-    Check(Step(m_Bus.get(), end));
+    Check(settings::ProcessOrWait(m_Bus.get(), deadline));
   }
 }
 

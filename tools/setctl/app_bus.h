@@ -1,13 +1,14 @@
 #pragma once
 
-#include <systemd/sd-bus.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+
+#include "bus.h"
 
 namespace setctl {
 
@@ -44,22 +45,14 @@ class AppBus {
   void EndOwner(const std::string& id, const AppOwner& owner, int signal);
 
  private:
-  struct BusCloser {
-    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-  };
-  struct MessageDropper {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-  };
-  using Message = std::unique_ptr<sd_bus_message, MessageDropper>;
-
   std::set<std::string> m_Names(bool running);
-  Message m_MakeCall(const std::string& id, const char* method);
-  void m_Call(const std::string& id, const Message& call);
+  settings::BusMessage m_MakeCall(const std::string& id, const char* method);
+  void m_Call(const std::string& id, const settings::BusMessage& call);
   bool m_Owns(const std::string& id, const std::string& connection);
   void m_WaitForLossOf(const std::string& id, const std::string& connection,
-                       std::chrono::steady_clock::time_point end);
+                       const settings::Deadline& deadline);
 
-  std::unique_ptr<sd_bus, BusCloser> m_Bus;
+  settings::Bus m_Bus;
   std::chrono::microseconds m_Patience;
 };
 

@@ -1,0 +1,82 @@
+#include "bus.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace settings {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+
+// Begins to connect. `*bus` is the caller's to release in any case.
+int Open(const std::string& name, sd_bus** bus) {
+  if (name == "session") {
+    return sd_bus_open_user(bus);
+  }
+  if (name == "system") {
+    return sd_bus_open_system(bus);
+  }
+  int result = sd_bus_new(bus);
+  if (result < 0 || (result = sd_bus_set_address(*bus, name.c_str())) < 0 ||
+      (result = sd_bus_set_bus_client(*bus, 1)) < 0) {
+    return result;
+  }
+  return sd_bus_start(*bus);
+}
+
+int WaitUntilReady(sd_bus* bus, const Deadline& deadline) {
+  int result = 0;
+  while (result >= 0 && (result = sd_bus_is_ready(bus)) == 0) {
+    result = ProcessOrWait(bus, deadline);
+  }
+  return result;
+}
+
+}  // namespace
+
+Deadline::Deadline(std::optional<microseconds> limit) {
+  if (limit && *limit < steady_clock::time_point::max() - steady_clock::now()) {
+    m_End = steady_clock::now() + *limit;
+  }
+}
+
+bool Deadline::Passed() const { return m_End && steady_clock::now() >= *m_End; }
+
+std::uint64_t Deadline::Left() const {
+  if (!m_End) {
+    return UINT64_MAX;
+  }
+  const auto left = std::chrono::ceil<microseconds>(*m_End - steady_clock::now());
+  return std::max<std::int64_t>(left.count(), 0);
+}
+
+int Connect(const std::string& name, microseconds patience, Bus& bus) {
+  const Deadline deadline(patience);
+  sd_bus* raw = nullptr;
+  int result = Open(name, &raw);
+  Bus opened(raw);
+  if (result < 0 || (result = sd_bus_set_method_call_timeout(raw, patience.count())) < 0 ||
+      (result = WaitUntilReady(raw, deadline)) < 0) {
+    return result;
+  }
+  bus = std::move(opened);
+  return 0;
+}
+
+int ProcessOrWait(sd_bus* bus, const Deadline& deadline) {
+  int result = sd_bus_process(bus, nullptr);
+  if (result == 0) {
+    result = deadline.Passed() ? -ETIMEDOUT : sd_bus_wait(bus, deadline.Left());
+  }
+  return result == -EINTR ? 0 : result;
+}
+
+const char* ConnectingProblem(int result) {
+  // What sd-bus says when no variable tells where the session bus is.
+  return result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
+}
+
+}  // namespace settings
