@@ -63,16 +63,16 @@ class EntryReader {
 // that took most of the time of a call.
 void AppendQuoted(std::string_view text, std::string& json) {
   json += '"';
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      json += '\\';
-    }
-    if (static_cast<unsigned char>(c) < 0x20) {
-      json += fmt::format("\\u{:04x}", static_cast<int>(c));
-    } else {
-      json += c;
+  auto pending = text.begin();  // from here on nothing is written yet
+  for (auto at = text.begin(); at != text.end(); ++at) {
+    const bool isControl = static_cast<unsigned char>(*at) < 0x20;
+    if (isControl || *at == '"' || *at == '\\') {
+      json.append(pending, at);
+      json += isControl ? fmt::format("\\u{:04x}", static_cast<int>(*at)) : std::string{'\\', *at};
+      pending = at + 1;
     }
   }
+  json.append(pending, text.end());
   json += '"';
 }
 
