@@ -7,7 +7,6 @@ namespace {
 
 constexpr char kLogModule[] = "ProtectionModeService";
 
-constexpr char kProtectionKey[] = "memory/ave/protection";
 constexpr int kProtectionOn = 1;
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include "vconf.h"
 
+// The key that is watched: 1 while the protection mode is on.
+inline constexpr char kProtectionKey[] = "memory/ave/protection";
+
 // Tells the user by a popup of the menu application whenever the protection mode begins, on models
 // for outdoors (docs/lifecycle.md). Main-loop thread only.
 class CProtectionModeService {
@@ -13,7 +16,8 @@ class CProtectionModeService {
 
   ~CProtectionModeService();
 
-  // Begins the watch over the protection mode.
+  // Begins the watch over the protection mode. The service does not need it: it begins the watch
+  // of the object itself.
   void InitService();
 
   // Ends it.

@@ -201,7 +201,8 @@ void SettingsService::m_Initialize() {
     SETTINGS_INFO("Outdoor supported[%d]", activeSpkCount);
   }
   if (isSupportOutdoor) {
-    CProtectionModeService::GetInstance()->InitService();
+    vconf_notify_key_changed(kProtectionKey, CProtectionModeService::m_VconfCB,
+                             CProtectionModeService::GetInstance());
   }
 
   CSettingsItemInfoAPI::InitSettingsItemInfoAPI();
