@@ -369,6 +369,12 @@ std::vector<std::string> Modes(const TelevisionSet& set) {
   return Logged(set, "Protection Mode : ");
 }
 
+// A daemon that is ready does not watch everything yet. It answers when it does.
+void StartAndWaitForAnAnswer(TelevisionSet& set) {
+  set.StartDaemon();
+  ASSERT_EQ(set.Run({"settingsctl", "disabled"}).status, 0);
+}
+
 std::size_t Launches(const TelevisionSet& set) {
   return Logged(set, "Protection Mode value changed").size();
 }
@@ -390,7 +396,7 @@ const std::vector<std::string> kTwoPopups = {"popup protection-popup", "popup pr
 
 TEST(ProtectionMode, ShowsThePopupAtEachBeginning) {
   TelevisionSet set("outdoor");
-  set.StartDaemon();
+  StartAndWaitForAnAnswer(set);
   for (const char* mode : {"0", "1", "0", "1"}) {
     ASSERT_EQ(set.Run({"setctl", "protection", mode}).status, 0);
   }
@@ -403,7 +409,7 @@ TEST(ProtectionMode, ShowsThePopupAtEachBeginning) {
 TEST(ProtectionMode, ShowsThePopupAtEachBeginningAlsoWithinAMillisecond) {
   for (const bool late : {true, false}) {
     TelevisionSet set("outdoor");
-    set.StartDaemon();
+    StartAndWaitForAnAnswer(set);
     KeyStore keys = StoreOf(set);
     if (late) {  // all four are there when the daemon sees the first
       set.Daemon().Signal(SIGSTOP);
@@ -421,7 +427,7 @@ TEST(ProtectionMode, ShowsThePopupAtEachBeginningAlsoWithinAMillisecond) {
 
 TEST(ProtectionMode, IsNotWatchedOnAModelThatIsNotForOutdoors) {
   TelevisionSet set("basic");
-  set.StartDaemon();
+  StartAndWaitForAnAnswer(set);
   ASSERT_EQ(set.Run({"setctl", "protection", "1"}).status, 0);
   // The speaker comes behind it on the main loop.
   ASSERT_EQ(set.Run({"setctl", "speaker", "receiver"}).status, 0);

@@ -11,7 +11,7 @@
 
 namespace host {
 
-// Logs that a key holds a value that cannot be used, and why; once, until it holds another.
+// Logs that a key holds a value that cannot be used, and why; once, until another one is found.
 void ReportUnusable(const std::string& key, const KeyValue& value, const std::string& problem);
 
 // To be called when it holds one that can be used.
