@@ -3,14 +3,19 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace host {
 namespace {
 
-// What was said about which key. Never destroyed: the threads that use it are not, either.
+// So many values of a key are remembered; then it begins anew.
+constexpr std::size_t kMaxRemembered = 1000;
+
+// What was said about which key since it held a value that can be used. Readers may be changes
+// apart, so the last one is not enough. Never destroyed: the threads that use it are not, either.
 struct Reports {
   std::mutex mutex;
-  std::map<std::string, std::size_t> values;  // hashes: a value may be large
+  std::map<std::string, std::set<std::size_t>> values;  // hashes: a value may be large
 };
 
 Reports& AllReports() {
@@ -25,11 +30,13 @@ void ReportUnusable(const std::string& key, const KeyValue& value, const std::st
   Reports& reports = AllReports();
   {
     const std::lock_guard lock(reports.mutex);
-    const auto [said, isNew] = reports.values.try_emplace(key, hash);
-    if (!isNew && said->second == hash) {
+    std::set<std::size_t>& said = reports.values[key];
+    if (said.size() == kMaxRemembered) {
+      said.clear();
+    }
+    if (!said.insert(hash).second) {
       return;
     }
-    said->second = hash;
   }
   __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "set", "%s %s; it is ignored\n", key.c_str(),
                problem.c_str());

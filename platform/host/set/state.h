@@ -11,7 +11,8 @@
 
 namespace host {
 
-// Logs that a key holds a value that cannot be used, and why; once, until another one is found.
+// Logs that a key holds a value that cannot be used, and why; once for each such value, until it
+// holds one that can be used. Any thread.
 void ReportUnusable(const std::string& key, const KeyValue& value, const std::string& problem);
 
 // To be called when it holds one that can be used.
