@@ -56,6 +56,7 @@ class TelevisionSet {
   bool WaitForLog(const std::string& message) const;
 
   const std::filesystem::path& Root() const { return m_Root.Path(); }
+  const support::PrivateBus& Bus() const { return m_Bus; }
   support::PrivateBus& Bus() { return m_Bus; }
 
  private:

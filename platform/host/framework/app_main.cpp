@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "dlog.h"
+#include "framework/before_messages.h"
 #include "framework/bus_pump.h"
 #include "framework/command_line.h"
 #include "framework/exception_border.h"
@@ -45,6 +46,7 @@ int Serve(MainLoop& loop, sd_bus* bus) {
     exitStatus = kFailure;
     loop.Quit();
   });
+  CatchUpBeforeMessage();
   loop.Run();
   return exitStatus;
 }

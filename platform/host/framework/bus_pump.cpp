@@ -22,6 +22,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "framework/before_messages.h"
 #include "framework/exception_border.h"
 #include "system/log.h"
 
@@ -141,6 +142,7 @@ struct BusPump::Impl {
     const LogHold hold;
     dispatching = true;
     for (int count = 0; serves && count < kMessagesAtOnce; ++count) {
+      CatchUpBeforeMessage();
       const int result = sd_bus_process(bus, nullptr);
       if (result < 0) {
         Lose(result);

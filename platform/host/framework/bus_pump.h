@@ -8,8 +8,8 @@
 namespace host {
 
 // Serves an sd-bus connection from the main loop: takes what arrives, sends what waits, and
-// lets calls time out. Costs no wake-up while there is nothing to do. One at a time. Main-loop
-// thread only.
+// lets calls time out. What goes before messages (before_messages.h) is done first. Costs no
+// wake-up while there is nothing to do. One at a time. Main-loop thread only.
 class BusPump {
  public:
   // Keeps a reference to `bus`. `onLost` is called when the connection broke, with the negative

@@ -210,9 +210,11 @@ struct KeyWatcher::Impl {
   std::vector<KeyChange> TakeChanges() {
     // Before the journals are read: whatever the reading does not show will wake again.
     wakeUp.Clear();
+    isBehind = false;
     try {
       return ReadJournals();
     } catch (...) {
+      isBehind = false;
       wakeUp.Again(kAfterFailure);
       throw;
     }
@@ -228,6 +230,7 @@ struct KeyWatcher::Impl {
       if (journals[i].size() == kTakeLimit) {
         horizon = std::min(horizon, journals[i].back().at + 1);
         wakeUp.Again(kNow);
+        isBehind = true;
       }
     }
 
@@ -267,6 +270,7 @@ struct KeyWatcher::Impl {
   const std::shared_ptr<KeyStore::Impl> store;
   WakeUp wakeUp;
   WatcherPosition position;
+  bool isBehind = false;
 };
 
 KeyWatcher::KeyWatcher(KeyStore& store) : m_Impl(std::make_unique<Impl>(store.m_Impl)) {}
@@ -276,5 +280,7 @@ KeyWatcher::~KeyWatcher() = default;
 int KeyWatcher::Fd() const { return m_Impl->wakeUp.Fd(); }
 
 std::vector<KeyChange> KeyWatcher::TakeChanges() { return m_Impl->TakeChanges(); }
+
+bool KeyWatcher::IsBehind() const { return m_Impl->isBehind; }
 
 }  // namespace host

@@ -80,6 +80,9 @@ class KeyWatcher {
   // there are more. After a failure nothing is lost and Fd becomes readable again a second later.
   std::vector<KeyChange> TakeChanges();
 
+  // Whether there were more changes than the last TakeChanges returned when it was called.
+  bool IsBehind() const;
+
  private:
   struct Impl;
   std::unique_ptr<Impl> m_Impl;

@@ -1,5 +1,7 @@
 #include "vconf.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cstring>
 #include <exception>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include "dlog.h"
+#include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
@@ -73,7 +76,10 @@ bool Write(std::string_view key, const KeyValue& value) {
 // The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
 class Subscriptions {
  public:
-  Subscriptions() : m_Watcher(ProcessStore()), m_Watch(m_Watcher.Fd(), [this] { Deliver(); }) {}
+  Subscriptions()
+      : m_Watcher(ProcessStore()),
+        m_Watch(m_Watcher.Fd(), [this] { Deliver(); }),
+        m_BeforeMessages([this] { DeliverAll(); }) {}
 
   void Add(const std::string& key, vconf_callback_fn callback, void* userData) {
     // By number and not by time: a write that is still under way counts as later, because the
@@ -111,6 +117,17 @@ class Subscriptions {
     const auto found = std::find_if(ofKey->second.begin(), ofKey->second.end(),
                                     [&](const auto& each) { return each.callback == callback; });
     return found == ofKey->second.end() ? nullptr : &*found;
+  }
+
+  // All that is written by now. What comes meanwhile can wait, or a busy writer would keep the
+  // messages waiting.
+  void DeliverAll() {
+    pollfd changed{.fd = m_Watcher.Fd(), .events = POLLIN, .revents = 0};
+    if (::poll(&changed, 1, 0) > 0) {
+      do {
+        Deliver();
+      } while (m_Watcher.IsBehind());
+    }
   }
 
   void Deliver() {
@@ -155,6 +172,7 @@ class Subscriptions {
   std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
   KeyWatcher m_Watcher;
   FdWatch m_Watch;
+  BeforeMessages m_BeforeMessages;
 };
 
 // Lives as long as the process: a callback may still come while it ends.

@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "support/wait.h"
 
@@ -116,6 +117,36 @@ TEST_F(BusPumpTest, TakesWhatArrives) {
   m_Loop.Run();
   far.join();
   EXPECT_EQ(m_Received, 100);
+}
+
+TEST_F(BusPumpTest, DoesWhatGoesBeforeMessagesBeforeEachOfThem) {
+  CountSignals();
+  Pump();
+  std::string order;
+  m_OnSignal = [&] {
+    order += 'm';
+    if (m_Received == 20) {
+      m_Loop.Quit();
+    }
+  };
+  const host::BeforeMessages first([&] { order += '1'; });
+  const host::BeforeMessages second([&] {
+    order += '2';
+    throw std::runtime_error("goes no further");
+  });
+  std::thread far([this] {
+    EmitFromFar(20);
+    sd_bus_flush(m_Far);
+  });
+  m_Loop.Run();
+  far.join();
+  std::size_t messages = 0;
+  for (std::size_t at = order.find('m'); at != std::string::npos; at = order.find('m', at + 1)) {
+    ++messages;
+    ASSERT_GE(at, 2u);
+    EXPECT_EQ(order.substr(at - 2, 3), "12m") << order;
+  }
+  EXPECT_EQ(messages, 20u);
 }
 
 TEST_F(BusPumpTest, TakesWhatACallThatWaitedLeftBehind) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "contract/main_loop.h"
+#include "framework/before_messages.h"
 #include "keystore/key_store.h"
 #include "support/process.h"
 #include "support/temp_directory.h"
@@ -44,6 +45,18 @@ class HostVconf : public ::testing::Test {
 
   std::string m_Order;
 };
+
+TEST_F(HostVconf, DeliversWhatIsWrittenBeforeAMessageIsServed) {
+  Watch<'a'>("memory/host/order");
+  EXPECT_EQ(RunWorker({"count", "5000", "memory/host/order", "memory/host/other"}), 0);
+  EXPECT_EQ(m_Order, "");
+  host::CatchUpBeforeMessage();
+  EXPECT_EQ(m_Order, std::string(5000, 'a'));
+  host::CatchUpBeforeMessage();
+  contract::SettleMainLoop();
+  EXPECT_EQ(m_Order.size(), 5000u) << "each once";
+  Ignore<'a'>("memory/host/order");
+}
 
 TEST_F(HostVconf, DeliversTheWritesOfAnotherProcess) {
   Watch<'d'>("db/host/a");

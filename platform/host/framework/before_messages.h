@@ -1,0 +1,27 @@
+#pragma once
+
+#include <functional>
+
+namespace host {
+
+// Work that goes before every message of the service's bus, so that what happened before a request
+// was sent is known when the request is served. `catchUp` runs on the main loop before the first
+// message and again before each one, as long as this lives; it is quick when there is nothing to
+// do. An exception that leaves it is logged and goes no further. It may not end a BeforeMessages.
+// Main-loop thread only.
+class BeforeMessages {
+ public:
+  explicit BeforeMessages(std::function<void()> catchUp);
+  ~BeforeMessages();
+  BeforeMessages(const BeforeMessages&) = delete;
+  BeforeMessages& operator=(const BeforeMessages&) = delete;
+
+ private:
+  friend void CatchUpBeforeMessage();
+  const std::function<void()> m_CatchUp;
+};
+
+// Does all that work, in the order in which it was announced.
+void CatchUpBeforeMessage();
+
+}  // namespace host
