@@ -16,9 +16,13 @@ typedef void (*app_context_event_cb)(app_context_h context, app_context_event_e 
 
 extern "C" {
 
-// From now on calls `callback` on the main loop for every application that starts or ends. One
-// callback per process: a second call replaces the first. Returns 0, or a non-zero error code
-// when nothing was registered, as for a null callback.
+// From now on calls `callback` on the main loop for every application that starts or ends, in the
+// order in which that happened, and in one order with the requests that reach the service of this
+// process: the end of an application comes after all that it requested, and before all that a
+// later instance of it requests. While a request is served that order stands at this request:
+// what happened since it was sent is still to come, also for a callback that is set only now. One
+// callback per process: a second call replaces the first. Returns 0, or a non-zero error code when
+// nothing was registered, as for a null callback.
 int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* user_data);
 
 // No call comes after it. Harmless when no callback is registered.

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <systemd/sd-bus.h>
 
 #include <map>
 #include <memory>
@@ -41,8 +42,59 @@ class Holder {
   support::Process m_Process;
 };
 
+// An application that waits for no reply: what it sends and its end may lie in front of the daemon
+// together.
+class HastyApplication {
+ public:
+  HastyApplication(const TelevisionSet& set, const std::string& app) : m_App(app) {
+    EXPECT_GE(sd_bus_new(&m_Bus), 0);
+    EXPECT_GE(sd_bus_set_address(m_Bus, set.Bus().Address().c_str()), 0);
+    EXPECT_GE(sd_bus_set_bus_client(m_Bus, true), 0);
+    EXPECT_GE(sd_bus_start(m_Bus), 0);
+    EXPECT_GT(sd_bus_request_name(m_Bus, app.c_str(), 0), 0) << app;
+  }
+  ~HastyApplication() { sd_bus_flush_close_unref(m_Bus); }
+  HastyApplication(const HastyApplication&) = delete;
+  HastyApplication& operator=(const HastyApplication&) = delete;
+
+  void Disable(const std::string& item) {
+    Send(R"({"method":"DisableItem","data":{"menuID":")" + item + R"(","appName":")" + m_App +
+         R"("}})");
+  }
+
+  void Send(const std::string& body) {
+    sd_bus_message* message = nullptr;
+    EXPECT_GE(sd_bus_message_new_method_call(m_Bus, &message, "org.nuvra.service.settings_service",
+                                             "/org/nuvra/service/settings_service",
+                                             "org.nuvra.Service1", "Request"),
+              0);
+    EXPECT_GE(sd_bus_message_append(message, "is", 0, body.c_str()), 0);
+    EXPECT_GE(sd_bus_message_set_expect_reply(message, 0), 0);
+    EXPECT_GE(sd_bus_send(m_Bus, message, nullptr), 0);
+    sd_bus_message_unref(message);
+  }
+
+ private:
+  const std::string m_App;
+  sd_bus* m_Bus = nullptr;
+};
+
 class Disabling : public SystemTest {
  protected:
+  // While `work` is done the daemon takes nothing, as one that is busy.
+  template <typename Work>
+  void WhileTheDaemonIsStopped(Work work) {
+    m_Set.Daemon().Signal(SIGSTOP);
+    work();
+    m_Set.Daemon().Signal(SIGCONT);
+  }
+
+  // Waits until the bus gives the name to somebody else.
+  bool BecomesFree(const std::string& app) {
+    return support::WaitUntil(
+        [&] { return settings::Client(m_Set.Bus().Address()).RequestName(app); });
+  }
+
   // Whether these lines, and no others, come behind the last one that has this message.
   bool LogGoesOn(const std::string& message, const Names& expected) const {
     Names following;
@@ -97,6 +149,74 @@ TEST_F(Disabling, AnItemStaysDisabledUntilTheLastOfItsApplicationsIsKilled) {
       LogGoesOn("Enabled brightness from org.example.b", {"m_UnRegisterAppTerminateCB | no CB"}));
 }
 
+TEST_F(Disabling, AnEndDoesNotOvertakeTheRequestBeforeIt) {
+  constexpr int kRounds = 150 / SETTINGS_SLOWDOWN;
+  for (int round = 0; round < kRounds; ++round) {
+    WhileTheDaemonIsStopped([&] {
+      HastyApplication application(m_Set, "org.example.hasty");
+      application.Disable("tint");
+      // The bus has taken the request, and will see the end.
+    });
+    ASSERT_TRUE(BecomesFree("org.example.hasty"));
+    ASSERT_TRUE(BecomesEnabled("tint")) << round;
+    ASSERT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint"],"status":0})",
+                                                 R"(3 {"menuIDList":["tint"],"status":1})"))
+        << round;
+  }
+}
+
+TEST_F(Disabling, AnEndBehindManyRequestsIsNotServedBeforeThem) {
+  constexpr int kRounds = 50 / SETTINGS_SLOWDOWN;
+  HastyApplication other(m_Set, "org.example.other");
+  for (int round = 0; round < kRounds; ++round) {
+    for (int request = 0; request < 30; ++request) {
+      other.Send(R"({"method":"GetItemValue","data":{"menuID":"tint"}})");
+    }
+    HastyApplication(m_Set, "org.example.hasty").Disable("tint");
+    ASSERT_TRUE(BecomesFree("org.example.hasty"));
+    ASSERT_TRUE(BecomesEnabled("tint")) << round;
+  }
+}
+
+TEST_F(Disabling, TheEndOfAnApplicationDoesNotReleaseWhatItsSuccessorDisables) {
+  constexpr int kRounds = 150 / SETTINGS_SLOWDOWN;
+  for (int round = 0; round < kRounds; ++round) {
+    std::unique_ptr<HastyApplication> successor;
+    WhileTheDaemonIsStopped([&] {
+      HastyApplication(m_Set, "org.example.hasty").Disable("tint");
+      ASSERT_TRUE(BecomesFree("org.example.hasty"));
+      successor = std::make_unique<HastyApplication>(m_Set, "org.example.hasty");
+      successor->Disable("tint");
+    });
+    // Behind all that in front of the daemon.
+    EXPECT_EQ(m_Client.IsItemEnabled("tint"), false) << round;
+    EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint"],"status":0})",
+                                                 R"(3 {"menuIDList":["tint"],"status":1})",
+                                                 R"(3 {"menuIDList":["tint"],"status":0})"))
+        << round;
+    successor.reset();
+    ASSERT_TRUE(BecomesEnabled("tint")) << round;
+    EXPECT_THAT(m_Signals.TakeAll(), ElementsAre(R"(3 {"menuIDList":["tint"],"status":1})"));
+  }
+}
+
+TEST_F(Disabling, AThousandApplicationsThatEndBeforeTheirRequestsAreServedLeaveNothingDisabled) {
+  constexpr int kApps = 1000 / SETTINGS_SLOWDOWN;
+  WhileTheDaemonIsStopped([&] {
+    for (int i = 0; i < kApps; ++i) {
+      HastyApplication(m_Set, "org.example.app" + std::to_string(i)).Disable("tint");
+    }
+    std::vector<std::unique_ptr<HastyApplication>> together;
+    for (int i = 0; i < kApps; ++i) {
+      together.push_back(
+          std::make_unique<HastyApplication>(m_Set, "org.example.other" + std::to_string(i)));
+      together.back()->Disable("colour");
+    }
+  });
+  ASSERT_TRUE(BecomesFree("org.example.other0"));
+  EXPECT_TRUE(support::WaitUntil([&] { return m_Client.GetDisabledItemsList() == Names(); }));
+}
+
 TEST_F(Disabling, TheRecordIsBackAfterTheDaemonWasKilled) {
   Holder stays(m_Set, "org.example.stays", {"brightness", "contrast"});
   ASSERT_TRUE(stays.Holds());
@@ -104,27 +224,43 @@ TEST_F(Disabling, TheRecordIsBackAfterTheDaemonWasKilled) {
   ASSERT_TRUE(ends.Holds());
   m_Set.KillDaemon();
   ends.Kill();
-  // Its name is free when the bus has seen its end.
-  ASSERT_TRUE(support::WaitUntil(
-      [&] { return settings::Client(m_Set.Bus().Address()).RequestName("org.example.ends"); }));
+  ASSERT_TRUE(BecomesFree("org.example.ends"));
 
   m_Set.StartDaemon();
   ASSERT_TRUE(m_Set.WaitForLog("Refresh Menu"));
   EXPECT_EQ(m_Set.Run({"setctl", "key", "get", "db/menu/refresh_menu"}).out, "1\n");
-  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("contrast"),
-            (Names{"org.example.stays", "org.example.ends"}));
-  EXPECT_EQ(m_Client.GetDisabledItemsList(), (Names{"brightness", "contrast", "tint"}));
-
-  // It ended while nobody watched, so somebody has to say so.
-  EXPECT_EQ(m_Set.Run({"settingsctl", "release", "--app", "org.example.ends"}).out,
-            "contrast\ntint\n");
+  // What ended while nobody watched has let go; no request is served before that.
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), (Names{"brightness", "contrast"}));
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("contrast"), (Names{"org.example.stays"}));
   EXPECT_THAT(m_Signals.TakeAll(), testing::Contains(R"(3 {"menuIDList":["tint"],"status":1})"));
+  EXPECT_TRUE(m_Set.WaitForLog("Terminated app is org.example.ends"));
 
   // The other is watched again.
   stays.Kill();
   ASSERT_TRUE(BecomesEnabled("contrast"));
   EXPECT_THAT(m_Signals.TakeAll(),
               ElementsAre(R"(3 {"menuIDList":["brightness","contrast"],"status":1})"));
+}
+
+TEST_F(Disabling, AnApplicationThatRestartedWhileTheDaemonWasDeadDisablesNothing) {
+  Holder former(m_Set, "org.example.restarts", {"tint"});
+  ASSERT_TRUE(former.Holds());
+  m_Set.KillDaemon();
+  former.Kill();
+  ASSERT_TRUE(BecomesFree("org.example.restarts"));
+  HastyApplication present(m_Set, "org.example.restarts");
+  m_Set.StartDaemon();
+  EXPECT_EQ(m_Client.IsItemEnabled("tint"), true);
+  present.Disable("tint");
+  EXPECT_TRUE(ComesToBeDisabledBy("tint", {"org.example.restarts"}));
+}
+
+TEST_F(Disabling, WhatWasDisabledByHandStaysUntilItIsReleased) {
+  m_Set.Run({"settingsctl", "disable", "tint", "--app", "org.example.never"});
+  m_Set.KillDaemon();
+  m_Set.StartDaemon();
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names{"org.example.never"});
+  EXPECT_EQ(m_Set.Run({"settingsctl", "release", "--app", "org.example.never"}).out, "tint\n");
 }
 
 TEST_F(Disabling, AThousandApplicationsKilledAtOnceLeaveNothingDisabled) {
@@ -201,19 +337,23 @@ TEST_F(Disabling, AHoldThatIsKilledLetsGo) {
   EXPECT_TRUE(BecomesEnabled("tint"));
 }
 
-TEST_F(Disabling, WhateverAnApplicationIsCalledItsItemsSurviveARestart) {
-  const Names apps = {"a\"b\\c", "line\nfeed\ttab", "앱 тест", std::string(4096, 'x'), "\x01"};
+TEST_F(Disabling, ANameThatCannotBeAnApplicationsDisablesNothing) {
+  const Names apps = {"a\"b\\c", "line\nfeed\ttab", "앱 테스트", std::string(4096, 'x'), "\x01",
+                      "one"};
   for (const std::string& app : apps) {
     m_Client.DisableItem("tint", app);
-  }
-  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), apps);
-  m_Set.KillDaemon();
-  m_Set.StartDaemon();
-  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), apps);
-  for (const std::string& app : apps) {
-    m_Client.RemoveDisabledItemsByAppname(app);
+    m_Client.DisableItemsByList({"tint", "colour"}, app);
   }
   EXPECT_EQ(m_Client.GetDisabledItemsList(), Names());
+  EXPECT_THAT(m_Signals.TakeAll(), IsEmpty());
+}
+
+TEST_F(Disabling, NamesOfAQuarterOfAMegabyteEndNobody) {
+  for (int i = 0; i < 40; ++i) {
+    m_Client.DisableItem("tint", "org.example." + std::to_string(i) + std::string(260'000, 'x'));
+  }
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names());
+  EXPECT_EQ(m_Client.IsItemEnabled("tint"), true);
 }
 
 TEST_F(Disabling, AnItemThatThereIsNotIsNeverDisabled) {
@@ -243,20 +383,21 @@ TEST_F(Disabling, OfTenThousandNamesInOneListTheKnownOnesAreDisabled) {
 
 TEST_F(Disabling, WrongTypesInARequestChangeNothing) {
   m_Client.DisableItem("tint", "org.example.a");
-  for (const char* request : {
-           R"({"method":"DisableItem"})",
-           R"({"method":"DisableItem","data":"tint"})",
-           R"({"method":"DisableItem","data":{"menuID":["tint"],"appName":"a"}})",
-           R"({"method":"DisableItem","data":{"menuID":"tint","appName":{}}})",
-           R"({"method":"EnableItem","data":[]})",
-           R"({"method":"EnableItem","data":{"menuID":{},"appName":"org.example.a"}})",
-           R"({"method":"DisableItemsByList","data":{"appName":"a"}})",
-           R"({"method":"DisableItemsByList","data":{"appName":"a","menuIDList":"colour"}})",
-           R"({"method":"DisableItemsByList","data":{"appName":"a","menuIDList":[["colour"]]}})",
-           R"({"method":"DisableItemsByList","data":{"appName":[],"menuIDList":["colour"]}})",
-           R"({"method":"RemoveDisabledItemsByAppname","data":{"appName":["org.example.a"]}})",
-           R"({"method":"RemoveDisabledItemsByAppname","data":17})",
-       }) {
+  for (
+      const char* request : {
+          R"({"method":"DisableItem"})",
+          R"({"method":"DisableItem","data":"tint"})",
+          R"({"method":"DisableItem","data":{"menuID":["tint"],"appName":"org.a"}})",
+          R"({"method":"DisableItem","data":{"menuID":"tint","appName":{}}})",
+          R"({"method":"EnableItem","data":[]})",
+          R"({"method":"EnableItem","data":{"menuID":{},"appName":"org.example.a"}})",
+          R"({"method":"DisableItemsByList","data":{"appName":"org.a"}})",
+          R"({"method":"DisableItemsByList","data":{"appName":"org.a","menuIDList":"colour"}})",
+          R"({"method":"DisableItemsByList","data":{"appName":"org.a","menuIDList":[["colour"]]}})",
+          R"({"method":"DisableItemsByList","data":{"appName":[],"menuIDList":["colour"]}})",
+          R"({"method":"RemoveDisabledItemsByAppname","data":{"appName":["org.example.a"]}})",
+          R"({"method":"RemoveDisabledItemsByAppname","data":17})",
+      }) {
     EXPECT_EQ(Request(request), "{\"return_data\":\"\"}\n") << request;
   }
   EXPECT_EQ(m_Client.GetDisabledItemsList(), Names{"tint"});

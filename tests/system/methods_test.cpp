@@ -133,22 +133,27 @@ TEST_F(Signals, AnswerAsynchronousQuestionsWithWhatTheAskerCalledThem) {
 
 TEST_F(Signals, TellEachChangeOfADisabledItemOnce) {
   const std::string empty = "{\"return_data\":\"\"}\n";
-  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"tint","appName":"a"}})"), empty);
-  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"tint","appName":"a"}})"), empty);
-  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"nosuchitem","appName":"a"}})"),
+  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"tint","appName":"org.a"}})"),
+            empty);
+  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"tint","appName":"org.a"}})"),
+            empty);
+  EXPECT_EQ(Request(R"({"method":"DisableItem","data":{"menuID":"nosuchitem","appName":"org.a"}})"),
             empty);
   EXPECT_EQ(Request(R"({"method":"DisableItemsByList",)"
-                    R"("data":{"menuIDList":["tint","colour","nosuchitem"],"appName":"b"}})"),
+                    R"("data":{"menuIDList":["tint","colour","nosuchitem"],"appName":"org.b"}})"),
             empty);
   EXPECT_EQ(Request(R"({"method":"IsItemEnabled","data":{"menuID":"tint"}})"), DONE("false"));
   EXPECT_EQ(Request(R"({"method":"GetItemEnable","data":{"menuID":"tint"}})"), DONE("false"));
   EXPECT_EQ(Request(R"({"method":"GetDisablerAppNamesByMenuId","data":{"menuID":"tint"}})"),
-            DONE(R"("[\n\t\"a\",\n\t\"b\"\n]\n")"));
+            DONE(R"("[\n\t\"org.a\",\n\t\"org.b\"\n]\n")"));
   EXPECT_EQ(Request(R"({"method":"GetDisabledItemsList"})"),
             DONE(R"("[\n\t\"colour\",\n\t\"tint\"\n]\n")"));
-  EXPECT_EQ(Request(R"({"method":"RemoveDisabledItemsByAppname","data":{"appName":"b"}})"), empty);
-  EXPECT_EQ(Request(R"({"method":"EnableItem","data":{"menuID":"tint","appName":"b"}})"), empty);
-  EXPECT_EQ(Request(R"({"method":"EnableItem","data":{"menuID":"tint","appName":"a"}})"), empty);
+  EXPECT_EQ(Request(R"({"method":"RemoveDisabledItemsByAppname","data":{"appName":"org.b"}})"),
+            empty);
+  EXPECT_EQ(Request(R"({"method":"EnableItem","data":{"menuID":"tint","appName":"org.b"}})"),
+            empty);
+  EXPECT_EQ(Request(R"({"method":"EnableItem","data":{"menuID":"tint","appName":"org.a"}})"),
+            empty);
   EXPECT_EQ(m_Signals.TakeAll(), (std::vector<std::string>{
                                      R"(3 {"menuIDList":["tint"],"status":0})",
                                      R"(3 {"menuIDList":["colour"],"status":0})",

@@ -1,24 +1,21 @@
 #include "app_manager.h"
 
-#include <systemd/sd-bus.h>
-
 #include <cerrno>
 #include <cstring>
 #include <deque>
 #include <exception>
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "apps/application_id.h"
-#include "apps/bus_connection.h"
+#include "apps/living_applications.h"
 #include "dlog.h"
+#include "framework/before_messages.h"
 #include "framework/exception_border.h"
-#include "framework/main_loop.h"
+#include "framework/name_owners.h"
 
-// An application lives while it owns its name, and the bus tells who owns what. This has a
-// connection of its own: on one that is also used for calls, a call would take the news off the
-// socket while it waits for its reply, and the main loop would not learn of them.
+// An application lives while it owns its name. The bus tells who owns what on the connection on
+// which the requests come, and that is what puts both into one order.
 
 struct app_context_s {
   std::string appId;
@@ -34,119 +31,82 @@ void LogError(const char* what, const std::string& reason) {
 class ApplicationWatcher {
  public:
   int Set(app_context_event_cb callback, void* userData) {
-    if (!m_Bus) {
-      const int subscribed = Subscribe();
-      if (subscribed < 0) {
-        return subscribed;
-      }
+    NameOwners* const owners = NameOwners::Current();
+    if (owners == nullptr) {
+      return -ENOTCONN;
     }
+    owners->Listen([this](const std::string& name, const std::string& oldOwner,
+                          const std::string& newOwner) { Deliver(name, oldOwner, newOwner); });
     m_Callback = callback;
     m_UserData = userData;
     return 0;
   }
 
-  void Unset() {
-    m_Watch.reset();
-    m_Bus.reset();
-    m_Events.clear();
-  }
+  void Unset() { m_Callback = nullptr; }
+
+  // That the application ended while nobody watched.
+  void AddMissedEnd(const std::string& app) { m_MissedEnds.push_back(app); }
 
  private:
-  struct Event {
-    std::string appId;
-    app_context_event_e kind;
-  };
-
-  // The bus knows the subscription when this returns. What it then has to tell waits in the
-  // socket: sd-bus takes one message at a time from it, and stopped at the bus's answer.
-  int Subscribe() {
-    BusConnection bus;
-    int result = Connect(bus);
-    if (result >= 0) {
-      result =
-          sd_bus_match_signal(bus.get(), nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                              "org.freedesktop.DBus", "NameOwnerChanged", OnNameOwnerChanged, this);
-    }
-    if (result >= 0) {
-      result = sd_bus_get_fd(bus.get());
-    }
-    if (result < 0) {
-      return result;
-    }
-    m_Watch = std::make_unique<FdWatch>(result, [this] { TakeNews(); });
-    m_Bus = std::move(bus);
-    return 0;
-  }
-
-  static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error*) {
-    const char* name = nullptr;
-    const char* oldOwner = nullptr;
-    const char* newOwner = nullptr;
-    const int read = sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner);
-    if (read < 0) {
-      return read;
-    }
-    static_cast<ApplicationWatcher*>(self)->NoteChange(name, *oldOwner != '\0', *newOwner != '\0');
-    return 0;
-  }
-
-  void NoteChange(const std::string& name, bool hadOwner, bool hasOwner) {
+  void Deliver(const std::string& name, const std::string& oldOwner, const std::string& newOwner) {
     if (!IsApplicationId(name)) {
       return;
     }
-    if (hadOwner) {
-      m_Events.push_back({name, APP_CONTEXT_EVENT_TERMINATED});
+    if (!oldOwner.empty()) {
+      DeliverEvent(name, APP_CONTEXT_EVENT_TERMINATED);
     }
-    if (hasOwner) {
-      m_Events.push_back({name, APP_CONTEXT_EVENT_LAUNCHED});
-    }
-  }
-
-  // Takes a bounded number of messages, so that the main loop gets on with its other work when
-  // names come and go without end; the others keep the socket readable.
-  void TakeNews() {
-    constexpr int kMostMessages = 100;
-    for (int taken = 0; m_Bus && taken < kMostMessages; ++taken) {
-      const int handled = sd_bus_process(m_Bus.get(), nullptr);
-      if (handled < 0) {
-        LogError("the bus ended, applications are no longer watched", std::strerror(-handled));
-        Unset();
-      }
-      if (handled <= 0) {
-        return;
-      }
-      DeliverEvents();
+    if (!newOwner.empty()) {
+      DeliverEvent(name, APP_CONTEXT_EVENT_LAUNCHED);
     }
   }
 
-  // A callback may set another one or end the subscription, and the events with it.
-  void DeliverEvents() {
-    while (!m_Events.empty()) {
-      app_context_s context{std::move(m_Events.front().appId)};
-      const app_context_event_e kind = m_Events.front().kind;
-      m_Events.pop_front();
-      try {
-        m_Callback(&context, kind, m_UserData);
-      } catch (...) {
-        LogError("an exception left the callback for applications", CurrentExceptionText());
-      }
+  void DeliverMissedEnds() {
+    while (m_Callback != nullptr && !m_MissedEnds.empty()) {
+      const std::string app = std::move(m_MissedEnds.front());
+      m_MissedEnds.pop_front();
+      DeliverEvent(app, APP_CONTEXT_EVENT_TERMINATED);
+    }
+  }
+
+  // A callback may set another one or none.
+  void DeliverEvent(const std::string& app, app_context_event_e kind) {
+    if (m_Callback == nullptr) {
+      return;
+    }
+    app_context_s context{app};
+    try {
+      m_Callback(&context, kind, m_UserData);
+    } catch (...) {
+      LogError("an exception left the callback for applications", CurrentExceptionText());
     }
   }
 
   app_context_event_cb m_Callback = nullptr;
   void* m_UserData = nullptr;
-  std::deque<Event> m_Events;
-  BusConnection m_Bus;
-  std::unique_ptr<FdWatch> m_Watch;  // of m_Bus's socket; both or none
+  std::deque<std::string> m_MissedEnds;
+  BeforeMessages m_BeforeMessages{[this] { DeliverMissedEnds(); }};
 };
 
-// Never destroyed: the main loop it is tied to ends before the process does.
+// Never destroyed: the bus it listens to ends before the process does.
 ApplicationWatcher& Watcher() {
   static auto* const watcher = new ApplicationWatcher();
   return *watcher;
 }
 
 }  // namespace
+
+std::string LivingInstance(const std::string& app) {
+  const NameOwners* const owners = NameOwners::Current();
+  const std::string owner = owners != nullptr ? owners->OwnerOf(app) : "";
+  return owner.empty() ? "" : owners->BusId() + owner;
+}
+
+void ReportEndUnlessLiving(const std::string& app, const std::string& instance) {
+  if (LivingInstance(app) != instance) {
+    Watcher().AddMissedEnd(app);
+  }
+}
+
 }  // namespace host
 
 extern "C" {

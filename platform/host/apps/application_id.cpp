@@ -5,8 +5,9 @@
 namespace host {
 
 bool IsApplicationId(const std::string& id) {
-  return sd_bus_service_name_is_valid(id.c_str()) > 0 && !id.starts_with(':') &&
-         !id.starts_with("org.freedesktop.") && !id.starts_with("org.nuvra.service.");
+  return id.find('\0') == std::string::npos && sd_bus_service_name_is_valid(id.c_str()) > 0 &&
+         !id.starts_with(':') && !id.starts_with("org.freedesktop.") &&
+         !id.starts_with("org.nuvra.service.");
 }
 
 std::string ApplicationObjectPath(const std::string& id) {

@@ -12,6 +12,7 @@
 #include "framework/command_line.h"
 #include "framework/exception_border.h"
 #include "framework/main_loop.h"
+#include "framework/name_owners.h"
 #include "framework/process_signals.h"
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
@@ -54,6 +55,7 @@ int Serve(MainLoop& loop, sd_bus* bus) {
 int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   MainLoop loop;
   ServiceBus bus(line.bus);
+  const NameOwners owners(bus.Get());
   // Whoever sees the name finds the object.
   const ServiceObject object(bus.Get(), service);
   const std::string name = ServiceBusName(service.ServiceName());

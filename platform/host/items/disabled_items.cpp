@@ -1,80 +1,20 @@
 #include "items/disabled_items.h"
 
 #include <fmt/format.h>
-#include <json/json.h>
 
 #include <algorithm>
-#include <memory>
-#include <stdexcept>
 #include <utility>
 
+#include "apps/application_id.h"
+#include "apps/living_applications.h"
 #include "items/key_text.h"
 #include "items/library.h"
 #include "vconf.h"
-
-// The mirror is text with one line for each item, so that damage to a part of it costs the items
-// of that part only: JSON text holds no line ends but those between its values, and no beginning
-// of an object is an object.
 
 namespace host {
 namespace {
 
 constexpr char kMirrorKey[] = "memory/menu/disabled_items";
-
-struct Entry {
-  std::string id;
-  std::vector<std::string> apps;
-};
-
-class EntryReader {
- public:
-  EntryReader() {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    m_Reader.reset(builder.newCharReader());
-  }
-
-  // Throws std::exception that says what is wrong with the line.
-  Entry Read(std::string_view line) const {
-    Json::Value json;
-    std::string errors;
-    if (!m_Reader->parse(line.data(), line.data() + line.size(), &json, &errors)) {
-      throw std::runtime_error("it is not JSON");
-    }
-    if (!json.isObject() || !json["id"].isString() || !json["apps"].isArray() ||
-        json["apps"].empty()) {
-      throw std::runtime_error("it is no object with an \"id\" and a list of \"apps\"");
-    }
-    Entry entry{json["id"].asString(), {}};
-    for (const Json::Value& app : json["apps"]) {
-      if (!app.isString() || app.asString().empty()) {
-        throw std::runtime_error("an application is not a name");
-      }
-      entry.apps.push_back(app.asString());
-    }
-    return entry;
-  }
-
- private:
-  std::unique_ptr<Json::CharReader> m_Reader;
-};
-
-// Written by hand, because the whole record is written at every change: through values of JsonCpp
-// that took most of the time of a call.
-void AppendQuoted(std::string_view text, std::string& json) {
-  json += '"';
-  auto pending = text.begin();  // from here on nothing is written yet
-  for (auto at = text.begin(); at != text.end(); ++at) {
-    const bool isControl = static_cast<unsigned char>(*at) < 0x20;
-    if (isControl || *at == '"' || *at == '\\') {
-      json.append(pending, at);
-      json += isControl ? fmt::format("\\u{:04x}", static_cast<int>(*at)) : std::string{'\\', *at};
-      pending = at + 1;
-    }
-  }
-  json.append(pending, text.end());
-  json += '"';
-}
 
 // The items of the loaded catalogue with these identifiers.
 std::vector<std::string> InMenuOrder(const std::vector<std::string>& ids) {
@@ -90,12 +30,12 @@ std::vector<std::string> InMenuOrder(const std::vector<std::string>& ids) {
   return ordered;
 }
 
-void AddMissing(std::vector<std::string> apps, std::vector<std::string>& all) {
-  for (std::string& app : apps) {
-    if (std::find(all.begin(), all.end(), app) == all.end()) {
-      all.push_back(std::move(app));
-    }
-  }
+void LogRefused(const std::string& app) {
+  constexpr std::size_t kShown = 64;
+  std::string quoted;
+  AppendQuoted(std::string_view(app).substr(0, kShown), quoted);
+  LogError(fmt::format("{}{} disables nothing: it cannot be the ID of an application", quoted,
+                       app.size() > kShown ? "..." : ""));
 }
 
 }  // namespace
@@ -107,13 +47,19 @@ DisabledItems& DisabledItems::Get() {
 
 std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids,
                                                 const std::string& app) {
+  if (!IsApplicationId(app)) {
+    LogRefused(app);
+    return {};
+  }
   std::vector<std::string> disabled;
-  std::vector<Record::iterator> added;
+  std::vector<Items::iterator> added;
+  bool isAnyKnown = false;
   for (const std::string& id : ids) {
-    if (app.empty() || FindItem(std::string_view(id)) == nullptr) {
+    if (FindItem(std::string_view(id)) == nullptr) {
       continue;
     }
-    const auto [item, isNew] = m_Record.try_emplace(id);
+    isAnyKnown = true;
+    const auto [item, isNew] = m_Record.items.try_emplace(id);
     if (!Find(item, app)) {
       item->second.push_back(app);
       added.push_back(item);
@@ -122,21 +68,45 @@ std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids
       disabled.push_back(id);
     }
   }
-  if (added.empty() || WriteMirror()) {
+  if (!isAnyKnown || CountAdded(app, added.size())) {
     return disabled;
   }
-  for (const Record::iterator item : added) {
+  for (const Items::iterator item : added) {
     item->second.pop_back();
     if (item->second.empty()) {
-      m_Record.erase(item);
+      m_Record.items.erase(item);
     }
   }
   return {};
 }
 
+// Whether the record, with so many more items of the application in it, is mirrored. If not, the
+// application is left as it was.
+bool DisabledItems::CountAdded(const std::string& app, std::size_t count) {
+  Disabler& disabler = m_Record.disablers[app];
+  const Disabler before = disabler;
+  disabler.items += count;
+  if (std::string instance = LivingInstance(app); !instance.empty()) {
+    disabler.instance = std::move(instance);
+  }
+  if (disabler == before || WriteMirror()) {
+    return true;
+  }
+  SetDisabler(app, before);
+  return false;
+}
+
+void DisabledItems::SetDisabler(const std::string& app, Disabler disabler) {
+  if (disabler.items == 0) {
+    m_Record.disablers.erase(app);
+  } else {
+    m_Record.disablers[app] = std::move(disabler);
+  }
+}
+
 bool DisabledItems::Enable(const std::string& id, const std::string& app) {
-  const auto item = m_Record.find(id);
-  if (LoadedCatalogue() == nullptr || item == m_Record.end()) {
+  const auto item = m_Record.items.find(id);
+  if (LoadedCatalogue() == nullptr || item == m_Record.items.end()) {
     return false;
   }
   const auto relation = Find(item, app);
@@ -144,11 +114,11 @@ bool DisabledItems::Enable(const std::string& id, const std::string& app) {
 }
 
 std::vector<std::string> DisabledItems::Release(const std::string& app) {
-  if (LoadedCatalogue() == nullptr) {
+  if (LoadedCatalogue() == nullptr || !m_Record.disablers.contains(app)) {
     return {};
   }
   std::vector<Relation> relations;
-  for (auto item = m_Record.begin(); item != m_Record.end(); ++item) {
+  for (auto item = m_Record.items.begin(); item != m_Record.items.end(); ++item) {
     if (const auto relation = Find(item, app)) {
       relations.push_back(*relation);
     }
@@ -156,7 +126,7 @@ std::vector<std::string> DisabledItems::Release(const std::string& app) {
   return InMenuOrder(Remove(relations, app));
 }
 
-std::optional<DisabledItems::Relation> DisabledItems::Find(Record::iterator item,
+std::optional<DisabledItems::Relation> DisabledItems::Find(Items::iterator item,
                                                            const std::string& app) {
   const auto& apps = item->second;
   const auto found = std::find(apps.begin(), apps.end(), app);
@@ -166,36 +136,39 @@ std::optional<DisabledItems::Relation> DisabledItems::Find(Record::iterator item
 // The items that nobody disables any more.
 std::vector<std::string> DisabledItems::Remove(std::span<const Relation> relations,
                                                const std::string& app) {
-  if (relations.empty()) {
-    return {};
-  }
+  Disabler& disabler = m_Record.disablers[app];
   for (const auto& [item, place] : relations) {
     item->second.erase(item->second.begin() + place);
   }
+  disabler.items -= relations.size();
   if (!WriteMirror()) {
     for (const auto& [item, place] : relations) {
       item->second.insert(item->second.begin() + place, app);
     }
+    disabler.items += relations.size();
     return {};
+  }
+  if (disabler.items == 0) {
+    m_Record.disablers.erase(app);
   }
   std::vector<std::string> released;
   for (const auto& [item, place] : relations) {
     if (item->second.empty()) {
       released.push_back(item->first);
-      m_Record.erase(item);
+      m_Record.items.erase(item);
     }
   }
   return released;
 }
 
 std::vector<std::string> DisabledItems::Applications(std::string_view id) const {
-  const auto item = m_Record.find(id);
-  return item == m_Record.end() ? std::vector<std::string>() : item->second;
+  const auto item = m_Record.items.find(id);
+  return item == m_Record.items.end() ? std::vector<std::string>() : item->second;
 }
 
-std::vector<std::string> DisabledItems::Items() const {
+std::vector<std::string> DisabledItems::AllItems() const {
   std::vector<std::string> ids;
-  for (const auto& [id, apps] : m_Record) {
+  for (const auto& [id, apps] : m_Record.items) {
     ids.push_back(id);
   }
   return InMenuOrder(ids);
@@ -203,31 +176,19 @@ std::vector<std::string> DisabledItems::Items() const {
 
 void DisabledItems::ReadMirror() {
   const std::string text = ReadKeyText(kMirrorKey).value_or("");
-  const EntryReader reader;
-  int lines = 0;
-  int damaged = 0;
-  std::string firstDamage;
-  m_Record.clear();
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    ++lines;
-    try {
-      Entry entry = reader.Read(line);
-      AddMissing(std::move(entry.apps), m_Record[entry.id]);
-    } catch (const std::exception& exception) {
-      if (++damaged == 1) {
-        firstDamage = fmt::format("line {}: {}", lines, exception.what());
-      }
-    }
-  }
-  if (damaged > 0) {
-    LogError(fmt::format("{}: left out {} of {} lines, which are damaged; {}", kMirrorKey, damaged,
-                         lines, firstDamage));
+  std::string damage;
+  m_Record = ReadDisabledRecord(text, damage);
+  if (!damage.empty()) {
+    LogError(fmt::format("{}: {}", kMirrorKey, damage));
   }
   DropUnknownItems();
-  if (MirrorText() != text) {
+  if (WriteDisabledRecord(m_Record) != text) {
     WriteMirror();
+  }
+  for (const auto& [app, disabler] : m_Record.disablers) {
+    if (!disabler.instance.empty()) {
+      ReportEndUnlessLiving(app, disabler.instance);
+    }
   }
 }
 
@@ -242,41 +203,33 @@ bool DisabledItems::DropUnknownItems() {
     return false;
   }
   std::string unknown;
-  const auto count = std::erase_if(m_Record, [&](const Record::value_type& item) {
-    const bool isUnknown = FindItem(std::string_view(item.first)) == nullptr;
-    if (isUnknown && unknown.empty()) {
+  const auto count = std::erase_if(m_Record.items, [&](const Items::value_type& item) {
+    if (FindItem(std::string_view(item.first)) != nullptr) {
+      return false;
+    }
+    if (unknown.empty()) {
       AppendQuoted(item.first, unknown);
     }
-    return isUnknown;
+    for (const std::string& app : item.second) {
+      --m_Record.disablers[app].items;
+    }
+    return true;
   });
   if (count > 0) {
+    std::erase_if(m_Record.disablers, [](const auto& each) { return each.second.items == 0; });
     LogError(fmt::format("{}: dropped {} items that are not in the catalogue; the first is {}",
                          kMirrorKey, count, unknown));
   }
   return count > 0;
 }
 
-std::string DisabledItems::MirrorText() const {
-  std::string text;
-  for (const auto& [id, apps] : m_Record) {
-    if (apps.empty()) {
-      continue;  // let go by the call that is about to be mirrored
-    }
-    text += text.empty() ? "{\"id\":" : "\n{\"id\":";
-    AppendQuoted(id, text);
-    text += ",\"apps\":";
-    char before = '[';
-    for (const std::string& app : apps) {
-      text += std::exchange(before, ',');
-      AppendQuoted(app, text);
-    }
-    text += "]}";
-  }
-  return text;
-}
-
 bool DisabledItems::WriteMirror() const {
-  if (vconf_set_str(kMirrorKey, MirrorText().c_str()) == 0) {
+  const std::string text = WriteDisabledRecord(m_Record);
+  if (text.size() > kMostRecordText || RelationCount(m_Record) > kMostRelations) {
+    LogError(fmt::format("{}: full, so the record stays as it is there", kMirrorKey));
+    return false;
+  }
+  if (vconf_set_str(kMirrorKey, text.c_str()) == 0) {
     return true;
   }
   LogError(std::string(kMirrorKey) + ": cannot be written, so the record stays as it is there");

@@ -142,7 +142,7 @@ bool CSettingsItemInfoAPI::GetDisabledItemsList(std::vector<std::string>& menuID
   if (LoadedCatalogue() == nullptr) {
     return false;
   }
-  Append(DisabledItems::Get().Items(), menuIDs);
+  Append(DisabledItems::Get().AllItems(), menuIDs);
   return true;
 }
 

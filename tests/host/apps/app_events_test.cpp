@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "app_manager.h"
+#include "apps/living_applications.h"
 #include "apps_test.h"
 #include "contract/main_loop.h"
 #include "support/wait.h"
@@ -50,13 +51,14 @@ TEST_F(AppEvents, TheStartAndTheEndOfAnApplicationAreSeen) {
   ASSERT_TRUE(RunUntilEvents(1));
   Signal(kGameBar, SIGTERM);
   ASSERT_TRUE(RunUntilEvents(2));
-  contract::SettleMainLoop();
+  ServeAll();
   EXPECT_THAT(Events(), ElementsAre(Launched(kGameBar), Terminated(kGameBar)));
 }
 
 TEST_F(AppEvents, AKilledApplicationIsSeenToTerminate) {
   ASSERT_EQ(Launch(kGameBar), 0);
   ASSERT_TRUE(WaitForActivations(kGameBar, 1));
+  ServeAll();
   Watch();
   Signal(kGameBar, SIGKILL);
   ASSERT_TRUE(RunUntilEvents(1));
@@ -91,7 +93,7 @@ TEST_F(AppEvents, OfTwoHundredApplicationsKilledAtOnceEachIsSeenOnce) {
 
   SignalGroup(kSwarm, SIGKILL);
   ASSERT_TRUE(RunUntilEvents(2 * kSwarmSize));
-  contract::SettleMainLoop();
+  ServeAll();
   EXPECT_THAT(std::vector(Events().begin() + kSwarmSize, Events().end()),
               UnorderedElementsAreArray(terminated));
 }
@@ -136,7 +138,7 @@ TEST_F(AppEvents, NamesThatAreNoApplicationsAreLeftOut) {
     service.Own("org.nuvra.services");
   }
   ASSERT_TRUE(RunUntilEvents(4));
-  contract::SettleMainLoop();
+  ServeAll();
   EXPECT_THAT(Events(), UnorderedElementsAre(Launched("org.freedesktops.Application"),
                                              Launched("org.nuvra.services"),
                                              Terminated("org.freedesktops.Application"),
@@ -146,6 +148,7 @@ TEST_F(AppEvents, NamesThatAreNoApplicationsAreLeftOut) {
 TEST_F(AppEvents, WhatStartedBeforeIsNotAnnounced) {
   BusClient application;
   application.Own(kGameBar);
+  ServeAll();
   Watch();
   application.Own(kDashed);
   application.Release(kGameBar);
@@ -161,7 +164,19 @@ TEST_F(AppEvents, NothingIsMissedFromTheFirstMomentOn) {
     ASSERT_TRUE(RunUntilEvents(round + 1)) << round;
     app_manager_unset_app_context_event_cb();
     application.Release(kGameBar);
+    ServeAll();
   }
+}
+
+// A request that sets the callback may have waited while its application ended.
+TEST_F(AppEvents, WhatHappenedButIsNotServedYetIsStillToCome) {
+  BusClient application;
+  application.Own(kGameBar);
+  ServeAll();
+  application.Release(kGameBar);
+  Watch();
+  ASSERT_TRUE(RunUntilEvents(1));
+  EXPECT_THAT(Events(), ElementsAre(Terminated(kGameBar)));
 }
 
 TEST_F(AppEvents, EventsComeFromTheMainLoopOnly) {
@@ -181,7 +196,7 @@ TEST_F(AppEvents, AfterUnsetNoCallComes) {
   app_manager_unset_app_context_event_cb();
   application.Release(kGameBar);
   AwaitOwned(kGameBar, false);
-  contract::SettleMainLoop();
+  ServeAll();
   EXPECT_THAT(Events(), ElementsAre(Launched(kGameBar)));
 }
 
@@ -191,6 +206,7 @@ TEST_F(AppEvents, AfterUnsetNoCallComesForWhatHappenedBeforeEither) {
   application.Own(kGameBar);
   AwaitOwned(kGameBar);
   app_manager_unset_app_context_event_cb();
+  ServeAll();
   Watch();
   application.Own(kDashed);
   ASSERT_TRUE(RunUntilEvents(1));
@@ -206,14 +222,10 @@ TEST_F(AppEvents, UnsetIsHarmlessWhenNothingIsSet) {
   EXPECT_TRUE(RunUntilEvents(1));
 }
 
-TEST_F(AppEvents, UnsetEndsTheSubscription) {
+TEST_F(AppEvents, WatchingNeedsNoConnectionOfItsOwn) {
   const std::size_t before = Clients();
   Watch();
-  EXPECT_EQ(Clients(), before + 1);
-  Watch();
-  EXPECT_EQ(Clients(), before + 1);
-  app_manager_unset_app_context_event_cb();
-  EXPECT_TRUE(support::WaitUntil([&] { return Clients() == before; }));
+  EXPECT_EQ(Clients(), before);
 }
 
 TEST_F(AppEvents, ACallbackMayEndTheSubscriptionInTheMiddleOfAMove) {
@@ -228,12 +240,13 @@ TEST_F(AppEvents, ACallbackMayEndTheSubscriptionInTheMiddleOfAMove) {
   BusClient first;
   BusClient second;
   first.Own(kGameBar);
+  ServeAll();
   ASSERT_EQ(app_manager_set_app_context_event_cb(once, &seen), 0);
   second.Own(kGameBar);
   ASSERT_TRUE(contract::RunMainLoopUntil([&] { return seen.calls > 0; }));
   second.Own(kDashed);
   AwaitOwned(kDashed);
-  contract::SettleMainLoop();
+  ServeAll();
   EXPECT_EQ(seen.calls, 1);
 }
 
@@ -246,10 +259,12 @@ TEST_F(AppEvents, ACallbackMayEndTheSubscriptionAndBeginANewOne) {
   BusClient first;
   BusClient second;
   first.Own(kGameBar);
+  ServeAll();
   ASSERT_EQ(app_manager_set_app_context_event_cb(begin, this), 0);
   second.Own(kGameBar);
-  ASSERT_TRUE(RunUntilEvents(2));
-  EXPECT_THAT(Events(), ElementsAre(Launched(kDashed), Terminated(kDashed)));
+  ASSERT_TRUE(RunUntilEvents(3));
+  EXPECT_THAT(Events(), ElementsAre(Launched(kGameBar), Launched(kDashed), Terminated(kDashed)))
+      << "the rest of the move is still to come";
 }
 
 TEST_F(AppEvents, ASecondCallbackReplacesTheFirstAlsoFromWithinIt) {
@@ -290,6 +305,7 @@ TEST_F(AppEvents, AnExceptionOfACallbackLosesNoEvent) {
   BusClient first;
   BusClient second;
   first.Own(kGameBar);
+  ServeAll();
   ASSERT_EQ(app_manager_set_app_context_event_cb(thrower, &seen), 0);
   second.Own(kGameBar);
   EXPECT_TRUE(contract::RunMainLoopUntil([&] { return seen.calls == 2; }));
@@ -331,31 +347,92 @@ TEST_F(AppEvents, AQuietBusWakesNobody) {
   EXPECT_LE(WakeUpsWhenIdle(), 2);
 }
 
-TEST_F(AppEvents, WithoutABusTheCallbackIsRefusedUntilThereIsOne) {
-  EndBus();
+TEST_F(AppEvents, WithoutAServiceTheCallbackIsRefused) {
+  EndService();
   EXPECT_NE(app_manager_set_app_context_event_cb(CollectEvent, this), 0);
-  StartBus();
-  BusClient application;
-  application.Own(kGameBar);
-  contract::SettleMainLoop();
-  EXPECT_THAT(Events(), IsEmpty());
+  BeginService();
   Watch();
+  BusClient application;
   application.Own(kDashed);
   EXPECT_TRUE(RunUntilEvents(1));
 }
 
-TEST_F(AppEvents, TheEndOfTheBusEndsTheSubscription) {
-  Watch();
+TEST_F(AppEvents, AnInstanceLivesFromItsNameToItsEnd) {
+  EXPECT_EQ(host::LivingInstance(kGameBar), "");
+  std::string first;
+  {
+    BusClient application;
+    application.Own(kGameBar);
+    EXPECT_EQ(host::LivingInstance(kGameBar), "") << "nobody was told yet";
+    ServeAll();
+    first = host::LivingInstance(kGameBar);
+    EXPECT_NE(first, "");
+  }
+  BusClient successor;
+  successor.Own(kGameBar);
+  ServeAll();
+  EXPECT_NE(host::LivingInstance(kGameBar), "");
+  EXPECT_NE(host::LivingInstance(kGameBar), first);
+}
+
+TEST_F(AppEvents, AnInstanceIsKnownToTheNextServiceToo) {
+  BusClient application;
+  for (int number = 0; number < 300; ++number) {
+    application.Own("com.velmora.app" + std::to_string(number));
+  }
+  ServeAll();
+  const std::string instance = host::LivingInstance("com.velmora.app299");
+  EXPECT_NE(instance, "");
+  EndService();
+  EXPECT_EQ(host::LivingInstance("com.velmora.app299"), "");
+  BeginService();
+  EXPECT_EQ(host::LivingInstance("com.velmora.app299"), instance);
+  EXPECT_EQ(host::LivingInstance("com.velmora.app0"), instance) << "one process, two names";
+}
+
+TEST_F(AppEvents, NoInstanceOfAnotherBusIsTakenForALivingOne) {
+  const auto instance = [this] {
+    BusClient application;
+    application.Own(kGameBar);
+    ServeAll();
+    return host::LivingInstance(kGameBar);
+  };
+  const std::string before = instance();
   EndBus();
-  contract::SettleMainLoop();
-  EXPECT_LE(WakeUpsWhenIdle(), 2);
-  EXPECT_THAT(LogText(), ContainsRegex(" E apps.*: the bus ended"));
   StartBus();
-  Watch();
+  const std::string after = instance();
+  EXPECT_EQ(before.substr(before.find(':')), after.substr(after.find(':')))
+      << "names of connections begin anew with every bus";
+  EXPECT_NE(before, after);
+}
+
+TEST_F(AppEvents, TheEndThatWasMissedComesBeforeTheNextMessage) {
   BusClient application;
   application.Own(kGameBar);
-  ASSERT_TRUE(RunUntilEvents(1));
-  EXPECT_THAT(Events(), ElementsAre(Launched(kGameBar)));
+  application.Own(kDashed);
+  ServeAll();
+  const std::string living = host::LivingInstance(kDashed);
+  host::ReportEndUnlessLiving(kDashed, living);
+  host::ReportEndUnlessLiving(kGameBar, "another");
+  host::ReportEndUnlessLiving("com.velmora.gone", living);
+  Watch();
+  EXPECT_THAT(Events(), IsEmpty()) << "events come from the main loop only";
+  application.Release(kDashed);
+  ASSERT_TRUE(RunUntilEvents(3));
+  ServeAll();
+  EXPECT_THAT(Events(), ElementsAre(Terminated(kGameBar), Terminated("com.velmora.gone"),
+                                    Terminated(kDashed)));
+}
+
+TEST_F(AppEvents, TheEndThatWasMissedWaitsForACallback) {
+  BusClient application;
+  host::ReportEndUnlessLiving(kGameBar, "another");
+  application.Own(kDashed);
+  ServeAll();
+  Watch();
+  application.Release(kDashed);
+  ASSERT_TRUE(RunUntilEvents(2));
+  EXPECT_THAT(Events(), ElementsAre(Terminated(kGameBar), Terminated(kDashed)));
 }
 
 }  // namespace

@@ -142,10 +142,26 @@ void AppsTest::Install(const std::string& appId, const std::string& command) {
 void AppsTest::StartBus() {
   m_Bus = std::make_unique<support::PrivateBus>(
       m_Directory.Path(), std::vector<std::filesystem::path>{m_Directory / "services"});
-  host::SetBusAddress(m_Bus->Address());
+  BeginService();
 }
 
-void AppsTest::EndBus() { m_Bus->End(); }
+void AppsTest::EndBus() {
+  EndService();
+  m_Bus->End();
+}
+
+void AppsTest::BeginService() {
+  m_ServiceBus = std::make_unique<host::ServiceBus>(m_Bus->Address());
+  m_Owners = std::make_unique<host::NameOwners>(m_ServiceBus->Get());
+  m_Pump = std::make_unique<host::BusPump>(
+      m_ServiceBus->Get(), [](int error) { ADD_FAILURE() << "the connection is lost: " << error; });
+}
+
+void AppsTest::EndService() {
+  m_Pump.reset();
+  m_Owners.reset();
+  m_ServiceBus.reset();
+}
 
 void AppsTest::Watch() { ASSERT_EQ(app_manager_set_app_context_event_cb(CollectEvent, this), 0); }
 
@@ -158,6 +174,14 @@ void AppsTest::CollectEvent(app_context_h context, app_context_event_e kind, voi
 
 bool AppsTest::RunUntilEvents(std::size_t count) {
   return contract::RunMainLoopUntil([&] { return m_Events.size() >= count; });
+}
+
+void AppsTest::ServeAll() {
+  // A name that is no application's; the bus tells of it after everything else.
+  const std::string mark = "org.nuvra.service.mark" + std::to_string(++m_Marks);
+  BusClient client;
+  client.Own(mark);
+  EXPECT_TRUE(contract::RunMainLoopUntil([&] { return !m_Owners->OwnerOf(mark).empty(); }));
 }
 
 std::unique_ptr<support::Process> AppsTest::Start(const std::string& appId) {

@@ -13,6 +13,9 @@
 
 #include "app_control.h"
 #include "app_manager.h"
+#include "framework/bus_pump.h"
+#include "framework/name_owners.h"
+#include "framework/service_bus.h"
 #include "support/private_bus.h"
 #include "support/process.h"
 #include "support/temp_directory.h"
@@ -80,6 +83,9 @@ class AppsTest : public testing::Test {
   const std::vector<AppEvent>& Events() const { return m_Events; }
   bool RunUntilEvents(std::size_t count);
 
+  // Serves everything that the bus has told the service by now.
+  void ServeAll();
+
   // A test application that is not installed, started by hand.
   std::unique_ptr<support::Process> Start(const std::string& appId);
 
@@ -99,9 +105,13 @@ class AppsTest : public testing::Test {
   // Number of clients that the bus has.
   static std::size_t Clients();
 
-  // Ends the bus and starts another one at its address.
+  // Ends the bus and the service on it, and starts another one.
   void EndBus();
   void StartBus();
+
+  // The service's connection, as it is between the begin of a service and its end.
+  void BeginService();
+  void EndService();
 
   // A callback that collects the events of a test, which is its user data.
   static void CollectEvent(app_context_h context, app_context_event_e kind, void* test);
@@ -113,6 +123,10 @@ class AppsTest : public testing::Test {
   support::TempDirectory m_Directory;
   const std::filesystem::path m_RecordFile = m_Directory / "record";
   std::unique_ptr<support::PrivateBus> m_Bus;
+  std::unique_ptr<host::ServiceBus> m_ServiceBus;
+  std::unique_ptr<host::NameOwners> m_Owners;
+  std::unique_ptr<host::BusPump> m_Pump;
   std::vector<AppEvent> m_Events;
   std::vector<pid_t> m_Stopped;
+  int m_Marks = 0;
 };

@@ -36,43 +36,43 @@ TEST_F(DisabledItemsMirror, HasOneLineForEachItemInTheOrderOfTheIdentifiers) {
 }
 
 TEST_F(DisabledItemsMirror, IsEmptyWhenNoItemIsDisabled) {
-  Api::DisableItem("tone", "one");
-  Api::EnableItem("tone", "one");
+  Api::DisableItem("tone", "org.example.one");
+  Api::EnableItem("tone", "org.example.one");
   EXPECT_EQ(Mirror(), "");
 }
 
 TEST_F(DisabledItemsMirror, FollowsChangesThatNobodyIsTold) {
-  Api::DisableItem("tone", "one");
-  Api::DisableItem("tone", "two");
-  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["one","two"]})");
-  Api::EnableItem("tone", "one");
-  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["two"]})");
+  Api::DisableItem("tone", "org.example.one");
+  Api::DisableItem("tone", "org.example.two");
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.one","org.example.two"]})");
+  Api::EnableItem("tone", "org.example.one");
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.two"]})");
 }
 
 TEST_F(DisabledItemsMirror, IsWrittenOnceForACall) {
-  Disable({"picture", "tone", "game", "audio", "reset"}, "one");
+  Disable({"picture", "tone", "game", "audio", "reset"}, "org.example.one");
   EXPECT_EQ(m_Platform.Writes(), 1);
-  Release("one");
+  Release("org.example.one");
   EXPECT_EQ(m_Platform.Writes(), 2);
 }
 
 TEST_F(DisabledItemsMirror, BringsTheRecordThroughARestart) {
-  Disable({"reset", "tone", "game"}, "two");
-  Disable({"game", "tone"}, "one");
+  Disable({"reset", "tone", "game"}, "org.example.two");
+  Disable({"game", "tone"}, "org.example.one");
   const Record record = WholeRecord();
   const std::string mirror = Mirror();
   Restart();
   EXPECT_EQ(WholeRecord(), record);
   EXPECT_EQ(Mirror(), mirror);
   EXPECT_THAT(Errors(), IsEmpty());
-  EXPECT_EQ(Release("two"), Answer(true, {"reset"}));
-  EXPECT_EQ(Release("one"), Answer(true, {"tone", "game"}));
+  EXPECT_EQ(Release("org.example.two"), Answer(true, {"reset"}));
+  EXPECT_EQ(Release("org.example.one"), Answer(true, {"tone", "game"}));
 }
 
 TEST_F(DisabledItemsMirror, IsReadBeforeTheItemsAreLoadedAndJudgedThen) {
   const std::string text =
-      "{\"id\":\"nosuch\",\"apps\":[\"one\"]}\n"
-      "{\"id\":\"tone\",\"apps\":[\"one\"]}";
+      "{\"id\":\"nosuch\",\"apps\":[\"org.example.one\"]}\n"
+      "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}";
   RemoveCatalogue();
   Api::InitSettingsItemInfoAPI();
   m_Platform.Reset();
@@ -85,25 +85,25 @@ TEST_F(DisabledItemsMirror, IsReadBeforeTheItemsAreLoadedAndJudgedThen) {
   WriteCatalogue("{\"items\": [" + std::string(kItems) + "]}");
   Api::InitSettingsItemInfoAPI();
   EXPECT_THAT(Disabled(), ElementsAre("tone"));
-  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["one"]})");
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.one"]})");
   EXPECT_THAT(Errors(), ElementsAre(HasSubstr("dropped 1 items that are not in the catalogue; the "
                                               "first is \"nosuch\"")));
 }
 
 TEST_F(DisabledItemsMirror, TakesThePlaceOfTheWholeRecord) {
-  Api::DisableItem("tone", "one");
-  SetMirror(R"({"id":"game","apps":["two"]})");
+  Api::DisableItem("tone", "org.example.one");
+  SetMirror(R"({"id":"game","apps":["org.example.two"]})");
   Api::UpdateDisabledItemList();
-  EXPECT_EQ(WholeRecord(), (Record{{"game", {"two"}}}));
+  EXPECT_EQ(WholeRecord(), (Record{{"game", {"org.example.two"}}}));
 }
 
 TEST_F(DisabledItemsMirror, EmptyOrMissingMeansThatNoItemIsDisabled) {
-  Api::DisableItem("tone", "one");
+  Api::DisableItem("tone", "org.example.one");
   SetMirror("");
   Api::UpdateDisabledItemList();
   EXPECT_THAT(Disabled(), IsEmpty());
 
-  Api::DisableItem("tone", "one");
+  Api::DisableItem("tone", "org.example.one");
   m_Platform.RemoveKey(kMirror);
   Api::UpdateDisabledItemList();
   EXPECT_THAT(Disabled(), IsEmpty());
@@ -111,54 +111,92 @@ TEST_F(DisabledItemsMirror, EmptyOrMissingMeansThatNoItemIsDisabled) {
   EXPECT_THAT(Errors(), IsEmpty());
 }
 
-TEST_F(DisabledItemsMirror, CarriesNamesOfEverySort) {
-  std::string everyByte;
-  for (int byte = 0; byte < 256; ++byte) {
-    everyByte += static_cast<char>(byte);
+TEST_F(DisabledItemsMirror, SaysWhichInstanceOfAnApplicationLived) {
+  m_Platform.SetLiving("org.example.one", "bus:1.7");
+  Disable({"tone", "game"}, "org.example.one");
+  Api::DisableItem("tone", "org.example.two");
+  EXPECT_EQ(Mirror(),
+            "{\"id\":\"game\",\"apps\":[\"org.example.one\"]}\n"
+            "{\"id\":\"tone\",\"apps\":[\"org.example.one\",\"org.example.two\"]}\n"
+            "{\"app\":\"org.example.one\",\"instance\":\"bus:1.7\"}");
+  Api::EnableItem("tone", "org.example.one");
+  EXPECT_THAT(Mirror(), HasSubstr("bus:1.7")) << "it still disables another item";
+  Api::EnableItem("game", "org.example.one");
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.two"]})");
+}
+
+TEST_F(DisabledItemsMirror, IsOfTheInstanceThatDisabledLast) {
+  Api::DisableItem("tone", "org.example.one");
+  m_Platform.SetLiving("org.example.one", "bus:1.7");
+  EXPECT_FALSE(Api::DisableItem("tone", "org.example.one")) << "it was disabled already";
+  EXPECT_THAT(Mirror(), HasSubstr("bus:1.7"));
+  m_Platform.SetLiving("org.example.one", "bus:1.8");
+  Api::DisableItem("nosuch", "org.example.one");
+  EXPECT_THAT(Mirror(), HasSubstr("bus:1.7")) << "nothing was disabled";
+  Api::DisableItem("game", "org.example.one");
+  EXPECT_THAT(Mirror(), HasSubstr("bus:1.8"));
+  m_Platform.FailWrites();
+  m_Platform.SetLiving("org.example.one", "bus:1.9");
+  Api::DisableItem("audio", "org.example.one");
+  m_Platform.LetWritesSucceed();
+  Api::EnableItem("game", "org.example.one");
+  EXPECT_THAT(Mirror(), HasSubstr("bus:1.8")) << "the call before changed nothing";
+}
+
+TEST_F(DisabledItemsMirror, ReportsTheEndOfInstancesThatAreGoneWhenItIsRead) {
+  for (const char* app : {"org.example.ended", "org.example.lives", "org.example.restarted"}) {
+    m_Platform.SetLiving(app, "bus:1.7");
+    Disable({"tone", "game"}, app);
   }
-  const Texts apps = {"\"quoted\"",
-                      "back\\slash\\",
-                      "line\nend\r\t",
-                      "한국어 ü 😀",
-                      "]}\n{\"id\":\"reset\",\"apps\":[\"x\"]}",
-                      std::string(4096, 'x'),
-                      std::string("zero\0inside", 11),
-                      " ",
-                      everyByte};
-  for (const std::string& app : apps) {
-    EXPECT_EQ(Disable({"tone", "game"}, app).first, app == apps.front());
-  }
+  Disable({"tone"}, "org.example.never");
+  const std::string mirror = Mirror();
+  m_Platform.SetLiving("org.example.ended", "");
+  m_Platform.SetLiving("org.example.restarted", "bus:1.8");
   Restart();
-  EXPECT_EQ(WholeRecord(), (Record{{"tone", apps}, {"game", apps}}));
+  EXPECT_THAT(m_Platform.ReportedEnds(), ElementsAre("org.example.ended", "org.example.restarted"));
+  EXPECT_EQ(Mirror(), mirror) << "only the event itself releases";
   EXPECT_THAT(Errors(), IsEmpty());
-  for (const std::string& app : apps) {
-    EXPECT_EQ(Release(app).first, app == apps.back());
-  }
+}
+
+TEST_F(DisabledItemsMirror, WithoutTheLineOfItsInstanceAnApplicationIsTakenForOneThatNeverLived) {
+  SetMirror(
+      "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}\n"
+      "{\"app\":\"org.example.one\",\"instance\":\"bus:1");
+  Restart();
+  EXPECT_EQ(WholeRecord(), (Record{{"tone", {"org.example.one"}}}));
+  EXPECT_THAT(m_Platform.ReportedEnds(), IsEmpty());
+  EXPECT_THAT(Errors(), ElementsAre(HasSubstr("left out 1 of 2 lines")));
+}
+
+TEST_F(DisabledItemsMirror, AnInstanceWithoutItemsIsLeftOut) {
+  SetMirror(R"({"app":"org.example.one","instance":"bus:1.7"})");
+  Restart();
+  EXPECT_THAT(m_Platform.ReportedEnds(), IsEmpty());
   EXPECT_EQ(Mirror(), "");
 }
 
 TEST_F(DisabledItemsMirror, AnApplicationThatALineRepeatsAndAnItemOfTwoLinesCountOnce) {
   SetMirror(
-      "{\"id\":\"tone\",\"apps\":[\"one\",\"one\"]}\n"
-      "{\"id\":\"tone\",\"apps\":[\"two\",\"one\"]}");
+      "{\"id\":\"tone\",\"apps\":[\"org.example.one\",\"org.example.one\"]}\n"
+      "{\"id\":\"tone\",\"apps\":[\"org.example.two\",\"org.example.one\"]}");
   Api::UpdateDisabledItemList();
-  EXPECT_EQ(WholeRecord(), (Record{{"tone", {"one", "two"}}}));
-  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["one","two"]})");
+  EXPECT_EQ(WholeRecord(), (Record{{"tone", {"org.example.one", "org.example.two"}}}));
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.one","org.example.two"]})");
 }
 
 TEST_F(DisabledItemsMirror, LinesThatAreDamagedAreLeftOutAndLoggedTogether) {
   SetMirror(
-      "{\"id\":\"tone\",\"apps\":[\"one\"]}\n"
-      "{\"id\":\"game\",\"apps\":[\"one\"\n"
+      "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}\n"
+      "{\"id\":\"game\",\"apps\":[\"org.example.one\"\n"
       "{\"id\":\"audio\"}\n"
-      "{\"id\":\"reset\",\"apps\":[\"two\"]}");
+      "{\"id\":\"reset\",\"apps\":[\"org.example.two\"]}");
   Restart();
-  EXPECT_EQ(WholeRecord(), (Record{{"tone", {"one"}}, {"reset", {"two"}}}));
+  EXPECT_EQ(WholeRecord(), (Record{{"tone", {"org.example.one"}}, {"reset", {"org.example.two"}}}));
   EXPECT_THAT(Errors(), ElementsAre("memory/menu/disabled_items: left out 2 of 4 lines, which are "
                                     "damaged; line 2: it is not JSON\n"));
   EXPECT_EQ(Mirror(),
-            "{\"id\":\"reset\",\"apps\":[\"two\"]}\n"
-            "{\"id\":\"tone\",\"apps\":[\"one\"]}")
+            "{\"id\":\"reset\",\"apps\":[\"org.example.two\"]}\n"
+            "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}")
       << "what is sound is written anew";
 }
 
@@ -174,15 +212,19 @@ TEST_F(DisabledItemsMirror, EveryLineThatIsNoEntryIsDamaged) {
       {"null", "it is not JSON"},
       {R"({"id":"tone"})", "it is no object"},
       {R"({"id":"tone","apps":[]})", "it is no object"},
-      {R"({"id":"tone","apps":"one"})", "it is no object"},
-      {R"({"id":"tone","apps":{"one":1}})", "it is no object"},
-      {R"({"id":1,"apps":["one"]})", "it is no object"},
-      {R"({"apps":["one"]})", "it is no object"},
-      {R"({"id":"tone","apps":["one",2]})", "an application is not a name"},
+      {R"({"id":"tone","apps":"org.example.one"})", "it is no object"},
+      {R"({"id":"tone","apps":{"org.example.one":1}})", "it is no object"},
+      {R"({"id":1,"apps":["org.example.one"]})", "it is no object"},
+      {R"({"apps":["org.example.one"]})", "it is no object"},
+      {R"({"id":"tone","apps":["org.example.one",2]})", "an application is not a name"},
       {R"({"id":"tone","apps":[""]})", "an application is not a name"},
-      {R"({"id":"tone","apps":[["one"]]})", "an application is not a name"},
-      {R"({"id":"tone","apps":["one"]}})", "it is not JSON"},
-      {R"({"id":"tone","id":"game","apps":["one"]})", "it is not JSON"},
+      {R"({"id":"tone","apps":[["org.example.one"]]})", "an application is not a name"},
+      {R"({"id":"tone","apps":["org.example.one","one"]})", "an application is not a name"},
+      {R"({"app":"one","instance":"bus:1.7"})", "an application is not a name"},
+      {R"({"instance":"bus:1.7"})", "an application is not a name"},
+      {R"({"app":"org.example.one","instance":7})", "it is no object"},
+      {R"({"id":"tone","apps":["org.example.one"]}})", "it is not JSON"},
+      {R"({"id":"tone","id":"game","apps":["org.example.one"]})", "it is not JSON"},
       {"tone", "it is not JSON"},
       {"\n", "it is not JSON"},
       {std::string(5000, '['), "stackLimit"},
@@ -206,7 +248,7 @@ TEST_F(DisabledItemsMirror, ANumberInsteadOfATextMeansThatNoItemIsDisabled) {
 // However much of the text is lost at its end, each entry that is whole is kept as it was, and
 // nothing else is read out of the rest.
 TEST_F(DisabledItemsMirror, ACutTextKeepsExactlyTheLinesThatAreWhole) {
-  const Texts apps = {"org.example.one", "with \"quotes\" and \\", "end\nof line", "한국어 😀"};
+  const Texts apps = {"org.example.one", "org.example.two", "org.example-3.three", "a.b"};
   for (const std::string& app : apps) {
     Disable({"picture", "tone", "game", "audio", "reset"}, app);
     Disable({"brightness"}, "org.example.one");
@@ -238,7 +280,7 @@ TEST_F(DisabledItemsMirror, ACutTextKeepsExactlyTheLinesThatAreWhole) {
 // One wrong byte anywhere touches one line, or joins or parts two, and no more.
 TEST_F(DisabledItemsMirror, AWrongByteCostsTheEntriesAroundItAtMost) {
   Disable({"picture", "tone", "game", "audio", "reset"}, "org.example.one");
-  Disable({"picture", "tone", "game", "audio", "reset"}, "two \"\\ 한");
+  Disable({"picture", "tone", "game", "audio", "reset"}, "org.example.two");
   const std::string text = Mirror();
   const Record record = WholeRecord();
   for (std::size_t position = 0; position < text.size(); ++position) {
@@ -261,17 +303,17 @@ TEST_F(DisabledItemsMirror, AWrongByteCostsTheEntriesAroundItAtMost) {
 }
 
 TEST_F(DisabledItemsMirror, ACallAfterAFailedRepairWritesTheWholeRecord) {
-  SetMirror("{\"id\":\"tone\",\"apps\":[\"one\"]}\n{\"id\":");
+  SetMirror("{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}\n{\"id\":");
   m_Platform.FailWrites();
   Restart();
   EXPECT_THAT(Disabled(), ElementsAre("tone"));
   EXPECT_THAT(Errors(),
               ElementsAre(HasSubstr("left out 1 of 2 lines"), HasSubstr("cannot be written")));
   m_Platform.LetWritesSucceed();
-  Api::DisableItem("game", "one");
+  Api::DisableItem("game", "org.example.one");
   EXPECT_EQ(Mirror(),
-            "{\"id\":\"game\",\"apps\":[\"one\"]}\n"
-            "{\"id\":\"tone\",\"apps\":[\"one\"]}");
+            "{\"id\":\"game\",\"apps\":[\"org.example.one\"]}\n"
+            "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 
 #include "disabled_items_fixture.h"
 #include "processor_time.h"
@@ -46,27 +47,27 @@ class DisabledItemsSize : public DisabledItemsTest {
 
 TEST_F(DisabledItemsSize, TenThousandItemsOfOneListAreDisabledReadAgainAndReleasedSwiftly) {
   const Answer all(true, Ids(0, kItemCount));
-  ExpectFast("disable", [&] { EXPECT_EQ(Disable(all.second, "one"), all); });
+  ExpectFast("disable", [&] { EXPECT_EQ(Disable(all.second, "a.b"), all); });
   EXPECT_EQ(m_Platform.Writes(), 1);
   ExpectFast("disable_by_another",
-             [&] { EXPECT_EQ(Disable(all.second, "two"), Answer(false, {})); });
+             [&] { EXPECT_EQ(Disable(all.second, "c.d"), Answer(false, {})); });
   ExpectFast("read", [&] { Api::UpdateDisabledItemList(); });
   ExpectFast("list", [&] { EXPECT_EQ(Disabled(), all.second); });
-  ExpectFast("release", [&] { EXPECT_EQ(Release("one"), Answer(false, {})); });
-  ExpectFast("release_last", [&] { EXPECT_EQ(Release("two"), all); });
+  ExpectFast("release", [&] { EXPECT_EQ(Release("a.b"), Answer(false, {})); });
+  ExpectFast("release_last", [&] { EXPECT_EQ(Release("c.d"), all); });
   EXPECT_EQ(m_Platform.Writes(), 4);
   EXPECT_EQ(Mirror(), "");
 }
 
-TEST_F(DisabledItemsSize, AThousandApplicationsMayDisableTenItemsEach) {
+TEST_F(DisabledItemsSize, AThousandApplicationsMayDisableSixItemsEach) {
   ExpectFast("disable", [&] {
     for (int app = 0; app < 1000; ++app) {
-      ASSERT_EQ(Disable(Ids(app * 10, 10), App(app)), Answer(true, Ids(app * 10, 10)));
+      ASSERT_EQ(Disable(Ids(app * 6, 6), App(app)), Answer(true, Ids(app * 6, 6)));
     }
   });
   ExpectFast("release", [&] {
     for (int app = 0; app < 1000; ++app) {
-      ASSERT_EQ(Release(App(app)), Answer(true, Ids(app * 10, 10)));
+      ASSERT_EQ(Release(App(app)), Answer(true, Ids(app * 6, 6)));
     }
   });
   EXPECT_EQ(m_Platform.Writes(), 2000);
@@ -85,6 +86,54 @@ TEST_F(DisabledItemsSize, AThousandApplicationsMayDisableTheSameTenItems) {
     }
   });
   EXPECT_EQ(m_Platform.Writes(), 2000);
+}
+
+TEST_F(DisabledItemsSize, AFullRecordRefusesMoreButLetsGo) {
+  const Texts all = Ids(0, kItemCount);
+  Disable(all, "a.b");
+  Disable(all, "c.d");
+  const std::string mirror = Mirror();
+  EXPECT_EQ(Disable(Ids(5, 1), "e.f"), Answer(false, {}));
+  EXPECT_THAT(Errors(), testing::ElementsAre(testing::HasSubstr("disabled_items: full")));
+  EXPECT_EQ(Mirror(), mirror);
+  EXPECT_EQ(Disablers(Id(5)), (Texts{"a.b", "c.d"}));
+  EXPECT_FALSE(Api::EnableItem(Id(4), "c.d")) << "the other still disables it";
+  EXPECT_EQ(Disable(Ids(5, 1), "e.f"), Answer(false, {})) << "but this is recorded";
+  EXPECT_EQ(Disablers(Id(5)), (Texts{"a.b", "c.d", "e.f"}));
+}
+
+TEST_F(DisabledItemsSize, LongNamesFillTheRecordSooner) {
+  const std::string name = "org." + std::string(245, 'x') + ".";
+  int taken = 0;
+  while (Disable(Ids(taken, 1), name + "a" + std::to_string(taken)).first) {
+    ++taken;
+  }
+  EXPECT_GT(taken, 1000);
+  EXPECT_LT(taken, 10'000);
+  EXPECT_LE(Mirror().size(), 384u * 1024u);
+  EXPECT_THAT(Errors(), testing::ElementsAre(testing::HasSubstr("disabled_items: full")));
+}
+
+TEST_F(DisabledItemsSize, OfAMirrorBeyondTheLimitsAPartIsReadSwiftly) {
+  std::string text;
+  for (int app = 0; app < 100'000; ++app) {
+    text += fmt::format(R"({}{{"id":"{}","apps":["{}"]}})", app == 0 ? "" : "\n",
+                        Id(app % kItemCount), App(app));
+  }
+  m_Platform.SetKey(kMirror, text);
+  ExpectFast("read", [&] { Api::UpdateDisabledItemList(); });
+  EXPECT_THAT(Errors(), testing::ElementsAre(testing::HasSubstr("left out")));
+  EXPECT_GT(Disabled().size(), 1'000u);
+  EXPECT_LE(Mirror().size(), 384u * 1024u);
+
+  m_Platform.Reset();
+  text = R"({"id":"item0","apps":["a.b0")";
+  for (int app = 1; app < 100'000; ++app) {
+    text += fmt::format(",\"a.b{}\"", app);
+  }
+  m_Platform.SetKey(kMirror, text + "]}");
+  ExpectFast("read_line", [&] { Api::UpdateDisabledItemList(); });
+  EXPECT_THAT(Disabled(), testing::IsEmpty()) << "one line is taken whole or not at all";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "apps/living_applications.h"
 #include "dlog.h"
 #include "system_info.h"
 #include "vconf.h"
@@ -36,6 +37,15 @@ std::optional<std::variant<bool, int>> PlatformDouble::Feature(const std::string
   return found == m_Features.end() ? std::nullopt : std::optional(found->second);
 }
 
+void PlatformDouble::SetLiving(const std::string& app, const std::string& instance) {
+  m_Living[app] = instance;
+}
+
+std::string PlatformDouble::Living(const std::string& app) const {
+  const auto found = m_Living.find(app);
+  return found == m_Living.end() ? "" : found->second;
+}
+
 void PlatformDouble::FailWrites() { m_AllWritesFail = true; }
 
 void PlatformDouble::FailWritesTo(const std::string& key) { m_FailingKey = key; }
@@ -47,6 +57,16 @@ void PlatformDouble::LetWritesSucceed() {
 
 bool PlatformDouble::DoesWriteFail(const std::string& key) const {
   return m_AllWritesFail || key == m_FailingKey;
+}
+
+std::string host::LivingInstance(const std::string& app) {
+  return PlatformDouble::Get().Living(app);
+}
+
+void host::ReportEndUnlessLiving(const std::string& app, const std::string& instance) {
+  if (PlatformDouble::Get().Living(app) != instance) {
+    PlatformDouble::Get().ReportEnd(app);
+  }
 }
 
 int WriteKey(const char* key, std::variant<int, std::string> value) {

@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-// Stands in for the key store, the model and the log under the settings data library: all in
-// memory, to be looked into. One for the whole process; Reset makes it new.
+// Stands in for the key store, the model, the log and the living applications under the settings
+// data library: all in memory, to be looked into. One for the whole process; Reset makes it new.
 class PlatformDouble {
  public:
   static PlatformDouble& Get();
@@ -31,6 +31,14 @@ class PlatformDouble {
   // How many writes there were, failed ones not counted.
   int Writes() const { return m_Writes; }
 
+  // Which instance of an application lives; an empty one means that none does.
+  void SetLiving(const std::string& app, const std::string& instance);
+  std::string Living(const std::string& app) const;
+
+  // The applications whose end was reported, in that order.
+  const std::vector<std::string>& ReportedEnds() const { return m_ReportedEnds; }
+  void ReportEnd(const std::string& app) { m_ReportedEnds.push_back(app); }
+
   // The lines logged so far: priority, tag and text.
   struct LogLine {
     int priority;
@@ -45,6 +53,8 @@ class PlatformDouble {
 
   std::map<std::string, std::variant<int, std::string>> m_Keys;
   std::map<std::string, std::variant<bool, int>> m_Features;
+  std::map<std::string, std::string> m_Living;
+  std::vector<std::string> m_ReportedEnds;
   bool m_AllWritesFail = false;
   std::string m_FailingKey;
   int m_Writes = 0;

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace host {
+
+// Who owns which well-known name on the service's bus, as far as the messages of the service's
+// connection have told: the bus puts its news of names between the requests, in the order in which
+// both happened. So while a request is served this is what was true when it was sent. One at a
+// time. Main-loop thread only.
+class NameOwners {
+ public:
+  // `oldOwner` and `newOwner` are unique names, empty for none.
+  using Listener = std::function<void(const std::string& name, const std::string& oldOwner,
+                                      const std::string& newOwner)>;
+
+  // Asks the bus who owns what now, and from then on listens. Keeps a reference to `bus`, which
+  // is connected and serves no object yet. Throws std::system_error.
+  explicit NameOwners(sd_bus* bus);
+  ~NameOwners();
+  NameOwners(const NameOwners&) = delete;
+  NameOwners& operator=(const NameOwners&) = delete;
+
+  // The unique name of the owner; empty when nobody owns the name.
+  std::string OwnerOf(const std::string& name) const;
+
+  // Tells this bus from all others, also from a later one at the same address.
+  const std::string& BusId() const { return m_BusId; }
+
+  // From now on `listener` is called for each change, after OwnerOf has followed it. It replaces
+  // the one before; an empty one ends that. An exception that leaves it is logged. It may set
+  // another listener.
+  void Listen(Listener listener) { m_Listener = std::move(listener); }
+
+  // Those of the service that runs; null when there are none.
+  static NameOwners* Current();
+
+ private:
+  struct Unref {
+    void operator()(sd_bus* bus) const { sd_bus_unref(bus); }
+    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+  };
+
+  static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
+  void AskForAll();
+  void Note(const std::string& name, const std::string& newOwner);
+
+  const std::unique_ptr<sd_bus, Unref> m_Bus;
+  std::string m_BusId;
+  std::map<std::string, std::string> m_Owners;
+  Listener m_Listener;
+  std::unique_ptr<sd_bus_slot, Unref> m_Slot;
+};
+
+}  // namespace host
