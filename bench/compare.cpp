@@ -1,8 +1,7 @@
-// What a request costs beside what it cannot avoid. All of it is measured in
-// turns in one run, on one bus, because the machine's mood changes from second
-// to second: only the ratios mean something. The bare socket pair is the floor
-// for any two processes, the empty echo the floor for any two processes on a
-// bus.
+// What a request costs beside what it cannot avoid. All of it is measured in turns in one run, on
+// one bus, because the machine's mood changes from second to second: only the ratios mean
+// something. The bare socket pair is the floor for any two processes, the empty echo the floor for
+// any two processes on a bus.
 
 #include <sqlite3.h>
 #include <sys/socket.h>
@@ -33,22 +32,22 @@ constexpr char kInterface[] = "org.nuvra.Service1";
 
 constexpr char kGetRequest[] = R"({"method":"GetItemValue","data":{"menuID":"picturemode"}})";
 
-void Check(int result, const char *what) {
+void Check(int result, const char* what) {
   if (result < 0) {
     throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
   }
 }
 
-sd_bus *ConnectToBus() {
-  sd_bus *bus = nullptr;
+sd_bus* ConnectToBus() {
+  sd_bus* bus = nullptr;
   Check(sd_bus_open_user(&bus), "cannot connect to the session bus; start this in a set");
   return bus;
 }
 
 // Requests and replies of the service's form, with nothing between them.
-int Echo(sd_bus_message *call, void *, sd_bus_error *) {
+int Echo(sd_bus_message* call, void*, sd_bus_error*) {
   int type = 0;
-  const char *body = nullptr;
+  const char* body = nullptr;
   if (const int result = sd_bus_message_read(call, "is", &type, &body); result < 0) {
     return result;
   }
@@ -61,7 +60,7 @@ int Echo(sd_bus_message *call, void *, sd_bus_error *) {
       SD_BUS_METHOD("Request", "is", "is", Echo, SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_VTABLE_END,
   };
-  sd_bus *bus = ConnectToBus();
+  sd_bus* bus = ConnectToBus();
   Check(sd_bus_add_object_vtable(bus, nullptr, kEchoPath, kInterface, kVtable, nullptr), "object");
   Check(sd_bus_request_name(bus, kEchoName, 0), "bus name");
   if (write(readyFd, "r", 1) != 1) {
@@ -87,11 +86,10 @@ int Echo(sd_bus_message *call, void *, sd_bus_error *) {
   std::exit(0);
 }
 
-// A child process that serves on the other end of a socket pair; ended by
-// closing it.
+// A child process that serves on the other end of a socket pair; ended by closing it.
 class Server {
  public:
-  explicit Server(const std::function<void(int fd)> &serve) {
+  explicit Server(const std::function<void(int fd)>& serve) {
     int fds[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
       throw std::runtime_error("socketpair failed");
@@ -109,8 +107,8 @@ class Server {
     kill(m_Pid, SIGTERM);
     waitpid(m_Pid, nullptr, 0);
   }
-  Server(const Server &) = delete;
-  Server &operator=(const Server &) = delete;
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
 
   int Fd() const { return m_Fd; }
 
@@ -127,9 +125,9 @@ void ExchangeOnSocket(int fd) {
   }
 }
 
-std::string RequestOnBus(sd_bus *bus, const char *name, const char *path, const std::string &body) {
+std::string RequestOnBus(sd_bus* bus, const char* name, const char* path, const std::string& body) {
   sd_bus_error error = SD_BUS_ERROR_NULL;
-  sd_bus_message *reply = nullptr;
+  sd_bus_message* reply = nullptr;
   const int result = sd_bus_call_method(bus, name, path, kInterface, "Request", &error, &reply,
                                         "is", 0, body.c_str());
   if (result < 0) {
@@ -137,18 +135,17 @@ std::string RequestOnBus(sd_bus *bus, const char *name, const char *path, const 
                              (error.message != nullptr ? error.message : std::strerror(-result)));
   }
   int type = 0;
-  const char *text = nullptr;
+  const char* text = nullptr;
   Check(sd_bus_message_read(reply, "is", &type, &text), "reply");
   std::string copy = text;
   sd_bus_message_unref(reply);
   return copy;
 }
 
-// One durable write with nothing around it, on the file system where the set
-// keeps its values.
+// One durable write with nothing around it, on the file system where the set keeps its values.
 class BareCommit {
  public:
-  explicit BareCommit(const std::filesystem::path &directory) : m_File(directory / "bench.db") {
+  explicit BareCommit(const std::filesystem::path& directory) : m_File(directory / "bench.db") {
     if (sqlite3_open(m_File.c_str(), &m_Database) != SQLITE_OK) {
       throw std::runtime_error("cannot open " + m_File.string());
     }
@@ -161,12 +158,12 @@ class BareCommit {
   ~BareCommit() {
     sqlite3_finalize(m_Update);
     sqlite3_close(m_Database);
-    for (const char *suffix : {"", "-wal", "-shm"}) {
+    for (const char* suffix : {"", "-wal", "-shm"}) {
       std::filesystem::remove(m_File.string() + suffix);
     }
   }
-  BareCommit(const BareCommit &) = delete;
-  BareCommit &operator=(const BareCommit &) = delete;
+  BareCommit(const BareCommit&) = delete;
+  BareCommit& operator=(const BareCommit&) = delete;
 
   void Commit(int value) {
     sqlite3_bind_int(m_Update, 1, value);
@@ -177,19 +174,19 @@ class BareCommit {
   }
 
  private:
-  void Run(const char *sql) {
+  void Run(const char* sql) {
     if (sqlite3_exec(m_Database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
       throw std::runtime_error(sqlite3_errmsg(m_Database));
     }
   }
 
   std::filesystem::path m_File;
-  sqlite3 *m_Database = nullptr;
-  sqlite3_stmt *m_Update = nullptr;
+  sqlite3* m_Database = nullptr;
+  sqlite3_stmt* m_Update = nullptr;
 };
 
 struct Contender {
-  const char *name;
+  const char* name;
   std::function<void(int round)> run;
   std::vector<double> microseconds;
 
@@ -199,13 +196,13 @@ struct Contender {
   }
 };
 
-void ExpectSuccess(const std::string &reply) {
+void ExpectSuccess(const std::string& reply) {
   if (reply.find(R"("call_api_success":true)") == std::string::npos) {
     throw std::runtime_error("the service answered " + reply);
   }
 }
 
-void Compare(int rounds, const std::filesystem::path &root) {
+void Compare(int rounds, const std::filesystem::path& root) {
   Server socket(ServeSocket);
   Server echo(ServeEcho);
   char ready = 0;
@@ -213,7 +210,7 @@ void Compare(int rounds, const std::filesystem::path &root) {
     throw std::runtime_error("the echo service did not start");
   }
   BareCommit bareCommit(root);
-  sd_bus *bus = ConnectToBus();
+  sd_bus* bus = ConnectToBus();
 
   std::array<Contender, 5> contenders{{
       {"bare socket pair", [&](int) { ExchangeOnSocket(socket.Fd()); }, {}},
@@ -235,7 +232,7 @@ void Compare(int rounds, const std::filesystem::path &root) {
   }};
   const int warmUp = rounds / 10;
   for (int round = 0; round < warmUp + rounds; ++round) {
-    for (Contender &contender : contenders) {
+    for (Contender& contender : contenders) {
       const auto start = std::chrono::steady_clock::now();
       contender.run(round);
       const std::chrono::duration<double, std::micro> time =
@@ -248,7 +245,7 @@ void Compare(int rounds, const std::filesystem::path &root) {
   sd_bus_flush_close_unref(bus);
 
   std::printf("medians of %d rounds, in turns\n\n", rounds);
-  for (Contender &contender : contenders) {
+  for (Contender& contender : contenders) {
     std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
   }
   std::printf("\n  %-48s %6s   at most\n", "", "ratio");
@@ -263,23 +260,23 @@ void Compare(int rounds, const std::filesystem::path &root) {
 
 }  // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   CLI::App app(
       "Measures requests beside an empty echo on the same bus; run it "
       "inside a set.");
   int rounds = 2000;
   app.add_option("--rounds", rounds, "Measurements of each kind")->check(CLI::Range(10, 100000));
-  const char *set = std::getenv("SETTINGS_ROOT");
+  const char* set = std::getenv("SETTINGS_ROOT");
   std::string root = set != nullptr ? set : ".";
   app.add_option("--directory", root, "Where the bare commit writes; default: the set's root");
   try {
     app.parse(argc, argv);
-  } catch (const CLI::ParseError &error) {
+  } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }
   try {
     Compare(rounds, root);
-  } catch (const std::exception &error) {
+  } catch (const std::exception& error) {
     std::fprintf(stderr, "compare: %s\n", error.what());
     return 1;
   }

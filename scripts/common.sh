@@ -34,15 +34,19 @@ as_root() {
   fi
 }
 
+# install_missing_packages SECTION…: those of packaging/debian-packages.
 install_missing_packages() {
   command -v dpkg-query >/dev/null || return 0
-  local missing=() package
-  while read -r package; do
-    case $(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null) in
-      ii*) ;;
-      *) missing+=("$package") ;;
-    esac
-  done < <(sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "$project/packaging/debian-packages")
+  local list=$project/packaging/debian-packages missing=() section package
+  for section in "$@"; do
+    grep -qx "# $section" "$list" || die "no section \"$section\" in $list"
+    while read -r package; do
+      case $(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null) in
+        ii*) ;;
+        *) missing+=("$package") ;;
+      esac
+    done < <(sed -e "1,/^# $section\$/d" -e '/^$/,$d' "$list")
+  done
   [ ${#missing[@]} -gt 0 ] || return 0
 
   if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then

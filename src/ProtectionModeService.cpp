@@ -11,9 +11,9 @@ constexpr int kProtectionOn = 1;
 
 }  // namespace
 
-CProtectionModeService *CProtectionModeService::m_pProtectionModeService = nullptr;
+CProtectionModeService* CProtectionModeService::m_pProtectionModeService = nullptr;
 
-CProtectionModeService *CProtectionModeService::GetInstance() {
+CProtectionModeService* CProtectionModeService::GetInstance() {
   if (m_pProtectionModeService == nullptr) {
     m_pProtectionModeService = new CProtectionModeService;
   }
@@ -42,7 +42,7 @@ void CProtectionModeService::InitService() {
 
 void CProtectionModeService::Destory() { vconf_ignore_key_changed(kProtectionKey, m_VconfCB); }
 
-void CProtectionModeService::m_VconfCB(keynode_t *node, void *userData) {
+void CProtectionModeService::m_VconfCB(keynode_t* node, void* userData) {
   if (node == nullptr) {
     return;
   }

@@ -9,7 +9,7 @@ inline constexpr char kProtectionKey[] = "memory/ave/protection";
 // for outdoors (docs/lifecycle.md). Main-loop thread only.
 class CProtectionModeService {
  public:
-  static CProtectionModeService *GetInstance();
+  static CProtectionModeService* GetInstance();
 
   // Ends the watch and deletes the object. Nothing happens when there is none.
   static void ReleaseInstance();
@@ -24,12 +24,12 @@ class CProtectionModeService {
   static void Destory();
 
   // What the watch calls. `userData` is the object; nothing is done without it, or without a key.
-  static void m_VconfCB(keynode_t *node, void *userData);
+  static void m_VconfCB(keynode_t* node, void* userData);
 
  private:
   CProtectionModeService();
 
   static void m_LaunchMenuApp();
 
-  static CProtectionModeService *m_pProtectionModeService;
+  static CProtectionModeService* m_pProtectionModeService;
 };

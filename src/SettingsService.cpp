@@ -54,14 +54,12 @@ int AutoPowerOffValue(int code) {
   }
 }
 
-// The library's record of disabled items; empty when none is. Nothing when it
-// was never written.
+// The library's record of disabled items; empty when none is. Nothing when it was never written.
 std::optional<std::string> ReadDisabledItems() { return ReadKeyText("memory/menu/disabled_items"); }
 
-// The start-up has touched much memory that the service will not need again:
-// give it back.
+// The start-up has touched much memory that the service will not need again: give it back.
 void do_swap_and_cach_drop_memory() {
-  std::FILE *reclaim = std::fopen("/proc/self/reclaim", "w");
+  std::FILE* reclaim = std::fopen("/proc/self/reclaim", "w");
   if (reclaim == nullptr) {
     SETTINGS_INFO("[%d][fail to open (%d)]", getpid(), errno);
     return;
@@ -72,14 +70,14 @@ void do_swap_and_cach_drop_memory() {
 }
 
 // What the handler of a method is given.
-using RequestAndReply = void (*)(const Nuvra::TCMessage &request, Nuvra::TCMessage &reply);
-using RequestOnly = void (*)(const Nuvra::TCMessage &request);
-using ReplyOnly = void (*)(Nuvra::TCMessage &reply);
-using DataOnly = void (*)(const Json::Value &data);
+using RequestAndReply = void (*)(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply);
+using RequestOnly = void (*)(const Nuvra::TCMessage& request);
+using ReplyOnly = void (*)(Nuvra::TCMessage& reply);
+using DataOnly = void (*)(const Json::Value& data);
 
 struct Call {
-  const Nuvra::TCMessage &request;
-  Nuvra::TCMessage &reply;
+  const Nuvra::TCMessage& request;
+  Nuvra::TCMessage& reply;
 
   void operator()(RequestAndReply handler) const { handler(request, reply); }
   void operator()(RequestOnly handler) const { handler(request); }
@@ -213,7 +211,7 @@ void SettingsService::m_OnWatchdogAlarm() {
   smart_deadlock_watchdog_notify();
 }
 
-bool SettingsService::m_OnWatchdogAlarmCallback(void *userData) {
+bool SettingsService::m_OnWatchdogAlarmCallback(void* userData) {
   if (userData == nullptr) {
     return false;
   }
@@ -237,7 +235,7 @@ void SettingsService::m_Finalize() {
   vconf_ignore_key_changed(kLanguageKey, SettingsServiceCommand::UpdateLanguage);
 }
 
-void SettingsService::m_SpeakerStatusChangedCB(sound_tv_output_route_e, void *) {
+void SettingsService::m_SpeakerStatusChangedCB(sound_tv_output_route_e, void*) {
   SETTINGS_INFO("m_SpeakerStatusChangedCB");
   CMenuAudioUtil::FreshSpeakerType();
 }
@@ -301,15 +299,15 @@ int SettingsService::m_SetNewDefaultValue() {
   return value;
 }
 
-bool SettingsService::IfMessageReceived(const char *sender, const Nuvra::TCMessage *request,
-                                        Nuvra::TCMessage *reply, const char *) {
+bool SettingsService::IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
+                                        Nuvra::TCMessage* reply, const char*) {
   SETTINGS_INFO("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]", sender,
-                static_cast<void *>(reply), request->GetMessage().c_str());
+                static_cast<void*>(reply), request->GetMessage().c_str());
   reply->body["return_data"] = "";
 
   const std::string name = request->body["method"].asString();
-  const auto *method = std::find_if(std::begin(kMethods), std::end(kMethods),
-                                    [&](const Method &m) { return m.name == name; });
+  const auto* method = std::find_if(std::begin(kMethods), std::end(kMethods),
+                                    [&](const Method& m) { return m.name == name; });
   AppTerminateWatch after = AppTerminateWatch::kLeave;
   if (method != std::end(kMethods)) {
     std::visit(Call{*request, *reply}, method->handler);

@@ -4,22 +4,20 @@
 #include "nuvra/daemon_service.h"
 #include "sound_manager.h"
 
-// The daemon object: start-up, end, and the way of every request to its
-// handler. All of it runs on the main-loop thread. The order of the start-up
-// steps is said in docs/lifecycle.md.
+// The daemon object: start-up, end, and the way of every request to its handler. All of it runs on
+// the main-loop thread. The order of the start-up steps is said in docs/lifecycle.md.
 class SettingsService : public Nuvra::TCDaemonService {
  public:
   SettingsService();
   ~SettingsService() override;
 
-  // Answers one request by the method table (docs/wire.md); always returns
-  // true. A "method" that is an object or an array leaves as the JSON library's
-  // exception.
-  bool IfMessageReceived(const char *sender, const Nuvra::TCMessage *request,
-                         Nuvra::TCMessage *reply, const char *option) override;
+  // Answers one request by the method table (docs/wire.md); always returns true. A "method" that is
+  // an object or an array leaves as the JSON library's exception.
+  bool IfMessageReceived(const char* sender, const Nuvra::TCMessage* request,
+                         Nuvra::TCMessage* reply, const char* option) override;
 
-  // Brings everything up. No step is fatal: always returns true. A second call
-  // starts the watchdog's period anew and runs all other steps again.
+  // Brings everything up. No step is fatal: always returns true. A second call starts the
+  // watchdog's period anew and runs all other steps again.
   bool t_OnCreate() override;
 
   void t_OnTerminate() override;
@@ -32,12 +30,11 @@ class SettingsService : public Nuvra::TCDaemonService {
   // and logs under this name.
   void m_OnWatchdogAlarm();
 
-  // `userData` is the service. False, which stops the alarm, only when it is
-  // null.
-  static bool m_OnWatchdogAlarmCallback(void *userData);
+  // `userData` is the service. False, which stops the alarm, only when it is null.
+  static bool m_OnWatchdogAlarmCallback(void* userData);
 
   // Makes the library take over the speaker that is active now. Neither argument is looked at.
-  static void m_SpeakerStatusChangedCB(sound_tv_output_route_e route, void *userData);
+  static void m_SpeakerStatusChangedCB(sound_tv_output_route_e route, void* userData);
 
   // After a reset, auto power off goes back to the model's default, once
   // (docs/startup-consistency.md).
@@ -49,8 +46,8 @@ class SettingsService : public Nuvra::TCDaemonService {
   // Applies the default and returns it; 0 when it is not known or could not be written.
   int m_SetNewDefaultValue();
 
-  // Items that applications disabled must not outlive those applications: their
-  // end is watched while there is such an item (docs/disabled-items.md).
+  // Items that applications disabled must not outlive those applications: their end is watched
+  // while there is such an item (docs/disabled-items.md).
 
   // True when no item is disabled.
   bool m_FlagDisableItemEmpty();

@@ -26,14 +26,14 @@ constexpr std::size_t kFallbackListSize = 32;
 // What most library calls return when they failed.
 constexpr RET_ITEMINFO kLibraryFailure = -1;
 
-// Runs `body`, the steps of the handler named `handler`. An ill-typed request
-// member ends it with an error reply whose result is `emptyResult`.
+// Runs `body`, the steps of the handler named `handler`. An ill-typed request member ends it with
+// an error reply whose result is `emptyResult`.
 template <typename Body>
-void Handle(const char *handler, Nuvra::TCMessage &reply, const Json::Value &emptyResult,
+void Handle(const char* handler, Nuvra::TCMessage& reply, const Json::Value& emptyResult,
             Body body) {
   try {
     body();
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_LOG_AS(DLOG_ERROR, handler, "Exception occured! [%s]", exception.what());
     reply.body["connect_server"] = false;
     reply.body["call_api_success"] = false;
@@ -52,8 +52,8 @@ struct ItemValueTexts {
 
 using ItemValueText = char (ItemValueTexts::*)[SETTINGS_ITEM_TEXT_SIZE];
 
-void ReportItemValue(const char *handler, ItemValueText reportedText,
-                     const Nuvra::TCMessage &request, Nuvra::TCMessage &reply) {
+void ReportItemValue(const char* handler, ItemValueText reportedText,
+                     const Nuvra::TCMessage& request, Nuvra::TCMessage& reply) {
   Handle(handler, reply, "", [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter %s ", handler);
     ItemValueTexts texts;
@@ -63,7 +63,7 @@ void ReportItemValue(const char *handler, ItemValueText reportedText,
     }
     const RET_ITEMINFO result =
         CSettingsItemInfoAPI::GetItemValue(menuID.c_str(), texts.valueName, texts.value);
-    auto &reported = texts.*reportedText;
+    auto& reported = texts.*reportedText;
     reported[SETTINGS_ITEM_TEXT_SIZE - 1] = '\0';
     SETTINGS_LOG_AS(DLOG_INFO, handler, "%d [%s]", result, reported);
     reply = SettingsServiceCommand::m_FillMessage(result, kLibraryFailure, reported, false,
@@ -71,19 +71,18 @@ void ReportItemValue(const char *handler, ItemValueText reportedText,
   });
 }
 
-// How the answer to a state question is logged: what stands before and behind
-// the number.
+// How the answer to a state question is logged: what stands before and behind the number.
 struct AnswerLine {
-  const char *before;
-  const char *behind;
+  const char* before;
+  const char* behind;
 };
 constexpr AnswerLine kNumber{"", ""};
 constexpr AnswerLine kNumberAndBlank{"", " "};
 constexpr AnswerLine kReturnValue{" Return Value : ", " "};
 
 template <typename Ask>
-void AnswerState(const char *handler, AnswerLine line, const Nuvra::TCMessage &request,
-                 Nuvra::TCMessage &reply, Ask ask) {
+void AnswerState(const char* handler, AnswerLine line, const Nuvra::TCMessage& request,
+                 Nuvra::TCMessage& reply, Ask ask) {
   Handle(handler, reply, false, [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter %s ", handler);
     const std::string menuID = SettingsServiceCommand::m_GetMenuID(request);
@@ -94,21 +93,21 @@ void AnswerState(const char *handler, AnswerLine line, const Nuvra::TCMessage &r
   });
 }
 
-using AskDataState = int (*)(const char *menuID, const char *value);
+using AskDataState = int (*)(const char* menuID, const char* value);
 
-void AnswerDataState(const char *handler, const Nuvra::TCMessage &request, Nuvra::TCMessage &reply,
+void AnswerDataState(const char* handler, const Nuvra::TCMessage& request, Nuvra::TCMessage& reply,
                      AskDataState ask) {
-  AnswerState(handler, kReturnValue, request, reply, [&](const char *menuID) {
+  AnswerState(handler, kReturnValue, request, reply, [&](const char* menuID) {
     const std::string value = request.body["data"]["Value"].asString();
     SETTINGS_LOG_AS(DLOG_INFO, handler, "MenuID = %s, Value = %s", menuID, value.c_str());
     return ask(menuID, value.c_str());
   });
 }
 
-using AskText = int (*)(const char *menuID, char *text);
+using AskText = int (*)(const char* menuID, char* text);
 
-void AnswerText(const char *handler, const Json::Value &emptyResult,
-                const Nuvra::TCMessage &request, Nuvra::TCMessage &reply, AskText ask) {
+void AnswerText(const char* handler, const Json::Value& emptyResult,
+                const Nuvra::TCMessage& request, Nuvra::TCMessage& reply, AskText ask) {
   Handle(handler, reply, emptyResult, [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter %s ", handler);
     const std::string menuID = SettingsServiceCommand::m_GetMenuID(request);
@@ -121,28 +120,26 @@ void AnswerText(const char *handler, const Json::Value &emptyResult,
   });
 }
 
-using AskList = std::string (*)(const char *menuID);
+using AskList = std::string (*)(const char* menuID);
 
-void AnswerList(const char *handler, const Nuvra::TCMessage &request, Nuvra::TCMessage &reply,
+void AnswerList(const char* handler, const Nuvra::TCMessage& request, Nuvra::TCMessage& reply,
                 AskList ask) {
   Handle(handler, reply, "", [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter %s ", handler);
     const std::string menuID = SettingsServiceCommand::m_GetMenuID(request);
     const std::string list = ask(menuID.c_str());
     SETTINGS_LOG_AS(DLOG_INFO, handler, "%s : [%s]", handler, list.c_str());
-    // The first character tells a list from none; an empty list has a zero
-    // there.
+    // The first character tells a list from none; an empty list has a zero there.
     const auto firstCharacter = static_cast<unsigned char>(*list.c_str());
     reply = SettingsServiceCommand::m_FillMessage(firstCharacter, kNoText, list, false,
                                                   SETTINGS_MESSAGE_TYPE_STRING);
   });
 }
 
-// The arguments and the order of both are those of the library's answer by
-// signal.
+// The arguments and the order of both are those of the library's answer by signal.
 template <typename ReadMenuID, typename Ask>
-void AnswerBySignal(const char *handler, const char *enterLine, log_priority priority,
-                    AnswerLine line, settings_api_cb_type_e type, const Nuvra::TCMessage &request,
+void AnswerBySignal(const char* handler, const char* enterLine, log_priority priority,
+                    AnswerLine line, settings_api_cb_type_e type, const Nuvra::TCMessage& request,
                     ReadMenuID readMenuID, Ask ask) {
   try {
     SETTINGS_LOG_AS(DLOG_INFO, handler, "%s", enterLine);
@@ -150,28 +147,28 @@ void AnswerBySignal(const char *handler, const char *enterLine, log_priority pri
     const int pid = request.body["pid"].asInt();
     const int callback = request.body["callback"].asInt();
     SETTINGS_LOG_AS(DLOG_INFO, handler, "MenuID = %s, pid = %d, callback %p", menuID.c_str(), pid,
-                    reinterpret_cast<void *>(static_cast<std::intptr_t>(callback)));
+                    reinterpret_cast<void*>(static_cast<std::intptr_t>(callback)));
     const int answer = ask(menuID.c_str());
     SETTINGS_LOG_AS(priority, handler, "%s%d%s", line.before, answer, line.behind);
     SettingsServiceCommand::m_AsyncAPISendSignal(pid, callback, type, menuID,
                                                  answer != 0 && answer != kLibraryFailure);
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_LOG_AS(DLOG_ERROR, handler, "Exception occured! [%s]", exception.what());
   }
 }
 
 // An array of texts in the form that replies carry.
 template <typename Log>
-std::string StyledArray(const std::vector<std::string> &texts, Log log) {
+std::string StyledArray(const std::vector<std::string>& texts, Log log) {
   Json::Value array(Json::arrayValue);
-  for (const std::string &text : texts) {
+  for (const std::string& text : texts) {
     log(text.c_str());
     array.append(text);
   }
   return array.toStyledString();
 }
 
-Nuvra::TCMessage TextFound(const std::string &text) {
+Nuvra::TCMessage TextFound(const std::string& text) {
   return SettingsServiceCommand::m_FillMessage(1, kNoText, text, false,
                                                SETTINGS_MESSAGE_TYPE_STRING);
 }
@@ -183,8 +180,8 @@ Nuvra::TCMessage NoTextFound() {
 
 using ChangeItem = bool (*)(std::string menuID, std::string appName);
 
-void ChangeOneItem(const char *handler, const char *doneWord, const char *exceptionLine,
-                   blocked_menu_status_e status, const Json::Value &data, ChangeItem change) {
+void ChangeOneItem(const char* handler, const char* doneWord, const char* exceptionLine,
+                   blocked_menu_status_e status, const Json::Value& data, ChangeItem change) {
   try {
     const std::string menuID = data["menuID"].asString();
     const std::string appName = data["appName"].asString();
@@ -192,12 +189,12 @@ void ChangeOneItem(const char *handler, const char *doneWord, const char *except
     if (change(menuID, appName)) {
       SettingsServiceCommand::m_BlockedMenuStateSendSignal(status, menuID);
     }
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_LOG_AS(DLOG_INFO, handler, "%s [%s]", exceptionLine, exception.what());
   }
 }
 
-void SendBlockedMenuState(const char *function, blocked_menu_status_e status,
+void SendBlockedMenuState(const char* function, blocked_menu_status_e status,
                           Json::Value menuIDList) {
   SETTINGS_LOG_AS(DLOG_INFO, function, "SendSignalCallback+");
   Nuvra::TCMessage message;
@@ -210,23 +207,23 @@ void SendBlockedMenuState(const char *function, blocked_menu_status_e status,
 
 }  // namespace
 
-void SettingsServiceCommand::GetItemValueName(const Nuvra::TCMessage &request,
-                                              Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemValueName(const Nuvra::TCMessage& request,
+                                              Nuvra::TCMessage& reply) {
   ReportItemValue(__func__, &ItemValueTexts::valueName, request, reply);
 }
 
-void SettingsServiceCommand::GetItemValue(const Nuvra::TCMessage &request,
-                                          Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemValue(const Nuvra::TCMessage& request,
+                                          Nuvra::TCMessage& reply) {
   ReportItemValue(__func__, &ItemValueTexts::value, request, reply);
 }
 
-void SettingsServiceCommand::SetItemValue(const Nuvra::TCMessage &request,
-                                          Nuvra::TCMessage &reply) {
-  const char *const handler = __func__;
+void SettingsServiceCommand::SetItemValue(const Nuvra::TCMessage& request,
+                                          Nuvra::TCMessage& reply) {
+  const char* const handler = __func__;
   Handle(handler, reply, false, [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter SetItemValue ");
     const std::string menuID = m_GetMenuID(request);
-    const Json::Value &data = request.body["data"];
+    const Json::Value& data = request.body["data"];
     const std::string value = data["Value"].asString();
     const bool preview = data["PreViewFlag"].asBool();
     SETTINGS_LOG_AS(DLOG_INFO, handler, "MenuID = %s", menuID.c_str());
@@ -236,40 +233,40 @@ void SettingsServiceCommand::SetItemValue(const Nuvra::TCMessage &request,
   });
 }
 
-void SettingsServiceCommand::GetItemVisible(const Nuvra::TCMessage &request,
-                                            Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemVisible(const Nuvra::TCMessage& request,
+                                            Nuvra::TCMessage& reply) {
   AnswerState(__func__, kNumberAndBlank, request, reply, CSettingsItemInfoAPI::GetItemVisible);
 }
 
-void SettingsServiceCommand::GetItemEnable(const Nuvra::TCMessage &request,
-                                           Nuvra::TCMessage &reply) {
-  AnswerState(__func__, kNumber, request, reply, [](const char *menuID) {
+void SettingsServiceCommand::GetItemEnable(const Nuvra::TCMessage& request,
+                                           Nuvra::TCMessage& reply) {
+  AnswerState(__func__, kNumber, request, reply, [](const char* menuID) {
     return CSettingsItemInfoAPI::GetItemEnable(menuID, false);
   });
 }
 
-void SettingsServiceCommand::GetItemPathVisible(const Nuvra::TCMessage &request,
-                                                Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemPathVisible(const Nuvra::TCMessage& request,
+                                                Nuvra::TCMessage& reply) {
   AnswerState(__func__, kNumberAndBlank, request, reply, CSettingsItemInfoAPI::GetItemPathVisible);
 }
 
-void SettingsServiceCommand::GetItemPathEnable(const Nuvra::TCMessage &request,
-                                               Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemPathEnable(const Nuvra::TCMessage& request,
+                                               Nuvra::TCMessage& reply) {
   AnswerState(__func__, kNumber, request, reply, CSettingsItemInfoAPI::GetItemPathEnable);
 }
 
-void SettingsServiceCommand::GetItemDataVisible(const Nuvra::TCMessage &request,
-                                                Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemDataVisible(const Nuvra::TCMessage& request,
+                                                Nuvra::TCMessage& reply) {
   AnswerDataState(__func__, request, reply, CSettingsItemInfoAPI::GetSubListItemVisible);
 }
 
-void SettingsServiceCommand::GetItemDataEnable(const Nuvra::TCMessage &request,
-                                               Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemDataEnable(const Nuvra::TCMessage& request,
+                                               Nuvra::TCMessage& reply) {
   AnswerDataState(__func__, request, reply, CSettingsItemInfoAPI::GetSubListItemEnable);
 }
 
-void SettingsServiceCommand::GetItemPathEnableAsync(const Nuvra::TCMessage &request,
-                                                    Nuvra::TCMessage &) {
+void SettingsServiceCommand::GetItemPathEnableAsync(const Nuvra::TCMessage& request,
+                                                    Nuvra::TCMessage&) {
   AnswerBySignal(
       __func__, " Enter GetItemPathEnableAsync ", DLOG_ERROR, kNumber,
       SETTINGS_API_CB_ITEM_PATH_ENABLE, request,
@@ -277,14 +274,14 @@ void SettingsServiceCommand::GetItemPathEnableAsync(const Nuvra::TCMessage &requ
       CSettingsItemInfoAPI::GetItemPathEnable);
 }
 
-void SettingsServiceCommand::GetItemVisibleAsync(const Nuvra::TCMessage &request) {
+void SettingsServiceCommand::GetItemVisibleAsync(const Nuvra::TCMessage& request) {
   AnswerBySignal(
       __func__, " Enter GetItemVisible ", DLOG_INFO, kNumberAndBlank, SETTINGS_API_CB_ITEM_VISIBLE,
       request, [&] { return m_GetMenuID(request); }, CSettingsItemInfoAPI::GetItemVisible);
 }
 
-void SettingsServiceCommand::GetItemPath(const Nuvra::TCMessage &request, Nuvra::TCMessage &reply) {
-  const char *const handler = __func__;
+void SettingsServiceCommand::GetItemPath(const Nuvra::TCMessage& request, Nuvra::TCMessage& reply) {
+  const char* const handler = __func__;
   Handle(handler, reply, "", [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter GetItemPath ");
     const std::string menuID = m_GetMenuID(request);
@@ -296,20 +293,19 @@ void SettingsServiceCommand::GetItemPath(const Nuvra::TCMessage &request, Nuvra:
   });
 }
 
-void SettingsServiceCommand::GetItemDisplayID(const Nuvra::TCMessage &request,
-                                              Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemDisplayID(const Nuvra::TCMessage& request,
+                                              Nuvra::TCMessage& reply) {
   AnswerText(__func__, "", request, reply, CSettingsItemInfoAPI::GetItemDisplayID);
 }
 
-void SettingsServiceCommand::GetItemDisplayName(const Nuvra::TCMessage &request,
-                                                Nuvra::TCMessage &reply) {
-  // Alone among the text answers, a false after an exception: clients know it
-  // so.
+void SettingsServiceCommand::GetItemDisplayName(const Nuvra::TCMessage& request,
+                                                Nuvra::TCMessage& reply) {
+  // Alone among the text answers, a false after an exception: clients know it so.
   AnswerText(__func__, false, request, reply, CSettingsItemInfoAPI::GetItemDisplayName);
 }
 
-void SettingsServiceCommand::GetItemMinMaxStepValue(const Nuvra::TCMessage &request,
-                                                    Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemMinMaxStepValue(const Nuvra::TCMessage& request,
+                                                    Nuvra::TCMessage& reply) {
   const auto fillFailure = [&] {
     reply.body["call_api_success"] = false;
     reply.body["return_min"] = 0;
@@ -338,51 +334,51 @@ void SettingsServiceCommand::GetItemMinMaxStepValue(const Nuvra::TCMessage &requ
     reply.body["return_max"] = max;
     reply.body["return_step"] = step;
     reply.body["return_data"] = "";
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_ERROR("Exception occured! [%s]", exception.what());
     fillFailure();
   }
 }
 
-void SettingsServiceCommand::GetItemDataList(const Nuvra::TCMessage &request,
-                                             Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemDataList(const Nuvra::TCMessage& request,
+                                             Nuvra::TCMessage& reply) {
   AnswerList(__func__, request, reply, CSettingsItemInfoAPI::GetItemDataListByString);
 }
 
-void SettingsServiceCommand::GetItemChildList(const Nuvra::TCMessage &request,
-                                              Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::GetItemChildList(const Nuvra::TCMessage& request,
+                                              Nuvra::TCMessage& reply) {
   AnswerList(__func__, request, reply, CSettingsItemInfoAPI::GetSubItemsListByString);
 }
 
-void SettingsServiceCommand::EnableItem(const Json::Value &data) {
+void SettingsServiceCommand::EnableItem(const Json::Value& data) {
   ChangeOneItem(__func__, "Enabled", "EnableItem exception", BLOCKED_MENU_STATUS_ENABLED, data,
                 CSettingsItemInfoAPI::EnableItem);
 }
 
-void SettingsServiceCommand::DisableItem(const Json::Value &data) {
+void SettingsServiceCommand::DisableItem(const Json::Value& data) {
   ChangeOneItem(__func__, "Disabled", " DisableItem exception", BLOCKED_MENU_STATUS_DISABLED, data,
                 CSettingsItemInfoAPI::DisableItem);
 }
 
-void SettingsServiceCommand::DisableItemsByList(const Json::Value &data) {
+void SettingsServiceCommand::DisableItemsByList(const Json::Value& data) {
   try {
     const std::string appName = data["appName"].asString();
     SETTINGS_INFO("appname is %s", appName.c_str());
     std::vector<std::string> requested;
-    for (const Json::Value &menuID : data["menuIDList"]) {
+    for (const Json::Value& menuID : data["menuIDList"]) {
       requested.push_back(menuID.asString());
     }
     std::vector<std::string> disabled;
     if (CSettingsItemInfoAPI::DisableItemsByList(requested, disabled, appName)) {
       m_BlockedMenuStateSendSignal(BLOCKED_MENU_STATUS_DISABLED, disabled);
     }
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_INFO("exception [%s]", exception.what());
   }
   SETTINGS_INFO("3rd party apps disable items by list end");
 }
 
-void SettingsServiceCommand::RemoveDisabledItemsByAppname(const Json::Value &data) {
+void SettingsServiceCommand::RemoveDisabledItemsByAppname(const Json::Value& data) {
   try {
     const std::string appName = data["appName"].asString();
     SETTINGS_INFO("Remove disabled items by %s", appName.c_str());
@@ -390,13 +386,13 @@ void SettingsServiceCommand::RemoveDisabledItemsByAppname(const Json::Value &dat
     if (CSettingsItemInfoAPI::RemoveDisabledItemsByAppname(released, appName)) {
       m_BlockedMenuStateSendSignal(BLOCKED_MENU_STATUS_ENABLED, released);
     }
-  } catch (const Json::Exception &exception) {
+  } catch (const Json::Exception& exception) {
     SETTINGS_INFO("exception [%s]", exception.what());
   }
 }
 
-void SettingsServiceCommand::IsItemEnabled(const Nuvra::TCMessage &request,
-                                           Nuvra::TCMessage &reply) {
+void SettingsServiceCommand::IsItemEnabled(const Nuvra::TCMessage& request,
+                                           Nuvra::TCMessage& reply) {
   Handle(__func__, reply, false, [&] {
     const std::string menuID = m_GetMenuID(request);
     const bool enabled = CSettingsItemInfoAPI::IsItemEnabled(menuID);
@@ -404,9 +400,9 @@ void SettingsServiceCommand::IsItemEnabled(const Nuvra::TCMessage &request,
   });
 }
 
-void SettingsServiceCommand::GetDisablerAppNamesByMenuId(const Nuvra::TCMessage &request,
-                                                         Nuvra::TCMessage &reply) {
-  const char *const handler = __func__;
+void SettingsServiceCommand::GetDisablerAppNamesByMenuId(const Nuvra::TCMessage& request,
+                                                         Nuvra::TCMessage& reply) {
+  const char* const handler = __func__;
   Handle(handler, reply, "", [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter GetDisablerAppNamesByMenuId ");
     const std::string menuID = m_GetMenuID(request);
@@ -415,14 +411,14 @@ void SettingsServiceCommand::GetDisablerAppNamesByMenuId(const Nuvra::TCMessage 
       reply = NoTextFound();
       return;
     }
-    reply = TextFound(StyledArray(appNames, [&](const char *appName) {
+    reply = TextFound(StyledArray(appNames, [&](const char* appName) {
       SETTINGS_LOG_AS(DLOG_INFO, handler, "disabler app : %s", appName);
     }));
   });
 }
 
-void SettingsServiceCommand::GetDisabledItemsList(Nuvra::TCMessage &reply) {
-  const char *const handler = __func__;
+void SettingsServiceCommand::GetDisabledItemsList(Nuvra::TCMessage& reply) {
+  const char* const handler = __func__;
   Handle(handler, reply, "", [&] {
     SETTINGS_LOG_AS(DLOG_INFO, handler, " Enter GetDisabledItemsList ");
     std::vector<std::string> menuIDs;
@@ -430,7 +426,7 @@ void SettingsServiceCommand::GetDisabledItemsList(Nuvra::TCMessage &reply) {
       reply = NoTextFound();
       return;
     }
-    reply = TextFound(StyledArray(menuIDs, [&](const char *menuID) {
+    reply = TextFound(StyledArray(menuIDs, [&](const char* menuID) {
       SETTINGS_LOG_AS(DLOG_INFO, handler, "Disabled Item : %s", menuID);
     }));
   });
@@ -441,12 +437,12 @@ void SettingsServiceCommand::UpdateDisabledItemList() {
   CSettingsItemInfoAPI::UpdateDisabledItemList();
 }
 
-void SettingsServiceCommand::AppContextEventCB(app_context_s *context, app_context_event_e event,
-                                               void *) {
+void SettingsServiceCommand::AppContextEventCB(app_context_s* context, app_context_event_e event,
+                                               void*) {
   if (event != APP_CONTEXT_EVENT_TERMINATED) {
     return;
   }
-  char *appID = nullptr;
+  char* appID = nullptr;
   app_context_get_app_id(context, &appID);
   if (appID == nullptr) {
     return;
@@ -476,7 +472,7 @@ void SettingsServiceCommand::UpdateHistoryFile(int count) {
   }
 }
 
-void SettingsServiceCommand::GeneralResetCB(keynode_t *, void *) {
+void SettingsServiceCommand::GeneralResetCB(keynode_t*, void*) {
   int progressing = -1;
   if (vconf_get_int("memory/menu/general/reset/progressing", &progressing) != 0) {
     SETTINGS_ERROR("get value failed");
@@ -487,10 +483,10 @@ void SettingsServiceCommand::GeneralResetCB(keynode_t *, void *) {
   }
 }
 
-void SettingsServiceCommand::UpdateLanguage(keynode_t *, void *) {
+void SettingsServiceCommand::UpdateLanguage(keynode_t*, void*) {
   SETTINGS_INFO("UpdateLanguage");
   const std::optional<std::string> value = ReadKeyText("db/menu_widget/language");
-  const char *language = value ? value->c_str() : nullptr;
+  const char* language = value ? value->c_str() : nullptr;
   SETTINGS_INFO("New language : [%s]", language);
   if (language == nullptr) {
     return;
@@ -501,7 +497,7 @@ void SettingsServiceCommand::UpdateLanguage(keynode_t *, void *) {
   setenv("LANG", language, 1);
   setenv("LC_MESSAGES", language, 1);
   if (std::setlocale(LC_ALL, "") == nullptr) {
-    if (const char *locale = std::setlocale(LC_ALL, language)) {
+    if (const char* locale = std::setlocale(LC_ALL, language)) {
       SETTINGS_INFO("*****Settings-service setlocale=%s\n", locale);
     }
   }
@@ -555,9 +551,9 @@ void SettingsServiceCommand::m_BlockedMenuStateSendSignal(blocked_menu_status_e 
 }
 
 void SettingsServiceCommand::m_BlockedMenuStateSendSignal(blocked_menu_status_e status,
-                                                          std::vector<std::string> &menuIDs) {
+                                                          std::vector<std::string>& menuIDs) {
   Json::Value menuIDList(Json::arrayValue);
-  for (const std::string &menuID : menuIDs) {
+  for (const std::string& menuID : menuIDs) {
     menuIDList.append(menuID);
   }
   SendBlockedMenuState(__func__, status, std::move(menuIDList));

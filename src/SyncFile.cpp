@@ -22,7 +22,7 @@ constexpr std::size_t kMostRead = 64;
 
 class OpenFile {
  public:
-  OpenFile(const std::string &path, int flags)
+  OpenFile(const std::string& path, int flags)
       : m_File(open(path.c_str(), flags | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, kMode)) {
     struct stat status {};
     if (m_File >= 0 && (fstat(m_File, &status) != 0 || !S_ISREG(status.st_mode))) {
@@ -35,8 +35,8 @@ class OpenFile {
       close(m_File);
     }
   }
-  OpenFile(const OpenFile &) = delete;
-  OpenFile &operator=(const OpenFile &) = delete;
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
 
   explicit operator bool() const { return m_File >= 0; }
   int Get() const { return m_File; }
@@ -45,8 +45,8 @@ class OpenFile {
   int m_File;
 };
 
-std::optional<int> ParseNumber(const char *text) {
-  char *end = nullptr;
+std::optional<int> ParseNumber(const char* text) {
+  char* end = nullptr;
   errno = 0;
   const long number = std::strtol(text, &end, 10);
   if (end == text || errno != 0 || number < INT_MIN || number > INT_MAX) {
@@ -63,7 +63,7 @@ SyncFile::SyncFile()
 
 bool SyncFile::Exists() const { return access(m_Path.c_str(), F_OK) == 0; }
 
-bool SyncFile::Read(int &count) const {
+bool SyncFile::Read(int& count) const {
   const OpenFile file(m_Path, O_RDWR);
   if (!file) {
     return false;

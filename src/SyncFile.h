@@ -20,7 +20,7 @@ class SyncFile {
 
   // Gives the number in `count`; leaves it untouched when the file does not begin with one. False
   // when the file cannot be opened for reading and writing.
-  bool Read(int &count) const;
+  bool Read(int& count) const;
 
   // Whether the mark is there: an application of the default began and did not end.
   bool IsMarked() const;
