@@ -6,7 +6,7 @@ target_compile_options(build_options INTERFACE -Wall -Wextra -Werror)
 if(SETTINGS_SANITIZE)
   target_compile_options(build_options INTERFACE
     -fsanitize=${SETTINGS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
-    # The compiler mistakes the sanitizers' own code for use of uninitialised values.
-    -Wno-maybe-uninitialized)
+    # GCC mistakes the sanitizers' own code for use of uninitialised values.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(build_options INTERFACE -fsanitize=${SETTINGS_SANITIZE})
 endif()

@@ -57,7 +57,7 @@ void FakePlatformTest::Let(const std::string& name, std::string text) {
   m_Placeholders["{" + name + "}"] = std::move(text);
 }
 
-void FakePlatformTest::ExpectTrace(std::string_view expected, std::source_location where) {
+void FakePlatformTest::ExpectTrace(std::string_view expected, Place where) {
   Lines expectedLines;
   std::istringstream stream{std::string(expected)};
   for (std::string line; std::getline(stream, line);) {
@@ -76,9 +76,8 @@ void FakePlatformTest::ExpectTrace(std::string_view expected, std::source_locati
 
   const Lines actualLines = fake.TakeTrace();
   if (expectedLines != actualLines) {
-    ADD_FAILURE_AT(where.file_name(), static_cast<int>(where.line()))
-        << "The trace differs (- expected, + happened):\n"
-        << Difference(expectedLines, actualLines);
+    ADD_FAILURE_AT(where.file, where.line) << "The trace differs (- expected, + happened):\n"
+                                           << Difference(expectedLines, actualLines);
   }
 }
 

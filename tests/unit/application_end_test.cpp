@@ -1,6 +1,5 @@
 #include <optional>
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -52,13 +51,11 @@ class ApplicationWatch : public CreatedServiceTest,
   void SetMirror(const std::string& text) { fake.SetKey(kMirror, text); }
 
   // Expects this trace behind the handler's own.
-  void ExpectDisabling(const std::string& trace,
-                       std::source_location where = std::source_location::current()) {
+  void ExpectDisabling(const std::string& trace, fakes::Place where = fakes::Place::Current()) {
     EXPECT_EQ(Send(Request(methods.disable, kData)), kNoResult);
     ExpectTrace(std::string("{request}\n") + methods.disableLog + trace, where);
   }
-  void ExpectEnabling(const std::string& trace,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectEnabling(const std::string& trace, fakes::Place where = fakes::Place::Current()) {
     EXPECT_EQ(Send(Request(methods.enable, kData)), kNoResult);
     ExpectTrace(std::string("{request}\n") + methods.enableLog + trace, where);
   }

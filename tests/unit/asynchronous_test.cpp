@@ -1,6 +1,5 @@
 #include <climits>
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -79,7 +78,7 @@ class Asynchronous : public CreatedServiceTest, public testing::WithParamInterfa
 
   // The trace of a question that was answered and signalled.
   void ExpectSignalled(const std::string& menuID, int answer, bool result,
-                       std::source_location where = std::source_location::current()) {
+                       fakes::Place where = fakes::Place::Current()) {
     Let("answer", std::to_string(answer));
     ExpectTrace(Question(menuID, " -> {answer}") + AnswerLine() + R"(
       I SettingsServiceCommand m_AsyncAPISendSignal | m_AsyncAPISendSignal+\n
@@ -92,8 +91,7 @@ class Asynchronous : public CreatedServiceTest, public testing::WithParamInterfa
   }
 
   // The trace of a request that was not understood.
-  void ExpectIllTyped(const std::string& exception,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectIllTyped(const std::string& exception, fakes::Place where = fakes::Place::Current()) {
     Let("exception", exception);
     ExpectTrace("{request}\n" + std::string(query.enterLine) + R"(\n
       E SettingsServiceCommand {method} | Exception occured! [{exception}]\n

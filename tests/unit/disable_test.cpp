@@ -1,5 +1,4 @@
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -266,7 +265,7 @@ class DisableItemsByList : public CreatedServiceTest {
   // The trace of a request with this list, as the library was asked for it, and with what came
   // of it.
   void ExpectAsked(const std::string& requested, const std::string& outcome,
-                   std::source_location where = std::source_location::current()) {
+                   fakes::Place where = fakes::Place::Current()) {
     ExpectTrace(R"(
       {request}
       I SettingsServiceCommand DisableItemsByList | appname is {appName}\n

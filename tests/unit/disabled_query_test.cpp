@@ -1,5 +1,4 @@
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,7 +15,7 @@ class IsItemEnabled : public CreatedServiceTest {
   std::string Ask(const std::string& data) { return Send(Request("IsItemEnabled", data)); }
 
   void ExpectAsked(const std::string& menuID, const std::string& answer,
-                   std::source_location where = std::source_location::current()) {
+                   fakes::Place where = fakes::Place::Current()) {
     ExpectTrace(R"(
       {request}
       CSettingsItemInfoAPI::IsItemEnabled(")" +
@@ -27,8 +26,7 @@ class IsItemEnabled : public CreatedServiceTest {
                 where);
   }
 
-  void ExpectIllTyped(const std::string& exception,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectIllTyped(const std::string& exception, fakes::Place where = fakes::Place::Current()) {
     Let("exception", exception);
     ExpectTrace(R"(
       {request}

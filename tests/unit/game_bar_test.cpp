@@ -113,12 +113,11 @@ void GameBarTest::FinishGameModeWorker() {
   JoinGameModeWorker();
 }
 
-std::string But(std::string trace, const Differences& differences, std::source_location where) {
+std::string But(std::string trace, const Differences& differences, fakes::Place where) {
   for (const auto& [usual, other] : differences) {
     const auto at = trace.find(usual);
     if (at == std::string::npos || at != trace.rfind(usual)) {
-      ADD_FAILURE_AT(where.file_name(), static_cast<int>(where.line()))
-          << "not once in the trace: " << usual;
+      ADD_FAILURE_AT(where.file, where.line) << "not once in the trace: " << usual;
       return trace;
     }
     trace.replace(at, usual.size(), other);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <source_location>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,7 +61,7 @@ inline constexpr char kShowsBrightness[] =
 // Where in an expected trace one text, which stands there once, is another.
 using Differences = std::vector<std::pair<std::string, std::string>>;
 std::string But(std::string trace, const Differences& differences,
-                std::source_location where = std::source_location::current());
+                fakes::Place where = fakes::Place::Current());
 
 // What functions leave in the trace, with the applications, keys and sources as they are at the
 // beginning.

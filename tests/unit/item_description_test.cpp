@@ -1,6 +1,5 @@
 #include <climits>
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -79,14 +78,12 @@ class ItemDescription : public CreatedServiceTest, public testing::WithParamInte
            description.call + "(" + description.arguments + ")";
   }
 
-  void ExpectUnknown(const std::string& menuID,
-                     std::source_location where = std::source_location::current()) {
+  void ExpectUnknown(const std::string& menuID, fakes::Place where = fakes::Place::Current()) {
     Let("menuID", menuID);
     ExpectTrace(Question() + description.unknown, where);
   }
 
-  void ExpectIllTyped(const std::string& exception,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectIllTyped(const std::string& exception, fakes::Place where = fakes::Place::Current()) {
     Let("exception", exception);
     ExpectTrace(std::string(R"(
       {request}
@@ -200,8 +197,7 @@ class ItemText : public CreatedServiceTest, public testing::WithParamInterface<T
     return Send(Request(description.method, R"({"menuID":"x"})"));
   }
 
-  void ExpectReported(const std::string& reported,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectReported(const std::string& reported, fakes::Place where = fakes::Place::Current()) {
     Let("reported", reported);
     ExpectTrace(std::string(R"(
       {request}

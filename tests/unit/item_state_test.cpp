@@ -1,6 +1,5 @@
 #include <climits>
 #include <ostream>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -70,8 +69,7 @@ class ItemState : public CreatedServiceTest, public testing::WithParamInterface<
   }
 
   // The trace of a question with this answer and this result of the reply.
-  void ExpectAnswered(int answer, bool result,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectAnswered(int answer, bool result, fakes::Place where = fakes::Place::Current()) {
     Let("answer", std::to_string(answer));
     Let("result", result ? "true" : "false");
     ExpectTrace(
@@ -82,8 +80,7 @@ class ItemState : public CreatedServiceTest, public testing::WithParamInterface<
   }
 
   // The trace of a request that was not understood.
-  void ExpectIllTyped(const std::string& exception,
-                      std::source_location where = std::source_location::current()) {
+  void ExpectIllTyped(const std::string& exception, fakes::Place where = fakes::Place::Current()) {
     Let("exception", exception);
     ExpectTrace(R"(
       {request}

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,8 +40,7 @@ TEST_F(ServiceObject, CreatesNoAlarmUntilTheServiceIsCreated) {
 
 class Start : public ServiceTest {
  protected:
-  void ExpectStart(std::string_view trace,
-                   std::source_location where = std::source_location::current()) {
+  void ExpectStart(std::string_view trace, fakes::Place where = fakes::Place::Current()) {
     EXPECT_TRUE(service.t_OnCreate());
     ExpectTrace(trace, where);
   }

@@ -1,5 +1,4 @@
 #include <climits>
-#include <source_location>
 #include <string>
 #include <vector>
 
@@ -152,7 +151,7 @@ class BlockedMenuSignal : public fakes::FakePlatformTest {
 
   // Expects one signal with this body and result.
   void ExpectSignal(const std::string& body, const std::string& result = "true",
-                    std::source_location where = std::source_location::current()) {
+                    fakes::Place where = fakes::Place::Current()) {
     Let("body", body);
     Let("result", result);
     ExpectTrace(R"(

@@ -13,7 +13,6 @@
 #include <iterator>
 #include <optional>
 #include <regex>
-#include <source_location>
 #include <string>
 #include <utility>
 #include <vector>
@@ -104,8 +103,7 @@ class StartupConsistency : public ServiceTest {
   StartupConsistency() { fake.SetFeature(kDefault, 2); }
 
   // Expects the start with these steps about the reset in place of the usual ones.
-  void ExpectStart(const std::string& syncSteps,
-                   std::source_location where = std::source_location::current()) {
+  void ExpectStart(const std::string& syncSteps, fakes::Place where = fakes::Place::Current()) {
     EXPECT_TRUE(service.t_OnCreate());
     ExpectTrace(StartBut({{kSyncSteps, syncSteps}}), where);
   }

@@ -17,8 +17,8 @@ constexpr std::chrono::microseconds kPatience = std::chrono::seconds(2);
 template <typename... Calls>
 int FirstError(Calls... calls) {
   int result = 0;
-  ((result = calls(), result >= 0) && ...);
-  return result < 0 ? result : 0;
+  const bool succeeded = (((result = calls()) >= 0) && ...);
+  return succeeded ? 0 : result;
 }
 
 }  // namespace
