@@ -242,7 +242,8 @@ void SettingsService::m_SpeakerStatusChangedCB(sound_tv_output_route_e, void*) {
 
 void SettingsService::m_SyncAutoPowerOffVconf() {
   SETTINGS_INFO("");
-  if (m_FlagVconfSyncDone()) {
+  // A start that was cut off may have written the count but not the default.
+  if (m_FlagVconfSyncDone() && !SyncFile().IsMarked()) {
     return;
   }
   const int value = m_SetNewDefaultValue();
@@ -256,7 +257,6 @@ bool SettingsService::m_FlagVconfSyncDone() {
   const SyncFile file;
   if (!file.Exists()) {
     SETTINGS_ERROR("sync file not exist");
-    file.BeginApplying();
     SettingsServiceCommand::UpdateHistoryFile(SettingsServiceCommand::kPresentResetCount);
     return false;
   }
@@ -272,12 +272,11 @@ bool SettingsService::m_FlagVconfSyncDone() {
     return false;
   }
   SETTINGS_ERROR("countInVconf[%d], countInFile[%d]", countInVconf, countInFile);
-  if (countInVconf == countInFile && !file.IsMarked()) {
+  if (countInVconf == countInFile) {
     SETTINGS_ERROR("sync is done");
     return true;
   }
   SETTINGS_ERROR("factory reset is true");
-  file.BeginApplying();
   SettingsServiceCommand::UpdateHistoryFile(countInVconf);
   return false;
 }

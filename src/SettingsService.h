@@ -40,7 +40,8 @@ class SettingsService : public Nuvra::TCDaemonService {
   // (docs/startup-consistency.md).
   void m_SyncAutoPowerOffVconf();
 
-  // True when the default was applied for the present factory-reset count.
+  // True when the sync file holds the present factory-reset count; writes it there otherwise, if it
+  // can be read and the file be opened.
   bool m_FlagVconfSyncDone();
 
   // Applies the default and returns it; 0 when it is not known or could not be written.

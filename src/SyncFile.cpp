@@ -55,13 +55,17 @@ std::optional<int> ParseNumber(const char* text) {
   return static_cast<int>(number);
 }
 
+bool IsThere(const std::string& path) {
+  return faccessat(AT_FDCWD, path.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 }  // namespace
 
 SyncFile::SyncFile()
     : m_Path(ComposePlatformPath(PLATFORM_DIRECTORY_APP_DATA, kRelativePath)),
       m_Mark(m_Path.empty() ? "" : m_Path + ".unfinished") {}
 
-bool SyncFile::Exists() const { return access(m_Path.c_str(), F_OK) == 0; }
+bool SyncFile::Exists() const { return IsThere(m_Path); }
 
 bool SyncFile::Read(int& count) const {
   const OpenFile file(m_Path, O_RDWR);
@@ -75,9 +79,12 @@ bool SyncFile::Read(int& count) const {
   return true;
 }
 
-bool SyncFile::IsMarked() const { return access(m_Mark.c_str(), F_OK) == 0; }
+bool SyncFile::IsMarked() const { return IsThere(m_Mark); }
 
 SyncFile::Written SyncFile::Write(int count) const {
+  if (OpenFile(m_Mark, O_WRONLY | O_CREAT)) {
+    m_FlushDirectory();
+  }
   const OpenFile file(m_Path, O_WRONLY | O_CREAT);
   if (!file || ftruncate(file.Get(), 0) != 0) {
     return Written::kNotOpened;
@@ -87,12 +94,6 @@ SyncFile::Written SyncFile::Write(int count) const {
   }
   m_FlushDirectory();
   return Written::kDone;
-}
-
-void SyncFile::BeginApplying() const {
-  if (OpenFile(m_Mark, O_WRONLY | O_CREAT)) {
-    m_FlushDirectory();
-  }
 }
 
 void SyncFile::EndApplying() const { unlink(m_Mark.c_str()); }

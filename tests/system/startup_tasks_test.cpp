@@ -221,6 +221,11 @@ TEST(AutoPowerOff, KeepsNoStartFromCompletingWhateverItsFileIs) {
   std::filesystem::create_symlink(target, file);
   restart("a link", "7");
   EXPECT_EQ(support::ReadFile(target), "7");
+
+  std::filesystem::remove(target);
+  std::filesystem::create_symlink(target, file);
+  restart("a link that leads nowhere", "");
+  EXPECT_FALSE(std::filesystem::exists(target));
 }
 
 TEST(AutoPowerOff, KeepsNoStartFromCompletingWhenItsFileMayNotBeRead) {

@@ -113,6 +113,7 @@ const char kStart[] = R"(
   vconf_get_int("db/factory/factory_reset_count") -> 0: 3
   E SettingsService m_FlagVconfSyncDone | countInVconf[3], countInFile[3]\n
   E SettingsService m_FlagVconfSyncDone | sync is done\n
+  ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
   LwipcEventDone("/tmp/settings-service_ready") -> 0
   vconf_get_str("memory/menu/disabled_items") -> null
   E SettingsService m_FlagDisableItemEmpty | fail to check disabled items.\n

@@ -58,6 +58,7 @@ inline constexpr char kSyncSteps[] =
   vconf_get_int("db/factory/factory_reset_count") -> 0: 3
   E SettingsService m_FlagVconfSyncDone | countInVconf[3], countInFile[3]\n
   E SettingsService m_FlagVconfSyncDone | sync is done\n
+  ComposePlatformPath(27, "/org.pavix.menu/.autopoweroff_sync_done") -> app data/org.pavix.menu/.autopoweroff_sync_done
 )";
 
 // The trace of a start that differs from it: each first text, which stands there once, is

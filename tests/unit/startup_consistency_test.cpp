@@ -6,7 +6,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -107,6 +106,8 @@ class StartupConsistency : public ServiceTest {
     EXPECT_TRUE(service.t_OnCreate());
     ExpectTrace(StartBut({{kSyncSteps, syncSteps}}), where);
   }
+
+  std::filesystem::path Mark() const { return SyncFilePath().string() + ".unfinished"; }
 
   void ExpectKeys(std::optional<KeyValue> menu, std::optional<KeyValue> eco) {
     EXPECT_EQ(fake.Key(kMenuKey), menu);
@@ -303,14 +304,10 @@ TEST_F(StartupConsistency, DoesNotFollowALink) {
 TEST_F(StartupConsistency, MakesNoFileThroughALinkToNothing) {
   std::filesystem::remove(SyncFilePath());
   std::filesystem::create_symlink(fake.AppDataDirectory() / "other", SyncFilePath());
-  ExpectStart(std::string(kCompose) +
-              R"(E SettingsService m_FlagVconfSyncDone | sync file not exist\n
-  vconf_get_int("db/factory/factory_reset_count") -> 0: 3
-  E SettingsServiceCommand UpdateHistoryFile | factory_reset_count[3]\n
-  )" + kCompose +
-              R"(E SettingsServiceCommand UpdateHistoryFile | Fail to open file\n
-)" + kApplied);
+  ExpectNotOpenedAtStart();
+  SettingsServiceCommand::UpdateHistoryFile(-2);
   EXPECT_FALSE(std::filesystem::exists(fake.AppDataDirectory() / "other"));
+  EXPECT_TRUE(std::filesystem::is_symlink(SyncFilePath()));
 }
 
 TEST_F(StartupConsistency, AppliesTheDefaultThoughTheFileHasNoPath) {
@@ -379,40 +376,63 @@ TEST_F(StartupConsistency, AppliesTheDefaultAtTheNextStartWhereverThisOneWasCutO
   }
 }
 
+TEST_F(StartupConsistency, AppliesTheDefaultWhenTheFileIsMarkedThoughTheCountsAreEqual) {
+  std::ofstream(Mark()).close();
+  fake.SetKey(kMenuKey, 8);
+  ExpectStart(std::string(kSyncSteps) + kApplied);
+  ExpectKeys(6, 6);
+  EXPECT_EQ(SyncFileText(), "3");
+  EXPECT_FALSE(std::filesystem::exists(Mark()));
+  fake.SetKey(kMenuKey, 8);
+  service.t_OnCreate();
+  ExpectKeys(8, 6);
+}
+
 TEST_F(StartupConsistency, AppliesTheDefaultWhenTheFileIsMarkedWhateverTheCount) {
-  for (const std::string count : {"3", "0", "-1", "-2"}) {
-    const std::filesystem::path mark = SyncFilePath().string() + ".unfinished";
+  for (const std::string count : {"0", "-1", "-2"}) {
     WriteSyncFile(count);
-    std::ofstream(mark).close();
+    std::ofstream(Mark()).close();
     fake.SetKey(kCount, std::stoi(count));
     fake.SetKey(kMenuKey, 8);
-    EXPECT_TRUE(service.t_OnCreate());
-    const std::vector<std::string> trace = fake.TakeTrace();
-    const auto compared = std::find(trace.begin(), trace.end(),
-                                    "E SettingsService m_FlagVconfSyncDone | countInVconf[" +
-                                        count + "], countInFile[" + count + R"(]\n)");
-    ASSERT_LT(compared, trace.end() - 1) << count;
-    EXPECT_EQ(compared[1], R"(E SettingsService m_FlagVconfSyncDone | factory reset is true\n)");
+    service.t_OnCreate();
+    EXPECT_TRUE(fake.WaitForTrace("sync is done", {})) << count;
     ExpectKeys(6, 6);
     EXPECT_EQ(SyncFileText(), count);
-    EXPECT_FALSE(std::filesystem::exists(mark));
+    EXPECT_FALSE(std::filesystem::exists(Mark()));
+    fake.TakeTrace();
   }
 }
 
+TEST_F(StartupConsistency, MarksTheFileWithEveryCountThatItWrites) {
+  for (const int count : {-2, -1, 4}) {
+    std::filesystem::remove(Mark());
+    SettingsServiceCommand::UpdateHistoryFile(count);
+    EXPECT_TRUE(std::filesystem::exists(Mark())) << count;
+  }
+}
+
+TEST_F(StartupConsistency, TakesALinkToNothingForAMark) {
+  std::filesystem::create_symlink(fake.AppDataDirectory() / "other", Mark());
+  fake.SetKey(kMenuKey, 8);
+  service.t_OnCreate();
+  ExpectKeys(6, 6);
+  EXPECT_FALSE(std::filesystem::is_symlink(Mark()));
+  EXPECT_FALSE(std::filesystem::exists(fake.AppDataDirectory() / "other"));
+}
+
 TEST_F(StartupConsistency, AppliesTheDefaultWhileItCannotMarkItsBeginningOrItsEnd) {
-  const std::filesystem::path mark = SyncFilePath().string() + ".unfinished";
-  std::filesystem::create_directory(mark);
+  std::filesystem::create_directory(Mark());
   for (int start = 0; start < 2; ++start) {
     fake.SetKey(kMenuKey, 8);
     service.t_OnCreate();
     ExpectKeys(6, 6);
   }
-  std::filesystem::remove(mark);
-  std::filesystem::create_symlink(fake.AppDataDirectory() / "other", mark);
+  std::filesystem::remove(Mark());
+  std::filesystem::create_symlink(fake.AppDataDirectory() / "other", Mark());
   WriteSyncFile("2");
   service.t_OnCreate();
   EXPECT_FALSE(std::filesystem::exists(fake.AppDataDirectory() / "other"));
-  EXPECT_FALSE(std::filesystem::is_symlink(mark));
+  EXPECT_FALSE(std::filesystem::is_symlink(Mark()));
   EXPECT_EQ(SyncFileText(), "3");
 }
 
