@@ -13,7 +13,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "framework/efl_log.h"
 #include "framework/exception_border.h"
@@ -22,7 +24,36 @@
 namespace host {
 namespace {
 
+bool g_MainLoopLives = false;
 unsigned g_EndedMainLoops = 0;
+
+// Eina wants a directory for what ends with the session. Without XDG_RUNTIME_DIR it makes one in
+// the home directory and ends the process when it cannot, and in either it looks for a debugger
+// that takes over the process. Nothing here uses any of that. So while Eina starts, the directory
+// is a place where nothing can be.
+class EinaStart {
+ public:
+  EinaStart() {
+    static char runtimeDirectory[] = "XDG_RUNTIME_DIR=/dev/null";
+    // Another array of variables instead of a changed one, and one that stays: a thread that looks
+    // for a variable just now goes on in what it has begun to read.
+    static std::vector<char*> variables;
+    variables = {runtimeDirectory};
+    for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+      if (!std::string_view(*variable).starts_with("XDG_RUNTIME_DIR=")) {
+        variables.push_back(*variable);
+      }
+    }
+    variables.push_back(nullptr);
+    environ = variables.data();
+  }
+  ~EinaStart() { environ = m_OwnVariables; }
+  EinaStart(const EinaStart&) = delete;
+  EinaStart& operator=(const EinaStart&) = delete;
+
+ private:
+  char** const m_OwnVariables = environ;
+};
 
 int InitEcore() {
   // A module would look for a power daemon on the system bus and print that there is none.
@@ -54,7 +85,10 @@ MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   BlockEndSignals();
   m_Impl->quit = TakeWaitingEndSignal();
   // Eina forgets who takes its log when it starts; so it starts first.
-  eina_init();
+  {
+    const EinaStart start;
+    eina_init();
+  }
   TakeEflLog();
   TakeLostSignal();
   const bool started = InitEcore() > 0;
@@ -62,6 +96,7 @@ MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   if (!started) {
     throw std::runtime_error("Ecore cannot be started");
   }
+  g_MainLoopLives = true;
   m_Impl->signalsOfEcore =
       ecore_event_handler_add(ECORE_EVENT_SIGNAL_EXIT, Impl::OnSignalOfEcore, m_Impl.get());
   BlockEndSignals();
@@ -77,6 +112,7 @@ MainLoop::~MainLoop() {
   m_Impl->endSignalWatch.reset();
   close(m_Impl->endSignals);
   ecore_event_handler_del(m_Impl->signalsOfEcore);
+  g_MainLoopLives = false;
   ++g_EndedMainLoops;
   while (ecore_shutdown() > 0) {
   }
@@ -91,7 +127,11 @@ void MainLoop::Run() {
 void MainLoop::Quit() { m_Impl->Quit(); }
 
 bool MainLoopExists() {
+  if (g_MainLoopLives) {
+    return true;
+  }
   const SignalKeeper signals;
+  const EinaStart start;
   // Ecore tells how often it was initialised in no other way.
   const bool exists = InitEcore() > 1;
   ecore_shutdown();

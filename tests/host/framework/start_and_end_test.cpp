@@ -165,6 +165,41 @@ TEST_F(AStart, OutsideOfASessionSaysHowToNameABus) {
             "start the service in a session, or name another bus with --bus\n");
 }
 
+TEST_F(AStart, NeedsNoHomeAndNoRuntimeDirectoryAndMakesNothingThere) {
+  std::filesystem::create_directory(Path("home"));
+  const std::vector<std::string> homes[] = {
+      {"HOME=" + Path("home").string()},
+      {"HOME=" + Path("missing/home").string()},
+      {"HOME=/dev/null"},
+      {"-u", "HOME"},
+      {"HOME=/dev/null", "XDG_RUNTIME_DIR=" + Path("home").string()},
+  };
+  for (const std::vector<std::string>& home : homes) {
+    std::vector<std::string> command = {"env", "-u", "XDG_RUNTIME_DIR"};
+    command.insert(command.end(), home.begin(), home.end());
+    command.push_back(TEST_SERVICE);
+    support::Process service(command, WithDefaults({}), {"/dev/null", "/dev/null", Path("log")});
+    Client client(Address());
+    EXPECT_TRUE(WaitUntil([&] { return client.HasOwner() || !service.Running(); }));
+    EXPECT_EQ(client.Request(R"({"do":"echo"})").body, R"({"do":"echo"})") << home.back();
+    EXPECT_EQ(End(service), 0) << home.back() << "\n" << Log();
+    EXPECT_TRUE(std::filesystem::is_empty(Path("home"))) << home.back();
+    EXPECT_FALSE(std::filesystem::exists(Path("missing")));
+  }
+}
+
+TEST_F(AStart, LeavesTheVariablesForThoseThatReadThemLater) {
+  std::filesystem::create_directory(Path("runtime"));
+  support::PrivateBus bus(Path("runtime"));
+  // The session bus is found through XDG_RUNTIME_DIR.
+  support::Process service({"env", "-u", "DBUS_SESSION_BUS_ADDRESS",
+                            "XDG_RUNTIME_DIR=" + Path("runtime").string(), TEST_SERVICE},
+                           WithDefaults({}), {"/dev/null", "/dev/null", Path("log")});
+  Client client(bus.Address());
+  EXPECT_TRUE(WaitUntil([&] { return client.HasOwner() || !service.Running(); }));
+  EXPECT_EQ(client.Request(R"({"do":"echo"})").body, R"({"do":"echo"})");
+}
+
 TEST_F(AStart, OnABusThatHangsUpSaysSo) {
   const std::string path = Path("hangs-up");
   const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
