@@ -17,6 +17,7 @@
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
 #include "framework/set_preparation.h"
+#include "nuvra/alarm.h"
 #include "system/environment.h"
 #include "system/log.h"
 #include "system/ready_event.h"
@@ -26,6 +27,7 @@ namespace {
 
 constexpr int kFailure = 1;
 constexpr std::chrono::seconds kLogPatience{2};
+constexpr unsigned kAnnouncementPeriodInMilliseconds = 1000;
 
 // Not used for anything, but read by leak checkers: the caller keeps the service until the
 // process ends and never deletes it.
@@ -38,6 +40,20 @@ bool Create(Nuvra::TCDaemonService& service) {
   return Contain("t_OnPrepare", [&] { service.t_OnPrepare(); }) &&
          Contain("t_OnCreate", [&] { created = service.t_OnCreate(); }) && created;
 }
+
+// Announces, while the main loop runs, what could not be announced when the service was created.
+class LaterAnnouncement {
+ public:
+  explicit LaterAnnouncement(Nuvra::TCDaemonService& service) {
+    if (!AnnounceRemainingEvents()) {
+      m_Alarm.SetAlarmCallback([](void*) { return !AnnounceRemainingEvents(); }, nullptr);
+      m_Alarm.Create(&service, kAnnouncementPeriodInMilliseconds, Nuvra::NUVRA_INFINITY);
+    }
+  }
+
+ private:
+  Nuvra::TCAlarm m_Alarm;
+};
 
 int Serve(MainLoop& loop, sd_bus* bus) {
   int exitStatus = 0;
@@ -67,6 +83,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   }
   int exitStatus = kFailure;
   if (Create(service)) {
+    const LaterAnnouncement announcement(service);
     exitStatus = Serve(loop, bus.Get());
     Contain("t_OnTerminate", [&] { service.t_OnTerminate(); });
   }

@@ -15,6 +15,8 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -34,6 +36,10 @@ constexpr size_t kListLimit = 64 * 1024;
 constexpr size_t kEventFileLimit = 32;
 constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kSharedDirectoryMode = 01777;
+
+// The events that could not be announced yet, and why.
+std::mutex g_RemainingMutex;
+std::map<std::string, std::string> g_Remaining;
 
 // The components of "/a/b", at least one.
 std::vector<std::string> Components(const std::string& event) {
@@ -82,6 +88,35 @@ void MakeEventFile(const std::string& event) {
   directory.MakeFile(components.back(), std::to_string(getpid()) + "\n");
 }
 
+// Returns whether the event is announced; otherwise it remains.
+bool Announce(const std::string& event) {
+  const std::lock_guard lock(g_RemainingMutex);
+  try {
+    MakeEventFile(event);
+  } catch (const std::exception& exception) {
+    std::string& reason = g_Remaining[event];
+    if (reason != exception.what()) {
+      reason = exception.what();
+      __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "%s cannot be announced: %s\n", event.c_str(),
+                   reason.c_str());
+    }
+    return false;
+  }
+  if (g_Remaining.erase(event) > 0) {
+    __dlog_print(LOG_ID_MAIN, DLOG_INFO, kLogTag, "%s is announced now\n", event.c_str());
+  }
+  return true;
+}
+
+std::vector<std::string> RemainingEvents() {
+  const std::lock_guard lock(g_RemainingMutex);
+  std::vector<std::string> events;
+  for (const auto& [event, reason] : g_Remaining) {
+    events.push_back(event);
+  }
+  return events;
+}
+
 bool IsEventContent(const std::string& content) {
   return content.size() > 1 && content.back() == '\n' &&
          std::all_of(content.begin(), content.end() - 1,
@@ -103,7 +138,19 @@ void RemoveEventFile(const std::string& event) {
 
 }  // namespace
 
+bool AnnounceRemainingEvents() {
+  bool all = true;
+  for (const std::string& event : RemainingEvents()) {
+    all = Announce(event) && all;
+  }
+  return all;
+}
+
 void WithdrawReadyEvents() {
+  {
+    const std::lock_guard lock(g_RemainingMutex);
+    g_Remaining.clear();
+  }
   std::error_code ignored;
   if (!std::filesystem::exists(RunDir(), ignored)) {
     return;
@@ -132,14 +179,7 @@ int LwipcEventDone(const char* event) {
   if (event == nullptr) {
     return -1;
   }
-  int result = 0;
-  try {
-    host::MakeEventFile(event);
-  } catch (const std::exception& exception) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, host::kLogTag, "%s cannot be announced: %s\n", event,
-                 exception.what());
-    result = -1;
-  }
+  const int result = host::Announce(event) ? 0 : -1;
   const int notified = sd_notify(0, "READY=1");
   if (notified < 0) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, host::kLogTag, "the service manager was not told: %s\n",

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -214,6 +215,37 @@ TEST_F(AStart, OnABusThatHangsUpSaysSo) {
   EXPECT_EQ(service.Wait(), 8);
   EXPECT_THAT(LogLinesWith("cannot be reached"), SizeIs(1));
   EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(AStart, OnAFullDiskAnnouncesTheEventWhenThereIsRoomAgain) {
+  // No file can grow, as when the disk is full, until the limit is lifted.
+  support::Process service(
+      {"env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited", TEST_SERVICE},
+      WithDefaults({}), {"/dev/null", "/dev/null", "/dev/null"});
+  Client client(Address());
+  EXPECT_TRUE(WaitUntil([&] { return client.HasOwner() || !service.Running(); }));
+  EXPECT_EQ(client.Request(R"({"do":"echo"})").body, R"({"do":"echo"})");
+  const std::filesystem::path event = Path("tmp/test_service_ready");
+  EXPECT_FALSE(std::filesystem::exists(event));
+
+  const rlimit room = {RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(prlimit(service.Pid(), RLIMIT_FSIZE, &room, nullptr), 0);
+  const std::string announced = std::to_string(service.Pid()) + "\n";
+  EXPECT_TRUE(WaitUntil([&] { return support::ReadFile(event) == announced; }));
+  EXPECT_EQ(End(service), 0);
+  EXPECT_FALSE(std::filesystem::exists(event));
+}
+
+TEST_F(AStart, AnnouncesTheEventWhenNothingIsInItsPlaceAnyMore) {
+  const std::filesystem::path event = Path("tmp/test_service_ready");
+  std::filesystem::create_directories(event);
+  support::Process& service = StartAndWait();
+  EXPECT_THAT(LogLinesWith("cannot be announced"), SizeIs(1));
+  std::filesystem::remove(event);
+  EXPECT_TRUE(WaitUntil([&] { return std::filesystem::is_regular_file(event); }));
+  EXPECT_TRUE(WaitUntil([&] { return LogLinesWith("is announced now").size() == 1; }));
+  EXPECT_EQ(End(service), 0);
+  EXPECT_THAT(LogLinesWith("cannot be announced"), SizeIs(1));
 }
 
 TEST_F(AStart, FailsWhenTheServiceCannotBeCreated) {
