@@ -22,6 +22,18 @@ std::string CheckBus(const std::string& bus) {
   return valid ? "" : "\"" + bus + "\" is neither session nor system nor the address of a bus";
 }
 
+// Empty when `root` is a directory or can become one.
+std::string CheckRoot(const std::filesystem::path& root) {
+  std::error_code ignored;
+  std::filesystem::path existing = root;
+  while (!std::filesystem::exists(std::filesystem::symlink_status(existing, ignored)) &&
+         existing.has_relative_path()) {
+    existing = existing.parent_path();
+  }
+  const bool valid = std::filesystem::is_directory(existing, ignored);
+  return valid ? "" : "\"" + existing.string() + "\" is not a directory";
+}
+
 std::string ProgramName(const char* path) { return std::filesystem::path(path).filename(); }
 
 }  // namespace
@@ -49,10 +61,13 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   app.footer(kFooter);
   try {
     app.parse(argc, argv);
+    line.environment.root = std::filesystem::absolute(line.environment.root);
+    if (const std::string wrong = CheckRoot(line.environment.root); !wrong.empty()) {
+      throw CLI::ValidationError(app.count("--root") > 0 ? "--root" : "SETTINGS_ROOT", wrong);
+    }
   } catch (const CLI::ParseError& end) {
     throw CommandLineEnd{app.exit(end) == 0 ? 0 : kWrongUsage};
   }
-  line.environment.root = std::filesystem::absolute(line.environment.root);
   return line;
 }
 

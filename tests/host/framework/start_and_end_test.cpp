@@ -58,6 +58,27 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
   EXPECT_THAT(Trace(), IsEmpty());
 }
 
+TEST_F(CommandLine, ARootThatCannotBecomeADirectoryIsWrongUsage) {
+  std::ofstream(Path("file")) << "precious";
+  std::filesystem::create_symlink(Path("missing"), Path("link"));
+  const std::pair<std::filesystem::path, std::filesystem::path> wrong[] = {
+      {Path("file"), Path("file")},
+      {Path("file") / "below", Path("file")},
+      {Path("link"), Path("link")},
+  };
+  for (const auto& [root, named] : wrong) {
+    for (const support::Outcome& outcome :
+         {Run({"--root", root}), Run({}, {{"SETTINGS_ROOT", root}})}) {
+      EXPECT_EQ(outcome.status, 2) << root;
+      EXPECT_THAT(outcome.err,
+                  testing::AnyOf(StartsWith("--root: "), StartsWith("SETTINGS_ROOT: ")));
+      EXPECT_THAT(outcome.err, HasSubstr('"' + named.string() + "\" is not a directory"));
+    }
+  }
+  EXPECT_THAT(Trace(), IsEmpty());
+  EXPECT_EQ(support::ReadFile(Path("file")), "precious");
+}
+
 TEST_F(CommandLine, TheLogGoesToTheFileThatItNames) {
   StartAndWait({}, {"--log", Path("a log")});
   EXPECT_TRUE(WaitUntil([&] { return support::ReadFile(Path("a log")) != ""; }));
