@@ -122,7 +122,7 @@ int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
   try {
     const CommandLine line = ReadCommandLine(argc, argv);
     SetEnvironment(line.environment);
-    OpenLog(line.logFile);
+    OpenLog(line.logFile, line.logLimit);
     return RunLogged(argv[0], line, service);
   } catch (const CommandLineEnd& end) {
     // What was asked for is the text that is printed, not a log around it.

@@ -6,6 +6,8 @@ namespace host {
 namespace {
 
 constexpr int kWrongUsage = 2;
+constexpr std::uint64_t kLeastLogLimit = 64 * 1024;
+constexpr std::uint64_t kMostLogLimit = std::uint64_t{1} << 40;
 
 constexpr char kFooter[] =
     "Environment variables:\n"
@@ -58,6 +60,12 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
       ->type_name("FILE")
       ->check(CLI::Validator(CLI::ExistingFile).description(""));
   app.add_option("--log", line.logFile, "Append the log to this file")->type_name("FILE");
+  app.add_option("--log-limit", line.logLimit,
+                 "Size of the log file, such as 16M, at which it is renamed to FILE.1")
+      ->type_name("SIZE")
+      ->transform(CLI::AsSizeValue(false).description(""))
+      ->check(CLI::Range(kLeastLogLimit, kMostLogLimit).description(""))
+      ->default_str("16M");
   app.footer(kFooter);
   try {
     app.parse(argc, argv);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
 #include "system/environment.h"
+#include "system/log.h"
 
 namespace host {
 
@@ -12,6 +14,7 @@ struct CommandLine {
   Environment environment;
   std::string bus = "session";    // "session", "system" or the address of a bus
   std::filesystem::path logFile;  // empty: the log's own choice
+  std::uint64_t logLimit = kLogLimit;
 };
 
 // Thrown when the command line asks for nothing but a text, or is wrong; the text is printed

@@ -137,7 +137,7 @@ class Log {
 
   // Returns whether the line was taken.
   bool Add(QueuedLinePtr line);
-  void Open(const std::filesystem::path& file);
+  void Open(const std::filesystem::path& file, uint64_t limit);
   void Discard();
   bool Flush(std::chrono::milliseconds limit);
   void EndHold();
@@ -186,6 +186,9 @@ Log::Log() { g_NextTerminateHandler = std::set_terminate(FinishLogAndTerminate);
 
 bool Log::Add(QueuedLinePtr line) {
   std::unique_lock lock(m_Mutex);
+  if (m_Sink != nullptr && !HasWork() && !m_IsWriting) {
+    m_Sink->SetUnwritten(true);
+  }
   ++m_Printed;
   const bool fits = m_Size + line->Size() <= kQueueLimit;
   if (fits) {
@@ -209,15 +212,16 @@ void Log::WakeAndUnlock(std::unique_lock<std::mutex>& lock) {
   m_WakeUp.notify_one();
 }
 
-void Log::Open(const std::filesystem::path& file) {
+void Log::Open(const std::filesystem::path& file, uint64_t limit) {
   const std::lock_guard lock(m_Mutex);
   if (m_Sink != nullptr) {
     throw std::logic_error("the log is open already");
   }
-  std::unique_ptr<LogSink> sink = OpenLogSink(file);
+  std::unique_ptr<LogSink> sink = OpenLogSink(file, limit);
   const SignalsBlocked signalsBlocked;
   std::thread writer([this] { Run(); });
   m_Sink = std::move(sink);
+  m_Sink->SetUnwritten(HasWork());
   m_Writer = Writer::kBusy;
   pthread_setname_np(writer.native_handle(), "log-writer");
   writer.detach();
@@ -258,7 +262,7 @@ void Log::Finish() {
     }
   }
   try {
-    Open({});
+    Open({}, kLogLimit);
   } catch (const std::exception&) {
     // Open already; or there can be no writer any more, and Flush waits in vain.
   }
@@ -299,6 +303,9 @@ void Log::WriteQueue(std::unique_lock<std::mutex>& lock) {
   lock.lock();
   m_IsWriting = false;
   m_Done = printed;
+  if (!HasWork()) {
+    m_Sink->SetUnwritten(false);
+  }
   m_Progress.notify_all();
 }
 
@@ -324,7 +331,7 @@ void Log::ReportLost(uint64_t count) {
 
 }  // namespace
 
-void OpenLog(const std::filesystem::path& file) { Log::Get().Open(file); }
+void OpenLog(const std::filesystem::path& file, uint64_t limit) { Log::Get().Open(file, limit); }
 
 void DiscardLog() { Log::Get().Discard(); }
 

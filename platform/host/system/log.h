@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 
 namespace host {
@@ -8,10 +9,14 @@ namespace host {
 // Lines of __dlog_print are queued and written by a thread of the log's own, so that a slow
 // terminal or disk delays nobody (docs/logging.md). Until OpenLog they are kept in the queue.
 
+// How long a log file may become unless said.
+inline constexpr std::uint64_t kLogLimit = 16 * 1024 * 1024;
+
 // Chooses where the lines go: `file` (appended to, made when missing), or when it is empty the
-// journal if standard error is connected to it, otherwise standard error. Throws
+// journal if standard error is connected to it, otherwise standard error. A file has up to `limit`
+// bytes, and there is up to one older of that size (system/log_file.h). Throws
 // std::runtime_error that names the file when it cannot be opened. At most once.
-void OpenLog(const std::filesystem::path& file);
+void OpenLog(const std::filesystem::path& file, std::uint64_t limit = kLogLimit);
 
 // Forgets the lines that wait in the queue: a program that only prints its help has no log.
 void DiscardLog();

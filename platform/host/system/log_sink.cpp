@@ -1,6 +1,5 @@
 #include "system/log_sink.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -8,12 +7,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-#include <system_error>
 #include <vector>
 
 // Otherwise every entry would name this file as the place where it was logged.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
+
+#include "system/log_file.h"
 
 namespace host {
 namespace {
@@ -23,7 +23,9 @@ constexpr size_t kWriteSize = 64 * 1024;
 
 class TextSink : public LogSink {
  public:
-  explicit TextSink(int fd) : m_Fd(fd), m_Formatter(getpid()) {}
+  // Without a file lines go to standard error.
+  explicit TextSink(std::unique_ptr<LogFile> file)
+      : m_File(std::move(file)), m_Formatter(getpid()) {}
 
   void Add(const LogLine& line, uint64_t weight) override {
     m_Formatter.Append(m_Text, line);
@@ -37,7 +39,10 @@ class TextSink : public LogSink {
     if (m_Lines.empty()) {
       return;
     }
-    const size_t written = Write();
+    if (m_File != nullptr && !m_Torn) {
+      m_File->MakeRoom(m_Text.size());
+    }
+    const size_t written = Write(m_File != nullptr ? m_File->Fd() : STDERR_FILENO);
     for (const Line& line : m_Lines) {
       m_Lost += line.end > written ? line.weight : 0;
     }
@@ -51,6 +56,12 @@ class TextSink : public LogSink {
     m_Torn = torn;
   }
 
+  void SetUnwritten(bool unwritten) override {
+    if (m_File != nullptr) {
+      m_File->SetUnwritten(unwritten);
+    }
+  }
+
  private:
   struct Line {
     size_t end;  // in m_Text
@@ -58,15 +69,15 @@ class TextSink : public LogSink {
   };
 
   // Returns the number of bytes that could be written.
-  size_t Write() {
+  size_t Write(int fd) {
     size_t written = 0;
     while (written < m_Text.size()) {
-      const ssize_t result = write(m_Fd, m_Text.data() + written, m_Text.size() - written);
+      const ssize_t result = write(fd, m_Text.data() + written, m_Text.size() - written);
       if (result >= 0) {
         written += static_cast<size_t>(result);
       } else if (errno == EAGAIN) {
         // Standard error may be shared with a program that does not want to wait for it.
-        pollfd writable = {m_Fd, POLLOUT, 0};
+        pollfd writable = {fd, POLLOUT, 0};
         poll(&writable, 1, -1);
       } else if (errno != EINTR) {
         break;
@@ -75,7 +86,7 @@ class TextSink : public LogSink {
     return written;
   }
 
-  const int m_Fd;
+  const std::unique_ptr<LogFile> m_File;
   LogFormatter m_Formatter;
   std::string m_Text;
   std::vector<Line> m_Lines;
@@ -101,19 +112,14 @@ class JournalSink : public LogSink {
 
 }  // namespace
 
-std::unique_ptr<LogSink> OpenLogSink(const std::filesystem::path& file) {
+std::unique_ptr<LogSink> OpenLogSink(const std::filesystem::path& file, uint64_t limit) {
   if (!file.empty()) {
-    const int fd = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
-    if (fd < 0) {
-      throw std::system_error(errno, std::generic_category(),
-                              "cannot open the log file " + file.string());
-    }
-    return std::make_unique<TextSink>(fd);
+    return std::make_unique<TextSink>(std::make_unique<LogFile>(file, limit));
   }
   if (IsJournalStream(STDERR_FILENO, std::getenv("JOURNAL_STREAM"))) {
     return std::make_unique<JournalSink>();
   }
-  return std::make_unique<TextSink>(STDERR_FILENO);
+  return std::make_unique<TextSink>(nullptr);
 }
 
 }  // namespace host

@@ -21,6 +21,10 @@ class LogSink {
   // Writes what was taken and is not written yet.
   virtual void Commit() = 0;
 
+  // Says whether there are lines that are to be taken or written yet. Called by any thread, but
+  // never while the writer adds or commits.
+  virtual void SetUnwritten(bool) {}
+
   // The number of lines lost since the last call.
   uint64_t TakeLost() { return std::exchange(m_Lost, 0); }
 
@@ -29,6 +33,6 @@ class LogSink {
 };
 
 // Opens `file`, or what OpenLog says for an empty one. Throws as OpenLog.
-std::unique_ptr<LogSink> OpenLogSink(const std::filesystem::path& file);
+std::unique_ptr<LogSink> OpenLogSink(const std::filesystem::path& file, uint64_t limit);
 
 }  // namespace host

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "system/file_descriptor.h"
 
@@ -35,6 +36,9 @@ class SafeDirectory {
   // The content of the regular file `name`; nothing when it is missing. More than `limit` bytes
   // are a failure.
   std::optional<std::string> ReadFile(const std::string& name, size_t limit) const;
+
+  // Hands out the directory itself, opened with O_PATH.
+  FileDescriptor TakeFd() && { return std::move(m_Fd); }
 
   // Removes a file, or a link itself. That it is missing is no failure.
   void RemoveFile(const std::string& name) const;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -92,6 +93,32 @@ TEST_F(CommandLine, ALogThatCannotBeOpenedIsToldAndEndsTheProgram) {
   EXPECT_THAT(outcome.err, HasSubstr("missing/log"));
   EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
   EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, ALogThatIsAPipeNobodyReadsIsRefusedAtOnce) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  const support::Outcome outcome = Run({"--log", Path("pipe")});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "framework_test_service: the log file " + Path("pipe").string() +
+                             " is a pipe that nobody reads\n");
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, ALogMayBeAPipeThatSomebodyReads) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  support::Process reader({"cat", Path("pipe")}, {}, {"/dev/null", Path("read"), "/dev/null"});
+  // Until the reader is there the service refuses to start.
+  const support::Outcome outcome = [&] {
+    support::Outcome last;
+    WaitUntil([&] {
+      last = Run({"--log", Path("pipe"), "--bus", "unix:path=" + Path("nobody").string()});
+      return last.status != 1;
+    });
+    return last;
+  }();
+  EXPECT_EQ(outcome.status, 8);
+  EXPECT_EQ(reader.Wait(), 0);
+  EXPECT_THAT(support::ReadFile(Path("read")), HasSubstr("I test("));
 }
 
 TEST_F(CommandLine, RootAndModelComeFromTheEnvironmentUnlessGiven) {

@@ -1,5 +1,8 @@
 // Does what its arguments say, one command after the other, and reports on standard output:
 //   open FILE            OpenLog; "" stands for no file
+//   open-limited FILE BYTES
+//   complain TEXT        writes to standard error
+//   await-file FILE MS   whether all that goes to FILE is written in that time
 //   print PRIORITY TEXT  one line, tag "probe"
 //   print-elsewhere TEXT one line by another thread, which has ended then
 //   fill COUNT SIZE      COUNT lines "line N xxx…" of SIZE characters
@@ -51,6 +54,7 @@
 
 #include "dlog.h"
 #include "system/log.h"
+#include "system/log_file.h"
 
 namespace {
 
@@ -253,9 +257,9 @@ bool IsInheritable(const std::string& file) {
   throw std::runtime_error("the file is not open");
 }
 
-void Open(const std::string& file) {
+void Open(const std::string& file, std::uint64_t limit = host::kLogLimit) {
   try {
-    host::OpenLog(file);
+    host::OpenLog(file, limit);
   } catch (const std::exception& exception) {
     std::printf("open failed: %s\n", exception.what());
   }
@@ -296,6 +300,14 @@ struct Command {
 
 const std::map<std::string, Command> kCommands = {
     {"open", {1, [](const Arguments& a) { Open(a[0]); }}},
+    {"open-limited", {2, [](const Arguments& a) { Open(a[0], std::stoull(a[1])); }}},
+    {"complain", {1, [](const Arguments& a) { std::fprintf(stderr, "%s\n", a[0].c_str()); }}},
+    {"await-file",
+     {2,
+      [](const Arguments& a) {
+        const bool done = host::AwaitLogFile(a[0], std::chrono::milliseconds(std::stoi(a[1])));
+        std::printf("written %s\n", done ? "yes" : "no");
+      }}},
     {"print",
      {2, [](const Arguments& a) { std::printf("printed %d\n", Print(std::stoi(a[0]), a[1])); }}},
     {"print-elsewhere",

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -57,6 +58,23 @@ FillReport ParseFillReport(const std::string& line) {
 class LogTest : public testing::Test {
  protected:
   std::filesystem::path File() const { return m_Directory.Path() / "log"; }
+  std::filesystem::path Older() const { return m_Directory.Path() / "log.1"; }
+
+  // All that is in the directory.
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(m_Directory.Path())) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  void RunWithStandardErrorInFile(const std::vector<std::string>& commands) const {
+    support::Process process(ProbeCommand(LOG_PROBE, commands, {}), {},
+                             support::Files{"/dev/null", "/dev/null", File()});
+    EXPECT_EQ(process.Wait(), 0);
+  }
 
   support::TempDirectory m_Directory;
 };
@@ -375,6 +393,128 @@ TEST_F(LogTest, LinesThatDoNotFitOnTheDiskAreCountedAndTheNextBeginsAfresh) {
   EXPECT_EQ(lines[1].size(), 10u);
   EXPECT_THAT(PrioritiesAndTexts(lines[2] + "\n" + lines[3]),
               ElementsAre("W lines lost here: 3", "I last"));
+}
+
+TEST_F(LogTest, AFileThatReachesItsLimitIsRenamedAndAnotherBegun) {
+  // More than four files of this size could hold, written 64 KiB at a time.
+  const support::Outcome result =
+      RunProbe({"open-limited", File(), "200000", "fill", "1000", "1000", "print", "4", "last"});
+  ASSERT_EQ(result.status, 0);
+  const std::string newer = support::ReadFile(File());
+  const std::string older = support::ReadFile(Older());
+  EXPECT_LE(newer.size(), 200'000u);
+  EXPECT_LE(older.size(), 200'000u);
+  EXPECT_GT(older.size(), 100'000u);
+  // The end of the log, without a gap and in whole lines.
+  const auto texts = PrioritiesAndTexts(older + newer);
+  ASSERT_GT(texts.size(), 100u);
+  EXPECT_EQ(texts.back(), "I last");
+  for (size_t fromEnd = 1; fromEnd < texts.size(); ++fromEnd) {
+    const std::string begin = "I line " + std::to_string(1000 - fromEnd) + " ";
+    ASSERT_THAT(texts[texts.size() - 1 - fromEnd], testing::StartsWith(begin));
+  }
+  EXPECT_EQ(Names(), (std::vector<std::string>{"log", "log.1"}));
+}
+
+TEST_F(LogTest, ALineAboveTheLimitHasAFileOfItsOwn) {
+  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "fill", "1",
+            "5000", "flush", "30000", "print", "4", "last"});
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I last"));
+  EXPECT_EQ(Lines(support::ReadFile(Older())).size(), 1u);
+  EXPECT_GT(support::ReadFile(Older()).size(), 5000u);
+}
+
+TEST_F(LogTest, ANewFileHasThePermissionsOfTheOld) {
+  std::ofstream(File()) << std::string(200, 'x') << "\n";
+  std::filesystem::permissions(File(), std::filesystem::perms(0640));
+  RunProbe({"open-limited", File(), "100", "print", "4", "first"});
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I first"));
+  EXPECT_EQ(std::filesystem::status(File()).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(LogTest, StandardErrorThatGoesToTheFileFollowsIt) {
+  const std::string complaint(100, 'x');
+  RunWithStandardErrorInFile({"open-limited", File(), "100", "complain", complaint, "print", "4",
+                              "two", "flush", "30000", "complain", "three"});
+  EXPECT_EQ(Lines(support::ReadFile(Older())), std::vector<std::string>{complaint});
+  const auto lines = Lines(support::ReadFile(File()));
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_THAT(lines[0], HasSubstr("two"));
+  EXPECT_EQ(lines[1], "three");
+}
+
+TEST_F(LogTest, AFileThatCannotBeRenamedIsEmptied) {
+  std::filesystem::create_directory(Older());
+  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+            "second", "flush", "30000", "print", "4", "third"});
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I third"));
+  EXPECT_TRUE(std::filesystem::is_empty(Older()));
+  EXPECT_EQ(Names(), (std::vector<std::string>{"log", "log.1"}));
+}
+
+TEST_F(LogTest, ALinkInPlaceOfTheOlderFileIsReplacedAndNotFollowed) {
+  std::ofstream(m_Directory / "victim") << "precious";
+  std::filesystem::create_symlink(m_Directory / "victim", Older());
+  std::filesystem::create_symlink(m_Directory / "victim", m_Directory / ".log.new");
+  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+            "second"});
+  EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(Older())));
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(Older())), ElementsAre("I first"));
+  EXPECT_EQ(support::ReadFile(m_Directory / "victim"), "precious");
+}
+
+TEST_F(LogTest, InASetNoLinkLeadsTheLogElsewhere) {
+  std::filesystem::create_directories(m_Directory / "root/var");
+  std::filesystem::create_directory(m_Directory / "elsewhere");
+  std::ofstream(m_Directory / "elsewhere/log") << "precious";
+  const support::Variables set = {{"SETTINGS_ROOT", m_Directory / "root"}};
+  const std::string file = m_Directory / "root/var/log/log";
+
+  std::filesystem::create_directory_symlink(m_Directory / "elsewhere",
+                                            m_Directory / "root/var/log");
+  EXPECT_THAT(RunProbe({"open", file}, set).out,
+              HasSubstr("open failed: cannot open the log file " + file + ": " +
+                        (m_Directory / "root/var/log").string() + " is a symbolic link"));
+  std::filesystem::remove(m_Directory / "root/var/log");
+  std::filesystem::create_directory(m_Directory / "root/var/log");
+  std::filesystem::create_symlink(m_Directory / "elsewhere/log", file);
+  EXPECT_EQ(RunProbe({"open", file, "print", "4", "x"}, set).out,
+            "open failed: the log file " + file + " is a symbolic link\nprinted 2\n");
+  EXPECT_EQ(support::ReadFile(m_Directory / "elsewhere/log"), "precious");
+}
+
+TEST_F(LogTest, OutsideOfASetTheFileBehindALinkIsTheOneThatIsRenamed) {
+  std::filesystem::create_directory(m_Directory / "elsewhere");
+  std::filesystem::create_symlink(m_Directory / "elsewhere/log", File());
+  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+            "second"});
+  EXPECT_TRUE(std::filesystem::is_symlink(File()));
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I second"));
+  EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(m_Directory / "elsewhere/log.1")),
+              ElementsAre("I first"));
+}
+
+TEST_F(LogTest, AReaderCanWaitForWhatIsPrintedAlready) {
+  // A line that is held is written by nobody before the hold ends.
+  const support::Outcome result =
+      RunProbe({"open", File(), "await-file", File(), "30000", "await-sleep", "hold", "print", "4",
+                "x", "await-file", File(), "20", "release", "await-file", File(), "30000"});
+  EXPECT_EQ(result.out, "written yes\nprinted 2\nwritten no\nwritten yes\n");
+}
+
+TEST_F(LogTest, AReaderWaitsAlsoForAFileThatIsReplaced) {
+  const support::Outcome result =
+      RunProbe({"open-limited", File(),       "100",  "print", "4",          "one",   "flush",
+                "30000",        "print",      "4",    "two",   "flush",      "30000", "await-sleep",
+                "hold",         "print",      "4",    "x",     "await-file", File(),  "20",
+                "release",      "await-file", File(), "30000"});
+  EXPECT_THAT(result.out, HasSubstr("written no\nwritten yes\n"));
+}
+
+TEST_F(LogTest, AReaderWaitsForNobodyWhoIsGone) {
+  RunProbe({"open", File(), "hold", "print", "4", "x"});
+  EXPECT_EQ(RunProbe({"await-file", File(), "30000"}).out, "written yes\n");
+  EXPECT_EQ(RunProbe({"await-file", m_Directory / "missing", "30000"}).out, "written yes\n");
 }
 
 TEST_F(LogTest, AFullDiskLosesLinesOnly) {
