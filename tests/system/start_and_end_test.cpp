@@ -201,6 +201,23 @@ TEST(StartAndEnd, ASecondDaemonOnTheBusSaysThatTheNameIsTakenAndLeavesTheFirstAl
   EXPECT_EQ(set.Run({"settingsctl", "get", "picturemode"}).status, 0);
 }
 
+TEST(StartAndEnd, TheLogShowsARequestAsSoonAsItIsAnswered) {
+  TelevisionSet set("basic");
+  const std::filesystem::path log = set.Root() / "var/log/settings-service.log";
+  std::filesystem::create_directories(log.parent_path());
+  support::Process daemon({SETTINGS_BINARY_DIRECTORY "/settings-service", "--log", log},
+                          set.Variables(), {"/dev/null", "/dev/null", set.Root() / "daemon.log"});
+  ASSERT_TRUE(support::WaitUntil(
+      [&] { return std::filesystem::exists(set.Root() / "tmp/settings-service_ready"); }));
+  for (int number = 0; number < 20; ++number) {
+    const std::string method = "NoSuchMethod" + std::to_string(number);
+    ASSERT_EQ(set.Run({"settingsctl", "request", R"({"method":")" + method + "\"}"}).status, 0);
+    EXPECT_THAT(set.Run({"setctl", "log", "--lines", "9"}).out, testing::HasSubstr(method + '"'));
+  }
+  daemon.Signal(SIGTERM);
+  EXPECT_EQ(daemon.Wait(), 0);
+}
+
 TEST(StartAndEnd, WithoutABusTheDaemonSaysSo) {
   TelevisionSet set("basic");
   const support::Outcome outcome =

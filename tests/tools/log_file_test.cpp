@@ -123,6 +123,26 @@ TEST_F(LogFileTest, WithoutANewFileTheOldOneIsStillRead) {
   EXPECT_THAT(NewLines(log), ElementsAre("one", "two"));
 }
 
+TEST_F(LogFileTest, TheOlderFileIsReadFirst) {
+  std::ofstream(m_Directory / "log.1") << "one\ntwo\n";
+  Append("three\nfour\n");
+  LogFile log(m_File, std::nullopt);
+  EXPECT_THAT(NewLines(log), ElementsAre("one", "two", "three", "four"));
+  Append("five\n");
+  EXPECT_THAT(NewLines(log), ElementsAre("five"));
+}
+
+TEST_F(LogFileTest, TheLastLinesMayBeginInTheOlderFile) {
+  std::ofstream(m_Directory / "log.1") << "one\ntwo\n";
+  Append("three\nfour\n");
+  EXPECT_THAT(NewLines(*std::make_unique<LogFile>(m_File, 2)), ElementsAre("three", "four"));
+  EXPECT_THAT(NewLines(*std::make_unique<LogFile>(m_File, 3)), ElementsAre("two", "three", "four"));
+  EXPECT_THAT(NewLines(*std::make_unique<LogFile>(m_File, 9)),
+              ElementsAre("one", "two", "three", "four"));
+  std::ofstream(m_File, std::ios::trunc).close();
+  EXPECT_THAT(NewLines(*std::make_unique<LogFile>(m_File, 1)), ElementsAre("two"));
+}
+
 TEST_F(LogFileTest, AMissingFileIsNamed) {
   try {
     LogFile log(m_File, std::nullopt);

@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "system/log_file.h"
+
 namespace setctl {
 namespace {
 
@@ -20,11 +22,13 @@ std::system_error ErrorAt(const std::filesystem::path& path) {
   return std::system_error(errno, std::generic_category(), path.native());
 }
 
-// Where the last `lines` lines begin. A line end that closes the file begins no line.
-off_t BeginOfLastLines(int fd, off_t size, int lines) {
+// Where the last `lines` lines begin, which then is the number of those that are missing. A line
+// end that closes the file begins no line.
+off_t BeginOfLastLines(int fd, int& lines) {
+  struct stat status {};
+  const off_t size = fstat(fd, &status) == 0 ? status.st_size : 0;
   std::string block(kBlock, '\0');
   off_t end = size;
-  int found = 0;
   while (end > 0) {
     const off_t begin = std::max<off_t>(end - kBlock, 0);
     const ssize_t count = pread(fd, block.data(), end - begin, begin);
@@ -32,13 +36,21 @@ off_t BeginOfLastLines(int fd, off_t size, int lines) {
       return begin;
     }
     for (off_t at = begin + count; at-- > begin;) {
-      if (block[at - begin] == '\n' && at + 1 != size && ++found == lines) {
+      if (block[at - begin] == '\n' && at + 1 != size && --lines == 0) {
         return at + 1;
       }
     }
     end = begin;
   }
+  lines -= size > 0 ? 1 : 0;
   return 0;
+}
+
+bool IsSame(int fd, int otherFd) {
+  struct stat one {};
+  struct stat other {};
+  return fstat(fd, &one) == 0 && fstat(otherFd, &other) == 0 && one.st_dev == other.st_dev &&
+         one.st_ino == other.st_ino;
 }
 
 }  // namespace
@@ -48,9 +60,21 @@ LogFile::LogFile(const std::filesystem::path& file, std::optional<int> lines)
   if (m_Fd < 0) {
     throw ErrorAt(file);
   }
-  struct stat status {};
-  if (lines && fstat(m_Fd, &status) == 0) {
-    lseek(m_Fd, BeginOfLastLines(m_Fd, status.st_size, *lines), SEEK_SET);
+  int missing = lines.value_or(1);
+  if (lines) {
+    lseek(m_Fd, BeginOfLastLines(m_Fd, missing), SEEK_SET);
+  }
+  const int older =
+      missing > 0 ? open(host::OlderLogFile(file).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+  // It is the one just opened when that was renamed meanwhile.
+  if (older >= 0 && !IsSame(older, m_Fd)) {
+    if (lines) {
+      lseek(older, BeginOfLastLines(older, missing), SEEK_SET);
+    }
+    // After its end the newer one is opened again, by its name.
+    close(std::exchange(m_Fd, older));
+  } else if (older >= 0) {
+    close(older);
   }
 }
 

@@ -11,8 +11,9 @@ namespace setctl {
 // replacement by a new file of the same name.
 class LogFile {
  public:
-  // Begins with the first line, or with the last but `lines`. Throws std::system_error that
-  // names the file when it cannot be opened.
+  // Begins with the first line, or with the last but `lines`, of `file` and of the older one that
+  // it replaced (host::OlderLogFile). Throws std::system_error that names the file when it cannot
+  // be opened.
   LogFile(const std::filesystem::path& file, std::optional<int> lines);
   ~LogFile();
   LogFile(const LogFile&) = delete;

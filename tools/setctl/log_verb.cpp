@@ -1,12 +1,14 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include <chrono>
 #include <memory>
 #include <system_error>
 
 #include "setctl/log_file.h"
 #include "setctl/log_output.h"
 #include "system/environment.h"
+#include "system/log_file.h"
 #include "text.h"
 
 namespace setctl {
@@ -15,6 +17,9 @@ namespace {
 using tools::ExitCode;
 using tools::Failure;
 using tools::Listening;
+
+// A daemon whose disk is stuck would be waited for in vain.
+constexpr std::chrono::seconds kLogPatience(2);
 
 Failure CannotRead(const std::system_error& error, const std::filesystem::path& file,
                    const std::string& whereElse) {
@@ -53,6 +58,8 @@ ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
     tools::PrintLine(options.json ? tools::JsonLine({{"line", line}}) : tools::Escape(line));
   };
   try {
+    // What a reply was sent for is in the log, even when it is not in the file yet.
+    host::AwaitLogFile(file, kLogPatience);
     LogFile log(file, arguments.lines);
     if (arguments.follow) {
       DirectoryWatch changes(file.parent_path());
