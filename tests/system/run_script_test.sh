@@ -74,6 +74,24 @@ expect "a directory with other things in it is refused" 2 \
   "$("$project/run" --quiet --dir "$state/full" -- true 2>/dev/null; echo $?)"
 expect "a refused directory is left alone" "file" "$(ls -A "$state/full")"
 
+# What lies behind a link in a set's directory is not the set's.
+mkdir -p "$state/elsewhere/log/apps"
+for part in tmp var var/log var/log/settings-service.log; do
+  rm -rf "$state/linked" && mkdir -p "$state/linked/$(dirname "$part")"
+  : >"$state/linked/.set"
+  echo precious | tee "$state/elsewhere/settings-service_ready" "$state/elsewhere/settings-service.log" \
+    "$state/elsewhere/log/settings-service.log" >"$state/elsewhere/log/apps/file"
+  case $part in *.log) ln -s "$state/elsewhere/settings-service.log" "$state/linked/$part" ;;
+    var/log) ln -s "$state/elsewhere/log" "$state/linked/$part" ;;
+    *) ln -s "$state/elsewhere" "$state/linked/$part" ;; esac
+  "$project/run" --quiet --dir "$state/linked" -- true 2>"$state/err"
+  expect "a link in place of $part is refused" 2 $?
+  expect "a link in place of $part is named" \
+    "run: $state/linked/$part is a symbolic link; remove it, or choose another directory for --dir" \
+    "$(cat "$state/err")"
+  expect "what lies behind $part stays" 4 "$(grep -rlx precious "$state/elsewhere" | wc -l)"
+done
+
 expect "an unknown model is named" 2 "$("$project/run" --model nosuch -- true 2>"$state/err"; echo $?)"
 grep -q 'nosuch.*basic' "$state/err" || { echo "FAILED: the models are not listed"; cat "$state/err"; failed=1; }
 
