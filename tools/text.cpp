@@ -10,83 +10,13 @@
 #include <cwchar>
 #include <memory>
 
+#include "system/utf8.h"
+
 namespace tools {
-namespace {
-
-bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
-
-// The length of the well-formed UTF-8 character that `text` begins with; 0 when it begins with
-// none.
-std::size_t CharacterLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) -> unsigned char { return i < text.size() ? text[i] : 0; };
-  const unsigned char first = byte(0);
-  if (first < 0x80) {
-    return 1;
-  }
-  // The second byte tells overlong forms, surrogates and what is beyond Unicode.
-  unsigned char low = 0x80;
-  unsigned char high = 0xBF;
-  std::size_t length = 0;
-  if (first >= 0xC2 && first <= 0xDF) {
-    length = 2;
-  } else if (first >= 0xE0 && first <= 0xEF) {
-    length = 3;
-    low = first == 0xE0 ? 0xA0 : low;
-    high = first == 0xED ? 0x9F : high;
-  } else if (first >= 0xF0 && first <= 0xF4) {
-    length = 4;
-    low = first == 0xF0 ? 0x90 : low;
-    high = first == 0xF4 ? 0x8F : high;
-  } else {
-    return 0;
-  }
-  if (byte(1) < low || byte(1) > high) {
-    return 0;
-  }
-  for (std::size_t i = 2; i < length; ++i) {
-    if (!IsContinuation(byte(i))) {
-      return 0;
-    }
-  }
-  return length;
-}
-
-std::string EscapeByte(unsigned char byte) {
-  switch (byte) {
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    default:
-      return fmt::format("\\x{:02x}", byte);
-  }
-}
-
-// A control character: C0, DEL, or C1, which terminals obey too.
-bool IsControl(std::string_view character) {
-  const unsigned char first = character[0];
-  return first < 0x20 || first == 0x7F ||
-         (first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
-}
-
-}  // namespace
 
 std::string Escape(std::string_view text) {
   std::string escaped;
-  while (!text.empty()) {
-    const std::size_t length = CharacterLength(text);
-    const std::string_view character = text.substr(0, length == 0 ? 1 : length);
-    if (length == 0 || IsControl(character)) {
-      for (const char byte : character) {
-        escaped += EscapeByte(byte);
-      }
-    } else {
-      escaped += character;
-    }
-    text.remove_prefix(character.size());
-  }
+  host::AppendVisible(escaped, text);
   return escaped;
 }
 
@@ -99,16 +29,29 @@ std::string WriteJson(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
-std::string JsonText(const Json::Value& value) {
-  const std::string written = WriteJson(value);
-  std::string json;
-  for (std::string_view rest = written; !rest.empty();) {
-    const std::size_t length = CharacterLength(rest);
-    json += length == 0 ? "\uFFFD" : rest.substr(0, length);
-    rest.remove_prefix(length == 0 ? 1 : length);
+std::string EscapeJson(std::string_view json) {
+  std::string escaped;
+  while (!json.empty()) {
+    const std::size_t size = host::Utf8CharacterSize(json);
+    if (size == 0) {
+      escaped += "\uFFFD";
+      json.remove_prefix(1);
+      continue;
+    }
+    const std::string_view character = json.substr(0, size);
+    const char32_t codePoint = host::CodePointOf(character);
+    const bool isSpace = character == "\n" || character == "\r" || character == "\t";
+    if (!isSpace && (host::PrintableCharacterSize(character) == 0 || host::IsHidden(codePoint))) {
+      host::AppendUnicodeEscape(escaped, codePoint);
+    } else {
+      escaped += character;
+    }
+    json.remove_prefix(size);
   }
-  return json;
+  return escaped;
 }
+
+std::string JsonText(const Json::Value& value) { return EscapeJson(WriteJson(value)); }
 
 std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> members) {
   std::string line;

@@ -12,16 +12,19 @@
 // Text for people and for programs. Nothing here depends on the language of the user.
 namespace tools {
 
-// The text with everything replaced that could move a terminal's cursor or change its state:
-// control characters become \n, \t, \r or \xNN, bytes that are no UTF-8 become \xNN. All else,
-// the backslash too, stays as it is.
+// The text with everything replaced that could move a terminal's cursor, change its state, or hide
+// what the text is, as the log does it (host::AppendVisible).
 std::string Escape(std::string_view text);
 
 // `"text"`, escaped: for messages.
 std::string Quote(std::string_view text);
 
-// JSON on one line. WriteJson keeps bytes that are no UTF-8; JsonText replaces them, so that its
-// result is always JSON.
+// The same for the text of a JSON value, which stays that value: in its strings, where alone it
+// can stand, all that is replaced becomes \uXXXX, and bytes that are no UTF-8 become U+FFFD.
+std::string EscapeJson(std::string_view json);
+
+// JSON on one line. WriteJson keeps the bytes as they are; JsonText is escaped as by EscapeJson, so
+// that its result is always JSON.
 std::string WriteJson(const Json::Value& value);
 std::string JsonText(const Json::Value& value);
 

@@ -42,6 +42,12 @@ TEST_F(Settingsctl, AValueCannotDisturbATerminal) {
   ExpectOutput(Run({"get", "hostile"}), "a\\x1b[2Jb\\nc\\xc2\\x9b (\\x07Bell)\n");
 }
 
+TEST_F(Settingsctl, ARawReplyHidesNothingFromWhoReadsItOnATerminal) {
+  ExpectOutput(Run({"request", "{\"method\":\"Echo\",\"a\":\"b\u202Ec\u009Bd 게임\"}"}),
+               "{\"method\":\"Echo\",\"a\":\"b\\u202ec\\u009bd 게임\"}\n");
+  EXPECT_THAT(Run({"call", "Echo", "b\u202Ec", "--json"}).out, HasSubstr(R"("b\u202ec")"));
+}
+
 TEST_F(Settingsctl, OptionsMayStandBeforeAndBehindTheVerb) {
   const std::string expected = Run({"--json", "get", "brightness"}).out;
   EXPECT_EQ(expected, "{\"item\":\"brightness\",\"value\":\"25\",\"name\":\"25\"}\n");

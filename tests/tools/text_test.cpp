@@ -32,6 +32,11 @@ TEST(Text, BytesThatAreNoUtf8AreEscaped) {
   EXPECT_EQ(tools::Escape("\xf0\x80\x80\x8a"), "\\xf0\\x80\\x80\\x8a") << "an overlong line end";
 }
 
+TEST(Text, WhatHidesOrTurnsTextIsEscaped) {
+  EXPECT_EQ(tools::Escape("a\u202Eb\u2028c\uFFFF"), "a\\u202eb\\u2028c\\uffff");
+  EXPECT_EQ(tools::Escape("می\u200Cخواهم \u200F1"), "می\u200Cخواهم \u200F1");
+}
+
 TEST(Text, TheWidthOnATerminalIsThatOfItsLetters) {
   EXPECT_EQ(tools::DisplayWidth(""), 0u);
   EXPECT_EQ(tools::DisplayWidth("Größe ×"), 7u);
@@ -44,7 +49,7 @@ TEST(Text, TheWidthOnATerminalIsThatOfItsLetters) {
 
 TEST(Text, TheEdgesOfTheRangesOfUtf8ArePrinted) {
   for (const char* text : {"\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
-                           "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+                           "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbd"}) {
     EXPECT_EQ(tools::Escape(text), text);
   }
 }
@@ -60,6 +65,14 @@ TEST(Text, AJsonLineKeepsTheOrderOfItsMembers) {
 TEST(Text, JsonTextIsJsonWhateverTheBytesWere) {
   EXPECT_EQ(tools::JsonText("ü\xff"), "\"ü\uFFFD\"");
   EXPECT_TRUE(tools::ParseJson(tools::JsonText("\xc3(\xff\x01")));
+}
+
+TEST(Text, JsonThatATerminalShowsHidesNothingAndStaysTheSameValue) {
+  const std::string value = "게임 a\u202Eb\u2028c\u009B2J\x7f\U000E0001\u200D";
+  const std::string text = tools::JsonText(value);
+  EXPECT_EQ(text, "\"게임 a\\u202eb\\u2028c\\u009b2J\\u007f\\udb40\\udc01\u200D\"");
+  EXPECT_EQ(tools::ParseJson(text), Json::Value(value));
+  EXPECT_EQ(tools::EscapeJson("{\r\n\t\"a\": \"\u2066\"\n}"), "{\r\n\t\"a\": \"\\u2066\"\n}");
 }
 
 TEST(Text, OnlyStrictJsonIsParsed) {

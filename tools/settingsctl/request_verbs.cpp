@@ -29,7 +29,7 @@ ExitCode Call(const Options& options, const CallLine& line) {
   const CallArguments arguments = ParseCallArguments(all);
   return WithClient(options, [&](Client& client) {
     const settings::Reply reply = client.Call(line.method, arguments.data, arguments.members);
-    tools::PrintLine(options.json ? reply.text : ReplyText(reply.body));
+    tools::PrintLine(options.json ? tools::EscapeJson(reply.text) : ReplyText(reply.body));
     const bool tells = reply.body.isMember("call_api_success");
     if (!tells && !options.json) {
       tools::PrintNote(
@@ -43,7 +43,7 @@ ExitCode Call(const Options& options, const CallLine& line) {
 
 ExitCode Request(const Options& options, const std::string& request) {
   return WithClient(options, [&](Client& client) {
-    tools::PrintLine(client.Request(request).body);
+    tools::PrintLine(tools::EscapeJson(client.Request(request).body));
     return ExitCode::kDone;
   });
 }

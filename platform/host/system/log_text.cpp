@@ -10,40 +10,6 @@
 namespace host {
 namespace {
 
-void AppendEscapedByte(std::string& out, unsigned char byte) {
-  switch (byte) {
-    case '\n':
-      out += "\\n";
-      return;
-    case '\r':
-      out += "\\r";
-      return;
-    case '\t':
-      out += "\\t";
-      return;
-  }
-  constexpr char kDigits[] = "0123456789abcdef";
-  out += "\\x";
-  out += kDigits[byte >> 4];
-  out += kDigits[byte & 0x0f];
-}
-
-void AppendEscaped(std::string& out, std::string_view text) {
-  size_t copied = 0;
-  for (size_t position = 0; position < text.size();) {
-    const auto byte = static_cast<unsigned char>(text[position]);
-    const size_t length = PrintableCharacterSize(text.substr(position));
-    if (length == 0) {
-      out.append(text, copied, position - copied);
-      AppendEscapedByte(out, byte);
-      copied = ++position;
-    } else {
-      position += length;
-    }
-  }
-  out.append(text, copied);
-}
-
 char PriorityLetter(int priority) {
   if (priority >= DLOG_ERROR) {
     return 'E';
@@ -80,19 +46,19 @@ void LogFormatter::Append(std::string& out, const LogLine& line) {
   out += micros;
   out += PriorityLetter(line.priority);
   out += ' ';
-  AppendEscaped(out, line.tag);
+  AppendVisible(out, line.tag);
   out += '(';
   out += m_Pid;
   out += "): ";
-  AppendEscaped(out, line.text);
+  AppendVisible(out, line.text);
   out += '\n';
 }
 
 JournalEntry ToJournalEntry(const LogLine& line) {
   JournalEntry entry{"PRIORITY=", "SYSLOG_IDENTIFIER=", "MESSAGE="};
   entry.priority += JournalPriority(line.priority);
-  AppendEscaped(entry.identifier, line.tag);
-  AppendEscaped(entry.message, line.text);
+  AppendVisible(entry.identifier, line.tag);
+  AppendVisible(entry.message, line.text);
   return entry;
 }
 

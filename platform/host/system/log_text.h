@@ -16,9 +16,7 @@ struct LogLine {
   std::string_view text;  // without its line end
 };
 
-// Makes the lines of a log file. What could pass for another line or steer a terminal is written
-// out: line ends and tabs as \n, \r and \t, other control characters and bytes that are not UTF-8
-// as \xNN. Everything else stays, the backslash included. One thread at a time.
+// Makes the lines of a log file, tag and text as AppendVisible writes them. One thread at a time.
 class LogFormatter {
  public:
   explicit LogFormatter(pid_t pid);

@@ -1,11 +1,13 @@
 #include "system/utf8.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace host {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+constexpr char kHexDigits[] = "0123456789abcdef";
 
 unsigned char ByteAt(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
@@ -13,20 +15,40 @@ unsigned char ByteAt(std::string_view text, std::size_t index) {
 
 bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
-// U+FDD0 to U+FDEF and the last two of each plane: never characters, though well formed.
-bool IsNoncharacter(std::string_view sequence) {
-  if (sequence.size() < 3) {
-    return false;
+// What shows nothing or reorders, in ascending order. Beside these the format characters of Unicode
+// are the ones that can be seen, those that shape letters, and the marks that IsHidden leaves out.
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+constexpr Range kHidden[] = {
+    {0xAD, 0xAD},        // soft hyphen
+    {0x180E, 0x180E},    // vowel separator without width
+    {0x200B, 0x200B},    // space without width
+    {0x2028, 0x202E},    // ends of lines and paragraphs, embeddings and overrides of direction
+    {0x2060, 0x206F},    // joiner of words, invisible operators, isolates of direction
+    {0xFEFF, 0xFEFF},    // byte order mark
+    {0xFFF9, 0xFFFB},    // annotations
+    {0x1BCA0, 0x1BCA3},  // of shorthand
+    {0x1D173, 0x1D17A},  // of music
+    {0xE0000, 0xE007F},  // tags
+};
+
+void AppendEscapedByte(std::string& out, unsigned char byte) {
+  switch (byte) {
+    case '\n':
+      out += "\\n";
+      return;
+    case '\r':
+      out += "\\r";
+      return;
+    case '\t':
+      out += "\\t";
+      return;
   }
-  const unsigned char last = ByteAt(sequence, sequence.size() - 1);
-  const unsigned char beforeLast = ByteAt(sequence, sequence.size() - 2);
-  if (sequence.size() == 3 && sequence[0] == '\xEF' && beforeLast == 0xB7) {
-    return last >= 0x90 && last <= 0xAF;
-  }
-  const bool endOfPlane = sequence.size() == 3
-                              ? sequence[0] == '\xEF' && beforeLast == 0xBF
-                              : beforeLast == 0xBF && (ByteAt(sequence, 1) & 0x0F) == 0x0F;
-  return endOfPlane && last >= 0xBE;
+  out += "\\x";
+  out += kHexDigits[byte >> 4];
+  out += kHexDigits[byte & 0x0F];
 }
 
 // Where the first byte is that belongs to no character.
@@ -34,7 +56,7 @@ std::size_t FindInvalid(std::string_view text) {
   std::size_t at = 0;
   while (at < text.size()) {
     const std::size_t size = Utf8CharacterSize(text.substr(at));
-    if (size == 0 || IsNoncharacter(text.substr(at, size))) {
+    if (size == 0 || IsNoncharacter(CodePointOf(text.substr(at, size)))) {
       break;
     }
     at += size;
@@ -79,6 +101,60 @@ std::size_t PrintableCharacterSize(std::string_view text) {
   const std::size_t size = Utf8CharacterSize(text);
   const bool isControl = size == 2 && first == 0xC2 && ByteAt(text, 1) < 0xA0;
   return isControl ? 0 : size;
+}
+
+char32_t CodePointOf(std::string_view character) {
+  const unsigned char first = ByteAt(character, 0);
+  if (character.size() == 1) {
+    return first;
+  }
+  // The first byte has as many bits less as the character has bytes, and one more.
+  char32_t codePoint = first & (0x7F >> character.size());
+  for (const char byte : character.substr(1)) {
+    codePoint = codePoint << 6 | (static_cast<unsigned char>(byte) & 0x3F);
+  }
+  return codePoint;
+}
+
+bool IsNoncharacter(char32_t codePoint) {
+  return (codePoint & 0xFFFE) == 0xFFFE || (codePoint >= 0xFDD0 && codePoint <= 0xFDEF);
+}
+
+bool IsHidden(char32_t codePoint) {
+  const auto* const range =
+      std::find_if(std::begin(kHidden), std::end(kHidden),
+                   [codePoint](const Range& hidden) { return codePoint <= hidden.last; });
+  return IsNoncharacter(codePoint) || (range != std::end(kHidden) && codePoint >= range->first);
+}
+
+void AppendUnicodeEscape(std::string& out, char32_t codePoint) {
+  if (codePoint > 0xFFFF) {
+    AppendUnicodeEscape(out, 0xD800 + ((codePoint - 0x10000) >> 10));
+    codePoint = 0xDC00 + ((codePoint - 0x10000) & 0x3FF);
+  }
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) {
+    out += kHexDigits[codePoint >> shift & 0x0F];
+  }
+}
+
+void AppendVisible(std::string& out, std::string_view text) {
+  std::size_t copied = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t size = PrintableCharacterSize(text.substr(at));
+    if (size == 0) {
+      out.append(text, copied, at - copied);
+      AppendEscapedByte(out, ByteAt(text, at));
+      copied = ++at;
+    } else if (size > 1 && IsHidden(CodePointOf(text.substr(at, size)))) {
+      out.append(text, copied, at - copied);
+      AppendUnicodeEscape(out, CodePointOf(text.substr(at, size)));
+      copied = at += size;
+    } else {
+      at += size;
+    }
+  }
+  out.append(text, copied);
 }
 
 std::size_t CutSize(std::string_view text, std::size_t maxSize) {

@@ -14,11 +14,30 @@ std::size_t Utf8CharacterSize(std::string_view text);
 // The same, but 0 also for a control character: some terminals obey those of two bytes, too.
 std::size_t PrintableCharacterSize(std::string_view text);
 
+// The code point of a character: of as many bytes as Utf8CharacterSize says.
+char32_t CodePointOf(std::string_view character);
+
+// Whether the code point never is a character, such as U+FFFF: the bus library sends none of them.
+bool IsNoncharacter(char32_t codePoint);
+
+// Whether a text with this code point in it looks like another text: it turns the order of what
+// stands around it, breaks the line in some programs, or shows nothing. Not so the joiners and the
+// marks of direction U+200C to U+200F and U+061C, which texts in Arabic script need and whose
+// effect ends at the next letter.
+bool IsHidden(char32_t codePoint);
+
+// Appends \uXXXX, two of them for what is beyond U+FFFF, as in JSON.
+void AppendUnicodeEscape(std::string& out, char32_t codePoint);
+
+// Appends `text` so that it can be neither taken for another line or another text nor steer a
+// terminal: line ends and tabs as \n, \r and \t, other control characters and bytes that are not
+// UTF-8 as \xNN, hidden code points as \uXXXX. Everything else stays, the backslash included.
+void AppendVisible(std::string& out, std::string_view text);
+
 // How many bytes of `text` fit into `maxSize` bytes without cutting a character.
 std::size_t CutSize(std::string_view text, std::size_t maxSize);
 
-// `text` with U+FFFD in the place of every byte that belongs to no character, or to one of the
-// code points that never are characters, such as U+FFFF: the bus library sends none of them.
+// `text` with U+FFFD in the place of every byte that belongs to no character or to a noncharacter.
 std::string ValidUtf8(std::string text);
 
 // `text` as valid UTF-8 on one line: a space in the place of every control character. Cut at a

@@ -46,8 +46,13 @@ TEST(LogFormatter, WritesControlCharactersOut) {
 
 TEST(LogFormatter, KeepsPrintableTextAsItIs) {
   EXPECT_EQ(FormatText("{\"a\\n\": \"~ \"}"), "{\"a\\n\": \"~ \"}");
-  EXPECT_EQ(FormatText("\xc2\xa0 Ton: \xc3\xa4, \xed\x95\x9c, \xf0\x9f\x93\xba \xf4\x8f\xbf\xbf"),
-            "\xc2\xa0 Ton: \xc3\xa4, \xed\x95\x9c, \xf0\x9f\x93\xba \xf4\x8f\xbf\xbf");
+  EXPECT_EQ(FormatText("\xc2\xa0 Ton: \xc3\xa4, \xed\x95\x9c, \xf0\x9f\x93\xba \xf4\x8f\xbf\xbd"),
+            "\xc2\xa0 Ton: \xc3\xa4, \xed\x95\x9c, \xf0\x9f\x93\xba \xf4\x8f\xbf\xbd");
+}
+
+TEST(LogFormatter, ShowsWhatHidesOrTurnsText) {
+  EXPECT_EQ(FormatText("app \u202Egnp.exe\u2028x\uFFFF"), "app \\u202egnp.exe\\u2028x\\uffff");
+  EXPECT_EQ(ToJournalEntry({{}, DLOG_INFO, "t", "a\u202Eb"}).message, "MESSAGE=a\\u202eb");
 }
 
 TEST(LogFormatter, WritesBytesThatAreNotUtf8Out) {

@@ -58,6 +58,43 @@ TEST(Utf8, AControlCharacterIsNotPrintable) {
   EXPECT_EQ(PrintableCharacterSize("\xE2\x82\xAC"), 3u);
 }
 
+TEST(Utf8, ACharacterHasItsCodePoint) {
+  EXPECT_EQ(host::CodePointOf("A"), U'A');
+  EXPECT_EQ(host::CodePointOf("\u0080"), U'\u0080');
+  EXPECT_EQ(host::CodePointOf("\u07FF"), U'\u07FF');
+  EXPECT_EQ(host::CodePointOf("\u0800"), U'\u0800');
+  EXPECT_EQ(host::CodePointOf("\uFFFF"), U'\uFFFF');
+  EXPECT_EQ(host::CodePointOf("\U00010000"), U'\U00010000');
+  EXPECT_EQ(host::CodePointOf("\U0010FFFF"), U'\U0010FFFF');
+}
+
+std::string Visible(std::string_view text) {
+  std::string visible = "> ";
+  host::AppendVisible(visible, text);
+  EXPECT_EQ(visible.substr(0, 2), "> ");
+  return visible.substr(2);
+}
+
+TEST(Utf8, WhatHidesOrTurnsTextIsVisible) {
+  EXPECT_EQ(Visible("a\u202Eb\u2066c\u2069"), "a\\u202eb\\u2066c\\u2069");
+  EXPECT_EQ(Visible("one\u2028two\u2029three"), "one\\u2028two\\u2029three");
+  EXPECT_EQ(Visible("\uFEFFa\u200Bb\u2060c\u00ADd\u180E"),
+            "\\ufeffa\\u200bb\\u2060c\\u00add\\u180e");
+  EXPECT_EQ(Visible("\uFFF9a\uFFFB \U0001BCA0\U0001D17A"),
+            "\\ufff9a\\ufffb \\ud82f\\udca0\\ud834\\udd7a");
+  EXPECT_EQ(Visible("\U000E0001\U000E007F"), "\\udb40\\udc01\\udb40\\udc7f");
+  EXPECT_EQ(Visible("\uFFFF\uFFFE\uFDD0\U0010FFFF"), "\\uffff\\ufffe\\ufdd0\\udbff\\udfff");
+}
+
+TEST(Utf8, TextOfEveryLanguageStaysVisibleAsItIs) {
+  for (const char* text :
+       {"a\\b ~", "\u00A0\u00AC\u00AE", "게임 모드", "日本", "وضع الألعاب", "می\u200Cخواهم",
+        "\U0001F468\u200D\U0001F469", "HDMI\u200F 1\u200E", "\u061C\u0600\u06DD", "\uFE0F",
+        "\u2027\u202F\u205F\u2070", "\uFFFC\uFFFD", "\U000E0100", "\U0010FFFD"}) {
+    EXPECT_EQ(Visible(text), text);
+  }
+}
+
 TEST(Utf8, ACutNeverSplitsACharacter) {
   EXPECT_EQ(CutSize("ab\xC3\xA4", 5), 4u);
   EXPECT_EQ(CutSize("ab\xC3\xA4", 4), 4u);
