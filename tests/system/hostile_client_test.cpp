@@ -36,6 +36,11 @@ const Bad kBad[] = {
     {"AComment", R"({"method":"x"/* */})", settings::ErrorCode::kInvalidMessage},
     {"TextBehindTheObject", R"({"method":"x"} y)", settings::ErrorCode::kInvalidMessage},
     {"ADuplicateMember", R"({"method":"x","method":"y"})", settings::ErrorCode::kInvalidMessage},
+    {"AZeroInAValue",
+     R"({"method":"SetItemValue","data":{"menuID":"brightness","Value":"30\u0000junk"}})",
+     settings::ErrorCode::kInvalidMessage},
+    {"ANoncharacter", R"({"method":"GetItemValue","data":{"menuID":"\uFFFF"}})",
+     settings::ErrorCode::kInvalidMessage},
     {"AnObjectAsMethod", R"({"method":{}})", settings::ErrorCode::kFailed},
     {"AnArrayAsMethod", R"({"method":[]})", settings::ErrorCode::kFailed},
 };

@@ -316,13 +316,24 @@ class Reader {
         return "control character in a string";
       } else if (byte < 0x80) {
         ++m_At;
-      } else if (const std::size_t size = Utf8CharacterSize(m_Text.substr(m_At))) {
-        m_At += size;
-      } else {
-        return "not UTF-8";
+      } else if (const char* fault = Character()) {
+        return fault;
       }
     }
     return "the string does not end";
+  }
+
+  const char* Character() {
+    const std::string_view rest = m_Text.substr(m_At);
+    const std::size_t size = Utf8CharacterSize(rest);
+    if (size == 0) {
+      return "not UTF-8";
+    }
+    if (IsNoncharacter(CodePointOf(rest.substr(0, size)))) {
+      return kNoncharacter;
+    }
+    m_At += size;
+    return nullptr;
   }
 
   const char* Escape() {
@@ -349,6 +360,7 @@ class Reader {
     if (IsLowSurrogate(unit)) {
       return "second half of a surrogate pair without the first";
     }
+    const std::size_t begin = m_At;
     m_At += kUnitSize;
     auto codePoint = static_cast<unsigned>(unit);
     if (unit >= 0xD800 && unit <= 0xDBFF) {
@@ -358,6 +370,11 @@ class Reader {
       }
       codePoint = 0x10000u + ((codePoint - 0xD800u) << 10) + (static_cast<unsigned>(low) - 0xDC00u);
       m_At += kUnitSize;
+    }
+    // Neither can the bus carry, and behind a zero whoever takes the text as C does sees nothing.
+    if (codePoint == 0 || IsNoncharacter(codePoint)) {
+      m_At = begin;
+      return codePoint == 0 ? "zero in a string" : kNoncharacter;
     }
     AppendUtf8(m_Unescaped, codePoint);
     return nullptr;
@@ -383,6 +400,7 @@ class Reader {
   }
 
   static constexpr std::size_t kUnitSize = 6;
+  static constexpr const char* kNoncharacter = "code point that is no character";
 
   const std::string_view m_Text;
   std::size_t m_At = 0;
@@ -444,7 +462,13 @@ class Writer {
 
   // JSON has no word for what is not finite.
   void Real(double real) {
-    m_Text += std::isfinite(real) ? Json::valueToString(real, kDigits) : "null";
+    if (!std::isfinite(real)) {
+      m_Text += "null";
+      return;
+    }
+    const std::string text = Json::valueToString(real, kDigits);
+    // The largest ones would be rounded up to what is no number any more.
+    m_Text += RealOf(text) ? text : Json::valueToString(real, kExactDigits);
   }
 
   void StringValue(const Json::Value& value) {
@@ -492,6 +516,10 @@ class Writer {
   }
 
   void Escape(unsigned char byte) {
+    if (byte == 0) {
+      m_Text += "\uFFFD";
+      return;
+    }
     m_Text += '\\';
     switch (byte) {
       case '\b':
@@ -521,6 +549,7 @@ class Writer {
   }
 
   static constexpr int kDigits = 15;
+  static constexpr int kExactDigits = 17;
   static constexpr std::size_t kOrdinarySize = 256;
 
   std::string m_Text;

@@ -54,6 +54,8 @@ TEST_F(ARequest, WithABadBodyIsRefusedBeforeTheServiceSeesItAndTheNextIsServed) 
       {R"({"do":"sleep","do":"sleep"})", "line 1, column 15: a member of this name came before"},
       {R"({"do":"sleep"/**/})",
        "line 1, column 14: a comma or the end of the object must stand here"},
+      {R"({"do":"sleep\u0000"})", "line 1, column 13: zero in a string"},
+      {R"({"do":"\uFFFF"})", "line 1, column 8: code point that is no character"},
       {R"({"do":1e999})", "line 1, column 7: the number is out of range"},
       {R"({"do":)" + std::string(1000, '[') + std::string(1000, ']') + "}",
        "line 1, column 38: nested more than 32 levels deep"},
@@ -128,7 +130,7 @@ TEST_F(ARequest, IsAnsweredWhenTheReplyIsNoUtf8) {
 
 TEST_F(ARequest, IsAnsweredWhenTheReplyHoldsAZeroByte) {
   EXPECT_EQ(m_Client.Request(R"({"do":"reply","kind":"zero"})").body,
-            R"({"k\u0000":1,"text":"a\u0000z"})");
+            "{\"k\uFFFD\":1,\"text\":\"a\uFFFDz\"}");
 }
 
 TEST_F(ARequest, IsAnsweredWhenTheReplyHoldsCharactersThatAreNone) {
