@@ -12,6 +12,11 @@ namespace host {
 inline constexpr std::size_t kMaxBodySize = 256 * 1024;
 inline constexpr int kMaxBodyDepth = 32;
 
+// The largest body text of a reply or a signal in bytes. A bus cuts off whoever sends more than its
+// limit, 32 MiB by default, and drops what comes behind the 8 MiB that a set's bus keeps for a
+// receiver: a signal and the reply behind it both fit.
+inline constexpr std::size_t kMaxSentBodySize = 4 * 1024 * 1024;
+
 // Reads the text of a body into `body`: strict JSON in UTF-8, within the limits above, an object.
 // No member may come twice in an object, integers beyond 64 bits are refused like all numbers out
 // of range, and so are a zero and noncharacters in a string, escaped or not. False when the text is

@@ -1,5 +1,6 @@
 #include "framework/service_object.h"
 
+#include <cerrno>
 #include <cstring>
 #include <system_error>
 
@@ -13,9 +14,12 @@ namespace {
 constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
 constexpr char kFailed[] = "org.nuvra.Error.Failed";
 
-// Sends the reply. Returns a negative errno when the bus does not take it.
+// Sends the reply. Returns a negative errno when it cannot be sent.
 int SendReply(sd_bus_message* request, const Nuvra::TCMessage& reply) {
   const std::string text = WriteBody(reply.body);
+  if (text.size() > kMaxSentBodySize) {
+    return -EMSGSIZE;
+  }
   sd_bus_message* answer = nullptr;
   int result = sd_bus_message_new_method_return(request, &answer);
   if (result >= 0) {

@@ -138,6 +138,22 @@ TEST_F(ARequest, IsAnsweredWhenTheReplyHoldsCharactersThatAreNone) {
             "{\"text\":\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD z\"}");
 }
 
+TEST_F(ARequest, WithAReplyOfTheLargestSizeIsAnswered) {
+  const Answer answer = m_Client.Request(R"({"do":"reply of","bytes":4194304})");
+  EXPECT_EQ(answer.error, "");
+  EXPECT_EQ(answer.body.size(), 4u * 1024 * 1024);
+}
+
+TEST_F(ARequest, WithATooLargeReplyFailsAndTheNextIsServed) {
+  const Answer failure{0, "", kFailed, "the reply cannot be sent: Message too long"};
+  EXPECT_EQ(m_Client.Request(R"({"do":"reply of","bytes":4194305})"), failure);
+  // More than a bus takes in one message by default.
+  EXPECT_EQ(m_Client.Request(R"({"do":"reply of","bytes":40000000})"), failure);
+  EXPECT_EQ(m_Client.Request(R"({"do":"echo"})").body, R"({"do":"echo"})");
+  EXPECT_TRUE(WaitUntil(
+      [this] { return LogLinesWith("a reply could not be sent: Message too long").size() == 2; }));
+}
+
 TEST_F(ARequest, ThatExpectsNoReplyIsServedWithoutOne) {
   const std::string monitorName = m_Client.UniqueName();
   m_Client.Post(R"({"do":"sleep","ms":0})", false);

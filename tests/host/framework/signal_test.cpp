@@ -65,6 +65,27 @@ TEST_F(ASignal, FromAnImpossibleServiceIsNotSentAndLogged) {
   EXPECT_THAT(LogLinesWith("the signal name of no service could not be sent"), SizeIs(1));
 }
 
+TEST_F(ASignal, OfTheLargestSizeIsSent) {
+  StartAndWait();
+  EXPECT_EQ(m_Client.Request(R"({"do":"send of","bytes":4194304})").body, R"({"sent":true})");
+  ASSERT_TRUE(Receive(1));
+  EXPECT_EQ(m_Client.Signals().front().body.size(), 4u * 1024 * 1024);
+}
+
+TEST_F(ASignal, ThatIsTooLargeIsNotSentAndLoggedAndTheNextIsSent) {
+  StartAndWait();
+  EXPECT_EQ(m_Client.Request(R"({"do":"send of","bytes":4194305})").body, R"({"sent":false})");
+  // More than a bus takes in one message by default.
+  EXPECT_EQ(m_Client.Request(R"({"do":"send of","bytes":40000000})").body, R"({"sent":false})");
+  EXPECT_EQ(m_Client.Request(R"({"do":"send","name":"next","body":{}})").body, R"({"sent":true})");
+  ASSERT_TRUE(Receive(1));
+  EXPECT_THAT(m_Client.Signals(), ElementsAre(ReceivedSignal{"next", 7, "{}"}));
+  EXPECT_TRUE(support::WaitUntil([&] {
+    return LogLinesWith("the signal large of test_service could not be sent: Message too long")
+               .size() == 2;
+  }));
+}
+
 TEST_F(ASignal, OfAnAlarmComesOncePerPeriod) {
   StartAndWait();
   EXPECT_EQ(m_Client.Request(R"({"do":"alarm","period":10,"count":3})").error, "");

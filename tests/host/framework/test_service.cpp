@@ -12,6 +12,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "dlog.h"
@@ -109,6 +110,12 @@ class TestService : public Nuvra::TCDaemonService {
       return false;
     } else if (what == "sleep") {
       std::this_thread::sleep_for(std::chrono::milliseconds(body["ms"].asInt()));
+    } else if (what == "reply of") {
+      FillUpTo(body["bytes"].asUInt(), reply.body);
+    } else if (what == "send of") {
+      Json::Value sent;
+      FillUpTo(body["bytes"].asUInt(), sent);
+      reply.body["sent"] = Send("large", sent);
     } else if (what == "reply") {
       FillReply(body["kind"].asString(), reply.body);
     } else if (what == "send") {
@@ -130,6 +137,12 @@ class TestService : public Nuvra::TCDaemonService {
     message.type = 7;
     message.body = body;
     return Nuvra::SendSignal(kName, name, &message);
+  }
+
+  // Makes a body whose text has that many bytes.
+  static void FillUpTo(std::size_t bytes, Json::Value& body) {
+    constexpr std::string_view kAround = R"({"x":""})";
+    body["x"] = std::string(bytes - kAround.size(), 'x');
   }
 
   static void FillReply(const std::string& kind, Json::Value& body) {
