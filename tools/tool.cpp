@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kExitCodes[] =
     "Exit codes:\n"
-    "  0 done                       8 the service, or its bus, is not running\n"
+    "  0 done                       8 the service, its bus or set is not running\n"
     "  1 the service said no       10 no such item or key\n"
     "  2 wrong usage               13 not allowed\n"
     "  3 timed out";

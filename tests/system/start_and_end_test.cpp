@@ -140,13 +140,15 @@ TEST(StartAndEnd, WithoutTheFeaturesAllRequestsAreStillServed) {
 
 TEST(StartAndEnd, TheOutdoorLinePrintsTheNumberOfNetworkSpeakers) {
   TelevisionSet set("basic");
+  set.StartDaemon();
   ASSERT_EQ(set.Run({"setctl", "key", "set", "memory/set/network_speakers",
                      R"([{"id":"a","name":"Kitchen","type":"wifi"},)"
                      R"({"id":"b","name":"Attic","type":"wifi"}])"})
                 .status,
             0);
+  EXPECT_EQ(set.EndDaemon(), 0);
   set.StartDaemon();
-  ASSERT_TRUE(set.WaitForLog(kLastStartMessage));
+  ASSERT_TRUE(set.WaitForLog("Outdoor supported[2]"));
   EXPECT_THAT(set.LogLines(),
               Contains(LogLine{'I', "SettingsService", "m_Initialize",
                                "activeSpksDisplayName[Kitchen], activeSpksSpeakerType[wifi]"}));

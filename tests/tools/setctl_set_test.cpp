@@ -19,8 +19,14 @@ using support::Outcome;
 using testing::ElementsAre;
 using testing::SizeIs;
 
+constexpr auto kWriting = std::filesystem::perms::owner_write |
+                          std::filesystem::perms::group_write |
+                          std::filesystem::perms::others_write;
+
 class SetctlSet : public testing::Test {
  protected:
+  SetctlSet() { Store(); }
+
   Outcome Run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), SETCTL);
     return support::RunCommand(arguments, {{"SETTINGS_ROOT", m_Root.Path()}});
@@ -314,8 +320,11 @@ TEST_F(SetctlSet, AMistypedRootDoesNotBecomeASet) {
 }
 
 TEST_F(SetctlSet, ASetOfAnotherUserEndsWith13) {
-  std::filesystem::permissions(
-      Root(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  // Its owner is not looked at, but who may write.
+  const std::filesystem::path state = Root() / "var/lib/settings-service";
+  for (const std::filesystem::path& kept : {state / "keys.db", state}) {
+    std::filesystem::permissions(kept, std::filesystem::perms::all & ~kWriting);
+  }
   std::vector<std::string> command = {SETCTL, "power", "off"};
   if (geteuid() == 0) {
     // The superuser is held up by no permission but for this.

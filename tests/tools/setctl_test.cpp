@@ -24,9 +24,11 @@ void ExpectFailure(const Outcome& outcome, int status, const std::string& messag
   ExpectFailureOf("setctl", outcome, status, message);
 }
 
-// A set's root directory and the tool.
+// A set's root directory, in which a daemon made the key store, and the tool.
 class Setctl : public testing::Test {
  protected:
+  Setctl() { Store(); }
+
   support::Variables Variables() const { return {{"SETTINGS_ROOT", m_Root.Path()}}; }
 
   static std::vector<std::string> Command(std::vector<std::string> arguments) {
@@ -134,6 +136,7 @@ TEST_F(Setctl, AValueCannotDisturbATerminal) {
 
 TEST_F(Setctl, TheRootOnTheCommandLineGoesBeforeTheVariable) {
   support::TempDirectory other;
+  KeyStore(other / "var/lib/settings-service", other / "run/settings-service");
   ExpectOutput(Run({"--root", other.Path(), "key", "set", "db/x", "1"}), "");
   ExpectFailure(Run({"key", "get", "db/x"}), 10, "db/x");
   ExpectOutput(Run({"key", "get", "db/x", "--root", other.Path()}), "1\n");
@@ -146,14 +149,50 @@ TEST_F(Setctl, AMistypedRootDoesNotBecomeASet) {
   EXPECT_FALSE(std::filesystem::exists(none));
 }
 
+TEST_F(Setctl, WithoutASetNothingIsMadeAndEveryVerbSaysHowToStartOne) {
+  const support::TempDirectory empty;
+  const support::TempDirectory ended;
+  std::filesystem::create_directories(ended / "var/lib/settings-service");
+  std::ofstream(ended / "var/lib/settings-service/keys.db") << "what a set keeps";
+  const std::vector<std::vector<std::string>> verbs = {
+      {"key", "get", "db/x"},
+      {"key", "set", "db/x", "1"},
+      {"key", "unset", "db/x"},
+      {"key", "list"},
+      {"key", "watch"},
+      {"source", "list"},
+      {"game-mode", "1"},
+      {"language", "de_DE"},
+      {"reset", "factory"},
+      {"log"},
+      {"app", "log", "org.pavix.menu"},
+  };
+  for (std::vector<std::string> verb : verbs) {
+    SCOPED_TRACE(testing::PrintToString(verb));
+    for (const std::filesystem::path& root : {empty.Path(), ended.Path()}) {
+      std::vector<std::string> line = {"--root", root};
+      line.insert(line.end(), verb.begin(), verb.end());
+      ExpectFailure(Run(line), 8, "no set runs in \"" + root.native() + "\"; start one");
+    }
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(empty.Path()));
+  EXPECT_FALSE(std::filesystem::exists(ended / "run"));
+}
+
+TEST_F(Setctl, AnEmptyRootIsWrongUsage) {
+  ExpectFailure(Run({"--root", "", "key", "list"}), 2, "--root: the name is empty");
+}
+
 TEST_F(Setctl, AStoreThatCannotBeOpenedIsNamed) {
-  std::ofstream(m_Root / "var") << "in the way";
-  ExpectFailure(Run({"key", "list"}), 1, m_Root / "var");
+  m_Store.reset();
+  const std::filesystem::path file = m_Root / "var/lib/settings-service/keys.db";
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  ExpectFailure(Run({"key", "list"}), 1, file);
 }
 
 TEST_F(Setctl, ASetOfAnotherUserEndsWith13) {
-  std::filesystem::permissions(
-      m_Root.Path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  std::filesystem::permissions(m_Root / "var/lib/settings-service", std::filesystem::perms::none);
   std::vector<std::string> command = Command({"key", "list"});
   if (geteuid() == 0) {
     // The superuser is held up by no permission but for this.
@@ -162,6 +201,8 @@ TEST_F(Setctl, ASetOfAnotherUserEndsWith13) {
     command.insert(command.begin(), held.begin(), held.end());
   }
   ExpectFailure(support::RunCommand(command, Variables()), 13, m_Root.Path());
+  std::filesystem::permissions(m_Root / "var/lib/settings-service",
+                               std::filesystem::perms::owner_all);
 }
 
 TEST_F(Setctl, WrongUsageEndsWith2AndPointsToTheHelp) {

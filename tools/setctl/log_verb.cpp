@@ -24,6 +24,7 @@ constexpr std::chrono::seconds kLogPatience(2);
 Failure CannotRead(const std::system_error& error, const std::filesystem::path& file,
                    const std::string& whereElse) {
   if (error.code() == std::errc::no_such_file_or_directory) {
+    RequireSet();
     return Failure(ExitCode::kNotFound,
                    fmt::format("no log file {}; {}", tools::Quote(file.native()), whereElse));
   }

@@ -23,8 +23,9 @@ constexpr char kFooter[] =
 int main(int argc, char** argv) {
   setctl::Options options;
   tools::Tool tool("setctl", kDescription, kFooter);
-  tool.App().AddOption("--root", "DIR", options.root,
-                       "Root directory of the set (SETTINGS_ROOT, or /)");
+  tool.App()
+      .AddOption("--root", "DIR", options.root, "Root directory of the set (SETTINGS_ROOT, or /)")
+      .Check([](const std::string& root) { return root.empty() ? "the name is empty" : ""; });
   tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
   setctl::AddKeyVerbs(tool, options);

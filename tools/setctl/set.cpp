@@ -43,9 +43,19 @@ void EnterSet(const Options& options) {
   host::SetEnvironment(std::move(environment));
 }
 
+void RequireSet() {
+  if (!host::IsStoreMade(host::StateDir(), host::RunDir())) {
+    throw tools::Failure(tools::ExitCode::kNotRunning,
+                         fmt::format("no set runs in {}; start one, e.g. with ./run, or give the "
+                                     "root of another one with --root or SETTINGS_ROOT",
+                                     tools::Quote(host::GetEnvironment().root.native())));
+  }
+}
+
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb) {
   EnterSet(options);
+  RequireSet();
   try {
     host::KeyStore store(host::StateDir(), host::RunDir());
     return verb(store);

@@ -31,8 +31,12 @@ void AddAppVerbs(tools::Tool& tool, const Options& options);
 // works on a set. Throws tools::Failure (wrong usage) when there is no such directory.
 void EnterSet(const Options& options);
 
-// Enters the set and runs `verb` with its key store. What the store cannot do for want of
-// permission ends with the code for that.
+// Throws tools::Failure when the set that was entered has no key store: the daemon makes it, and
+// nothing else does. Called by each verb that would find nothing without.
+void RequireSet();
+
+// Enters the set, which must be there, and runs `verb` with its key store. What the store cannot do
+// for want of permission ends with the code for that.
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 

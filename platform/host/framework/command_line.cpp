@@ -36,6 +36,10 @@ std::string CheckRoot(const std::filesystem::path& root) {
   return valid ? "" : "\"" + existing.string() + "\" is not a directory";
 }
 
+std::string CheckNotEmpty(const std::string& path) {
+  return path.empty() ? "the name is empty" : "";
+}
+
 std::string ProgramName(const char* path) { return std::filesystem::path(path).filename(); }
 
 }  // namespace
@@ -55,11 +59,15 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
       ->type_name("BUS")
       ->check(CheckBus)
       ->capture_default_str();
-  app.add_option("--root", line.environment.root, "Root directory of the set")->type_name("DIR");
+  app.add_option("--root", line.environment.root, "Root directory of the set")
+      ->type_name("DIR")
+      ->check(CheckNotEmpty);
   app.add_option("--model", line.environment.modelFile, "The model's features")
       ->type_name("FILE")
       ->check(CLI::Validator(CLI::ExistingFile).description(""));
-  app.add_option("--log", line.logFile, "Append the log to this file")->type_name("FILE");
+  app.add_option("--log", line.logFile, "Append the log to this file")
+      ->type_name("FILE")
+      ->check(CheckNotEmpty);
   app.add_option("--log-limit", line.logLimit,
                  "Size of the log file, such as 16M, at which it is renamed to FILE.1")
       ->type_name("SIZE")

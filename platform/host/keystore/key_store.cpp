@@ -57,6 +57,8 @@ constexpr std::int64_t kJournalLimit = 1'000'000;
 // How many changes of each file a watcher takes at once.
 constexpr std::int64_t kTakeLimit = 2048;
 
+constexpr char kFileName[] = "keys.db";
+
 constexpr auto kNow = std::chrono::nanoseconds(1);
 constexpr auto kAfterFailure = std::chrono::seconds(1);
 
@@ -118,6 +120,15 @@ bool IsValidKey(std::string_view key) {
          std::none_of(key.begin(), key.end(), IsControl);
 }
 
+bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir) {
+  const auto isThere = [](const std::filesystem::path& directory) {
+    std::error_code error;
+    return std::filesystem::exists(directory / kFileName, error) ||
+           error == std::errc::permission_denied;
+  };
+  return isThere(stateDir) && isThere(runDir);
+}
+
 struct KeyStore::Impl {
   Impl(const std::filesystem::path& stateDir, const std::filesystem::path& runDir)
       : watchers(runDir / "watchers"), changed(runDir / "changed") {
@@ -125,8 +136,8 @@ struct KeyStore::Impl {
     MakeDirectory(watchers);
     MakeFile(changed);
     const FileDescriptor lock = LockDirectory(runDir);
-    files[kDurable] = std::make_unique<KeyFile>(stateDir / "keys.db", Durability::kDisk, changed);
-    files[kMemory] = std::make_unique<KeyFile>(runDir / "keys.db", Durability::kProcess, changed);
+    files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed);
+    files[kMemory] = std::make_unique<KeyFile>(runDir / kFileName, Durability::kProcess, changed);
   }
 
   // Index in `files` of where a valid key lives.

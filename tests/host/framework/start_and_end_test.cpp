@@ -48,6 +48,8 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
       {{"--bus"}, "--bus"},
       {{"--bus", "sesion"}, "\"sesion\" is neither session nor system nor the address of a bus"},
       {{"--model", Path("missing.json")}, "missing.json"},
+      {{"--root", ""}, "--root: the name is empty"},
+      {{"--log", ""}, "--log: the name is empty"},
   };
   for (const auto& [options, text] : wrong) {
     const support::Outcome outcome = Run(options);
