@@ -377,6 +377,29 @@ bool Client::RequestName(const std::string& name) {
   return result == -EALREADY || Check(result) >= 0;
 }
 
+bool Client::WaitForService(std::optional<microseconds> limit) {
+  bool isThere = false;
+  const auto onChange = [](sd_bus_message* change, void* userData, sd_bus_error*) {
+    const char* name = nullptr;
+    const char* before = nullptr;
+    const char* after = nullptr;
+    if (sd_bus_message_read(change, "sss", &name, &before, &after) >= 0) {
+      *static_cast<bool*>(userData) = *after != '\0';
+    }
+    return 0;
+  };
+  const std::string rule =
+      std::string("type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
+      kBusName + "'";
+  sd_bus_slot* slot = nullptr;
+  Check(sd_bus_add_match(m_Impl->bus.get(), &slot, rule.c_str(), onChange, &isThere));
+  const BusSlot watch(slot);
+  // Asked after the watch began: so no coming is missed in between.
+  const int owned = sd_bus_get_name_creds(m_Impl->bus.get(), kBusName, 0, nullptr);
+  isThere = owned != -ENXIO && Check(owned) >= 0;
+  return RunUntil([&] { return isThere; }, limit);
+}
+
 Subscription Client::Subscribe(SignalCallback callback) {
   auto subscription = std::make_unique<Subscription::Impl>();
   subscription->callback = std::make_shared<SignalCallback>(std::move(callback));

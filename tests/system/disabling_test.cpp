@@ -4,6 +4,8 @@
 #include <signal.h>
 #include <systemd/sd-bus.h>
 
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -326,6 +328,23 @@ TEST_F(Disabling, ACommandHoldsItemsAsLongAsItRuns) {
                       "exit 7"})
                 .status,
             7);
+}
+
+TEST_F(Disabling, AHoldLetsGoThoughTheDaemonWasDeadWhenItsCommandEnded) {
+  const std::filesystem::path running = m_Set.Root() / "running";
+  std::ofstream{running};
+  const std::filesystem::path ended = m_Set.Root() / "ended";
+  support::Process hold(
+      {"settingsctl", "hold", "tint", "--timeout", "60", "--app", "org.example.film", "--", "sh",
+       "-c", "while [ -e \"$0\" ]; do sleep 0.05; done; echo >\"$1\"; exit 7", running, ended},
+      m_Set.Variables(), support::Files{});
+  ASSERT_TRUE(ComesToBeDisabledBy("tint", {"org.example.film"}));
+  m_Set.KillDaemon();
+  std::filesystem::remove(running);
+  ASSERT_TRUE(support::WaitUntil([&] { return std::filesystem::exists(ended); }));
+  m_Set.StartDaemon();
+  EXPECT_EQ(hold.Wait(), 7);
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names());
 }
 
 TEST_F(Disabling, AHoldThatIsKilledLetsGo) {

@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <functional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -155,6 +156,23 @@ TEST_F(ClientTest, ABusNameHasOneClientUntilThatEnds) {
   for (const std::string name : {"nodots", "", ":1.5", "a..b"}) {
     EXPECT_THROW(second.RequestName(name), std::invalid_argument) << name;
   }
+}
+
+TEST_F(ClientTest, TheServiceIsWaitedForUntilItIsThere) {
+  Client client = Connect();
+  EXPECT_FALSE(client.WaitForService(1ms));
+  std::thread starter([this] { StartService(); });
+  EXPECT_TRUE(client.WaitForService(support::kPatience));
+  starter.join();
+  EXPECT_TRUE(client.WaitForService(0ms));
+  EndService();
+  EXPECT_TRUE(support::WaitUntil([&] { return !client.WaitForService(0ms); }));
+}
+
+TEST_F(ClientTest, ABusThatEndsEndsTheWaitForTheService) {
+  Client client = Connect();
+  m_Bus.End();
+  EXPECT_EQ(ErrorOf([&] { client.WaitForService(); }).Code(), ErrorCode::kBus);
 }
 
 TEST_F(ClientTest, ARequestTravelsAsItIs) {

@@ -215,6 +215,26 @@ TEST_F(Holding, EndsWhenTheToolIsKilled) {
   EXPECT_EQ(kill(std::stoi(m_Hold->Out().substr(std::string("running ").size())), SIGTERM), 0);
 }
 
+TEST_F(Holding, WaitsForAServiceThatIsAwayWhenTheCommandEnds) {
+  EndService();
+  m_Hold->Process().Signal(SIGTERM);
+  StartService();
+  EXPECT_EQ(m_Hold->Process().Wait(), 128 + SIGTERM);
+  EXPECT_EQ(m_Hold->Err(), "");
+}
+
+TEST_F(SettingsctlItems, HoldSaysThatItCouldNotReleaseAndWhatTheCommandEndedWith) {
+  // The command ends when the bus has seen that the service did.
+  const Outcome outcome =
+      Run({"hold", "brightness", "--app", "org.example.hold", "--timeout", "2", "--", "sh", "-c",
+           "kill $0; while $1 disabled; do :; done >/dev/null 2>&1; exit 7",
+           std::to_string(m_Service->Process().Pid()), SETTINGSCTL});
+  ExpectFailure(outcome, 8,
+                "the command ended with 7, but \"org.example.hold\" may still disable items: the "
+                "settings service is not running on this bus; settingsctl release --app "
+                "org.example.hold ends that");
+}
+
 TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
   Run({"disable", "brightness", "--app", "org.example.a"});
   ExpectOutput(Run({"tree"}),

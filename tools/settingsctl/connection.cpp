@@ -7,6 +7,8 @@ using settings::ErrorCode;
 using tools::ExitCode;
 using tools::Failure;
 
+}  // namespace
+
 Failure FailureOf(const settings::Error& error) {
   switch (error.Code()) {
     case ErrorCode::kNotRunning:
@@ -28,8 +30,6 @@ Failure FailureOf(const settings::Error& error) {
   }
   return Failure(ExitCode::kRefused, error.what());
 }
-
-}  // namespace
 
 std::chrono::microseconds AnswerTime(const Options& options) {
   constexpr double kDefaultTimeout = 5;

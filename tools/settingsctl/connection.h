@@ -19,8 +19,11 @@ struct Options {
 // How long connecting and each answer may take.
 std::chrono::microseconds AnswerTime(const Options& options);
 
+// What the tool makes of an error of the client.
+tools::Failure FailureOf(const settings::Error& error);
+
 // Runs `verb` with a connection to the bus of the options. Errors of the client become failures
-// of the tool here and nowhere else.
+// of the tool.
 tools::ExitCode WithClient(const Options& options,
                            const std::function<tools::ExitCode(settings::Client&)>& verb);
 

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <chrono>
 #include <memory>
 
 #include "settingsctl/command.h"
@@ -37,15 +38,44 @@ void BecomeApplication(Client& client, const std::string& app) {
   }
 }
 
-ExitCode Hold(const Arguments& arguments, Client& client) {
+// The service may be away just now: the record of disabled items outlives it, so what was disabled
+// is disabled again when it comes back.
+void ReleaseWhenThere(const Options& options, Client& client, const std::string& app) {
+  // Longer than a service manager takes to start it again.
+  constexpr double kAbsence = 10;
+  const auto end =
+      std::chrono::steady_clock::now() + tools::Duration(options.timeout.value_or(kAbsence));
+  for (;;) {
+    try {
+      ReleaseItems(client, app);
+      return;
+    } catch (const settings::Error& error) {
+      const auto left =
+          std::chrono::ceil<std::chrono::microseconds>(end - std::chrono::steady_clock::now());
+      if (error.Code() != settings::ErrorCode::kNotRunning || left.count() <= 0 ||
+          !client.WaitForService(left)) {
+        throw;
+      }
+    }
+  }
+}
+
+Failure NotReleased(const std::string& app, int status, ExitCode code, const std::string& problem) {
+  return Failure(code, fmt::format("the command ended with {}, but {} may still disable items: {}; "
+                                   "settingsctl release --app {} ends that",
+                                   status, Quote(app), problem, app));
+}
+
+ExitCode Hold(const Options& options, const Arguments& arguments, Client& client) {
   BecomeApplication(client, arguments.app);
   DisableItems(client, arguments.items, arguments.app);
   const int status = RunCommand(arguments.command);
   try {
-    ReleaseItems(client, arguments.app);
-  } catch (const std::exception& problem) {
-    // What the command has to say matters more; the end of this process releases the items, too.
-    tools::PrintError("settingsctl", problem.what());
+    ReleaseWhenThere(options, client, arguments.app);
+  } catch (const settings::Error& error) {
+    throw NotReleased(arguments.app, status, FailureOf(error).Code(), error.Problem());
+  } catch (const Failure& failure) {
+    throw NotReleased(arguments.app, status, failure.Code(), failure.what());
   }
   return static_cast<ExitCode>(status);
 }
@@ -60,7 +90,8 @@ void AddHoldVerb(tools::Tool& tool, const Options& options) {
         if (arguments->command.empty()) {
           throw Failure(ExitCode::kUsage, "a command is missing; put it behind --");
         }
-        return WithClient(options, [&](Client& client) { return Hold(*arguments, client); });
+        return WithClient(options,
+                          [&](Client& client) { return Hold(options, *arguments, client); });
       });
   AddItems(hold, arguments->items);
   AddApp(hold, arguments->app);

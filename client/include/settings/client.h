@@ -154,6 +154,10 @@ class Client {
   // it ends. False when another program has the name. std::invalid_argument when it is no bus name.
   bool RequestName(const std::string& name);
 
+  // Waits until the service is on the bus, which it may be already, without starting it. False when
+  // it did not come within `limit` (nothing: for ever). Calls callbacks, as RunUntil does.
+  bool WaitForService(std::optional<std::chrono::microseconds> limit = std::nullopt);
+
   // From the return on `callback` sees every signal that the service broadcasts, in order,
   // across restarts of the service. It is called by Process and RunUntil only. It may send
   // requests and subscribe, but may neither call Process or RunUntil nor end the client. What
