@@ -402,4 +402,62 @@ TEST_F(Setctl, EachMistakeInACatalogueIsPrintedWithItsPlace) {
                                   "\",\"line\":2,\"item\":\"a\",\"message\":\""));
 }
 
+TEST_F(Setctl, EveryDeliveredFileOfTheCataloguePassesByItself) {
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(CATALOGUE_DIRECTORY)) {
+    if (entry.path().filename() != "catalogue.schema.json") {
+      SCOPED_TRACE(entry.path());
+      ExpectOutput(Run({"catalogue", "check", entry.path()}), "");
+      ++files;
+    }
+  }
+  EXPECT_GT(files, 5);
+}
+
+TEST_F(Setctl, AFileOfACatalogueIsCheckedAsAPartOfIt) {
+  const auto write = [&](const char* name, const std::string& text) {
+    std::ofstream(m_Root / name) << text;
+    return m_Root / name;
+  };
+  const auto action = [](const std::string& id, const std::string& rule) {
+    return R"({"items": [{"id": ")" + id + R"(", "kind": "action", "name": "A", "displayId": "A",
+           "visible": {"item": ")" +
+           rule + R"(", "is": "on"}}]})";
+  };
+  write("menu.json", R"({"files": ["a.json", "b.json", "c.json"]})");
+  write("a.json", R"({"items": [{"id": "game", "kind": "switch", "name": "Game",
+                    "displayId": "GAME", "default": "on"}]})");
+  const std::filesystem::path good = write("b.json", action("b", "game"));
+  const std::filesystem::path bad = write("c.json", action("c", "sport"));
+
+  const Outcome part = Run({"catalogue", "check", bad});
+  EXPECT_EQ(part.status, 1);
+  EXPECT_EQ(part.out, bad.native() + ":2: c: rule over \"sport\", which is no item\n");
+  EXPECT_EQ(part.err, "");
+
+  const Outcome other = Run({"catalogue", "check", good});
+  EXPECT_EQ(other.status, 0);
+  EXPECT_EQ(other.out, "");
+  EXPECT_EQ(other.err,
+            "mistakes in other files, 1, may hide some in this one; see setctl catalogue "
+            "check " +
+                (m_Root / "menu.json").native() + "\n");
+
+  // Which index a file belongs to is seen from where it lies, also without a directory in its name.
+  EXPECT_EQ(support::RunCommand({"sh", "-c", "cd \"$1\" && exec \"$0\" catalogue check c.json",
+                                 SETCTL, m_Root.Path()})
+                .out,
+            "c.json:2: c: rule over \"sport\", which is no item\n");
+}
+
+TEST_F(Setctl, AFileThatNoIndexNamesIsACatalogueOfItsOwn) {
+  std::ofstream(m_Root / "menu.json") << R"({"files": ["other.json"]})";
+  const std::filesystem::path file = m_Root / "a.json";
+  std::ofstream(file) << R"({"items": [{"id": "a", "kind": "action", "name": "A", "displayId": "A",
+      "visible": {"item": "game", "is": "on"}}]})";
+  const Outcome outcome = Run({"catalogue", "check", file});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, file.native() + ":2: a: rule over \"game\", which is no item\n");
+}
+
 }  // namespace

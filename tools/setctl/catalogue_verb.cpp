@@ -1,4 +1,8 @@
+#include <fmt/format.h>
+
+#include <filesystem>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "items/catalogue.h"
@@ -17,8 +21,32 @@ std::string ProblemJson(const host::CatalogueProblem& problem) {
                           {"message", problem.message}});
 }
 
+// The mistakes in a file of items, where its rules may be over items of other files.
+std::vector<host::CatalogueProblem> CheckPart(const std::filesystem::path& file,
+                                              const std::filesystem::path& index) {
+  std::vector<host::CatalogueProblem> problems;
+  std::size_t others = 0;
+  for (host::CatalogueProblem& problem : host::CheckCatalogue(index)) {
+    if (problem.file.filename() == file.filename()) {
+      problem.file = file;
+      problems.push_back(std::move(problem));
+    } else {
+      ++others;
+    }
+  }
+  if (others > 0) {
+    tools::PrintNote(
+        fmt::format("mistakes in other files, {}, may hide some in this one; see "
+                    "setctl catalogue check {}",
+                    others, tools::Escape(index.native())));
+  }
+  return problems;
+}
+
 ExitCode Check(const Options& options, const std::string& file) {
-  const std::vector<host::CatalogueProblem> problems = host::CheckCatalogue(file);
+  const std::filesystem::path index = host::FindIndexOf(file);
+  const std::vector<host::CatalogueProblem> problems =
+      index.empty() ? host::CheckCatalogue(file) : CheckPart(file, index);
   for (const host::CatalogueProblem& problem : problems) {
     tools::PrintLine(options.json ? ProblemJson(problem) : tools::Escape(host::ToText(problem)));
   }

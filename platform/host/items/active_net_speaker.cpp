@@ -2,13 +2,14 @@
 
 #include <json/json.h>
 
-#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "items/key_text.h"
 #include "items/library.h"
 #include "items/text.h"
+#include "system/json_reader.h"
 
 namespace {
 
@@ -30,14 +31,7 @@ std::string Text(const Json::Value& speaker, const char* member) {
 }
 
 std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value list;
-  std::string errors;
-  if (!reader->parse(description.data(), description.data() + description.size(), &list, &errors)) {
-    throw std::runtime_error(errors);
-  }
+  const Json::Value list = host::ParseJson(description);
   if (!list.isArray()) {
     throw std::runtime_error("not a list");
   }

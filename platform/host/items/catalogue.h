@@ -71,4 +71,8 @@ class Catalogue {
 // The mistakes that keep the catalogue from being loaded; empty when there are none.
 std::vector<CatalogueProblem> CheckCatalogue(const std::filesystem::path& file);
 
+// The index that lies beside a file and names it as a part of its catalogue; empty when there is
+// none. The first by name if there are several.
+std::filesystem::path FindIndexOf(const std::filesystem::path& file);
+
 }  // namespace host

@@ -132,6 +132,7 @@ LoadedItems Loader::Load(const std::filesystem::path& file) {
   ReadFirstFile(file);
   CheckUniqueness();
   m_Rules.Link(m_Items, m_Places);
+  m_Reader.ReportWhatIsNotJson();
   if (!m_Reader.Problems().empty()) {
     throw CatalogueError(m_Reader.TakeProblems());
   }

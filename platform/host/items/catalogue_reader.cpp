@@ -47,6 +47,18 @@ void CatalogueReader::Report(const JsonObject& object, std::string_view member,
   Report(*object.Find(member), std::move(message));
 }
 
+void CatalogueReader::ReportWhatIsNotJson() {
+  for (const JsonSource& source : m_Sources) {
+    const std::optional<JsonSource::Mistake>& mistake = source.NotJson();
+    if (mistake &&
+        std::none_of(m_Problems.begin(), m_Problems.end(), [&](const CatalogueProblem& known) {
+          return known.file == source.File() && known.line == mistake->line;
+        })) {
+      Report({source.File(), mistake->line, "", mistake->message});
+    }
+  }
+}
+
 std::vector<CatalogueProblem> CatalogueReader::TakeProblems() {
   const auto place = [&](const CatalogueProblem& problem) {
     const auto source =

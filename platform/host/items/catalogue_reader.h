@@ -44,6 +44,9 @@ class CatalogueReader {
   void Report(const JsonObject& object, std::string_view member, std::string message);
   void Report(CatalogueProblem problem) { m_Problems.push_back(std::move(problem)); }
 
+  // Notes what is not JSON in the files, where nothing better is known of the same line.
+  void ReportWhatIsNotJson();
+
   const std::vector<CatalogueProblem>& Problems() const { return m_Problems; }
 
   // The mistakes in the order of files and lines.

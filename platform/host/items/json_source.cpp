@@ -7,6 +7,8 @@
 #include <sstream>
 #include <utility>
 
+#include "system/json_reader.h"
+
 namespace host {
 namespace {
 
@@ -25,6 +27,8 @@ std::vector<JsonSource::Mistake> Mistakes(const std::string& description) {
   }
   return mistakes;
 }
+
+std::vector<JsonSource::Mistake> NoObject() { return {{1, "the file must be one object"}}; }
 
 }  // namespace
 
@@ -46,10 +50,26 @@ std::vector<JsonSource::Mistake> JsonSource::ReadText() {
   if (!stream.read(m_Text.data(), static_cast<std::streamsize>(size))) {
     return {{0, "cannot be read: check its permissions"}};
   }
+  if (const char* problem = ByteOrderMarkProblem(m_Text)) {
+    return {{1, problem}};
+  }
   return {};
 }
 
-std::vector<JsonSource::Mistake> JsonSource::Parse(Json::Value& root) const {
+// What the JSON library refuses it describes, each mistake of it. What it lets through though it is
+// not JSON is kept for later: the loader may have more to say of the same value.
+std::vector<JsonSource::Mistake> JsonSource::Parse(Json::Value& root) {
+  if (const std::optional<JsonFault> fault = ReadJson(m_Text, kMaxJsonDepth, root)) {
+    std::vector<Mistake> mistakes = ParseByLibrary(root);
+    if (mistakes.empty()) {
+      m_NotJson = {LineAt(static_cast<std::ptrdiff_t>(fault->at)), "not JSON: " + fault->problem};
+    }
+    return mistakes;
+  }
+  return root.isObject() ? std::vector<Mistake>() : NoObject();
+}
+
+std::vector<JsonSource::Mistake> JsonSource::ParseByLibrary(Json::Value& root) const {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   builder["collectComments"] = false;
@@ -62,10 +82,7 @@ std::vector<JsonSource::Mistake> JsonSource::Parse(Json::Value& root) const {
   } catch (const Json::Exception& exception) {  // nested deeper than JsonCpp's own limit
     return {{0, std::string("not JSON: ") + exception.what()}};
   }
-  if (!root.isObject()) {
-    return {{1, "the file must be one object"}};
-  }
-  return {};
+  return root.isObject() ? std::vector<Mistake>() : NoObject();
 }
 
 int JsonSource::LineAt(std::ptrdiff_t offset) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +27,10 @@ class JsonSource {
   // there is no mistake.
   std::vector<Mistake> Read(Json::Value& root);
 
+  // What of the file is not JSON although Read found nothing: some numbers and texts can be made
+  // out that are written otherwise, and what stands behind a zero byte is passed over.
+  const std::optional<Mistake>& NotJson() const { return m_NotJson; }
+
   const std::filesystem::path& File() const { return m_File; }
 
   // The line at `offset` bytes from the beginning, as a value of `root` gives it.
@@ -36,10 +41,12 @@ class JsonSource {
 
  private:
   std::vector<Mistake> ReadText();
-  std::vector<Mistake> Parse(Json::Value& root) const;
+  std::vector<Mistake> Parse(Json::Value& root);
+  std::vector<Mistake> ParseByLibrary(Json::Value& root) const;
 
   std::filesystem::path m_File;
   std::string m_Text;
+  std::optional<Mistake> m_NotJson;
   std::vector<std::ptrdiff_t> m_LineEnds;  // filled when a line is first asked for
 };
 

@@ -2,11 +2,11 @@
 
 #include <json/json.h>
 
-#include <memory>
 #include <stdexcept>
 #include <variant>
 
 #include "items/text.h"
+#include "system/json_reader.h"
 
 namespace host {
 namespace {
@@ -23,16 +23,8 @@ Json::Value ParseList(const KeyValue& value) {
     Fail("is " + std::to_string(text.size()) + " bytes long, more than " +
          std::to_string(kMostText));
   }
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value list;
-  bool isJson = false;
-  try {
-    isJson = reader->parse(text.data(), text.data() + text.size(), &list, nullptr);
-  } catch (const Json::Exception&) {  // nested too deep
-  }
-  if (!isJson || !list.isArray()) {
+  if (ReadJson(text, kMaxJsonDepth, list) || !list.isArray()) {
     Fail("is not a JSON list");
   }
   return list;

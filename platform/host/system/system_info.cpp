@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -18,6 +19,7 @@
 #include "dlog.h"
 #include "system/environment.h"
 #include "system/feature_error.h"
+#include "system/json_reader.h"
 
 namespace host {
 namespace {
@@ -28,18 +30,11 @@ Json::Value ReadJson(const std::filesystem::path& file) {
   if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
     throw std::runtime_error("it is not a regular file");
   }
-  std::ifstream stream(file);
+  std::ifstream stream(file, std::ios::binary);
   if (!stream) {
     throw std::system_error(errno, std::generic_category());
   }
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  Json::Value json;
-  std::string errors;
-  if (!Json::parseFromStream(builder, stream, &json, &errors)) {
-    throw std::runtime_error(errors);
-  }
-  return json;
+  return ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
 }
 
 Features ParseFeatures(const Json::Value& model) {

@@ -89,7 +89,8 @@ TEST_F(ActiveNetSpeaker, ADamagedDescriptionIsNoSpeakerAndIsLogged) {
         std::string(R"([{"id": 1, "name": "Living Room", "type": "soundbar"}])"),
         std::string("[{\"id\": \"s1\", \"name\": \"\xff\", \"type\": \"soundbar\"}]"),
         std::string(R"([{"id": "s1", "name": "A", "type": "b"}, {"id": "s2"}])"),
-        std::string(R"([{"id": "s1", "name": "A", "type": "b"}] x)"), deep}) {
+        std::string(R"([{"id": "s1", "name": "A", "type": "b"}] x)"),
+        std::string(R"([{"id": "s1", "name": "A", "type": "b", "volume": 07}])"), deep}) {
     EXPECT_EQ(AskAbout(damaged), 0) << damaged;
     ExpectUntouched();
     ASSERT_EQ(m_Platform.Log().size(), ++logged) << damaged;

@@ -52,6 +52,7 @@ std::string Range(const std::string& members) {
                members + "}");
 }
 
+constexpr char kItem[] = R"({"id": "a", "kind": "action", "name": "A", "displayId": "A"})";
 constexpr char kOption[] = R"({"value": "x", "name": "X"})";
 
 const Mistake kMistakes[] = {
@@ -59,6 +60,20 @@ const Mistake kMistakes[] = {
     {"a broken file", "{\"items\": [\n{\"id\" \"a\"}\n]}", 2, "", "not JSON: Missing ':'"},
     {"a comment", "{\"items\": [\n// no\n1]}", 2, "", "not JSON"},
     {"text after the end", "{\"items\": []}\n}", 2, "", "not JSON: Extra non-whitespace"},
+    {"text behind a zero byte", "{\"items\": [" + std::string(kItem) + "]}\n" + '\0' + "x", 2, "",
+     "not JSON: nothing may follow the object"},
+    {"a number with leading zeros",
+     Range("\"min\": 0, \"max\": 50, \"step\": 1,\n\"default\": 007"), 4, "",
+     "not JSON: leading zeros are not allowed"},
+    {"a number with leading zeros that is of no use",
+     "{\"$schema\":\n[01], \"items\": [" + std::string(kItem) + "]}", 2, "",
+     "not JSON: leading zeros are not allowed"},
+    {"a line end in a text", "{\"$schema\": \"a\n\", \"items\": [" + std::string(kItem) + "]}", 1,
+     "", "not JSON: control character in a string"},
+    {"a byte order mark", "\xEF\xBB\xBF{\"items\": [" + std::string(kItem) + "]}", 1, "",
+     "begins with a byte order mark; save it as UTF-8 without one"},
+    {"a text in UTF-16", "\xFF\xFE{", 1, "",
+     "begins with the byte order mark of UTF-16; save it as UTF-8 without one"},
     {"a member that occurs twice", "{\"items\": [\n{\"id\": \"a\",\n\"id\": \"b\"}]}", 3, "",
      "not JSON: Duplicate key: 'id'"},
     {"a nesting beyond all measure", std::string(5000, '['), 0, "", "stackLimit"},

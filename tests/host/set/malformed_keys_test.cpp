@@ -47,6 +47,8 @@ std::vector<KeyValue> BadSourceLists() {
       "[{\"id\":13,\"name\":\"\xff\"}]",
       R"([{"id":13,"name":")" + std::string(257, 'x') + "\"}]",
       kTwoSources + "x",
+      kTwoSources + '\0' + "x",
+      R"([{"id":013,"name":"x"}])",
       std::string(100'000, '['),
       many,
       "[" + std::string(2'000'000, ' ') + "]",

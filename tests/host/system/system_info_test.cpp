@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -137,6 +138,15 @@ TEST_F(SystemInfoTest, AModelThatIsNoJsonIsSaidOnce) {
     WriteModel(content);
     EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("Line 1, Column")) << content;
   }
+  // What the JSON library would let through.
+  for (const std::string& content :
+       {R"({"features": {"number": 007}})"s, "{\"features\": {\"number\": 1}}\0more"s,
+        "{\"features\": {\"number\": 1, \"\n\": 2}}"s}) {
+    WriteModel(content);
+    EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("Line 1, Column")) << content;
+  }
+  WriteModel("\xEF\xBB\xBF{\"features\": {}}");
+  EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("byte order mark; save it as UTF-8 without"));
   WriteModel(std::string(100000, '['));
   EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("Exceeded stackLimit"));
 }
