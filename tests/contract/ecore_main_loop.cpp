@@ -2,7 +2,7 @@
 
 #include "contract/main_loop.h"
 
-// The contract suites run over the host's own main loop.
+// The contract suites run over the main loop of the process, as the daemon does.
 namespace contract {
 namespace {
 
