@@ -134,6 +134,7 @@ struct KeyStore::Impl {
       : watchers(runDir / "watchers"), changed(runDir / "changed") {
     MakeDirectory(stateDir);
     MakeDirectory(watchers);
+    OpenPositions(watchers);
     MakeFile(changed);
     const FileDescriptor lock = LockDirectory(runDir);
     files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed);

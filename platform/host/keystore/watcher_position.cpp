@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -57,11 +58,16 @@ Numbers ReadNumbers(const FileDescriptor& file, const std::filesystem::path& pat
 
 // The position in a file of the directory; nothing, and the file removed, when its watcher is
 // dead.
-std::optional<Numbers> ReadLiving(const std::filesystem::path& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+std::optional<Numbers> ReadLiving(const FileDescriptor& directory,
+                                  const std::filesystem::path& path) {
+  const std::string name = path.filename();
+  // Non-blocking, in case that it is a pipe.
+  const FileDescriptor file(
+      ::openat(directory.Get(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
   if (!file) {
-    if (errno == ENOENT) {
-      return std::nullopt;  // its watcher ended, or another process tidied up
+    // Its watcher ended, or another process tidied up; or it is a link, and no watcher's.
+    if (errno == ENOENT || errno == ELOOP) {
+      return std::nullopt;
     }
     Fail("cannot open", path);
   }
@@ -71,19 +77,36 @@ std::optional<Numbers> ReadLiving(const std::filesystem::path& path) {
   // Nobody else's lock, so nobody alive. The name may meanwhile stand for another file, which is
   // not to be touched: then this one is linked no more.
   if (IsLinked(file)) {
-    ::unlink(path.c_str());
+    ::unlinkat(directory.Get(), name.c_str(), 0);
   }
   return std::nullopt;
 }
 
+// A path that leads into the open directory, whatever has its name meanwhile.
+std::filesystem::path PathOf(const FileDescriptor& directory) {
+  return "/proc/self/fd/" + std::to_string(directory.Get());
+}
+
 }  // namespace
 
-WatcherPosition::WatcherPosition(const std::filesystem::path& directory) {
+FileDescriptor OpenPositions(const std::filesystem::path& directory) {
+  FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!opened && std::filesystem::is_symlink(std::filesystem::symlink_status(directory))) {
+    throw std::runtime_error(directory.string() + " is a symbolic link; remove it");
+  }
+  if (!opened) {
+    Fail("cannot open the directory", directory);
+  }
+  return opened;
+}
+
+WatcherPosition::WatcherPosition(const std::filesystem::path& directory)
+    : m_Directory(OpenPositions(directory)) {
   // Between being made and being locked the file looks like a dead watcher's and may be removed.
   do {
-    std::string name = directory / "XXXXXX";
-    m_File = FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
-    m_Path = name;
+    std::string path = PathOf(m_Directory) / "XXXXXX";
+    m_File = FileDescriptor(::mkostemp(path.data(), O_CLOEXEC));
+    m_Name = std::filesystem::path(path).filename();
     if (!m_File) {
       Fail("cannot make a watcher's position in", directory);
     }
@@ -96,14 +119,14 @@ WatcherPosition::WatcherPosition(const std::filesystem::path& directory) {
   }
   if (m_Numbers == nullptr) {
     const int error = errno;
-    ::unlink(m_Path.c_str());
+    ::unlinkat(m_Directory.Get(), m_Name.c_str(), 0);
     errno = error;
     Fail("cannot make a watcher's position in", directory);
   }
 }
 
 WatcherPosition::~WatcherPosition() {
-  ::unlink(m_Path.c_str());
+  ::unlinkat(m_Directory.Get(), m_Name.c_str(), 0);
   ::munmap(m_Numbers, sizeof(Numbers));
 }
 
@@ -114,9 +137,10 @@ void WatcherPosition::Set(std::size_t keyFile, std::int64_t number) {
 }
 
 std::optional<Numbers> SlowestPosition(const std::filesystem::path& directory) {
+  const FileDescriptor opened = OpenPositions(directory);
   std::optional<Numbers> slowest;
-  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-    if (const auto position = ReadLiving(entry.path())) {
+  for (const auto& entry : std::filesystem::directory_iterator(PathOf(opened))) {
+    if (const auto position = ReadLiving(opened, directory / entry.path().filename())) {
       if (!slowest) {
         slowest = *position;
       }

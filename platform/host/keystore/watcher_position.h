@@ -5,16 +5,21 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 #include "system/file_descriptor.h"
 
 // How far each living watcher has come. A position is a small file that its watcher keeps locked
 // and mapped: moving on costs no system call, and the lock goes with the process however it ends.
-// Positions count the changes of each key file apart; failures throw std::runtime_error.
+// Positions count the changes of each key file apart; failures throw std::runtime_error. The
+// directory of the positions may not be a symbolic link: what is removed would be somebody else's.
 
 namespace host {
 
 inline constexpr std::size_t kKeyFileCount = 2;
+
+// Opens the directory of the positions. Throws std::runtime_error that names it.
+FileDescriptor OpenPositions(const std::filesystem::path& directory);
 
 class WatcherPosition {
  public:
@@ -31,7 +36,8 @@ class WatcherPosition {
   void Set(std::size_t keyFile, std::int64_t number);
 
  private:
-  std::filesystem::path m_Path;
+  FileDescriptor m_Directory;
+  std::string m_Name;
   FileDescriptor m_File;
   std::int64_t* m_Numbers = nullptr;  // the file's content
 };

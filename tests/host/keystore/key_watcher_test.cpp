@@ -2,6 +2,9 @@
 #include <poll.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <thread>
 
 #include "key_store_fixture.h"
@@ -11,6 +14,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 bool IsReadable(const KeyWatcher& watcher) {
   pollfd readable{.fd = watcher.Fd(), .events = POLLIN, .revents = 0};
@@ -138,6 +142,50 @@ TEST_F(KeyWatcherTest, KeepsTheOrderOfBothFilesWhileChangesGoOn) {
     }
   }
   EXPECT_EQ(seen, written);
+}
+
+TEST_F(KeyWatcherTest, NothingIsRemovedBehindALinkInPlaceOfTheWatchers) {
+  const std::filesystem::path elsewhere = RunDir().parent_path() / "elsewhere";
+  std::filesystem::create_directories(elsewhere);
+  std::ofstream(elsewhere / "file") << "precious";
+  std::filesystem::create_directories(RunDir());
+  std::filesystem::create_directory_symlink(elsewhere, RunDir() / "watchers");
+  try {
+    const auto store = Open();
+    KeyWatcher watcher(*store);
+    ADD_FAILURE() << "the link was followed";
+  } catch (const std::runtime_error& error) {
+    EXPECT_EQ(error.what(), (RunDir() / "watchers").string() + " is a symbolic link; remove it");
+  }
+  EXPECT_EQ(support::ReadFile(elsewhere / "file"), "precious");
+}
+
+TEST_F(KeyWatcherTest, NothingIsRemovedBehindALinkThatCameLater) {
+  const auto store = Open();
+  const std::filesystem::path elsewhere = RunDir().parent_path() / "elsewhere";
+  std::filesystem::create_directories(elsewhere);
+  std::ofstream(elsewhere / "file") << "precious";
+  std::ofstream(elsewhere / "other") << "precious, too";
+  std::filesystem::remove_all(RunDir() / "watchers");
+  std::filesystem::create_directory_symlink(elsewhere, RunDir() / "watchers");
+  EXPECT_THROW(KeyWatcher watcher(*store), std::runtime_error);
+  // Often enough for the journal to be cut.
+  for (int number = 0; number < 2048; ++number) {
+    ASSERT_TRUE(store->Set("memory/key", number));
+  }
+  EXPECT_EQ(support::ReadFile(elsewhere / "file"), "precious");
+  EXPECT_EQ(support::ReadFile(elsewhere / "other"), "precious, too");
+}
+
+TEST_F(KeyWatcherTest, ALinkAmongTheWatchersIsNoWatcher) {
+  const auto store = Open();
+  const std::filesystem::path victim = RunDir().parent_path() / "victim";
+  std::ofstream(victim) << "precious";
+  std::filesystem::create_symlink(victim, RunDir() / "watchers/link");
+  KeyWatcher watcher(*store);
+  ASSERT_TRUE(store->Set("memory/key", 1));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), SizeIs(1));
+  EXPECT_EQ(support::ReadFile(victim), "precious");
 }
 
 TEST_F(KeyWatcherTest, LosesNothingWhenAReadingFails) {
