@@ -9,33 +9,23 @@
 
 namespace support {
 
-PrivateBus::PrivateBus(const std::filesystem::path& directory) {
-  Start(directory, SETTINGS_BUS_CONFIGURATION, {});
-}
-
 PrivateBus::PrivateBus(const std::filesystem::path& directory,
                        const std::vector<std::filesystem::path>& serviceDirectories,
-                       const Variables& variables) {
+                       const Variables& variables, uid_t user) {
   const std::filesystem::path configuration = directory / "bus.conf";
   std::ofstream stream(configuration);
   stream << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
             " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-            "<busconfig>\n<include>" SETTINGS_BUS_CONFIGURATION "</include>\n";
+            "<busconfig>\n<include>" SETTINGS_BUS_CONFIGURATION
+            "</include>\n"
+            "<policy user=\""
+         << user << "\"><allow own_prefix=\"org.nuvra.service\"/></policy>\n";
   for (const std::filesystem::path& services : serviceDirectories) {
     stream << "<servicedir>" << services.string() << "</servicedir>\n";
   }
   stream << "</busconfig>\n";
   stream.close();
-  Start(directory, configuration, variables);
-}
 
-void PrivateBus::End() {
-  m_Daemon->Signal(SIGTERM);
-  m_Daemon->Wait();
-}
-
-void PrivateBus::Start(const std::filesystem::path& directory,
-                       const std::filesystem::path& configuration, const Variables& variables) {
   m_Address = "unix:path=" + (directory / "bus").string();
   const std::filesystem::path log = directory / "bus.log";
   const std::filesystem::path printed = directory / "bus.address";
@@ -49,6 +39,11 @@ void PrivateBus::Start(const std::filesystem::path& directory,
   if (!up || !m_Daemon->Running()) {
     throw std::runtime_error("the bus did not start: " + ReadFile(log));
   }
+}
+
+void PrivateBus::End() {
+  m_Daemon->Signal(SIGTERM);
+  m_Daemon->Wait();
 }
 
 }  // namespace support

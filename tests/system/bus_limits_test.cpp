@@ -1,5 +1,6 @@
-// One application that stopped reading must not freeze the others. That is a matter of the bus's
-// limits, so it is shown on the bus configuration alone, with signals of the service's form.
+// One application that stopped reading must not freeze the others, and none hears what is meant for
+// another. That is a matter of the bus's limits and policy, so it is shown on the bus configuration
+// alone, with signals of the service's form.
 
 #include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
@@ -25,6 +26,12 @@ Connection Connect(const std::string& address) {
 
 int Count(sd_bus_message*, void* counter, sd_bus_error*) {
   ++*static_cast<int*>(counter);
+  return 0;
+}
+
+int CountRequest(sd_bus_message* message, void* counter, sd_bus_error*) {
+  *static_cast<int*>(counter) +=
+      sd_bus_message_is_method_call(message, "org.nuvra.Service1", "Request") > 0 ? 1 : 0;
   return 0;
 }
 
@@ -70,6 +77,39 @@ TEST(BusLimits, ASubscriberThatStopsReadingDoesNotFreezeTheOthers) {
   }
   EXPECT_EQ(readerCount, kSignals);
   EXPECT_EQ(stuckCount, 0);
+}
+
+TEST(BusLimits, NobodyHearsWhatIsMeantForAnother) {
+  support::TempDirectory directory;
+  support::PrivateBus bus(directory.Path());
+  Connection eavesdropper = Connect(bus.Address());
+  Connection sender = Connect(bus.Address());
+  Connection receiver = Connect(bus.Address());
+  int overheard = 0;
+  int received = 0;
+  ASSERT_GE(sd_bus_call_method(eavesdropper.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus", "AddMatch", nullptr, nullptr, "s",
+                               "eavesdrop=true,path='/test',interface='org.nuvra.Service1'"),
+            0);
+  ASSERT_GE(sd_bus_add_filter(eavesdropper.get(), nullptr, CountRequest, &overheard), 0);
+  ASSERT_GE(sd_bus_add_filter(receiver.get(), nullptr, CountRequest, &received), 0);
+  const char* to = nullptr;
+  ASSERT_GE(sd_bus_get_unique_name(receiver.get(), &to), 0);
+  sd_bus_message* call = nullptr;
+  ASSERT_GE(sd_bus_message_new_method_call(sender.get(), &call, to, "/test", "org.nuvra.Service1",
+                                           "Request"),
+            0);
+  ASSERT_GE(sd_bus_send(sender.get(), call, nullptr), 0);
+  sd_bus_message_unref(call);
+  ASSERT_GE(sd_bus_flush(sender.get()), 0);
+  ASSERT_TRUE(ReceiveUntil(receiver.get(), received, 1));
+  // What the bus answers now comes behind what it gave to others before.
+  ASSERT_GE(sd_bus_call_method(eavesdropper.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus", "GetId", nullptr, nullptr, nullptr),
+            0);
+  while (sd_bus_process(eavesdropper.get(), nullptr) > 0) {
+  }
+  EXPECT_EQ(overheard, 0);
 }
 
 }  // namespace
