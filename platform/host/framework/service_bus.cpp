@@ -7,6 +7,7 @@
 
 #include "dlog.h"
 #include "framework/bus_address.h"
+#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -15,7 +16,11 @@ constexpr int kNameTaken = 5;
 constexpr int kNoBus = 8;
 constexpr int kNotAllowed = 13;
 
-constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 2'000'000;
+// For each of the two calls.
+constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 1'000'000;
+
+// As the kernel keeps it.
+constexpr std::size_t kProgramSize = 15;
 
 sd_bus* g_Current = nullptr;
 
@@ -90,8 +95,9 @@ void ServiceBus::TakeName(const std::string& name) {
     return;
   }
   if (result == -EEXIST) {
+    const std::string owner = DescribeOwner(name);
     throw StartFailure(kNameTaken, "the name " + name + " on " + m_Description + " is taken" +
-                                       OwnerOf(name) +
+                                       (owner.empty() ? "" : " by " + owner) +
                                        "; end that service first, or use another bus with --bus");
   }
   if (result == -EACCES || result == -EPERM) {
@@ -102,16 +108,51 @@ void ServiceBus::TakeName(const std::string& name) {
       kNoBus, m_Description + " does not give the name " + name + ": " + std::strerror(-result));
 }
 
-std::string ServiceBus::OwnerOf(const std::string& name) const {
+// "process 4711 (program)", as far as it is known.
+std::string ServiceBus::DescribeOwner(const std::string& name) const {
   sd_bus_creds* creds = nullptr;
   pid_t pid = 0;
+  const char* program = nullptr;
   std::string owner;
-  if (sd_bus_get_name_creds(m_Bus, name.c_str(), SD_BUS_CREDS_PID, &creds) >= 0 &&
+  if (sd_bus_get_name_creds(m_Bus, name.c_str(),
+                            SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT,
+                            &creds) >= 0 &&
       sd_bus_creds_get_pid(creds, &pid) >= 0) {
-    owner = " by process " + std::to_string(pid);
+    owner = "process " + std::to_string(pid);
+    if (sd_bus_creds_get_comm(creds, &program) >= 0) {
+      owner += " (" + OneLine(program, kProgramSize) + ")";
+    }
   }
   sd_bus_creds_unref(creds);
   return owner;
+}
+
+// The bus gives the name to whoever has asked for it first, and a service that is started again
+// finds it taken.
+void ServiceBus::WarnOfHeir(const std::string& name) const {
+  sd_bus_message* reply = nullptr;
+  char** waiting = nullptr;
+  const int result = sd_bus_call_method(m_Bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                        "org.freedesktop.DBus", "ListQueuedOwners", nullptr, &reply,
+                                        "s", name.c_str());
+  if (result >= 0 && sd_bus_message_read_strv(reply, &waiting) >= 0 && waiting != nullptr) {
+    const char* own = nullptr;
+    sd_bus_get_unique_name(m_Bus, &own);
+    char** heir = waiting;
+    while (*heir != nullptr && own != nullptr && std::strcmp(*heir, own) == 0) {
+      ++heir;
+    }
+    if (*heir != nullptr) {
+      const std::string owner = DescribeOwner(*heir);
+      __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s goes to %s, which waited for it\n",
+                   name.c_str(), owner.empty() ? *heir : owner.c_str());
+    }
+    for (char** each = waiting; *each != nullptr; ++each) {
+      std::free(*each);
+    }
+    std::free(waiting);
+  }
+  sd_bus_message_unref(reply);
 }
 
 void ServiceBus::ReleaseName(const std::string& name) {
@@ -120,6 +161,7 @@ void ServiceBus::ReleaseName(const std::string& name) {
   }
   // The bus answers in order: its answer also says that it has taken all that was sent before.
   sd_bus_set_method_call_timeout(m_Bus, kReleaseTimeoutInMicroseconds);
+  WarnOfHeir(name);
   const int result = sd_bus_release_name(m_Bus, name.c_str());
   if (result < 0) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s was not given back: %s\n",

@@ -35,8 +35,9 @@ class ServiceBus {
   // Takes the well-known name, from nobody and without waiting for it. Throws StartFailure.
   void TakeName(const std::string& name);
 
-  // Gives the name back. Waits until the bus has taken everything that was sent before, at most
-  // two seconds. Does nothing when the connection is lost.
+  // Gives the name back, and logs who gets it if somebody waits for it. Waits until the bus has
+  // taken everything that was sent before, at most two seconds. Does nothing when the connection is
+  // lost.
   void ReleaseName(const std::string& name);
 
   // The connection of the service that runs; null when there is none.
@@ -45,7 +46,8 @@ class ServiceBus {
  private:
   void Connect(const std::string& choice);
   [[noreturn]] void FailConnecting(int error) const;
-  std::string OwnerOf(const std::string& name) const;
+  std::string DescribeOwner(const std::string& name) const;
+  void WarnOfHeir(const std::string& name) const;
 
   const std::string m_Description;  // "the session bus"
   sd_bus* m_Bus = nullptr;

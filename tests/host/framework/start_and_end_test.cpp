@@ -26,7 +26,7 @@ TEST_F(CommandLine, HelpPrintsTheOptionsAndNothingElse) {
   const support::Outcome outcome = Run({"--help"});
   EXPECT_EQ(outcome.status, 0);
   for (const char* text : {"--help", "--version", "--bus", "--root", "--model", "--log",
-                           "SETTINGS_ROOT", "Exit status"}) {
+                           "--log-limit", "SETTINGS_ROOT", "Exit status"}) {
     EXPECT_THAT(outcome.out, HasSubstr(text));
   }
   EXPECT_EQ(outcome.err, "");
@@ -176,8 +176,37 @@ TEST_F(AStart, OnATakenNameSaysSoAndCallsNothing) {
             "framework_test_service: the name org.nuvra.service.test_service on the session bus is "
             "taken by process " +
                 std::to_string(getpid()) +
-                "; end that service first, or use another bus with --bus\n");
+                " (host_framework_); end that service first, or use another bus with --bus\n");
   EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(AStart, NamesAtItsEndWhoWaitsForItsName) {
+  support::Process& service = StartAndWait();
+  Client waiting(Address());
+  ASSERT_EQ(sd_bus_request_name(waiting.Get(), kBusName, SD_BUS_NAME_QUEUE), 0);
+  EXPECT_EQ(End(service), 0);
+  EXPECT_THAT(LogLinesWith(std::string("the name ") + kBusName + " goes to process " +
+                           std::to_string(getpid()) + " (host_framework_), which waited for it"),
+              SizeIs(1));
+  EXPECT_THAT(Run({"--log", "/dev/null"}).err,
+              HasSubstr("is taken by process " + std::to_string(getpid()) + " (host_framework_)"));
+}
+
+TEST_F(AStart, DoesNotWaitInLineForTheName) {
+  Client owner(Address());
+  ASSERT_GE(sd_bus_request_name(owner.Get(), kBusName, 0), 0);
+  EXPECT_EQ(Run({"--log", "/dev/null"}).status, 5);
+  ASSERT_GE(sd_bus_release_name(owner.Get(), kBusName), 0);
+  EXPECT_FALSE(owner.HasOwner());
+}
+
+TEST_F(AStart, IsNotAllowedTheNameOnABusOfAnotherUsersSet) {
+  std::filesystem::create_directory(Path("other"));
+  support::PrivateBus bus(Path("other"), {}, {}, getuid() + 1);
+  const support::Outcome outcome = Run({"--bus", bus.Address(), "--log", "/dev/null"});
+  EXPECT_EQ(outcome.status, 13);
+  EXPECT_THAT(outcome.err, HasSubstr("does not allow this user to own the name"));
   EXPECT_THAT(Trace(), IsEmpty());
 }
 
