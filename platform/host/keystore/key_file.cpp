@@ -2,9 +2,13 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <iterator>
+#include <string>
 #include <system_error>
+#include <variant>
 
 #include "system/file_descriptor.h"
 
@@ -13,16 +17,39 @@ namespace {
 
 // Marks a database as a key file, and its tables as those below.
 constexpr std::int64_t kApplicationId = 0x6b657973;
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
+constexpr std::int64_t kVersionWithoutBytes = 1;
 
-constexpr const char* kCreate = R"(
-  BEGIN IMMEDIATE;
-  CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;
-  CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER, key TEXT, value);
-  PRAGMA application_id = 0x6b657973;
-  PRAGMA user_version = 1;
-  COMMIT;
-)";
+constexpr const char* kCreateKeys =
+    "CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
+    "PRAGMA application_id = 0x6b657973";
+
+// The bytes stand before the text that they count: behind it they would be read through it.
+constexpr const char* kCreateChanges =
+    "CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
+    " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value);"
+    "PRAGMA user_version = 2";
+
+// What happens to the journal of version 1. Programs that still have the file open, and do not
+// count bytes, go on with the new one.
+constexpr const char* kPutOldChangesAside = "ALTER TABLE changes RENAME TO old";
+constexpr const char* kTakeOldChanges =
+    "INSERT INTO changes (number, at, key, value) SELECT number, at, key, value FROM old;"
+    "DROP TABLE old";
+
+// By how much a journal grows until it is pruned, how much of it goes at a time (more than it grew,
+// so that a long one shrinks, yet no writer waits long), and how much of it a watcher that does
+// not go on can keep. In changes, and in bytes of text: a change of an integer is small.
+constexpr std::int64_t kPruneInterval = 1024;
+constexpr std::int64_t kPruneLimit = 4 * kPruneInterval;
+constexpr std::int64_t kJournalLimit = 1'000'000;
+constexpr std::int64_t kPruneIntervalBytes = 1024 * 1024;
+constexpr std::int64_t kPruneLimitBytes = 4 * kPruneIntervalBytes;
+constexpr std::int64_t kJournalLimitBytes = 16 * 1024 * 1024;
+
+// How much a watcher takes at once.
+constexpr std::int64_t kTakeLimit = 2048;
+constexpr std::int64_t kTakeLimitBytes = 4 * 1024 * 1024;
 
 // Wakes the watchers when it ends. The kernel closes the file of a process that is killed, so
 // nothing that was committed while one of these lives can stay unannounced.
@@ -45,18 +72,24 @@ std::int64_t ReadInteger(Database& database, const char* sql) {
   return rows.Next() ? rows.Integer(0) : 0;
 }
 
-// Whether the file is a key file already. Throws when it is something else.
-bool IsKeyFile(Database& database) {
+// The version of a key file; 0 when the file is still empty. Throws when it is something else.
+std::int64_t VersionOf(Database& database) {
   if (ReadInteger(database, "SELECT count(*) FROM sqlite_schema") == 0) {
-    return false;
+    return 0;
   }
   if (ReadInteger(database, "PRAGMA application_id") != kApplicationId) {
     database.FailAs("is not a key file");
   }
-  if (ReadInteger(database, "PRAGMA user_version") != kVersion) {
+  const std::int64_t version = ReadInteger(database, "PRAGMA user_version");
+  if (version != kVersion && version != kVersionWithoutBytes) {
     database.FailAs("was made by another version of this program");
   }
-  return true;
+  return version;
+}
+
+std::int64_t BytesOf(const std::optional<KeyValue>& value) {
+  const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
+  return text == nullptr ? 0 : static_cast<std::int64_t>(text->size());
 }
 
 }  // namespace
@@ -67,7 +100,7 @@ std::int64_t MonotonicNow() {
 }
 
 KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability) : Database(file) {
-  const bool isMade = IsKeyFile(*this);
+  const std::int64_t version = VersionOf(*this);
   Execute("PRAGMA journal_mode = WAL");
   if (durability == Durability::kDisk) {
     Execute("PRAGMA synchronous = FULL");
@@ -75,9 +108,16 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
     // Where nothing is flushed a short write-ahead log costs no time, and it spares memory.
     Execute("PRAGMA synchronous = OFF; PRAGMA wal_autocheckpoint = 128");
   }
-  if (!isMade) {
-    Execute(kCreate);
+  if (version == kVersion) {
+    return;
   }
+  Execute("BEGIN IMMEDIATE");
+  Execute(version == 0 ? kCreateKeys : kPutOldChangesAside);
+  Execute(kCreateChanges);
+  if (version != 0) {
+    Execute(kTakeOldChanges);
+  }
+  Execute("COMMIT");
 }
 
 KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
@@ -90,15 +130,15 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
               "INSERT INTO keys (key, value) VALUES (?1, ?2)"
               " ON CONFLICT DO UPDATE SET value = excluded.value"),
       m_Remove(m_Database, "DELETE FROM keys WHERE key = ?1"),
-      m_Append(m_Database, "INSERT INTO changes (at, key, value) VALUES (?1, ?2, ?3)"),
-      m_Newest(m_Database, "SELECT max(number) FROM changes"),
+      m_Append(m_Database, "INSERT INTO changes (at, bytes, key, value) VALUES (?1, ?2, ?3, ?4)"),
+      m_Oldest(m_Database, "SELECT number, bytes FROM changes ORDER BY number LIMIT 1"),
+      m_Newest(m_Database, "SELECT number, bytes FROM changes ORDER BY number DESC LIMIT 1"),
       m_After(m_Database,
               "SELECT number, at, key, value FROM changes"
               " WHERE number > ?1 ORDER BY number LIMIT ?2"),
       m_Prune(m_Database,
-              "DELETE FROM changes WHERE number <= min(?1,"
-              " (SELECT max(number) FROM changes) - 1,"
-              " (SELECT min(number) FROM changes) - 1 + ?2)"),
+              "DELETE FROM changes WHERE number <= ?1 AND bytes <= ?2"
+              " AND (number <= ?3 OR bytes <= ?4)"),
       m_Transaction(m_Database) {}
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
@@ -121,8 +161,7 @@ std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view pre
   return keys;
 }
 
-std::optional<std::int64_t> KeyFile::Write(std::string_view key,
-                                           const std::optional<KeyValue>& value) {
+std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<KeyValue>& value) {
   const std::lock_guard lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
@@ -135,34 +174,49 @@ std::optional<std::int64_t> KeyFile::Write(std::string_view key,
     }
   }
   // Under the write lock, so that the times in the journal rise with the numbers.
-  m_Append.Execute(MonotonicNow(), key, value);
+  const std::int64_t bytesBefore = PlaceOf(m_Newest).bytes;
+  const std::int64_t bytes = bytesBefore + BytesOf(value);
+  m_Append.Execute(MonotonicNow(), bytes, key, value);
   const std::int64_t number = m_Database.LastRow();
   transaction.Commit();
-  return number;
+  return Written{.number = number,
+                 .isPruneDue = number % kPruneInterval == 0 ||
+                               bytes / kPruneIntervalBytes != bytesBefore / kPruneIntervalBytes};
+}
+
+KeyFile::Place KeyFile::PlaceOf(Statement& statement) {
+  Rows rows = statement.Query();
+  return rows.Next() ? Place{.number = rows.Integer(0), .bytes = rows.Integer(1)} : Place();
 }
 
 std::int64_t KeyFile::NewestChange() {
   const std::lock_guard lock(m_Mutex);
-  Rows rows = m_Newest.Query();
-  return rows.Next() ? rows.Integer(0) : 0;
+  return PlaceOf(m_Newest).number;
 }
 
-std::vector<JournalEntry> KeyFile::ChangesAfter(std::int64_t number, std::int64_t limit) {
+JournalPart KeyFile::ChangesAfter(std::int64_t number) {
   const std::lock_guard lock(m_Mutex);
-  std::vector<JournalEntry> entries;
-  Rows rows = m_After.Query(number, limit);
-  while (rows.Next()) {
-    entries.push_back(
+  JournalPart part{.entries = {}, .isCut = false};
+  std::int64_t bytes = 0;
+  Rows rows = m_After.Query(number, kTakeLimit);
+  while (bytes < kTakeLimitBytes && rows.Next()) {
+    part.entries.push_back(
         {.at = rows.Integer(1),
          .change = {.key = rows.Text(2), .value = rows.Value(3), .number = rows.Integer(0)}});
+    bytes += BytesOf(part.entries.back().change.value);
   }
-  return entries;
+  part.isCut = bytes >= kTakeLimitBytes || std::ssize(part.entries) == kTakeLimit;
+  return part;
 }
 
-void KeyFile::Prune(std::int64_t number, std::int64_t limit) {
+void KeyFile::Prune(std::int64_t number) {
   const std::lock_guard lock(m_Mutex);
   WriteTransaction transaction(m_Database, m_Transaction);
-  m_Prune.Execute(number, limit);
+  const Place oldest = PlaceOf(m_Oldest);
+  const Place newest = PlaceOf(m_Newest);
+  m_Prune.Execute(std::min(newest.number - 1, oldest.number - 1 + kPruneLimit),
+                  oldest.bytes + kPruneLimitBytes, std::max(number, newest.number - kJournalLimit),
+                  newest.bytes - kJournalLimitBytes);
   transaction.Commit();
 }
 

@@ -25,6 +25,19 @@ struct JournalEntry {
   KeyChange change;
 };
 
+// Changes that lie one behind the other, oldest first.
+struct JournalPart {
+  std::vector<JournalEntry> entries;
+  bool isCut;  // there may be more behind them
+};
+
+// A change that was made. It is time to prune the journal once it has grown by a certain number of
+// changes or bytes, whoever wrote them.
+struct Written {
+  std::int64_t number;
+  bool isPruneDue;
+};
+
 // Nanoseconds of the clock of JournalEntry::at.
 std::int64_t MonotonicNow();
 
@@ -40,25 +53,33 @@ class KeyFile {
   std::optional<KeyValue> Get(std::string_view key);
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
 
-  // Stores or, without a value, removes a key. Returns the number of the change; nothing when the
-  // key to be removed is missing.
-  std::optional<std::int64_t> Write(std::string_view key, const std::optional<KeyValue>& value);
+  // Stores or, without a value, removes a key. Nothing when the key to be removed is missing.
+  std::optional<Written> Write(std::string_view key, const std::optional<KeyValue>& value);
 
   // The number of the newest change, 0 when there never was one.
   std::int64_t NewestChange();
 
-  // The oldest `limit` changes with numbers above `number`, in order.
-  std::vector<JournalEntry> ChangesAfter(std::int64_t number, std::int64_t limit);
+  // The oldest changes with numbers above `number`: some thousands, or some mebibytes, at most.
+  JournalPart ChangesAfter(std::int64_t number);
 
-  // Removes changes up to and including `number` from the journal, the oldest `limit` of them. The
-  // newest change always stays, so that numbers go on from it.
-  void Prune(std::int64_t number, std::int64_t limit);
+  // Removes from the journal the changes up to and including `number` and what is more than a
+  // journal may hold, the oldest first and no more at a time than keeps a writer for milliseconds.
+  // The newest change always stays, so that numbers go on from it.
+  void Prune(std::int64_t number);
 
  private:
   // What must have happened to the file before statements can be compiled.
   struct Opened : Database {
     Opened(const std::filesystem::path& file, Durability durability);
   };
+
+  // A place in the journal: the number of a change, and how many bytes of text all changes up to
+  // it have brought. Zeros when there is none.
+  struct Place {
+    std::int64_t number = 0;
+    std::int64_t bytes = 0;
+  };
+  static Place PlaceOf(Statement& statement);
 
   const std::filesystem::path m_Changed;
   std::mutex m_Mutex;  // of all below
@@ -68,6 +89,7 @@ class KeyFile {
   Statement m_Store;
   Statement m_Remove;
   Statement m_Append;
+  Statement m_Oldest;
   Statement m_Newest;
   Statement m_After;
   Statement m_Prune;

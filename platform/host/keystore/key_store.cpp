@@ -47,16 +47,6 @@ constexpr std::size_t kDurable = 0;
 constexpr std::size_t kMemory = 1;
 static_assert(kKeyFileCount == 2);
 
-// Every how many changes of a file its journal is cut, by how much at a time at most (more than
-// it grew, so that a long one shrinks, yet no writer waits long), and how much of it a watcher
-// that does not go on can keep.
-constexpr std::int64_t kPruneInterval = 1024;
-constexpr std::int64_t kPruneLimit = 4 * kPruneInterval;
-constexpr std::int64_t kJournalLimit = 1'000'000;
-
-// How many changes of each file a watcher takes at once.
-constexpr std::int64_t kTakeLimit = 2048;
-
 constexpr char kFileName[] = "keys.db";
 
 constexpr auto kNow = std::chrono::nanoseconds(1);
@@ -152,11 +142,11 @@ struct KeyStore::Impl {
     if (!IsValidKey(key)) {
       return false;
     }
-    const auto number = FileOf(key).Write(key, value);
-    if (number && *number % kPruneInterval == 0) {
-      Prune(IndexOf(key), *number);
+    const auto written = FileOf(key).Write(key, value);
+    if (written && written->isPruneDue) {
+      Prune(IndexOf(key), written->number);
     }
-    return number.has_value();
+    return written.has_value();
   }
 
   // `newest` is a change that is visible already, so a watcher that starts after the directory was
@@ -164,8 +154,7 @@ struct KeyStore::Impl {
   void Prune(std::size_t index, std::int64_t newest) {
     try {
       const auto slowest = SlowestPosition(watchers);
-      const std::int64_t seen = slowest ? std::min((*slowest)[index], newest) : newest;
-      files[index]->Prune(std::max(seen, newest - kJournalLimit), kPruneLimit);
+      files[index]->Prune(slowest ? std::min((*slowest)[index], newest) : newest);
     } catch (const std::exception& error) {
       // The change itself is made, and a later one will try again.
       LogError(std::string("cannot cut the journal: ") + error.what());
@@ -238,12 +227,13 @@ struct KeyWatcher::Impl {
     std::int64_t horizon = MonotonicNow();
     std::array<std::vector<JournalEntry>, kKeyFileCount> journals;
     for (std::size_t i = 0; i < kKeyFileCount; ++i) {
-      journals[i] = store->files[i]->ChangesAfter(position.Get(i), kTakeLimit);
-      if (journals[i].size() == kTakeLimit) {
-        horizon = std::min(horizon, journals[i].back().at + 1);
+      JournalPart part = store->files[i]->ChangesAfter(position.Get(i));
+      if (part.isCut) {
+        horizon = std::min(horizon, part.entries.back().at + 1);
         wakeUp.Again(kNow);
         isBehind = true;
       }
+      journals[i] = std::move(part.entries);
     }
 
     std::vector<JournalEntry> due;

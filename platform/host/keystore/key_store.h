@@ -67,8 +67,8 @@ class KeyStore {
 
 // Sees every change of the store from its construction on: by any process, once, in order. It
 // keeps the store's files open by itself and may outlive the KeyStore. A watcher that falls a
-// million changes behind loses the oldest and says so in the log. One thread at a time. A failure
-// throws std::runtime_error.
+// million changes or 16 MiB of text behind loses the oldest and says so in the log. One thread at a
+// time. A failure throws std::runtime_error.
 class KeyWatcher {
  public:
   explicit KeyWatcher(KeyStore& store);
@@ -79,9 +79,10 @@ class KeyWatcher {
   // Readable when TakeChanges may have something to return; for poll and its like.
   int Fd() const;
 
-  // The next changes, oldest first; empty when there are none yet. Returns some thousands at
-  // most, so that a main loop gets on with its other work meanwhile: Fd stays readable while
-  // there are more. After a failure nothing is lost and Fd becomes readable again a second later.
+  // The next changes, oldest first; empty when there are none yet. Returns some thousands or some
+  // mebibytes at most, so that a main loop gets on with its other work meanwhile: Fd stays readable
+  // while there are more. After a failure nothing is lost and Fd becomes readable again a second
+  // later.
   std::vector<KeyChange> TakeChanges();
 
   // Whether there were more changes than the last TakeChanges returned when it was called.

@@ -14,8 +14,12 @@ using ::testing::HasSubstr;
 constexpr int kPruneInterval = 1024;
 constexpr int kShort = 2 * kPruneInterval;
 
-// The journal's limit for a watcher that does not go on.
+// The journal's limits for a watcher that does not go on.
 constexpr int kJournalLimit = 1'000'000;
+constexpr int kJournalLimitMebibytes = 16;
+
+constexpr std::size_t kMebibyte = 1024 * 1024;
+constexpr std::size_t kTextsPerMebibyte = 4;
 
 class JournalTest : public KeyStoreTest {
  protected:
@@ -36,6 +40,19 @@ class JournalTest : public KeyStoreTest {
     for (int value = 1; value <= times; ++value) {
       store.Set(key, value);
     }
+  }
+  // Writes texts of that many mebibytes in all.
+  void SetTexts(KeyStore& store, const std::string& key, std::size_t mebibytes) {
+    for (std::size_t text = 0; text < mebibytes * kTextsPerMebibyte; ++text) {
+      store.Set(key, std::string(kMebibyte / kTextsPerMebibyte, 'x'));
+    }
+  }
+  // What the journal's texts have, and what the store's file takes on the disk.
+  std::size_t Bytes(const std::filesystem::path& file) const {
+    return std::stoul(Sql(file, "SELECT sum(length(value)) FROM changes"));
+  }
+  std::uintmax_t Space(const std::filesystem::path& file) const {
+    return std::filesystem::file_size(file) + std::filesystem::file_size(file.string() + "-wal");
   }
 };
 
@@ -150,6 +167,101 @@ TEST_F(JournalTest, ALongJournalShrinksBitByBit) {
   EXPECT_GT(Length(MemoryFile()), 10 * kPruneInterval);
   SetRepeatedly(*store, "memory/a", 7 * kPruneInterval);
   EXPECT_LE(Length(MemoryFile()), kShort);
+}
+
+TEST_F(JournalTest, OfLongTextsStaysSmallWhenNobodyWatches) {
+  const auto store = Open();
+  SetTexts(*store, "memory/a", 40);
+  SetTexts(*store, "db/a", 40);
+  for (const auto& file : {MemoryFile(), DurableFile()}) {
+    EXPECT_LE(Bytes(file), 2 * kMebibyte) << file;
+    EXPECT_LE(Space(file), 10 * kMebibyte) << file;
+  }
+}
+
+TEST_F(JournalTest, OfLongTextsStaysSmallWhenWatchersKeepUp) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  for (int round = 0; round < 40; ++round) {
+    SetTexts(*store, "memory/a", 1);
+    ASSERT_EQ(TakeAnnounced(watcher).size(), kTextsPerMebibyte);
+  }
+  EXPECT_LE(Bytes(MemoryFile()), 3 * kMebibyte);
+  EXPECT_LE(Space(MemoryFile()), 10 * kMebibyte);
+}
+
+TEST_F(JournalTest, OfLongTextsStaysSmallWhenEachWriterWritesOnce) {
+  for (int writer = 0; writer < 100; ++writer) {
+    Open()->Set("memory/a", std::string(kMebibyte / 10, 'x'));
+    Open()->Set("memory/b", 1);
+  }
+  EXPECT_LE(Bytes(MemoryFile()), 2 * kMebibyte);
+}
+
+TEST_F(JournalTest, AStoppedWatcherKeeps16MebibytesOfTextAndIsToldWhatItMissed) {
+  constexpr int kWritten = kJournalLimitMebibytes + 8;
+  const auto store = Open();
+  auto stopped = Start({"tally", "memory/end"});
+  ASSERT_TRUE(stopped.IsReady());
+  stopped->Signal(SIGSTOP);
+  SetTexts(*store, "memory/a", kWritten);
+  EXPECT_GE(Bytes(MemoryFile()), kJournalLimitMebibytes * kMebibyte);
+  EXPECT_LE(Bytes(MemoryFile()), (kJournalLimitMebibytes + 1) * kMebibyte);
+  EXPECT_LE(Space(MemoryFile()), (kJournalLimitMebibytes + 8) * kMebibyte);
+  const int kept = Length(MemoryFile());
+
+  stopped->Signal(SIGCONT);
+  store->Set("memory/end", 1);
+  ASSERT_EQ(stopped->Wait(), 0);
+  EXPECT_THAT(stopped.Said(), ElementsAre("ready", std::to_string(kept + 1)));
+  EXPECT_THAT(
+      support::ReadFile(stopped.err),
+      HasSubstr("missed " + std::to_string(kWritten * kTextsPerMebibyte - kept) + " changes"));
+}
+
+TEST_F(JournalTest, OfLongTextsShrinksBitByBit) {
+  const auto store = Open();
+  {
+    const KeyWatcher slow(*store);
+    SetTexts(*store, "memory/a", 15);
+  }
+  // Two cuts of 4 MiB at most.
+  SetTexts(*store, "memory/a", 2);
+  EXPECT_GE(Bytes(MemoryFile()), 8 * kMebibyte);
+  SetTexts(*store, "memory/a", 8);
+  EXPECT_LE(Bytes(MemoryFile()), 2 * kMebibyte);
+}
+
+TEST_F(JournalTest, AKeyThatIsLargerThanTheJournalMayBeIsKept) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  const std::string text((kJournalLimitMebibytes + 1) * kMebibyte, 'x');
+  store->Set("memory/a", text);
+  EXPECT_EQ(store->Get("memory/a"), KeyValue(text));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("memory/a " + text));
+}
+
+TEST_F(JournalTest, ThatDoesNotCountItsBytesYetIsTakenOver) {
+  Open();
+  // As the files were before.
+  Sql(DurableFile(),
+      "BEGIN; DROP TABLE changes;"
+      " CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER, key TEXT, value);"
+      " INSERT INTO changes VALUES (41, 1, 'db/a', 'old'), (42, 2, 'db/a', 'kept');"
+      " INSERT INTO keys VALUES ('db/a', 'kept'); PRAGMA user_version = 1; COMMIT");
+  const auto store = Open();
+  EXPECT_EQ(store->Get("db/a"), KeyValue("kept"));
+  EXPECT_EQ(store->NewestChange("db/a"), 42);
+  EXPECT_EQ(Length(DurableFile()), 2);
+  KeyWatcher watcher(*store);
+  // By a program that was started before the other one took the file over.
+  Sql(DurableFile(), "INSERT INTO changes (at, key, value) VALUES (3, 'db/b', 7)");
+  store->Set("db/a", 1);
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("db/b 7", "db/a 1"));
+  SetTexts(*store, "db/a", 20);
+  TakeAnnounced(watcher);
+  SetTexts(*store, "db/a", 8);
+  EXPECT_LE(Bytes(DurableFile()), 10 * kMebibyte);
 }
 
 }  // namespace

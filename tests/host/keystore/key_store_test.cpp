@@ -152,7 +152,7 @@ TEST_F(KeyStoreTest, LeavesADatabaseAloneThatIsNotItsOwn) {
 
 TEST_F(KeyStoreTest, RefusesAFileOfAnotherVersion) {
   Open();
-  Sql(DurableFile(), "PRAGMA user_version = 2");
+  Sql(DurableFile(), "PRAGMA user_version = 3");
   EXPECT_THAT([this] { Open(); }, ThrowsMessage<std::runtime_error>(HasSubstr("another version")));
 }
 

@@ -113,6 +113,32 @@ TEST_F(KeyWatcherTest, TakesManyChangesInPortionsThatKeepTheOrderOfBothFiles) {
   EXPECT_THAT(TakeAnnounced(late), IsEmpty());
 }
 
+TEST_F(KeyWatcherTest, TakesLongTextsInPortionsOfSomeMebibytes) {
+  constexpr std::size_t kMebibyte = 1024 * 1024;
+  constexpr int kTexts = 60;
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  for (int text = 0; text < kTexts; ++text) {
+    store->Set("memory/a", std::string(kMebibyte / 4, static_cast<char>('0' + text)));
+    store->Set("memory/b", text);
+  }
+  int next = 0;
+  while (IsReadable(watcher)) {
+    std::size_t bytes = 0;
+    for (const KeyChange& change : watcher.TakeChanges()) {
+      if (change.key == "memory/a") {
+        const auto& text = std::get<std::string>(*change.value);
+        bytes += text.size();
+        EXPECT_EQ(text.front(), static_cast<char>('0' + next));
+      } else {
+        EXPECT_EQ(change.value, KeyValue(next++));
+      }
+    }
+    EXPECT_LE(bytes, 5 * kMebibyte);
+  }
+  EXPECT_EQ(next, kTexts);
+}
+
 TEST_F(KeyWatcherTest, KeepsTheOrderOfBothFilesWhileChangesGoOn) {
   constexpr int kRounds = 300;
   const auto store = Open();
