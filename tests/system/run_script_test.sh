@@ -34,6 +34,33 @@ for line in 'standard (Standard)' 'movie (Movie)' '{"return_data":""}' 'There is
   'mode auto_source_change' 'crosshair  -( )-  status 1, type 2' 'no crosshair' 'mode Terminate'; do
   grep -qF "$line" "$state/out" || { echo "FAILED: not shown: $line"; cat "$state/out" "$state/err"; failed=1; }
 done
+expect "the lines of the requests begin with the first request" "IfMessageReceived!! message:" \
+  "$(sed -n '/^\$ setctl log /{n;p}' "$state/out" | grep -o 'IfMessageReceived!! message:\|m_Initialize\|t_OnCreate')"
+
+# What the README shows works line by line in a fresh set. What has no end is ended when it has begun
+# to print; the game bar is started by the daemon, a moment after the source was switched.
+sed -n '/^## Looking around/,/^## /p' "$project/README.md" | sed -n '/^```sh/,/^```/{/^```/d;p}' |
+  sed -e ':join' -e '/\\$/{N;s/\\\n//;b join' -e '}' >"$state/examples"
+cat >"$state/play" <<'END'
+while IFS= read -r example <&3; do
+  command=${example%%  #*}
+  tries=0
+  rm -f "$1/shown"
+  case $command in
+    *watch* | *--follow*)
+      bash -c "exec $command" >"$1/shown" 2>&1 &
+      until [ -s "$1/shown" ] || [ $((tries += 1)) -gt 600 ]; do sleep 0.1; done
+      kill -TERM $!; wait $! && [ $tries -le 600 ] ;;
+    *"app log"*)
+      until bash -c "$command" >"$1/shown" 2>&1 || [ $((tries += 1)) -gt 600 ]; do sleep 0.1; done
+      [ $tries -le 600 ] ;;
+    *) bash -c "$command" >"$1/shown" 2>&1 ;;
+  esac || { echo "FAILED: $example"; cat "$1/shown"; }
+done 3<"$1/examples"
+END
+expect "the examples of the README work in a fresh set" "" \
+  "$("$project/run" --quiet -- bash "$state/play" "$state" 2>&1)"
+[ "$(wc -l <"$state/examples")" -ge 12 ] || { echo "FAILED: the README has lost its examples"; failed=1; }
 
 expect "a request prints the reply body alone" \
   '{"call_api_success":true,"connect_server":true,"return_data":"standard"}' \
@@ -50,6 +77,20 @@ expect "a set's state is kept in its directory" "movie (Movie)" \
 expect "an application is started by the set's bus" "true" \
   "$("$project/run" --quiet -- sh -c 'setctl app start org.pavix.menu &&
     setctl app log org.pavix.menu | grep -q "menu open" && echo true' 2>&1)"
+
+# As on a session bus: in the directory of the user's own data, which need not be that in HOME.
+services() { # DIRECTORY
+  mkdir -p "$1/dbus-1/services"
+  printf '[D-BUS Service]\nName=org.example.mine\nExec=/bin/true\n' >"$1/dbus-1/services/mine.service"
+  printf '[D-BUS Service]\nName=org.pavix.menu\nExec=/bin/false\n' >"$1/dbus-1/services/menu.service"
+}
+services "$state/home/.local/share"
+services "$state/data & more"
+expect "the user's own applications are found once" 1 \
+  "$(env -u XDG_DATA_HOME HOME="$state/home" "$project/run" --quiet -- setctl app list | grep -c org.example.mine)"
+expect "the user's own applications are found where XDG_DATA_HOME says" "1 0" \
+  "$(XDG_DATA_HOME="$state/data & more" "$project/run" --quiet -- sh -c '
+    printf "%s " "$(setctl app list | grep -c org.example.mine)"; setctl app start org.pavix.menu; printf $?' 2>&1)"
 
 apps=$("$project/run" --quiet -- sh -c '
   setctl app start --json org.pavix.menu
@@ -91,6 +132,8 @@ for part in tmp var var/log var/log/settings-service.log; do
     "$(cat "$state/err")"
   expect "what lies behind $part stays" 4 "$(grep -rlx precious "$state/elsewhere" | wc -l)"
 done
+expect "an empty name of a directory is refused" 2 \
+  "$("$project/run" --quiet --dir "" -- true 2>/dev/null; echo $?)"
 
 expect "an unknown model is named" 2 "$("$project/run" --model nosuch -- true 2>"$state/err"; echo $?)"
 grep -q 'nosuch.*basic' "$state/err" || { echo "FAILED: the models are not listed"; cat "$state/err"; failed=1; }
