@@ -417,7 +417,7 @@ TEST_F(LogTest, AFileThatReachesItsLimitIsRenamedAndAnotherBegun) {
 }
 
 TEST_F(LogTest, ALineAboveTheLimitHasAFileOfItsOwn) {
-  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "fill", "1",
+  RunProbe({"open-limited", File(), "60", "print", "4", "first", "flush", "30000", "fill", "1",
             "5000", "flush", "30000", "print", "4", "last"});
   EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I last"));
   EXPECT_EQ(Lines(support::ReadFile(Older())).size(), 1u);
@@ -427,14 +427,14 @@ TEST_F(LogTest, ALineAboveTheLimitHasAFileOfItsOwn) {
 TEST_F(LogTest, ANewFileHasThePermissionsOfTheOld) {
   std::ofstream(File()) << std::string(200, 'x') << "\n";
   std::filesystem::permissions(File(), std::filesystem::perms(0640));
-  RunProbe({"open-limited", File(), "100", "print", "4", "first"});
+  RunProbe({"open-limited", File(), "60", "print", "4", "first"});
   EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I first"));
   EXPECT_EQ(std::filesystem::status(File()).permissions(), std::filesystem::perms(0640));
 }
 
 TEST_F(LogTest, StandardErrorThatGoesToTheFileFollowsIt) {
   const std::string complaint(100, 'x');
-  RunWithStandardErrorInFile({"open-limited", File(), "100", "complain", complaint, "print", "4",
+  RunWithStandardErrorInFile({"open-limited", File(), "60", "complain", complaint, "print", "4",
                               "two", "flush", "30000", "complain", "three"});
   EXPECT_EQ(Lines(support::ReadFile(Older())), std::vector<std::string>{complaint});
   const auto lines = Lines(support::ReadFile(File()));
@@ -445,7 +445,7 @@ TEST_F(LogTest, StandardErrorThatGoesToTheFileFollowsIt) {
 
 TEST_F(LogTest, AFileThatCannotBeRenamedIsEmptied) {
   std::filesystem::create_directory(Older());
-  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+  RunProbe({"open-limited", File(), "60", "print", "4", "first", "flush", "30000", "print", "4",
             "second", "flush", "30000", "print", "4", "third"});
   EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I third"));
   EXPECT_TRUE(std::filesystem::is_empty(Older()));
@@ -456,7 +456,7 @@ TEST_F(LogTest, ALinkInPlaceOfTheOlderFileIsReplacedAndNotFollowed) {
   std::ofstream(m_Directory / "victim") << "precious";
   std::filesystem::create_symlink(m_Directory / "victim", Older());
   std::filesystem::create_symlink(m_Directory / "victim", m_Directory / ".log.new");
-  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+  RunProbe({"open-limited", File(), "60", "print", "4", "first", "flush", "30000", "print", "4",
             "second"});
   EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(Older())));
   EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(Older())), ElementsAre("I first"));
@@ -486,7 +486,7 @@ TEST_F(LogTest, InASetNoLinkLeadsTheLogElsewhere) {
 TEST_F(LogTest, OutsideOfASetTheFileBehindALinkIsTheOneThatIsRenamed) {
   std::filesystem::create_directory(m_Directory / "elsewhere");
   std::filesystem::create_symlink(m_Directory / "elsewhere/log", File());
-  RunProbe({"open-limited", File(), "100", "print", "4", "first", "flush", "30000", "print", "4",
+  RunProbe({"open-limited", File(), "60", "print", "4", "first", "flush", "30000", "print", "4",
             "second"});
   EXPECT_TRUE(std::filesystem::is_symlink(File()));
   EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(File())), ElementsAre("I second"));
@@ -504,7 +504,7 @@ TEST_F(LogTest, AReaderCanWaitForWhatIsPrintedAlready) {
 
 TEST_F(LogTest, AReaderWaitsAlsoForAFileThatIsReplaced) {
   const support::Outcome result =
-      RunProbe({"open-limited", File(),       "100",  "print", "4",          "one",   "flush",
+      RunProbe({"open-limited", File(),       "60",   "print", "4",          "one",   "flush",
                 "30000",        "print",      "4",    "two",   "flush",      "30000", "await-sleep",
                 "hold",         "print",      "4",    "x",     "await-file", File(),  "20",
                 "release",      "await-file", File(), "30000"});
