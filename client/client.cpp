@@ -365,8 +365,13 @@ std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
   return ListOf(*this, "GetDisabledItemsList", {});
 }
 
+bool Client::IsApplicationId(const std::string& name) {
+  return name.find('\0') == std::string::npos && !name.starts_with(':') &&
+         sd_bus_service_name_is_valid(name.c_str()) > 0;
+}
+
 bool Client::RequestName(const std::string& name) {
-  if (sd_bus_service_name_is_valid(name.c_str()) <= 0 || name.front() == ':') {
+  if (!IsApplicationId(name)) {
     throw std::invalid_argument("\"" + name +
                                 "\" is no bus name; use one such as org.example.game");
   }

@@ -125,6 +125,10 @@ TEST_F(SettingsctlItems, OptionsThatContradictEachOtherAreWrongUsage) {
   ExpectFailure(Run({"enabled", "brightness", "--value", "x", "--async"}), 2, "--help");
   ExpectFailure(Run({"disable", "brightness"}), 2, "--app");
   ExpectFailure(Run({"disable", "brightness", "--app", ""}), 2, "--app");
+  for (const char* verb : {"disable", "enable"}) {
+    ExpectFailure(Run({verb, "brightness", "--app", "nodots"}), 2,
+                  "\"nodots\" is no bus name; use one such as org.example.game");
+  }
 }
 
 TEST_F(SettingsctlItems, DisabledItemsAreListedUntilTheyAreReleased) {

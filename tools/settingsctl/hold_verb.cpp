@@ -26,13 +26,7 @@ struct Arguments {
 };
 
 void BecomeApplication(Client& client, const std::string& app) {
-  bool done = false;
-  try {
-    done = client.RequestName(app);
-  } catch (const std::invalid_argument& problem) {
-    throw Failure(ExitCode::kUsage, std::string("--app: ") + problem.what());
-  }
-  if (!done) {
+  if (!client.RequestName(app)) {
     throw Failure(ExitCode::kRefused,
                   fmt::format("{} runs already; give another --app, or end it", Quote(app)));
   }

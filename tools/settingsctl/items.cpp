@@ -71,7 +71,9 @@ void AddApp(tools::Syntax verb, std::string& app) {
   verb.AddOption("--app", "APP", app, "The application's ID, e.g. org.example.game")
       .Required()
       .Check([](const std::string& text) {
-        return text.empty() ? std::string("an application's ID is not empty") : std::string();
+        return settings::Client::IsApplicationId(text)
+                   ? std::string()
+                   : tools::Quote(text) + " is no bus name; use one such as org.example.game";
       });
 }
 

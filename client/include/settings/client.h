@@ -149,9 +149,13 @@ class Client {
   std::optional<std::vector<std::string>> GetDisablerAppNamesByMenuId(const std::string& item);
   std::optional<std::vector<std::string>> GetDisabledItemsList();
 
+  // Whether `name` can be an application's: a bus name that is no connection's.
+  static bool IsApplicationId(const std::string& name);
+
   // Makes `name` a bus name of this connection until the client ends, so that the service takes
   // the program for the application of that ID and releases what it disabled when it ends, however
-  // it ends. False when another program has the name. std::invalid_argument when it is no bus name.
+  // it ends. False when another program has the name. std::invalid_argument when it cannot be
+  // an application's.
   bool RequestName(const std::string& name);
 
   // Waits until the service is on the bus, which it may be already, without starting it. False when

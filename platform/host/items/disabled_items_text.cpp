@@ -4,12 +4,12 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <memory>
 #include <stdexcept>
 #include <unordered_set>
 #include <utility>
 
 #include "apps/application_id.h"
+#include "system/json_reader.h"
 
 // One line for each item and each application, so that damage to a part of the text costs that
 // part only: JSON text holds no line ends but those between its values, and no beginning of an
@@ -20,17 +20,10 @@ namespace {
 
 class LineReader {
  public:
-  LineReader() {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    m_Reader.reset(builder.newCharReader());
-  }
-
   // Adds what the line says. Throws std::exception that says what is wrong with it.
   void Read(std::string_view line, DisabledRecord& record) {
     Json::Value json;
-    std::string errors;
-    if (!m_Reader->parse(line.data(), line.data() + line.size(), &json, &errors)) {
+    if (ReadJson(line, kMaxJsonDepth, json)) {
       throw std::runtime_error("it is not JSON");
     }
     if (json.isObject() && json["instance"].isString()) {
@@ -71,7 +64,6 @@ class LineReader {
     }
   }
 
-  std::unique_ptr<Json::CharReader> m_Reader;
   std::size_t m_Relations = 0;
 };
 

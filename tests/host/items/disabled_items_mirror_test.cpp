@@ -227,7 +227,7 @@ TEST_F(DisabledItemsMirror, EveryLineThatIsNoEntryIsDamaged) {
       {R"({"id":"tone","id":"game","apps":["org.example.one"]})", "it is not JSON"},
       {"tone", "it is not JSON"},
       {"\n", "it is not JSON"},
-      {std::string(5000, '['), "stackLimit"},
+      {std::string(5000, '['), "it is not JSON"},
   };
   for (const auto& [line, message] : lines) {
     m_Platform.Reset();
