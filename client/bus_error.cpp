@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "bus.h"
+#include "bus/bus.h"
 
 namespace settings {
 namespace {
@@ -99,7 +99,7 @@ Error ErrorFromConnecting(const std::string& bus, int result) {
   if (code != ErrorCode::kTimedOut && code != ErrorCode::kNotAllowed) {
     code = ErrorCode::kBus;
   }
-  return Error(code, "cannot connect to the bus \"" + bus + "\": " + ConnectingProblem(result),
+  return Error(code, "cannot connect to the bus \"" + bus + "\": " + bus::ConnectingProblem(result),
                "start it, or choose \"session\", \"system\" or a bus address");
 }
 

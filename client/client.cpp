@@ -1,7 +1,5 @@
 #include "settings/client.h"
 
-#include <systemd/sd-bus.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -9,7 +7,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "bus.h"
+#include "bus/bus.h"
 #include "bus_error.h"
 
 namespace settings {
@@ -138,7 +136,7 @@ bool Reply::Succeeded() const {
 }
 
 struct Client::Impl {
-  Bus bus;
+  bus::Connection bus;
   microseconds timeout{};
   std::exception_ptr thrownByCallback;
 };
@@ -149,7 +147,7 @@ struct Subscription::Impl {
   // Shared with the call that is going on, which may be what ends the subscription.
   std::shared_ptr<SignalCallback> callback;
   Client::Impl* client = nullptr;
-  BusSlot slot;
+  bus::Slot slot;
 };
 
 int Subscription::Impl::OnSignal(sd_bus_message* message, void* userData, sd_bus_error*) {
@@ -193,7 +191,7 @@ Client::Client(const std::string& bus, microseconds timeout) : m_Impl(std::make_
   }
   // 0 would be sd-bus's own default time.
   m_Impl->timeout = std::max(timeout, microseconds(1));
-  const int result = Connect(bus, m_Impl->timeout, m_Impl->bus);
+  const int result = bus::Connect(bus, m_Impl->timeout, m_Impl->bus);
   if (result < 0) {
     throw ErrorFromConnecting(bus, result);
   }
@@ -208,27 +206,27 @@ Message Client::Request(const std::string& body, int type) {
     throw unreadable;
   }
   sd_bus* bus = m_Impl->bus.get();
-  sd_bus_message* created = nullptr;
-  Check(sd_bus_message_new_method_call(bus, &created, kBusName, kObject, kInterface, "Request"));
-  const BusMessage request(created);
-  const int appended = sd_bus_message_append(created, "is", type, body.c_str());
+  bus::Message request;
+  Check(sd_bus_message_new_method_call(bus, bus::Out(request), kBusName, kObject, kInterface,
+                                       "Request"));
+  const int appended = sd_bus_message_append(request.get(), "is", type, body.c_str());
   if (appended == -EINVAL) {
     throw unreadable;
   }
   Check(appended);
 
-  BusError error;
-  sd_bus_message* answer = nullptr;
-  const int result = sd_bus_call(bus, created, m_Impl->timeout.count(), error.Out(), &answer);
+  bus::Error error;
+  bus::Message reply;
+  const int result =
+      sd_bus_call(bus, request.get(), m_Impl->timeout.count(), error.Out(), bus::Out(reply));
   if (result < 0) {
     throw sd_bus_is_open(bus) > 0 ? ErrorFromReply(error.Name(), error.Text())
                                   : ErrorFromResult(-ECONNRESET);
   }
-  const BusMessage reply(answer);
   Message message;
   const char* text = nullptr;
-  if (sd_bus_message_has_signature(answer, "is") <= 0 ||
-      sd_bus_message_read(answer, "is", &message.type, &text) < 0) {
+  if (sd_bus_message_has_signature(reply.get(), "is") <= 0 ||
+      sd_bus_message_read(reply.get(), "is", &message.type, &text) < 0) {
     throw Error(ErrorCode::kProtocol, "the reply has not the form of the settings service's",
                 "is this the settings service, and of the same release?");
   }
@@ -396,9 +394,8 @@ bool Client::WaitForService(std::optional<microseconds> limit) {
   const std::string rule =
       std::string("type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
       kBusName + "'";
-  sd_bus_slot* slot = nullptr;
-  Check(sd_bus_add_match(m_Impl->bus.get(), &slot, rule.c_str(), onChange, &isThere));
-  const BusSlot watch(slot);
+  bus::Slot watch;
+  Check(sd_bus_add_match(m_Impl->bus.get(), bus::Out(watch), rule.c_str(), onChange, &isThere));
   // Asked after the watch began: so no coming is missed in between.
   const int owned = sd_bus_get_name_creds(m_Impl->bus.get(), kBusName, 0, nullptr);
   isThere = owned != -ENXIO && Check(owned) >= 0;
@@ -410,10 +407,9 @@ Subscription Client::Subscribe(SignalCallback callback) {
   subscription->callback = std::make_shared<SignalCallback>(std::move(callback));
   subscription->client = m_Impl.get();
   // By the well-known name: the bus follows it from one instance of the service to the next.
-  sd_bus_slot* slot = nullptr;
-  Check(sd_bus_match_signal(m_Impl->bus.get(), &slot, kBusName, kObject, kInterface, "Signal",
-                            Subscription::Impl::OnSignal, subscription.get()));
-  subscription->slot.reset(slot);
+  Check(sd_bus_match_signal(m_Impl->bus.get(), bus::Out(subscription->slot), kBusName, kObject,
+                            kInterface, "Signal", Subscription::Impl::OnSignal,
+                            subscription.get()));
   return Subscription(std::move(subscription));
 }
 
@@ -443,16 +439,13 @@ bool Client::Process() {
 }
 
 bool Client::RunUntil(const std::function<bool()>& done, std::optional<microseconds> limit) {
-  const Deadline deadline(limit);
+  const bus::Deadline deadline(limit);
   while (!done()) {
     if (deadline.Passed()) {
       return false;
     }
     if (!Process()) {
-      const int result = sd_bus_wait(m_Impl->bus.get(), deadline.Left());
-      if (result != -EINTR) {
-        Check(result);
-      }
+      Check(bus::Wait(m_Impl->bus.get(), deadline));
     }
   }
   return true;

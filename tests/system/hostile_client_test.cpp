@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "bus.h"
+#include "bus/bus.h"
 #include "settings/client.h"
 #include "system_test.h"
 
@@ -50,7 +50,7 @@ const Bad kBad[] = {
 class Way {
  public:
   explicit Way(const std::string& address) {
-    EXPECT_EQ(settings::Connect(address, std::chrono::seconds(5), m_Bus), 0);
+    EXPECT_EQ(bus::Connect(address, std::chrono::seconds(5), m_Bus), 0);
   }
 
   void Take(const std::string& body) {
@@ -61,7 +61,7 @@ class Way {
   }
 
  private:
-  settings::Bus m_Bus;
+  bus::Connection m_Bus;
 };
 
 class HostileClient : public SystemTest, public testing::WithParamInterface<Bad> {};

@@ -20,8 +20,7 @@
 namespace setctl {
 namespace {
 
-using settings::BusError;
-using settings::Deadline;
+using bus::Deadline;
 using std::chrono::microseconds;
 using tools::ExitCode;
 using tools::Failure;
@@ -57,15 +56,15 @@ Failure CannotConnect(const std::string& bus, int result) {
   return Failure(code,
                  fmt::format("cannot connect to the bus {}: {}; start a set, e.g. with ./run, "
                              "or choose another bus with --bus",
-                             Quote(bus), settings::ConnectingProblem(result)));
+                             Quote(bus), bus::ConnectingProblem(result)));
 }
 
-bool IsName(const BusError& error, const char* name) {
+bool IsName(const bus::Error& error, const char* name) {
   return error.Name() == std::string("org.freedesktop.DBus.Error.") + name;
 }
 
 // What went wrong when the application was asked for something; `result` as sd-bus has it.
-Failure CallFailure(const std::string& id, const BusError& error, int result) {
+Failure CallFailure(const std::string& id, const bus::Error& error, int result) {
   const std::string app = Quote(id);
   if (IsName(error, "ServiceUnknown") || IsName(error, "NameHasNoOwner")) {
     return Failure(
@@ -134,7 +133,7 @@ void WaitForEnd(const std::string& id, int process, const Deadline& deadline) {
 
 AppBus::AppBus(const std::string& bus, microseconds patience)
     : m_Patience(std::max(patience, microseconds(1))) {
-  const int result = settings::Connect(bus, m_Patience, m_Bus);
+  const int result = bus::Connect(bus, m_Patience, m_Bus);
   if (result < 0) {
     throw CannotConnect(bus, result);
   }
@@ -160,34 +159,32 @@ std::set<std::string> AppBus::m_Names(bool running) {
 }
 
 std::optional<AppOwner> AppBus::OwnerOf(const std::string& id) {
-  sd_bus_creds* raw = nullptr;
-  const int result = sd_bus_get_name_creds(m_Bus.get(), id.c_str(),
-                                           SD_BUS_CREDS_UNIQUE_NAME | SD_BUS_CREDS_PID, &raw);
+  bus::Credentials creds;
+  const int result = sd_bus_get_name_creds(
+      m_Bus.get(), id.c_str(), SD_BUS_CREDS_UNIQUE_NAME | SD_BUS_CREDS_PID, bus::Out(creds));
   // Between two questions to the bus an owner may go.
   if (result == -ENXIO || result == -ESRCH || result == -EHOSTUNREACH) {
     return std::nullopt;
   }
   Check(result);
-  const std::unique_ptr<sd_bus_creds, sd_bus_creds* (*)(sd_bus_creds*)> creds(raw,
-                                                                              sd_bus_creds_unref);
   const char* connection = nullptr;
   AppOwner owner;
-  Check(sd_bus_creds_get_unique_name(raw, &connection));
-  Check(sd_bus_creds_get_pid(raw, &owner.pid));
+  Check(sd_bus_creds_get_unique_name(creds.get(), &connection));
+  Check(sd_bus_creds_get_pid(creds.get(), &owner.pid));
   owner.connection = connection;
   return owner;
 }
 
-settings::BusMessage AppBus::m_MakeCall(const std::string& id, const char* method) {
-  sd_bus_message* call = nullptr;
-  Check(sd_bus_message_new_method_call(m_Bus.get(), &call, id.c_str(),
+bus::Message AppBus::m_MakeCall(const std::string& id, const char* method) {
+  bus::Message call;
+  Check(sd_bus_message_new_method_call(m_Bus.get(), bus::Out(call), id.c_str(),
                                        host::ApplicationObjectPath(id).c_str(),
                                        "org.freedesktop.Application", method));
-  return settings::BusMessage(call);
+  return call;
 }
 
-void AppBus::m_Call(const std::string& id, const settings::BusMessage& call) {
-  BusError error;
+void AppBus::m_Call(const std::string& id, const bus::Message& call) {
+  bus::Error error;
   const int result = sd_bus_call(m_Bus.get(), call.get(), m_Patience.count(), error.Out(), nullptr);
   if (result < 0) {
     throw CallFailure(id, error, result);
@@ -195,7 +192,7 @@ void AppBus::m_Call(const std::string& id, const settings::BusMessage& call) {
 }
 
 void AppBus::Activate(const std::string& id, const ExtraData& extraData) {
-  const settings::BusMessage call = m_MakeCall(id, "Activate");
+  const bus::Message call = m_MakeCall(id, "Activate");
   Check(sd_bus_message_open_container(call.get(), 'a', "{sv}"));
   for (const auto& [key, value] : extraData) {
     const int result = sd_bus_message_append(call.get(), "{sv}", key.c_str(), "s", value.c_str());
@@ -210,7 +207,7 @@ void AppBus::Activate(const std::string& id, const ExtraData& extraData) {
 
 void AppBus::ActivateAction(const std::string& id, const std::string& action,
                             const std::string& parameter) {
-  const settings::BusMessage call = m_MakeCall(id, "ActivateAction");
+  const bus::Message call = m_MakeCall(id, "ActivateAction");
   Check(
       sd_bus_message_append(call.get(), "sava{sv}", action.c_str(), 1, "s", parameter.c_str(), 0));
   Check(sd_bus_message_set_auto_start(call.get(), false));
@@ -250,7 +247,7 @@ void AppBus::m_WaitForLossOf(const std::string& id, const std::string& connectio
   const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) { return 0; };
   Check(sd_bus_add_match(m_Bus.get(), nullptr, change.c_str(), ignore, nullptr));
   while (m_Owns(id, connection)) {
-    Check(settings::ProcessOrWait(m_Bus.get(), deadline));
+    Check(bus::ProcessOrWait(m_Bus.get(), deadline));
   }
 }
 

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "bus.h"
+#include "bus/bus.h"
 
 namespace setctl {
 
@@ -46,13 +46,13 @@ class AppBus {
 
  private:
   std::set<std::string> m_Names(bool running);
-  settings::BusMessage m_MakeCall(const std::string& id, const char* method);
-  void m_Call(const std::string& id, const settings::BusMessage& call);
+  bus::Message m_MakeCall(const std::string& id, const char* method);
+  void m_Call(const std::string& id, const bus::Message& call);
   bool m_Owns(const std::string& id, const std::string& connection);
   void m_WaitForLossOf(const std::string& id, const std::string& connection,
-                       const settings::Deadline& deadline);
+                       const bus::Deadline& deadline);
 
-  settings::Bus m_Bus;
+  bus::Connection m_Bus;
   std::chrono::microseconds m_Patience;
 };
 

@@ -1,11 +1,11 @@
-#include "bus.h"
+#include "bus/bus.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-namespace settings {
+namespace bus {
 namespace {
 
 using std::chrono::microseconds;
@@ -53,23 +53,29 @@ std::uint64_t Deadline::Left() const {
   return std::max<std::int64_t>(left.count(), 0);
 }
 
-int Connect(const std::string& name, microseconds patience, Bus& bus) {
+int Connect(const std::string& name, std::optional<microseconds> patience, Connection& connection) {
   const Deadline deadline(patience);
-  sd_bus* raw = nullptr;
-  int result = Open(name, &raw);
-  Bus opened(raw);
-  if (result < 0 || (result = sd_bus_set_method_call_timeout(raw, patience.count())) < 0 ||
-      (result = WaitUntilReady(raw, deadline)) < 0) {
+  Connection opened;
+  int result = Open(name, Out(opened));
+  if (result >= 0 && patience) {
+    result = sd_bus_set_method_call_timeout(opened.get(), patience->count());
+  }
+  if (result < 0 || (result = WaitUntilReady(opened.get(), deadline)) < 0) {
     return result;
   }
-  bus = std::move(opened);
+  connection = std::move(opened);
   return 0;
 }
 
+int Wait(sd_bus* bus, const Deadline& deadline) {
+  const int result = sd_bus_wait(bus, deadline.Left());
+  return result == -EINTR ? 0 : result;
+}
+
 int ProcessOrWait(sd_bus* bus, const Deadline& deadline) {
-  int result = sd_bus_process(bus, nullptr);
+  const int result = sd_bus_process(bus, nullptr);
   if (result == 0) {
-    result = deadline.Passed() ? -ETIMEDOUT : sd_bus_wait(bus, deadline.Left());
+    return deadline.Passed() ? -ETIMEDOUT : Wait(bus, deadline);
   }
   return result == -EINTR ? 0 : result;
 }
@@ -79,4 +85,4 @@ const char* ConnectingProblem(int result) {
   return result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
 }
 
-}  // namespace settings
+}  // namespace bus

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+// What every program does with sd-bus in the same way. It knows nothing of the settings service,
+// and is not installed.
+namespace bus {
+
+template <typename T, T* (*Release)(T*)>
+struct Releaser {
+  void operator()(T* object) const { Release(object); }
+};
+
+// Closes when it goes, and sends nothing that still waits.
+using Connection = std::unique_ptr<sd_bus, Releaser<sd_bus, sd_bus_close_unref>>;
+using Slot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot, sd_bus_slot_unref>>;
+using Message = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message, sd_bus_message_unref>>;
+using Credentials = std::unique_ptr<sd_bus_creds, Releaser<sd_bus_creds, sd_bus_creds_unref>>;
+
+// Where an sd-bus function puts an object that `owner` has when the statement is over.
+template <typename Owner>
+class Out {
+ public:
+  explicit Out(Owner& owner) : m_Owner(owner) {}
+  ~Out() { m_Owner.reset(m_Object); }
+  Out(const Out&) = delete;
+  Out& operator=(const Out&) = delete;
+
+  operator typename Owner::pointer *() { return &m_Object; }
+
+ private:
+  Owner& m_Owner;
+  typename Owner::pointer m_Object = nullptr;
+};
+
+// Where a call puts the name and the text of an error reply; empty when there was none.
+class Error {
+ public:
+  Error() = default;
+  ~Error() { sd_bus_error_free(&m_Error); }
+  Error(const Error&) = delete;
+  Error& operator=(const Error&) = delete;
+
+  sd_bus_error* Out() { return &m_Error; }
+  std::string Name() const { return m_Error.name == nullptr ? "" : m_Error.name; }
+  std::string Text() const { return m_Error.message == nullptr ? "" : m_Error.message; }
+
+ private:
+  sd_bus_error m_Error = SD_BUS_ERROR_NULL;
+};
+
+// A time by which something must have happened. sd-bus counts it in the same clock.
+class Deadline {
+ public:
+  // `limit` from now; nothing for no end.
+  explicit Deadline(std::optional<std::chrono::microseconds> limit);
+
+  bool Passed() const;
+
+  // As sd_bus_wait takes it: microseconds, all ones for no end.
+  std::uint64_t Left() const;
+
+ private:
+  std::optional<std::chrono::steady_clock::time_point> m_End;
+};
+
+// Connects to "session", "system" or a bus address, and returns when the connection can be used.
+// That, and each call later on, may take `patience`; nothing for what sd-bus finds right. Negative
+// errno, as sd-bus has it, and `connection` stays as it is.
+int Connect(const std::string& name, std::optional<std::chrono::microseconds> patience,
+            Connection& connection);
+
+// Waits for something to handle or to send, or for the deadline. Negative errno.
+int Wait(sd_bus* bus, const Deadline& deadline);
+
+// Handles one thing that came, or waits for one. Negative errno; -ETIMEDOUT when nothing came
+// before the deadline.
+int ProcessOrWait(sd_bus* bus, const Deadline& deadline);
+
+// The reason why Connect failed, for a message; valid until the next call of strerror.
+const char* ConnectingProblem(int result);
+
+}  // namespace bus
