@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace bus {
@@ -36,6 +38,13 @@ int WaitUntilReady(sd_bus* bus, const Deadline& deadline) {
 }
 
 }  // namespace
+
+int Check(int result, const char* what) {
+  if (result < 0) {
+    throw std::system_error(-result, std::generic_category(), what);
+  }
+  return result;
+}
 
 Deadline::Deadline(std::optional<microseconds> limit) {
   if (limit && *limit < steady_clock::time_point::max() - steady_clock::now()) {
@@ -78,6 +87,53 @@ int ProcessOrWait(sd_bus* bus, const Deadline& deadline) {
     return deadline.Passed() ? -ETIMEDOUT : Wait(bus, deadline);
   }
   return result == -EINTR ? 0 : result;
+}
+
+int Settle(sd_bus* bus, const Deadline& deadline) {
+  for (;;) {
+    int result = sd_bus_process(bus, nullptr);
+    std::uint64_t unsent = 0;
+    const bool idle = result == 0;
+    if (idle) {
+      result = sd_bus_get_n_queued_write(bus, &unsent);
+    }
+    if (result < 0 || (idle && unsent == 0)) {
+      return result;
+    }
+    if (deadline.Passed()) {
+      return -ETIMEDOUT;
+    }
+    if (idle && (result = Wait(bus, deadline)) < 0) {
+      return result;
+    }
+  }
+}
+
+int HasOwner(sd_bus* bus, const std::string& name) {
+  Message reply;
+  int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                  "org.freedesktop.DBus", "NameHasOwner", nullptr, Out(reply), "s",
+                                  name.c_str());
+  int owned = 0;
+  if (result >= 0) {
+    result = sd_bus_message_read(reply.get(), "b", &owned);
+  }
+  return result < 0 ? result : owned;
+}
+
+bool IsWellKnownName(const std::string& text) {
+  return text.find('\0') == std::string::npos && !text.starts_with(':') &&
+         sd_bus_service_name_is_valid(text.c_str()) > 0;
+}
+
+std::vector<std::string> TakeTexts(char** array) {
+  std::vector<std::string> texts;
+  for (char** text = array; text != nullptr && *text != nullptr; ++text) {
+    texts.emplace_back(*text);
+    std::free(*text);
+  }
+  std::free(array);
+  return texts;
 }
 
 const char* ConnectingProblem(int result) {

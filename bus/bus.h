@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 // What every program does with sd-bus in the same way. It knows nothing of the settings service,
 // and is not installed.
@@ -55,6 +56,9 @@ class Error {
   sd_bus_error m_Error = SD_BUS_ERROR_NULL;
 };
 
+// Returns `result`. A negative errno is thrown as std::system_error, with `what` in front of it.
+int Check(int result, const char* what);
+
 // A time by which something must have happened. sd-bus counts it in the same clock.
 class Deadline {
  public:
@@ -82,6 +86,19 @@ int Wait(sd_bus* bus, const Deadline& deadline);
 // Handles one thing that came, or waits for one. Negative errno; -ETIMEDOUT when nothing came
 // before the deadline.
 int ProcessOrWait(sd_bus* bus, const Deadline& deadline);
+
+// Handles all messages that arrived and hands all that were sent to the bus. Negative errno;
+// -ETIMEDOUT when that is not done before the deadline.
+int Settle(sd_bus* bus, const Deadline& deadline);
+
+// Whether somebody owns the name: 1 or 0, or a negative errno.
+int HasOwner(sd_bus* bus, const std::string& name);
+
+// Whether it can be a name that a program takes. Takes any text.
+bool IsWellKnownName(const std::string& text);
+
+// The texts of an array that sd-bus made, which is freed; none when it is null.
+std::vector<std::string> TakeTexts(char** array);
 
 // The reason why Connect failed, for a message; valid until the next call of strerror.
 const char* ConnectingProblem(int result);

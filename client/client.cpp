@@ -363,10 +363,7 @@ std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
   return ListOf(*this, "GetDisabledItemsList", {});
 }
 
-bool Client::IsApplicationId(const std::string& name) {
-  return name.find('\0') == std::string::npos && !name.starts_with(':') &&
-         sd_bus_service_name_is_valid(name.c_str()) > 0;
-}
+bool Client::IsApplicationId(const std::string& name) { return bus::IsWellKnownName(name); }
 
 bool Client::RequestName(const std::string& name) {
   if (!IsApplicationId(name)) {
@@ -397,8 +394,7 @@ bool Client::WaitForService(std::optional<microseconds> limit) {
   bus::Slot watch;
   Check(sd_bus_add_match(m_Impl->bus.get(), bus::Out(watch), rule.c_str(), onChange, &isThere));
   // Asked after the watch began: so no coming is missed in between.
-  const int owned = sd_bus_get_name_creds(m_Impl->bus.get(), kBusName, 0, nullptr);
-  isThere = owned != -ENXIO && Check(owned) >= 0;
+  isThere = Check(bus::HasOwner(m_Impl->bus.get(), kBusName)) > 0;
   return RunUntil([&] { return isThere; }, limit);
 }
 

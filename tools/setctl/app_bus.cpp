@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include "apps/application_id.h"
@@ -148,13 +147,11 @@ std::set<std::string> AppBus::m_Names(bool running) {
   Check(running ? sd_bus_list_names(m_Bus.get(), &names, nullptr)
                 : sd_bus_list_names(m_Bus.get(), nullptr, &names));
   std::set<std::string> ids;
-  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
-    if (host::IsApplicationId(*name)) {
-      ids.insert(*name);
+  for (const std::string& name : bus::TakeTexts(names)) {
+    if (host::IsApplicationId(name)) {
+      ids.insert(name);
     }
-    std::free(*name);
   }
-  std::free(names);
   return ids;
 }
 

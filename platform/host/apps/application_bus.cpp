@@ -1,15 +1,15 @@
 #include "apps/application_bus.h"
 
-#include <systemd/sd-bus.h>
-
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
 #include <mutex>
+#include <vector>
 
 #include "apps/application_id.h"
-#include "apps/bus_connection.h"
+#include "bus/bus.h"
+#include "framework/bus_address.h"
 
 // All threads share one connection that no main loop reads: it is opened by the first call and
 // looked after by the calls themselves, so it costs nothing while nobody asks.
@@ -29,23 +29,10 @@ namespace {
 // A bus may throw out a client for a message that it finds too large.
 constexpr std::size_t kMostExtraData = 1024 * 1024;
 
-struct MessageDropper {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, MessageDropper>;
+// Only the bus itself is ever waited for, and it answers at once unless the whole set hangs.
+constexpr std::chrono::seconds kPatience{2};
 
-int HasOwner(sd_bus* bus, const std::string& name) {
-  sd_bus_message* raw = nullptr;
-  int result =
-      sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                         "org.freedesktop.DBus", "NameHasOwner", nullptr, &raw, "s", name.c_str());
-  const Message reply(raw);
-  int owned = 0;
-  if (result >= 0) {
-    result = sd_bus_message_read(raw, "b", &owned);
-  }
-  return result < 0 ? result : owned;
-}
+int Settle(sd_bus* bus) { return bus::Settle(bus, bus::Deadline(kPatience)); }
 
 int IsActivatable(sd_bus* bus, const std::string& name) {
   char** names = nullptr;
@@ -53,17 +40,12 @@ int IsActivatable(sd_bus* bus, const std::string& name) {
   if (result < 0) {
     return result;
   }
-  int found = 0;
-  for (char** each = names; each != nullptr && *each != nullptr; ++each) {
-    found |= name == *each;
-    std::free(*each);
-  }
-  std::free(names);
-  return found;
+  const std::vector<std::string> activatable = bus::TakeTexts(names);
+  return std::find(activatable.begin(), activatable.end(), name) != activatable.end();
 }
 
 int IsInstalled(sd_bus* bus, const std::string& id) {
-  const int running = HasOwner(bus, id);
+  const int running = bus::HasOwner(bus, id);
   return running != 0 ? running : IsActivatable(bus, id);
 }
 
@@ -76,18 +58,16 @@ int AppendExtraData(sd_bus_message* message, const std::map<std::string, std::st
 }
 
 int MakeActivation(sd_bus* bus, const std::string& id,
-                   const std::map<std::string, std::string>& extraData, Message& message) {
-  sd_bus_message* raw = nullptr;
-  const int result =
-      sd_bus_message_new_method_call(bus, &raw, id.c_str(), ApplicationObjectPath(id).c_str(),
-                                     "org.freedesktop.Application", "Activate");
-  message.reset(raw);
-  return result < 0 ? result : AppendExtraData(raw, extraData);
+                   const std::map<std::string, std::string>& extraData, bus::Message& message) {
+  const int result = sd_bus_message_new_method_call(bus, bus::Out(message), id.c_str(),
+                                                    ApplicationObjectPath(id).c_str(),
+                                                    "org.freedesktop.Application", "Activate");
+  return result < 0 ? result : AppendExtraData(message.get(), extraData);
 }
 
 int Activate(sd_bus* bus, const std::string& id,
              const std::map<std::string, std::string>& extraData) {
-  Message activation;
+  bus::Message activation;
   const int made = MakeActivation(bus, id, extraData, activation);
   if (made < 0) {
     return made;
@@ -129,11 +109,11 @@ class SharedConnection {
         return settled;
       }
     }
-    return Connect(m_Connection);
+    return bus::Connect(BusAddress(), kPatience, m_Connection);
   }
 
   std::mutex m_Mutex;
-  BusConnection m_Connection;
+  bus::Connection m_Connection;
 };
 
 // Never destroyed: threads may still need it while the process ends.
@@ -159,7 +139,7 @@ int IsApplicationRunning(const std::string& id) {
   if (!IsApplicationId(id)) {
     return -EINVAL;
   }
-  return Bus().Use([&](sd_bus* bus) { return HasOwner(bus, id); });
+  return Bus().Use([&](sd_bus* bus) { return bus::HasOwner(bus, id); });
 }
 
 }  // namespace host

@@ -1,12 +1,11 @@
 #include "apps/application_id.h"
 
-#include <systemd/sd-bus.h>
+#include "bus/bus.h"
 
 namespace host {
 
 bool IsApplicationId(const std::string& id) {
-  return id.find('\0') == std::string::npos && sd_bus_service_name_is_valid(id.c_str()) > 0 &&
-         !id.starts_with(':') && !id.starts_with("org.freedesktop.") &&
+  return bus::IsWellKnownName(id) && !id.starts_with("org.freedesktop.") &&
          !id.starts_with("org.nuvra.service.");
 }
 

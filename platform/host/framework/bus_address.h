@@ -4,7 +4,7 @@
 
 namespace host {
 
-// The address of the set's bus, for sd_bus_set_address: that of the bus that AppMain connected
+// The address of the set's bus: that of the bus that AppMain connected
 // to; empty before it did. Any thread once AppMain called the service.
 const std::string& BusAddress();
 

@@ -1,13 +1,8 @@
 #include "framework/name_owners.h"
 
 #include <array>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-#include <system_error>
-#include <utility>
-#include <vector>
+#include <chrono>
+#include <list>
 
 #include "framework/exception_border.h"
 
@@ -19,35 +14,17 @@ NameOwners* g_Current = nullptr;
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 
-constexpr std::uint64_t kPatienceInMicroseconds = 10'000'000;
+// For each answer.
+constexpr std::chrono::seconds kPatience{10};
 
-int Check(int result) {
-  if (result < 0) {
-    throw std::system_error(-result, std::generic_category(),
-                            "cannot ask the bus who owns which name");
-  }
-  return result;
-}
-
-std::vector<std::string> WellKnownNames(sd_bus* bus) {
-  char** names = nullptr;
-  Check(sd_bus_list_names(bus, &names, nullptr));
-  std::vector<std::string> wellKnown;
-  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
-    if (**name != ':') {
-      wellKnown.emplace_back(*name);
-    }
-    std::free(*name);
-  }
-  std::free(names);
-  return wellKnown;
-}
+int Check(int result) { return bus::Check(result, "cannot ask the bus who owns which name"); }
 
 // A question about a name, and what waits for its answer.
 struct Question {
   std::string name;
   std::map<std::string, std::string>* owners;
   int* open;
+  bus::Slot slot;
 };
 
 int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
@@ -64,17 +41,15 @@ int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
 
 }  // namespace
 
-NameOwners::NameOwners(sd_bus* bus) : m_Bus(sd_bus_ref(bus)) {
+NameOwners::NameOwners(sd_bus* bus) {
   sd_id128_t id;
   Check(sd_bus_get_bus_id(bus, &id));
   std::array<char, SD_ID128_STRING_MAX> text;
   m_BusId = sd_id128_to_string(id, text.data());
 
-  sd_bus_slot* slot = nullptr;
-  Check(sd_bus_match_signal(bus, &slot, kBus, kBusPath, kBus, "NameOwnerChanged",
+  Check(sd_bus_match_signal(bus, bus::Out(m_Slot), kBus, kBusPath, kBus, "NameOwnerChanged",
                             OnNameOwnerChanged, this));
-  m_Slot.reset(slot);
-  AskForAll();
+  AskForAll(bus);
   g_Current = this;
 }
 
@@ -82,24 +57,23 @@ NameOwners::~NameOwners() { g_Current = nullptr; }
 
 // All questions are sent before the first answer is awaited. News that come between the answers
 // are taken in their order, so each name ends up with what was said of it last.
-void NameOwners::AskForAll() {
-  const std::vector<std::string> names = WellKnownNames(m_Bus.get());
+void NameOwners::AskForAll(sd_bus* bus) {
+  char** names = nullptr;
+  Check(sd_bus_list_names(bus, &names, nullptr));
   int open = 0;
-  std::vector<Question> questions;
-  questions.reserve(names.size());
-  std::vector<std::unique_ptr<sd_bus_slot, Unref>> slots;
-  for (const std::string& name : names) {
-    questions.push_back({name, &m_Owners, &open});
-    sd_bus_slot* slot = nullptr;
-    Check(sd_bus_call_method_async(m_Bus.get(), &slot, kBus, kBusPath, kBus, "GetNameOwner",
-                                   OnOwner, &questions.back(), "s", name.c_str()));
-    slots.emplace_back(slot);
-    ++open;
+  std::list<Question> questions;
+  for (const std::string& name : bus::TakeTexts(names)) {
+    if (!name.starts_with(':')) {
+      Question& question = questions.emplace_back(Question{name, &m_Owners, &open, {}});
+      Check(sd_bus_call_method_async(bus, bus::Out(question.slot), kBus, kBusPath, kBus,
+                                     "GetNameOwner", OnOwner, &question, "s", name.c_str()));
+      ++open;
+    }
   }
   while (open > 0) {
-    if (Check(sd_bus_process(m_Bus.get(), nullptr)) == 0 &&
-        Check(sd_bus_wait(m_Bus.get(), kPatienceInMicroseconds)) == 0) {
-      Check(-ETIMEDOUT);
+    const bus::Deadline deadline(kPatience);
+    for (const int before = open; open == before;) {
+      Check(bus::ProcessOrWait(bus, deadline));
     }
   }
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <systemd/sd-bus.h>
-
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
+#include <utility>
+
+#include "bus/bus.h"
 
 namespace host {
 
@@ -41,20 +41,14 @@ class NameOwners {
   static NameOwners* Current();
 
  private:
-  struct Unref {
-    void operator()(sd_bus* bus) const { sd_bus_unref(bus); }
-    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
-  };
-
   static int OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
-  void AskForAll();
+  void AskForAll(sd_bus* bus);
   void Note(const std::string& name, const std::string& newOwner);
 
-  const std::unique_ptr<sd_bus, Unref> m_Bus;
   std::string m_BusId;
   std::map<std::string, std::string> m_Owners;
   Listener m_Listener;
-  std::unique_ptr<sd_bus_slot, Unref> m_Slot;
+  bus::Slot m_Slot;
 };
 
 }  // namespace host

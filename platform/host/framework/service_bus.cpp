@@ -1,7 +1,6 @@
 #include "framework/service_bus.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -32,52 +31,19 @@ std::string Describe(const std::string& choice) {
 }  // namespace
 
 ServiceBus::ServiceBus(const std::string& choice) : m_Description(Describe(choice)) {
-  try {
-    Connect(choice);
-  } catch (...) {
-    sd_bus_close_unref(m_Bus);
-    throw;
-  }
-  g_Current = m_Bus;
-}
-
-ServiceBus::~ServiceBus() {
-  g_Current = nullptr;
-  sd_bus_close_unref(m_Bus);
-}
-
-void ServiceBus::Connect(const std::string& choice) {
-  int result = 0;
-  if (choice == "session") {
-    result = sd_bus_open_user(&m_Bus);
-  } else if (choice == "system") {
-    result = sd_bus_open_system(&m_Bus);
-  } else {
-    result = sd_bus_new(&m_Bus);
-    if (result >= 0) {
-      result = sd_bus_set_address(m_Bus, choice.c_str());
-    }
-    if (result >= 0) {
-      result = sd_bus_set_bus_client(m_Bus, true);
-    }
-    if (result >= 0) {
-      result = sd_bus_start(m_Bus);
-    }
-  }
-  // A connection that is made is not yet one that the bus has admitted.
-  const char* uniqueName = nullptr;
-  if (result >= 0) {
-    result = sd_bus_get_unique_name(m_Bus, &uniqueName);
-  }
+  int result = bus::Connect(choice, std::nullopt, m_Bus);
   const char* address = nullptr;
   if (result >= 0) {
-    result = sd_bus_get_address(m_Bus, &address);
+    result = sd_bus_get_address(m_Bus.get(), &address);
   }
   if (result < 0) {
     FailConnecting(result);
   }
   SetBusAddress(address);
+  g_Current = m_Bus.get();
 }
+
+ServiceBus::~ServiceBus() { g_Current = nullptr; }
 
 void ServiceBus::FailConnecting(int error) const {
   if (error == -ENOMEDIUM) {
@@ -90,7 +56,7 @@ void ServiceBus::FailConnecting(int error) const {
 }
 
 void ServiceBus::TakeName(const std::string& name) {
-  const int result = sd_bus_request_name(m_Bus, name.c_str(), 0);
+  const int result = sd_bus_request_name(m_Bus.get(), name.c_str(), 0);
   if (result >= 0) {
     return;
   }
@@ -110,59 +76,52 @@ void ServiceBus::TakeName(const std::string& name) {
 
 // "process 4711 (program)", as far as it is known.
 std::string ServiceBus::DescribeOwner(const std::string& name) const {
-  sd_bus_creds* creds = nullptr;
+  bus::Credentials creds;
+  sd_bus_get_name_creds(m_Bus.get(), name.c_str(),
+                        SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT,
+                        bus::Out(creds));
   pid_t pid = 0;
-  const char* program = nullptr;
-  std::string owner;
-  if (sd_bus_get_name_creds(m_Bus, name.c_str(),
-                            SD_BUS_CREDS_PID | SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT,
-                            &creds) >= 0 &&
-      sd_bus_creds_get_pid(creds, &pid) >= 0) {
-    owner = "process " + std::to_string(pid);
-    if (sd_bus_creds_get_comm(creds, &program) >= 0) {
-      owner += " (" + OneLine(program, kProgramSize) + ")";
-    }
+  if (!creds || sd_bus_creds_get_pid(creds.get(), &pid) < 0) {
+    return "";
   }
-  sd_bus_creds_unref(creds);
-  return owner;
+  const std::string owner = "process " + std::to_string(pid);
+  const char* program = nullptr;
+  return sd_bus_creds_get_comm(creds.get(), &program) < 0
+             ? owner
+             : owner + " (" + OneLine(program, kProgramSize) + ")";
 }
 
 // The bus gives the name to whoever has asked for it first, and a service that is started again
 // finds it taken.
 void ServiceBus::WarnOfHeir(const std::string& name) const {
-  sd_bus_message* reply = nullptr;
+  bus::Message reply;
+  sd_bus_call_method(m_Bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                     "org.freedesktop.DBus", "ListQueuedOwners", nullptr, bus::Out(reply), "s",
+                     name.c_str());
   char** waiting = nullptr;
-  const int result = sd_bus_call_method(m_Bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                        "org.freedesktop.DBus", "ListQueuedOwners", nullptr, &reply,
-                                        "s", name.c_str());
-  if (result >= 0 && sd_bus_message_read_strv(reply, &waiting) >= 0 && waiting != nullptr) {
-    const char* own = nullptr;
-    sd_bus_get_unique_name(m_Bus, &own);
-    char** heir = waiting;
-    while (*heir != nullptr && own != nullptr && std::strcmp(*heir, own) == 0) {
-      ++heir;
-    }
-    if (*heir != nullptr) {
-      const std::string owner = DescribeOwner(*heir);
-      __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s goes to %s, which waited for it\n",
-                   name.c_str(), owner.empty() ? *heir : owner.c_str());
-    }
-    for (char** each = waiting; *each != nullptr; ++each) {
-      std::free(*each);
-    }
-    std::free(waiting);
+  const char* own = nullptr;
+  if (!reply || sd_bus_message_read_strv(reply.get(), &waiting) < 0 ||
+      sd_bus_get_unique_name(m_Bus.get(), &own) < 0) {
+    return;
   }
-  sd_bus_message_unref(reply);
+  for (const std::string& each : bus::TakeTexts(waiting)) {
+    if (each != own) {
+      const std::string heir = DescribeOwner(each);
+      __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s goes to %s, which waited for it\n",
+                   name.c_str(), heir.empty() ? each.c_str() : heir.c_str());
+      return;
+    }
+  }
 }
 
 void ServiceBus::ReleaseName(const std::string& name) {
-  if (sd_bus_is_open(m_Bus) <= 0) {
+  if (sd_bus_is_open(m_Bus.get()) <= 0) {
     return;
   }
   // The bus answers in order: its answer also says that it has taken all that was sent before.
-  sd_bus_set_method_call_timeout(m_Bus, kReleaseTimeoutInMicroseconds);
+  sd_bus_set_method_call_timeout(m_Bus.get(), kReleaseTimeoutInMicroseconds);
   WarnOfHeir(name);
-  const int result = sd_bus_release_name(m_Bus, name.c_str());
+  const int result = sd_bus_release_name(m_Bus.get(), name.c_str());
   if (result < 0) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, "nuvra", "the name %s was not given back: %s\n",
                  name.c_str(), std::strerror(-result));

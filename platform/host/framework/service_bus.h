@@ -1,9 +1,9 @@
 #pragma once
 
-#include <systemd/sd-bus.h>
-
 #include <stdexcept>
 #include <string>
+
+#include "bus/bus.h"
 
 namespace host {
 
@@ -30,7 +30,7 @@ class ServiceBus {
   ServiceBus(const ServiceBus&) = delete;
   ServiceBus& operator=(const ServiceBus&) = delete;
 
-  sd_bus* Get() const { return m_Bus; }
+  sd_bus* Get() const { return m_Bus.get(); }
 
   // Takes the well-known name, from nobody and without waiting for it. Throws StartFailure.
   void TakeName(const std::string& name);
@@ -44,13 +44,12 @@ class ServiceBus {
   static sd_bus* Current();
 
  private:
-  void Connect(const std::string& choice);
   [[noreturn]] void FailConnecting(int error) const;
   std::string DescribeOwner(const std::string& name) const;
   void WarnOfHeir(const std::string& name) const;
 
   const std::string m_Description;  // "the session bus"
-  sd_bus* m_Bus = nullptr;
+  bus::Connection m_Bus;
 };
 
 }  // namespace host

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 
 #include "dlog.h"
 #include "framework/exception_border.h"
@@ -20,16 +19,7 @@ int SendReply(sd_bus_message* request, const Nuvra::TCMessage& reply) {
   if (text.size() > kMaxSentBodySize) {
     return -EMSGSIZE;
   }
-  sd_bus_message* answer = nullptr;
-  int result = sd_bus_message_new_method_return(request, &answer);
-  if (result >= 0) {
-    result = sd_bus_message_append(answer, "is", reply.type, text.c_str());
-  }
-  if (result >= 0) {
-    result = sd_bus_send(nullptr, answer, nullptr);
-  }
-  sd_bus_message_unref(answer);
-  return result;
+  return sd_bus_reply_method_return(request, "is", reply.type, text.c_str());
 }
 
 int Serve(Nuvra::TCDaemonService& service, sd_bus_message* message, sd_bus_error* error) {
@@ -93,13 +83,9 @@ std::string ServiceObjectPath(const std::string& serviceName) {
 
 ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service) {
   const std::string path = ServiceObjectPath(service.ServiceName());
-  const int result =
-      sd_bus_add_object_vtable(bus, &m_Slot, path.c_str(), kServiceInterface, kVtable, &service);
-  if (result < 0) {
-    throw std::system_error(-result, std::generic_category(), "cannot register " + path);
-  }
+  bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_Slot), path.c_str(), kServiceInterface,
+                                      kVtable, &service),
+             ("cannot register " + path).c_str());
 }
-
-ServiceObject::~ServiceObject() { sd_bus_slot_unref(m_Slot); }
 
 }  // namespace host

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <systemd/sd-bus.h>
-
 #include <string>
 
+#include "bus/bus.h"
 #include "nuvra/daemon_service.h"
 
 namespace host {
@@ -19,12 +18,9 @@ class ServiceObject {
  public:
   // The service is referenced. Throws std::system_error when the object cannot be registered.
   ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service);
-  ~ServiceObject();
-  ServiceObject(const ServiceObject&) = delete;
-  ServiceObject& operator=(const ServiceObject&) = delete;
 
  private:
-  sd_bus_slot* m_Slot = nullptr;
+  bus::Slot m_Slot;
 };
 
 }  // namespace host
