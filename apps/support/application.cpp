@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "apps/application_id.h"
@@ -38,12 +37,7 @@ class InvalidArguments : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-int Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::system_error(-result, std::generic_category(), what);
-  }
-  return result;
-}
+using bus::Check;
 
 sd_event* OpenEvent() {
   sd_event* event = nullptr;
@@ -51,31 +45,12 @@ sd_event* OpenEvent() {
   return event;
 }
 
-sd_bus* OpenBus() {
+bus::Connection OpenBus() {
   const char* const starter = std::getenv("DBUS_STARTER_ADDRESS");
-  sd_bus* bus = nullptr;
-  if (starter == nullptr) {
-    Check(sd_bus_open_user(&bus), "cannot connect to the session bus");
-    return bus;
-  }
-  Check(sd_bus_new(&bus), "cannot connect to the bus");
-  Check(sd_bus_set_address(bus, starter), starter);
-  Check(sd_bus_set_bus_client(bus, true), starter);
-  Check(sd_bus_start(bus), starter);
-  return bus;
-}
-
-bool HasOwner(sd_bus* bus, const std::string& name) {
-  sd_bus_message* reply = nullptr;
-  Check(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                           "org.freedesktop.DBus", "NameHasOwner", nullptr, &reply, "s",
-                           name.c_str()),
-        "cannot ask the bus");
-  int owned = 0;
-  const int read = sd_bus_message_read(reply, "b", &owned);
-  sd_bus_message_unref(reply);
-  Check(read, "cannot read the answer of the bus");
-  return owned != 0;
+  bus::Connection connection;
+  Check(bus::Connect(starter != nullptr ? starter : "session", std::nullopt, connection),
+        starter != nullptr ? starter : "cannot connect to the session bus");
+  return connection;
 }
 
 std::string_view NameOf(State state) {
@@ -121,7 +96,7 @@ Application::Application(const std::string& id)
       m_Event(OpenEvent()),
       m_Bus(OpenBus()) {
   // Asked before anything is changed that the other one goes by.
-  if (HasOwner(m_Bus.get(), m_Id)) {
+  if (Check(bus::HasOwner(m_Bus.get(), m_Id), "cannot ask the bus") > 0) {
     throw std::runtime_error("runs already");
   }
 }
@@ -243,7 +218,8 @@ void Application::m_Leave() {
   OnState(State::kBackground);
   m_Keys.Set(m_StatusKey, kEnding);
   Say("ended: " + m_EndReason);
-  // Fails only when the bus is gone, and the name with it.
+  // Fails only when the bus is gone, and the name with it. Its answer says that the bus has taken
+  // all that was sent before.
   sd_bus_release_name(m_Bus.get(), m_Id.c_str());
   if (m_Keys.Get(m_StatusKey) == host::KeyValue(kEnding)) {
     m_Keys.Unset(m_StatusKey);

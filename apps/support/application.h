@@ -1,6 +1,5 @@
 #pragma once
 
-#include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
 #include <functional>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bus/bus.h"
 #include "keystore/key_store.h"
 #include "support/activity_log.h"
 
@@ -74,19 +74,14 @@ class Application {
   void m_TakeName();
   void m_Leave();
 
-  struct Closer {
-    void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-    void operator()(sd_event* event) const { sd_event_unref(event); }
-  };
-
   const std::string m_Id;
   const std::string m_StatusKey;
   ActivityLog m_Log;
   host::KeyStore m_Keys;
   std::optional<host::KeyWatcher> m_Watcher;
   std::function<void(const host::KeyChange&)> m_OnChange;
-  std::unique_ptr<sd_event, Closer> m_Event;
-  std::unique_ptr<sd_bus, Closer> m_Bus;
+  std::unique_ptr<sd_event, bus::Releaser<sd_event, sd_event_unref>> m_Event;
+  bus::Connection m_Bus;
   std::optional<State> m_State;
   std::string m_EndReason = "the bus has ended";  // when nobody else ended it
 };

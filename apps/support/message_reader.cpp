@@ -1,17 +1,13 @@
 #include "support/message_reader.h"
 
 #include <string_view>
-#include <system_error>
+
+#include "bus/bus.h"
 
 namespace apps {
 namespace {
 
-int Check(int result) {
-  if (result < 0) {
-    throw std::system_error(-result, std::generic_category(), "cannot read the arguments");
-  }
-  return result;
-}
+int Check(int result) { return bus::Check(result, "cannot read the arguments"); }
 
 // The text in a variant; nothing when it holds something else.
 std::optional<std::string> ReadVariant(sd_bus_message* message) {
