@@ -47,8 +47,10 @@ int Check(int result, const char* what) {
 }
 
 Deadline::Deadline(std::optional<microseconds> limit) {
-  if (limit && *limit < steady_clock::time_point::max() - steady_clock::now()) {
-    m_End = steady_clock::now() + *limit;
+  const auto now = steady_clock::now();
+  // Compared in the coarser unit: in the clock's own a long limit would run over.
+  if (limit && *limit < std::chrono::floor<microseconds>(steady_clock::time_point::max() - now)) {
+    m_End = now + *limit;
   }
 }
 
