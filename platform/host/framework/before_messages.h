@@ -5,10 +5,10 @@
 namespace host {
 
 // Work that goes before every message of the service's bus, so that what happened before a request
-// was sent is known when the request is served. `catchUp` runs on the main loop before the first
-// message and again before each one, as long as this lives; it is quick when there is nothing to
-// do. An exception that leaves it is logged and goes no further. It may not end a BeforeMessages.
-// Main-loop thread only.
+// was sent is known when the request is served. `catchUp` runs on the main loop when the loop
+// begins, and whenever a message was read and is about to be served, as long as this lives; it is
+// quick when there is nothing to do. An exception that leaves it is logged and goes no further. It
+// may not end a BeforeMessages. Main-loop thread only.
 class BeforeMessages {
  public:
   explicit BeforeMessages(std::function<void()> catchUp);

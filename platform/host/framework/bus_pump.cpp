@@ -20,8 +20,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
+#include "bus/bus.h"
 #include "framework/before_messages.h"
 #include "framework/exception_border.h"
 #include "system/log.h"
@@ -87,6 +89,10 @@ struct BusPump::Impl {
     if (sd_bus_get_fd(bus) >= FD_SETSIZE) {
       throw std::runtime_error("the process has too many open files to serve a bus");
     }
+    if (const int result = sd_bus_add_filter(bus, bus::Out(filter), OnMessage, nullptr);
+        result < 0) {
+      throw std::system_error(-result, std::generic_category(), "cannot serve a bus");
+    }
     sd_bus_ref(bus);
     current = this;
     ecore_main_loop_select_func_set(Select);
@@ -96,6 +102,12 @@ struct BusPump::Impl {
     ecore_main_loop_select_func_set(sleep);
     current = nullptr;
     sd_bus_unref(bus);
+  }
+
+  // Comes for each message that was read, before anybody else sees it.
+  static int OnMessage(sd_bus_message*, void*, sd_bus_error*) {
+    CatchUpBeforeMessage();
+    return 0;
   }
 
   static int Select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
@@ -142,7 +154,6 @@ struct BusPump::Impl {
     const LogHold hold;
     dispatching = true;
     for (int count = 0; serves && count < kMessagesAtOnce; ++count) {
-      CatchUpBeforeMessage();
       const int result = sd_bus_process(bus, nullptr);
       if (result < 0) {
         Lose(result);
@@ -166,6 +177,7 @@ struct BusPump::Impl {
   const Ecore_Select_Function sleep = ecore_main_loop_select_func_get();
   bool serves = true;
   bool dispatching = false;
+  bus::Slot filter;
 };
 
 BusPump::BusPump(sd_bus* bus, std::function<void(int error)> onLost)

@@ -149,6 +149,40 @@ TEST_F(BusPumpTest, DoesWhatGoesBeforeMessagesBeforeEachOfThem) {
   EXPECT_EQ(messages, 20u);
 }
 
+// What goes before a message may have happened while the loop looked for it the last time.
+TEST_F(BusPumpTest, LooksOnceMoreForAMessageThatCameDuringTheLook) {
+  constexpr int kMessages = 20;
+  CountSignals();
+  Pump();
+  int sent = 0;
+  int sentAtLook = 0;
+  std::function<void()> send = [&] {
+    if (sent == m_Received && sent < kMessages) {
+      ++sent;
+      EmitFromFar(1);
+      sd_bus_flush(m_Far);
+    }
+  };
+  const host::BeforeMessages look([&] {
+    sentAtLook = sent;
+    send();
+  });
+  m_OnSignal = [&] {
+    EXPECT_EQ(sentAtLook, m_Received);
+    if (m_Received == kMessages) {
+      m_Loop.Quit();
+    }
+  };
+  const auto sendNow = [](void* function) {
+    (*static_cast<std::function<void()>*>(function))();
+    return ECORE_CALLBACK_RENEW;
+  };
+  Ecore_Timer* const timer = ecore_timer_add(0.001, sendNow, &send);
+  m_Loop.Run();
+  ecore_timer_del(timer);
+  EXPECT_EQ(m_Received, kMessages);
+}
+
 TEST_F(BusPumpTest, TakesWhatACallThatWaitedLeftBehind) {
   CountSignals();
   Pump();
