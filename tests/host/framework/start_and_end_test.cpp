@@ -319,7 +319,7 @@ TEST_F(AStart, AnnouncesTheEventWhenNothingIsInItsPlaceAnyMore) {
   const std::filesystem::path event = Path("tmp/test_service_ready");
   std::filesystem::create_directories(event);
   support::Process& service = StartAndWait();
-  EXPECT_THAT(LogLinesWith("cannot be announced"), SizeIs(1));
+  EXPECT_TRUE(WaitUntil([&] { return LogLinesWith("cannot be announced").size() == 1; }));
   std::filesystem::remove(event);
   EXPECT_TRUE(WaitUntil([&] { return std::filesystem::is_regular_file(event); }));
   EXPECT_TRUE(WaitUntil([&] { return LogLinesWith("is announced now").size() == 1; }));
