@@ -111,6 +111,11 @@ int Settle(sd_bus* bus, const Deadline& deadline) {
   }
 }
 
+bool IsFromBus(sd_bus_message* message) {
+  const char* const sender = sd_bus_message_get_sender(message);
+  return sender != nullptr && std::strcmp(sender, "org.freedesktop.DBus") == 0;
+}
+
 int HasOwner(sd_bus* bus, const std::string& name) {
   Message reply;
   int result = sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",

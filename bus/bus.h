@@ -91,6 +91,10 @@ int ProcessOrWait(sd_bus* bus, const Deadline& deadline);
 // -ETIMEDOUT when that is not done before the deadline.
 int Settle(sd_bus* bus, const Deadline& deadline);
 
+// Whether the message comes from the bus itself. A match by the bus as sender is not enough: what
+// somebody addresses to this connection comes without a match.
+bool IsFromBus(sd_bus_message* message);
+
 // Whether somebody owns the name: 1 or 0, or a negative errno.
 int HasOwner(sd_bus* bus, const std::string& name);
 

@@ -383,7 +383,7 @@ bool Client::WaitForService(std::optional<microseconds> limit) {
     const char* name = nullptr;
     const char* before = nullptr;
     const char* after = nullptr;
-    if (sd_bus_message_read(change, "sss", &name, &before, &after) >= 0) {
+    if (bus::IsFromBus(change) && sd_bus_message_read(change, "sss", &name, &before, &after) >= 0) {
       *static_cast<bool*>(userData) = *after != '\0';
     }
     return 0;

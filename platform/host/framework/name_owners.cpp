@@ -79,6 +79,9 @@ void NameOwners::AskForAll(sd_bus* bus) {
 }
 
 int NameOwners::OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error*) {
+  if (!bus::IsFromBus(message)) {
+    return 0;
+  }
   const char* name = nullptr;
   const char* oldOwner = nullptr;
   const char* newOwner = nullptr;

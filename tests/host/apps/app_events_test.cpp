@@ -390,6 +390,22 @@ TEST_F(AppEvents, AnInstanceIsKnownToTheNextServiceToo) {
   EXPECT_EQ(host::LivingInstance("com.velmora.app0"), instance) << "one process, two names";
 }
 
+TEST_F(AppEvents, OnlyTheBusIsBelievedWhoEndedAndWhoStarted) {
+  BusClient application;
+  application.Own(kGameBar);
+  ServeAll();
+  const std::string instance = host::LivingInstance(kGameBar);
+  const std::string owner = instance.substr(instance.find(':'));
+  Watch();
+  BusClient forger;
+  forger.Forge(ServiceConnection(), kGameBar, owner, "");
+  forger.Forge(ServiceConnection(), kDashed, "", ":1.4711");
+  ServeAll();
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_EQ(host::LivingInstance(kGameBar), instance);
+  EXPECT_EQ(host::LivingInstance(kDashed), "");
+}
+
 TEST_F(AppEvents, NoInstanceOfAnotherBusIsTakenForALivingOne) {
   const auto instance = [this] {
     BusClient application;

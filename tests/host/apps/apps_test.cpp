@@ -90,6 +90,20 @@ void BusClient::Release(const std::string& name) {
   EXPECT_GE(sd_bus_release_name(m_Bus, name.c_str()), 0) << name;
 }
 
+void BusClient::Forge(const std::string& to, const std::string& name, const std::string& oldOwner,
+                      const std::string& newOwner) {
+  sd_bus_message* signal = nullptr;
+  EXPECT_GE(sd_bus_message_new_signal(m_Bus, &signal, "/org/freedesktop/DBus",
+                                      "org.freedesktop.DBus", "NameOwnerChanged"),
+            0);
+  EXPECT_GE(sd_bus_message_append(signal, "sss", name.c_str(), oldOwner.c_str(), newOwner.c_str()),
+            0);
+  EXPECT_GE(sd_bus_message_set_destination(signal, to.c_str()), 0);
+  EXPECT_GE(sd_bus_send(m_Bus, signal, nullptr), 0);
+  sd_bus_message_unref(signal);
+  EXPECT_GE(sd_bus_flush(m_Bus), 0);
+}
+
 int Launch(const std::string& appId, const ExtraData& extraData) {
   app_control_h control = nullptr;
   EXPECT_EQ(app_control_create(&control), 0);
@@ -174,6 +188,12 @@ void AppsTest::CollectEvent(app_context_h context, app_context_event_e kind, voi
 
 bool AppsTest::RunUntilEvents(std::size_t count) {
   return contract::RunMainLoopUntil([&] { return m_Events.size() >= count; });
+}
+
+std::string AppsTest::ServiceConnection() const {
+  const char* name = nullptr;
+  EXPECT_GE(sd_bus_get_unique_name(m_ServiceBus->Get(), &name), 0);
+  return name;
 }
 
 void AppsTest::ServeAll() {

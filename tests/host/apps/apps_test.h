@@ -68,6 +68,10 @@ class BusClient {
   void Own(const std::string& name);
   void Release(const std::string& name);
 
+  // Claims, to one connection alone, that a name went from one owner to another.
+  void Forge(const std::string& to, const std::string& name, const std::string& oldOwner,
+             const std::string& newOwner);
+
  private:
   sd_bus* m_Bus = nullptr;
 };
@@ -82,6 +86,9 @@ class AppsTest : public testing::Test {
   void Watch();
   const std::vector<AppEvent>& Events() const { return m_Events; }
   bool RunUntilEvents(std::size_t count);
+
+  // The service's connection.
+  std::string ServiceConnection() const;
 
   // Serves everything that the bus has told the service by now.
   void ServeAll();
