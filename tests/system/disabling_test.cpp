@@ -257,6 +257,21 @@ TEST_F(Disabling, AnApplicationThatRestartedWhileTheDaemonWasDeadDisablesNothing
   EXPECT_TRUE(ComesToBeDisabledBy("tint", {"org.example.restarts"}));
 }
 
+TEST_F(Disabling, AnApplicationThatTookItsNameAfterDisablingAndEndedWhileTheDaemonWasDeadLetsGo) {
+  m_Client.DisableItem("tint", "org.example.late");
+  {
+    const HastyApplication application(m_Set, "org.example.late");
+    ASSERT_TRUE(support::WaitUntil([&] {
+      const auto mirror = m_Set.Run({"setctl", "key", "get", "memory/menu/disabled_items"}).out;
+      return mirror.find("instance") != std::string::npos;
+    }));
+    m_Set.KillDaemon();
+  }
+  ASSERT_TRUE(BecomesFree("org.example.late"));
+  m_Set.StartDaemon();
+  EXPECT_EQ(m_Client.IsItemEnabled("tint"), true);
+}
+
 TEST_F(Disabling, WhatWasDisabledByHandStaysUntilItIsReleased) {
   m_Set.Run({"settingsctl", "disable", "tint", "--app", "org.example.never"});
   m_Set.KillDaemon();

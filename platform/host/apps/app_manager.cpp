@@ -4,6 +4,7 @@
 #include <cstring>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -44,6 +45,8 @@ class ApplicationWatcher {
 
   void Unset() { m_Callback = nullptr; }
 
+  void OnBegin(std::function<void(const std::string& app)> begin) { m_Begin = std::move(begin); }
+
   // That the application ended while nobody watched.
   void AddMissedEnd(const std::string& app) { m_MissedEnds.push_back(app); }
 
@@ -56,6 +59,9 @@ class ApplicationWatcher {
       DeliverEvent(name, APP_CONTEXT_EVENT_TERMINATED);
     }
     if (!newOwner.empty()) {
+      if (m_Begin) {
+        m_Begin(name);
+      }
       DeliverEvent(name, APP_CONTEXT_EVENT_LAUNCHED);
     }
   }
@@ -83,6 +89,7 @@ class ApplicationWatcher {
 
   app_context_event_cb m_Callback = nullptr;
   void* m_UserData = nullptr;
+  std::function<void(const std::string& app)> m_Begin;
   std::deque<std::string> m_MissedEnds;
   BeforeMessages m_BeforeMessages{[this] { DeliverMissedEnds(); }};
 };
@@ -105,6 +112,10 @@ void ReportEndUnlessLiving(const std::string& app, const std::string& instance) 
   if (LivingInstance(app) != instance) {
     Watcher().AddMissedEnd(app);
   }
+}
+
+void OnInstanceBegin(std::function<void(const std::string& app)> begin) {
+  Watcher().OnBegin(std::move(begin));
 }
 
 }  // namespace host

@@ -40,6 +40,10 @@ void LogRefused(const std::string& app) {
 
 }  // namespace
 
+DisabledItems::DisabledItems() {
+  OnInstanceBegin([this](const std::string& app) { NoteInstance(app); });
+}
+
 DisabledItems& DisabledItems::Get() {
   static DisabledItems items;
   return items;
@@ -94,6 +98,13 @@ bool DisabledItems::CountAdded(const std::string& app, std::size_t count) {
   }
   SetDisabler(app, before);
   return false;
+}
+
+// An application may disable items before it takes its name.
+void DisabledItems::NoteInstance(const std::string& app) {
+  if (m_Record.disablers.contains(app)) {
+    CountAdded(app, 0);
+  }
 }
 
 void DisabledItems::SetDisabler(const std::string& app, Disabler disabler) {

@@ -55,8 +55,11 @@ class DisabledItems {
     std::ptrdiff_t place;
   };
 
+  DisabledItems();
+
   static std::optional<Relation> Find(Items::iterator item, const std::string& app);
   bool CountAdded(const std::string& app, std::size_t count);
+  void NoteInstance(const std::string& app);
   void SetDisabler(const std::string& app, Disabler disabler);
   std::vector<std::string> Remove(std::span<const Relation> relations, const std::string& app);
   bool DropUnknownItems();

@@ -143,6 +143,16 @@ TEST_F(DisabledItemsMirror, IsOfTheInstanceThatDisabledLast) {
   EXPECT_THAT(Mirror(), HasSubstr("bus:1.8")) << "the call before changed nothing";
 }
 
+TEST_F(DisabledItemsMirror, IsOfTheInstanceThatTakesItsNameLater) {
+  Api::DisableItem("tone", "org.example.one");
+  m_Platform.Begin("org.example.other", "bus:1.6");
+  EXPECT_EQ(Mirror(), R"({"id":"tone","apps":["org.example.one"]})");
+  m_Platform.Begin("org.example.one", "bus:1.7");
+  EXPECT_EQ(Mirror(),
+            "{\"id\":\"tone\",\"apps\":[\"org.example.one\"]}\n"
+            "{\"app\":\"org.example.one\",\"instance\":\"bus:1.7\"}");
+}
+
 TEST_F(DisabledItemsMirror, ReportsTheEndOfInstancesThatAreGoneWhenItIsRead) {
   for (const char* app : {"org.example.ended", "org.example.lives", "org.example.restarted"}) {
     m_Platform.SetLiving(app, "bus:1.7");

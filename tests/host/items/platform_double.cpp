@@ -15,7 +15,11 @@ PlatformDouble& PlatformDouble::Get() {
   return platform;
 }
 
-void PlatformDouble::Reset() { *this = PlatformDouble(); }
+void PlatformDouble::Reset() {
+  auto kept = std::move(onBegin);
+  *this = PlatformDouble();
+  onBegin = std::move(kept);
+}
 
 std::optional<std::variant<int, std::string>> PlatformDouble::Key(const std::string& key) const {
   const auto found = m_Keys.find(key);
@@ -57,6 +61,15 @@ void PlatformDouble::LetWritesSucceed() {
 
 bool PlatformDouble::DoesWriteFail(const std::string& key) const {
   return m_AllWritesFail || key == m_FailingKey;
+}
+
+void PlatformDouble::Begin(const std::string& app, const std::string& instance) {
+  SetLiving(app, instance);
+  onBegin(app);
+}
+
+void host::OnInstanceBegin(std::function<void(const std::string& app)> begin) {
+  PlatformDouble::Get().onBegin = std::move(begin);
 }
 
 std::string host::LivingInstance(const std::string& app) {

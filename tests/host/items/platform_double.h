@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -34,6 +35,10 @@ class PlatformDouble {
   // Which instance of an application lives; an empty one means that none does.
   void SetLiving(const std::string& app, const std::string& instance);
   std::string Living(const std::string& app) const;
+
+  // Lets an instance of an application begin.
+  void Begin(const std::string& app, const std::string& instance);
+  std::function<void(const std::string& app)> onBegin;  // of the library, kept by Reset
 
   // The applications whose end was reported, in that order.
   const std::vector<std::string>& ReportedEnds() const { return m_ReportedEnds; }
