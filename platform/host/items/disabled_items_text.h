@@ -25,7 +25,7 @@ struct DisabledRecord {
 // Limits of a record and of its text, far above what a television has. The text is written at each
 // change, and read at each start.
 inline constexpr std::size_t kMostRelations = 20'000;  // an application that disables an item
-inline constexpr std::size_t kMostRecordText = 384 * 1024;
+inline constexpr std::size_t kMostRecordText = 256 * 1024;
 
 // How many relations there are.
 std::size_t RelationCount(const DisabledRecord& record);
