@@ -143,6 +143,15 @@ TEST_F(LogFileTest, TheLastLinesMayBeginInTheOlderFile) {
   EXPECT_THAT(NewLines(*std::make_unique<LogFile>(m_File, 1)), ElementsAre("two"));
 }
 
+TEST_F(LogFileTest, AFileThatIsRenamedBeforeItsTurnIsReadAllTheSame) {
+  std::ofstream(m_Directory / "log.1") << "one\n";
+  Append("two\n");
+  LogFile log(m_File, std::nullopt);
+  std::filesystem::rename(m_File, m_Directory / "log.1");
+  Append("three\n");
+  EXPECT_THAT(NewLines(log), ElementsAre("one", "two", "three"));
+}
+
 TEST_F(LogFileTest, AMissingFileIsNamed) {
   try {
     LogFile log(m_File, std::nullopt);

@@ -57,28 +57,24 @@ bool IsSame(int fd, int otherFd) {
 
 LogFile::LogFile(const std::filesystem::path& file, std::optional<int> lines)
     : m_File(file), m_Fd(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
-  if (m_Fd < 0) {
+  if (!m_Fd) {
     throw ErrorAt(file);
   }
   int missing = lines.value_or(1);
   if (lines) {
-    lseek(m_Fd, BeginOfLastLines(m_Fd, missing), SEEK_SET);
+    lseek(m_Fd.Get(), BeginOfLastLines(m_Fd.Get(), missing), SEEK_SET);
   }
-  const int older =
-      missing > 0 ? open(host::OlderLogFile(file).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+  host::FileDescriptor older(
+      missing > 0 ? open(host::OlderLogFile(file).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1);
   // It is the one just opened when that was renamed meanwhile.
-  if (older >= 0 && !IsSame(older, m_Fd)) {
+  if (older && !IsSame(older.Get(), m_Fd.Get())) {
     if (lines) {
-      lseek(older, BeginOfLastLines(older, missing), SEEK_SET);
+      lseek(older.Get(), BeginOfLastLines(older.Get(), missing), SEEK_SET);
     }
-    // After its end the newer one is opened again, by its name.
-    close(std::exchange(m_Fd, older));
-  } else if (older >= 0) {
-    close(older);
+    // Kept open: it may have lost its name when its turn comes.
+    m_NextFd = std::exchange(m_Fd, std::move(older));
   }
 }
-
-LogFile::~LogFile() { close(m_Fd); }
 
 void LogFile::Read(const LineCallback& line) {
   do {
@@ -94,14 +90,14 @@ void LogFile::ReadRest(const LineCallback& line) {
 
 void LogFile::m_ReadOpened(const LineCallback& line) {
   struct stat status {};
-  if (fstat(m_Fd, &status) == 0 && status.st_size < lseek(m_Fd, 0, SEEK_CUR)) {
+  if (fstat(m_Fd.Get(), &status) == 0 && status.st_size < lseek(m_Fd.Get(), 0, SEEK_CUR)) {
     // It was truncated: all that is in it is new.
     ReadRest(line);
-    lseek(m_Fd, 0, SEEK_SET);
+    lseek(m_Fd.Get(), 0, SEEK_SET);
   }
   std::string block(kBlock, '\0');
   for (;;) {
-    const ssize_t count = read(m_Fd, block.data(), block.size());
+    const ssize_t count = read(m_Fd.Get(), block.data(), block.size());
     if (count < 0) {
       throw ErrorAt(m_File);
     }
@@ -117,22 +113,20 @@ void LogFile::m_ReadOpened(const LineCallback& line) {
   }
 }
 
-// Goes over to the file that has the name now, if that is another one.
+// Goes over to the file that was found to come next, otherwise to the one that has the name now, if
+// that is another one.
 bool LogFile::m_OpenNext(const LineCallback& line) {
-  struct stat opened {};
-  struct stat named {};
-  if (fstat(m_Fd, &opened) != 0 || stat(m_File.c_str(), &named) != 0 ||
-      (opened.st_dev == named.st_dev && opened.st_ino == named.st_ino)) {
-    return false;
-  }
-  const int fd = open(m_File.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    return false;
+  if (!m_NextFd) {
+    host::FileDescriptor named(open(m_File.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!named || IsSame(named.Get(), m_Fd.Get())) {
+      return false;
+    }
+    m_NextFd = std::move(named);
   }
   // What came between the last look at the old file and the new one's appearance.
   m_ReadOpened(line);
   ReadRest(line);
-  close(std::exchange(m_Fd, fd));
+  m_Fd = std::exchange(m_NextFd, host::FileDescriptor());
   return true;
 }
 

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "system/file_descriptor.h"
+
 namespace setctl {
 
 // Reads a log that somebody else writes, line by line, across its truncation and its
@@ -15,9 +17,6 @@ class LogFile {
   // it replaced (host::OlderLogFile). Throws std::system_error that names the file when it cannot
   // be opened.
   LogFile(const std::filesystem::path& file, std::optional<int> lines);
-  ~LogFile();
-  LogFile(const LogFile&) = delete;
-  LogFile& operator=(const LogFile&) = delete;
 
   using LineCallback = std::function<void(const std::string& line)>;
 
@@ -32,8 +31,9 @@ class LogFile {
   bool m_OpenNext(const LineCallback& line);
 
   std::filesystem::path m_File;
-  int m_Fd;
-  std::string m_Rest;  // the beginning of a line whose end is not written yet
+  host::FileDescriptor m_Fd;
+  host::FileDescriptor m_NextFd;  // what is read after m_Fd, if it is known already
+  std::string m_Rest;             // the beginning of a line whose end is not written yet
 };
 
 // Readable when something changed in a directory; nothing is told about what.
