@@ -7,6 +7,7 @@
 
 #include "fixture.h"
 #include "keystore/key_store.h"
+#include "system/log_file.h"
 #include "text.h"
 
 namespace {
@@ -362,6 +363,37 @@ TEST_F(Log, IsFollowedAcrossTruncationAndRotation) {
   follow->Process().Signal(SIGINT);
   EXPECT_EQ(follow->Process().Wait(), 0);
   EXPECT_EQ(follow->Out(), "one\ntwo\n3\nfour\n");
+}
+
+// A program whose lines wait to be written, as all that log to the file do it.
+class LinesThatWait {
+ public:
+  explicit LinesThatWait(const std::filesystem::path& file) : m_File(file, 1 << 20) {
+    m_File.SetUnwritten(true);
+  }
+
+ private:
+  host::LogFile m_File;
+};
+
+TEST_F(Log, LinesThatAreNotWrittenInTimeAreSaidToBeMissing) {
+  Append("one\n");
+  const LinesThatWait waiting(m_File);
+  const Outcome outcome = Run({"log"});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.out, "one\n");
+  EXPECT_EQ(outcome.err,
+            "setctl: the last lines are missing: the daemon did not write them within 2 s\n");
+}
+
+TEST_F(Log, WhoFollowsIsToldThatLinesAreStillToCome) {
+  Append("one\n");
+  const LinesThatWait waiting(m_File);
+  const auto follow = Start({"log", "--follow"});
+  EXPECT_TRUE(follow->WaitForOut("one\n"));
+  EXPECT_EQ(follow->Err(), "lines are still to come: the daemon did not write them within 2 s\n");
+  follow->Process().Signal(SIGTERM);
+  EXPECT_EQ(follow->Process().Wait(), 0);
 }
 
 TEST_F(Log, AMissingFileEndsWith10AndSaysWhereTheLinesAre) {

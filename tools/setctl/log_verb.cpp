@@ -60,14 +60,23 @@ ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
   };
   try {
     // What a reply was sent for is in the log, even when it is not in the file yet.
-    host::AwaitLogFile(file, kLogPatience);
+    const bool written = host::AwaitLogFile(file, kLogPatience);
+    const std::string late =
+        fmt::format("the daemon did not write them within {} s", kLogPatience.count());
     LogFile log(file, arguments.lines);
     if (arguments.follow) {
       DirectoryWatch changes(file.parent_path());
+      if (!written) {
+        tools::PrintNote("lines are still to come: " + late);
+      }
       Follow(log, changes, print);
     } else {
       log.Read(print);
       log.ReadRest(print);
+      if (!written) {
+        tools::Flush();
+        throw Failure(ExitCode::kTimedOut, "the last lines are missing: " + late);
+      }
     }
   } catch (const std::system_error& error) {
     throw CannotRead(error, file, whereElse);
