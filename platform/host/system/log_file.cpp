@@ -28,13 +28,35 @@ bool IsSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// The way from a set's own root to the directory of `file`, if it lies below.
+// Whether a relative path does not begin with "..".
+bool StaysBelow(const std::filesystem::path& way) { return !way.empty() && *way.begin() != ".."; }
+
+// The way from a set's own root to the directory of `file`, if it lies below, however the two are
+// spelled.
 std::optional<std::filesystem::path> WayFromRoot(const std::filesystem::path& file) {
-  const std::filesystem::path root = GetEnvironment().root.lexically_normal();
-  const std::filesystem::path way =
-      std::filesystem::absolute(file).lexically_normal().parent_path().lexically_relative(root);
-  const bool below = root.has_relative_path() && !way.empty() && *way.begin() != "..";
-  return below ? std::optional(way) : std::nullopt;
+  std::error_code ignored;
+  const std::filesystem::path root = std::filesystem::canonical(GetEnvironment().root, ignored);
+  if (!root.has_relative_path()) {
+    return std::nullopt;
+  }
+  // What is spelled behind the root comes first: it shows the links there.
+  const std::filesystem::path spelled = std::filesystem::absolute(file);
+  std::filesystem::path before;
+  std::optional<std::filesystem::path> behind;
+  for (const std::filesystem::path& component : spelled) {
+    before /= component;
+    if (std::filesystem::equivalent(before, root, ignored)) {
+      behind.emplace();
+    } else if (behind) {
+      *behind /= component;
+    }
+  }
+  if (behind && StaysBelow(behind->lexically_normal())) {
+    return behind->lexically_normal().parent_path();
+  }
+  const std::filesystem::path real =
+      std::filesystem::canonical(spelled.parent_path(), ignored).lexically_relative(root);
+  return StaysBelow(real) ? std::optional(real) : std::nullopt;
 }
 
 FileDescriptor OpenDirectory(const std::filesystem::path& path) {

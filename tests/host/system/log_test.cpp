@@ -483,6 +483,50 @@ TEST_F(LogTest, InASetNoLinkLeadsTheLogElsewhere) {
   EXPECT_EQ(support::ReadFile(m_Directory / "elsewhere/log"), "precious");
 }
 
+TEST_F(LogTest, InASetNoLinkLeadsTheLogElsewhereHoweverTheSetIsSpelled) {
+  const std::filesystem::path root = m_Directory / "root";
+  std::filesystem::create_directories(root / "var/log");
+  std::filesystem::create_directory(m_Directory / "elsewhere");
+  std::ofstream(m_Directory / "elsewhere/log") << "precious";
+  std::filesystem::create_symlink(m_Directory / "elsewhere/log", root / "var/log/log");
+  std::filesystem::create_directory_symlink(m_Directory / "elsewhere", root / "var/away");
+  // Of the set, of the directory that it is in, and of one in it.
+  std::filesystem::create_directory_symlink("root", m_Directory / "one");
+  std::filesystem::create_directory_symlink(root, m_Directory / "other");
+  std::filesystem::create_directory_symlink(m_Directory.Path(), m_Directory / "elsewhere/up");
+  std::filesystem::create_directory_symlink(root / "var/log", m_Directory / "elsewhere/logs");
+  const std::string relative = std::filesystem::relative(root / "var/log") / "log";
+  for (const std::filesystem::path& spelledRoot : {root, m_Directory / "one"}) {
+    const support::Variables set = {{"SETTINGS_ROOT", spelledRoot}};
+    for (const std::string& file :
+         {relative, (m_Directory / "root/var/../var/log/./log").string(),
+          (m_Directory / "one/var/log/log").string(), (m_Directory / "other/var/log/log").string(),
+          (m_Directory / "elsewhere/up/root/var/log/log").string(),
+          (m_Directory / "elsewhere/logs/log").string()}) {
+      EXPECT_THAT(
+          RunProbe({"open", file, "print", "4", "x"}, set).out,
+          testing::StartsWith("open failed: the log file " + file + " is a symbolic link\n"));
+    }
+    for (const std::string spelled : {"root", "one", "other", "elsewhere/up/root"}) {
+      EXPECT_THAT(RunProbe({"open", m_Directory / spelled / "var/away/log"}, set).out,
+                  HasSubstr("/var/away is a symbolic link"));
+    }
+  }
+  EXPECT_EQ(support::ReadFile(m_Directory / "elsewhere/log"), "precious");
+}
+
+TEST_F(LogTest, ASetMayBeReachedThroughLinks) {
+  const std::filesystem::path root = m_Directory / "root";
+  std::filesystem::create_directories(root / "var/log");
+  std::filesystem::create_directory_symlink(root, m_Directory / "one");
+  std::filesystem::create_directory_symlink(root / "var/log", m_Directory / "logs");
+  const support::Variables set = {{"SETTINGS_ROOT", m_Directory / "one"}};
+  for (const char* file : {"root/var/log/a", "one/var/log/./b", "logs/c", "one/var/../d"}) {
+    EXPECT_EQ(RunProbe({"open", m_Directory / file, "print", "4", "x"}, set).out, "printed 2\n");
+    EXPECT_THAT(PrioritiesAndTexts(support::ReadFile(m_Directory / file)), ElementsAre("I x"));
+  }
+}
+
 TEST_F(LogTest, OutsideOfASetTheFileBehindALinkIsTheOneThatIsRenamed) {
   std::filesystem::create_directory(m_Directory / "elsewhere");
   std::filesystem::create_symlink(m_Directory / "elsewhere/log", File());
