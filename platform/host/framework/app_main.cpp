@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <string>
 
 #include "dlog.h"
 #include "framework/before_messages.h"
@@ -21,6 +22,7 @@
 #include "system/environment.h"
 #include "system/log.h"
 #include "system/ready_event.h"
+#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -95,8 +97,11 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
 }
 
 int Tell(const char* program, const std::exception& failure, int exitStatus) {
-  std::fprintf(stderr, "%s: %s\n", std::filesystem::path(program).filename().c_str(),
-               failure.what());
+  std::string message;
+  AppendVisible(message, std::filesystem::path(program).filename().native());
+  message += ": ";
+  AppendVisible(message, failure.what());
+  std::fprintf(stderr, "%s\n", message.c_str());
   return exitStatus;
 }
 

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "system/utf8.h"
+
 namespace host {
 namespace {
 
@@ -40,6 +42,13 @@ std::string CheckNotEmpty(const std::string& path) {
   return path.empty() ? "the name is empty" : "";
 }
 
+// What was wrong quotes what was typed.
+std::string VisibleFailure(const CLI::App* app, const CLI::Error& error) {
+  std::string message;
+  AppendVisible(message, error.what());
+  return CLI::FailureMessage::simple(app, CLI::Error(error.get_name(), message));
+}
+
 std::string ProgramName(const char* path) { return std::filesystem::path(path).filename(); }
 
 }  // namespace
@@ -75,6 +84,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
       ->check(CLI::Range(kLeastLogLimit, kMostLogLimit).description(""))
       ->default_str("16M");
   app.footer(kFooter);
+  app.failure_message(VisibleFailure);
   try {
     app.parse(argc, argv);
     line.environment.root = std::filesystem::absolute(line.environment.root);

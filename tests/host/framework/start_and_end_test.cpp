@@ -61,6 +61,28 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
   EXPECT_THAT(Trace(), IsEmpty());
 }
 
+TEST_F(CommandLine, AMessageCannotDisturbATerminal) {
+  const std::string text = "a\n\x1b[31m\u202Eb";
+  const std::pair<std::vector<std::string>, int> wrong[] = {
+      {{text}, 2},
+      {{"--" + text}, 2},
+      {{"--bus", text}, 2},
+      {{"--model", text}, 2},
+      {{"--root", "/dev/null/" + text}, 2},
+      {{"--log-limit", text}, 2},
+      {{"--log", Path(text) / "log"}, 1},
+      {{"--bus", "unix:" + text, "--log", "/dev/null"}, 8},
+  };
+  for (const auto& [options, status] : wrong) {
+    const support::Outcome outcome = Run(options);
+    EXPECT_EQ(outcome.status, status) << outcome.err;
+    EXPECT_THAT(outcome.err, testing::Not(testing::ContainsRegex("[\x1b]|\u202E")));
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("a\n")));
+  }
+  EXPECT_THAT(Run({text}).err, HasSubstr("a\\n\\x1b[31m\\u202eb\n"));
+  EXPECT_THAT(Run({"--log", Path(text) / "log"}).err, HasSubstr("a\\n\\x1b[31m\\u202eb/log"));
+}
+
 TEST_F(CommandLine, ARootThatCannotBecomeADirectoryIsWrongUsage) {
   std::ofstream(Path("file")) << "precious";
   std::filesystem::create_symlink(Path("missing"), Path("link"));
