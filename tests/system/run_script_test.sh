@@ -10,6 +10,7 @@ expect() { # WHAT EXPECTED ACTUAL
   if [ "$2" != "$3" ]; then
     printf 'FAILED: %s\n  expected: %s\n  got:      %s\n' "$1" "$2" "$3"
     failed=1
+    return 1
   fi
 }
 
@@ -37,30 +38,33 @@ done
 expect "the lines of the requests begin with the first request" "IfMessageReceived!! message:" \
   "$(sed -n '/^\$ setctl log /{n;p}' "$state/out" | grep -o 'IfMessageReceived!! message:\|m_Initialize\|t_OnCreate')"
 
-# What the README shows works line by line in a fresh set. What has no end is ended when it has begun
-# to print; the game bar is started by the daemon, a moment after the source was switched.
-sed -n '/^## Looking around/,/^## /p' "$project/README.md" | sed -n '/^```sh/,/^```/{/^```/d;p}' |
-  sed -e ':join' -e '/\\$/{N;s/\\\n//;b join' -e '}' >"$state/examples"
+# What the README shows first works in a fresh set when it is pasted at once.
+examples() { # NUMBER of the block
+  sed -n '/^## Looking around/,/^## /p' "$project/README.md" |
+    awk -v wanted="$1" '/^```/ { inside = /^```sh/; block += inside; next } inside && block == wanted'
+}
+examples 1 >"$state/examples"
+timeout 200 "$project/run" --quiet -- bash -ev <"$state/examples" >"$state/out" 2>"$state/err"
+expect "the examples of the README work in a fresh set" 0 $? || tail -n 3 "$state/err"
+expect "the game bar of the README is asked to come" "mode auto_source_change" \
+  "$(grep -o 'mode auto_source_change$' "$state/out")"
+[ "$(wc -l <"$state/examples")" -ge 12 ] || { echo "FAILED: the README has lost its examples"; failed=1; }
+
+# What it shows then has no end, and is ended when it has begun to print.
+examples 2 >"$state/endless"
 cat >"$state/play" <<'END'
 while IFS= read -r example <&3; do
-  command=${example%%  #*}
   tries=0
   rm -f "$1/shown"
-  case $command in
-    *watch* | *--follow*)
-      bash -c "exec $command" >"$1/shown" 2>&1 &
-      until [ -s "$1/shown" ] || [ $((tries += 1)) -gt 600 ]; do sleep 0.1; done
-      kill -TERM $!; wait $! && [ $tries -le 600 ] ;;
-    *"app log"*)
-      until bash -c "$command" >"$1/shown" 2>&1 || [ $((tries += 1)) -gt 600 ]; do sleep 0.1; done
-      [ $tries -le 600 ] ;;
-    *) bash -c "$command" >"$1/shown" 2>&1 ;;
-  esac || { echo "FAILED: $example"; cat "$1/shown"; }
-done 3<"$1/examples"
+  bash -c "exec $example" >"$1/shown" 2>&1 &
+  until [ -s "$1/shown" ] || [ $((tries += 1)) -gt 600 ]; do sleep 0.1; done
+  kill -TERM $!
+  wait $! && [ $tries -le 600 ] || { echo "FAILED: $example"; cat "$1/shown"; }
+done 3<"$1/endless"
 END
-expect "the examples of the README work in a fresh set" "" \
+expect "the endless examples of the README work in a fresh set" "" \
   "$("$project/run" --quiet -- bash "$state/play" "$state" 2>&1)"
-[ "$(wc -l <"$state/examples")" -ge 12 ] || { echo "FAILED: the README has lost its examples"; failed=1; }
+[ "$(wc -l <"$state/endless")" -ge 2 ] || { echo "FAILED: the README has lost its endless examples"; failed=1; }
 
 expect "a request prints the reply body alone" \
   '{"call_api_success":true,"connect_server":true,"return_data":"standard"}' \
