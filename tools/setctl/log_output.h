@@ -17,8 +17,8 @@ struct LogArguments {
 // The options of a verb that prints a log.
 void AddLogOptions(tools::Syntax verb, LogArguments& arguments);
 
-// Prints a log. Throws tools::Failure: when there is no such file, which says `whereElse`, and, with
-// the log printed, when lines of it are not written in time.
+// Prints a log. Throws tools::Failure: when there is no such file, which says `whereElse`, and,
+// with the log printed, when lines of it are not written in time.
 tools::ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
                          const LogArguments& arguments, const std::string& whereElse);
 

@@ -18,9 +18,9 @@ namespace host {
 class LogFile {
  public:
   // Makes the file when it is missing, readable for all. Below the root of a set of one's own, that
-  // is one that is not "/", neither it nor a directory on the way may be a symbolic link, however the
-  // root and the file are spelled. Throws std::runtime_error that names the file when it cannot be
-  // opened.
+  // is one that is not "/", neither it nor a directory on the way may be a symbolic link, however
+  // the root and the file are spelled. Throws std::runtime_error that names the file when it cannot
+  // be opened.
   LogFile(const std::filesystem::path& file, std::uint64_t limit);
 
   int Fd() const { return m_Fd.Get(); }
