@@ -108,6 +108,7 @@ class Loader {
   std::string ReadDisplayId(const JsonObject& object);
   States ReadStates(const JsonObject& object);
   std::optional<ValueDefinition> ReadValue(const JsonObject& object, ItemKind kind);
+  std::string ReadOwnKey(const JsonObject& object);
   void ReadSwitch(const JsonObject& object, ValueDefinition& value);
   void ReadList(const JsonObject& object, ValueDefinition& value);
   std::vector<Option> ReadOptions(const Json::Value& list, Storage storage);
@@ -302,8 +303,18 @@ std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemK
     case ItemKind::kAction:
       return std::nullopt;
   }
-  value.key = m_Reader.ReadKey(object).value_or("db/menu/" + m_Reader.Here().item);
+  value.key = ReadOwnKey(object);
   return value;
+}
+
+std::string Loader::ReadOwnKey(const JsonObject& object) {
+  const auto given = m_Reader.ReadKey(object);
+  std::string key = given.value_or("db/menu/" + m_Reader.Here().item);
+  if (IsTakenKey(key)) {
+    Report(given ? *object.Find("key") : object.Whole(),
+           fmt::format("key \"{}\" belongs to the set: an item needs a key of its own", key));
+  }
+  return key;
 }
 
 void Loader::ReadSwitch(const JsonObject& object, ValueDefinition& value) {

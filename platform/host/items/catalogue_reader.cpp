@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "items/text.h"
@@ -25,7 +26,29 @@ bool IsItemKey(std::string_view key) {
          key.find("//") == key.npos && std::all_of(key.begin(), key.end(), IsKeyCharacter);
 }
 
+// What the set keeps its state in, and what programs tell each other in; those with a slash at the
+// end are all keys below it.
+constexpr std::string_view kTakenKeys[] = {
+    "db/factory/factory_reset_count",
+    "db/menu/refresh_menu",
+    "db/sysman/rotation_state",
+    "memory/ave/protection",
+    "memory/detection/game",
+    "memory/gamebar/launch_by_erbrightness",
+    "memory/menu/disabled_items",
+    "memory/menu/general/reset/progressing",
+    "memory/multiscreen/info",
+    "memory/set/",
+    "memory/tv-viewer/",
+};
+
 }  // namespace
+
+bool IsTakenKey(std::string_view key) {
+  return std::any_of(std::begin(kTakenKeys), std::end(kTakenKeys), [&](std::string_view taken) {
+    return taken.ends_with('/') ? key.starts_with(taken) : key == taken;
+  });
+}
 
 const Json::Value* CatalogueReader::ReadFile(const std::filesystem::path& file) {
   m_Here.source = &m_Sources.emplace_back(file);

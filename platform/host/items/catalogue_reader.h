@@ -21,6 +21,10 @@ struct KnownMember {
   bool isRequired;
 };
 
+// Whether a key belongs to the set or to the library itself, so that no item can keep its value
+// there.
+bool IsTakenKey(std::string_view key);
+
 // What every part of a catalogue is read with: the files, the place that has been reached, and
 // notes of the mistakes, each with that place.
 class CatalogueReader {

@@ -201,6 +201,19 @@ const Mistake kMistakes[] = {
     {"a key among the previews",
      List("\"key\": \"memory/menu/preview/a\", \"default\": \"x\",", kOption), 3, "mode",
      "not lie in memory/menu/preview/"},
+    {"the key of the disabled items",
+     List("\"key\": \"memory/menu/disabled_items\", \"default\": \"x\",", kOption), 3, "mode",
+     "key \"memory/menu/disabled_items\" belongs to the set: an item needs a key of its own"},
+    {"the key of the speaker",
+     List("\"key\": \"memory/set/speaker\", \"default\": \"x\",", kOption), 3, "mode",
+     "key \"memory/set/speaker\" belongs to the set"},
+    {"the key of a reset",
+     Switch("\"default\": \"on\",\n\"key\": \"memory/menu/general/reset/progressing\""), 4, "game",
+     "key \"memory/menu/general/reset/progressing\" belongs to the set"},
+    {"an identifier whose key is taken",
+     Items("\n{\"id\": \"refresh_menu\", \"kind\": \"switch\", \"name\": \"A\", "
+           "\"displayId\": \"A\", \"default\": \"on\"}"),
+     3, "refresh_menu", "key \"db/menu/refresh_menu\" belongs to the set"},
 
     {"a switch that is neither on nor off", Switch("\"default\": \"yes\""), 3, "game",
      "must be \"on\" or \"off\""},
@@ -313,6 +326,16 @@ TEST_F(CatalogueProblems, AllMistakesAreReportedInTheOrderOfTheLines) {
      "colour": "red"},
     {"id": "b", "kind": "action", "name": "B", "displayId": "B"}]})"),
               ElementsAre("4 b", "6 c", "8 a", "9 b"));
+}
+
+// The daemon shows the status of the record in use, and the menu the language, by an item each.
+TEST_F(CatalogueProblems, KeysBesideThoseOfTheSetAreFree) {
+  for (const char* key : {"memory/settings", "memory/set", "memory/menu/disabled_items_shown",
+                          "db/menu/virtualaim/aimtype", "db/menu_widget/language"}) {
+    EXPECT_THAT(Check(List("\"key\": \"" + std::string(key) + "\", \"default\": \"x\",", kOption)),
+                ElementsAre())
+        << key;
+  }
 }
 
 TEST_F(CatalogueProblems, AMistakeIsReportedOnce) {
