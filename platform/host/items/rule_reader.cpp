@@ -192,8 +192,7 @@ void RuleReader::ReadItemRule(const JsonObject& object, RuleIndex rule) {
     m_Reader.Report(*values, "\"is\" must be a value, or a list of at least one value");
     return;
   }
-  m_Mentions.push_back(
-      {rule, m_Place, object.Find("item"), values, m_Reader.Here().source, kNoItem});
+  m_Mentions.push_back({rule, m_Place, object.Find("item"), values, m_Reader.Here().source});
 }
 
 void RuleReader::ReadKeyRule(const JsonObject& object, RuleNode& node) {
@@ -281,11 +280,6 @@ void RuleReader::AddNumbers(const Json::Value& numbers, RuleNode& node) {
   node.endValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
 }
 
-void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) {
-  FindItems(items, places);
-  FindCircles(items);
-}
-
 void RuleReader::Report(const Mention& mention, const Json::Value& value,
                         const std::vector<Item>& items, std::string message) {
   m_Reader.GoTo({mention.source, items[mention.from].id});
@@ -294,42 +288,39 @@ void RuleReader::Report(const Mention& mention, const Json::Value& value,
 
 // An item that has a mistake itself may be left out, or lack the value that a rule names, because
 // of that mistake.
-void RuleReader::FindItems(const std::vector<Item>& items, const ItemPlaces& places) {
+void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) {
   std::set<std::string, std::less<>> mistaken;
   for (const CatalogueProblem& problem : m_Reader.Problems()) {
     mistaken.insert(problem.item);
   }
   const bool isComplete = !mistaken.contains("");
-  for (Mention& mention : m_Mentions) {
+  for (const Mention& mention : m_Mentions) {
     const std::string_view id = TextOf(*mention.id);
     const auto found = places.find(id);
-    if (found != places.end()) {
-      mention.to = found->second;
-    }
     if (mistaken.contains(id)) {
       continue;
     }
     if (found != places.end()) {
-      FindValues(mention, items);
+      FindValues(mention, found->second, items);
     } else if (isComplete) {
       Report(mention, *mention.id, items, fmt::format("rule over \"{}\", which is no item", id));
     }
   }
 }
 
-void RuleReader::FindValues(Mention& mention, const std::vector<Item>& items) {
-  const Item& item = items[mention.to];
+void RuleReader::FindValues(const Mention& mention, std::uint32_t to,
+                            const std::vector<Item>& items) {
+  const Item& item = items[to];
   if (!item.value) {
     Report(mention, *mention.id, items,
            fmt::format("rule over \"{}\", which has no value: it is {}", item.id,
                        item.kind == ItemKind::kGroup ? "a group" : "an action"));
-    mention.to = kNoItem;
     return;
   }
   const ValueSet& values = item.value->values;
   const bool isRange = std::holds_alternative<Range>(values);
   RuleNode& node = m_Rules.nodes[mention.rule];
-  node.subject = mention.to;
+  node.subject = to;
   node.firstValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
   for (const Json::Value* json : ValuesOf(*mention.values)) {
     const std::string_view written = mention.source->Written(*json);
@@ -341,68 +332,6 @@ void RuleReader::FindValues(Mention& mention, const std::vector<Item>& items) {
     m_Rules.numbers.push_back(position.value_or(0));
   }
   node.endValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
-}
-
-// Follows the mentions from item to item. Not by recursion: a chain of items may be as long as
-// the catalogue.
-void RuleReader::FindCircles(const std::vector<Item>& items) {
-  enum class Mark : std::uint8_t { kNew, kOnPath, kDone };
-  struct Step {
-    std::uint32_t item;
-    std::size_t next;  // the mention to follow next
-    bool isInCircle = false;
-  };
-  std::vector<Mark> marks(items.size(), Mark::kNew);
-  std::vector<Step> path;
-  const auto enter = [&](std::uint32_t item) {
-    const auto first = std::lower_bound(
-        m_Mentions.begin(), m_Mentions.end(), item,
-        [](const Mention& mention, std::uint32_t place) { return mention.from < place; });
-    marks[item] = Mark::kOnPath;
-    path.push_back({item, static_cast<std::size_t>(first - m_Mentions.begin())});
-  };
-  const auto closes = [&](std::uint32_t item) {
-    std::vector<std::size_t> mentions;
-    auto step = std::find_if(path.begin(), path.end(),
-                             [&](const Step& candidate) { return candidate.item == item; });
-    for (; step != path.end(); ++step) {
-      mentions.push_back(step->next - 1);
-    }
-    ReportCircle(items, mentions);
-  };
-  for (const Mention& start : m_Mentions) {
-    if (marks[start.from] == Mark::kNew) {
-      enter(start.from);
-    }
-    while (!path.empty()) {
-      Step& step = path.back();
-      if (step.next == m_Mentions.size() || m_Mentions[step.next].from != step.item) {
-        marks[step.item] = Mark::kDone;
-        path.pop_back();
-        continue;
-      }
-      const std::uint32_t to = m_Mentions[step.next++].to;
-      if (to == kNoItem) {
-        continue;
-      }
-      if (marks[to] == Mark::kNew) {
-        enter(to);
-      } else if (marks[to] == Mark::kOnPath && !step.isInCircle) {
-        step.isInCircle = true;  // further mentions of the same item would be reported again
-        closes(to);
-      }
-    }
-  }
-}
-
-void RuleReader::ReportCircle(const std::vector<Item>& items,
-                              std::span<const std::size_t> mentions) {
-  const Mention& first = m_Mentions[mentions.front()];
-  std::string circle = items[first.from].id;
-  for (const std::size_t mention : mentions) {
-    circle += " -> " + items[m_Mentions[mention].to].id;
-  }
-  Report(first, *first.id, items, "rules depend on themselves in a circle: " + circle);
 }
 
 }  // namespace host

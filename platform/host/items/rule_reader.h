@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,7 +20,7 @@ class RuleReader {
   explicit RuleReader(CatalogueReader& reader) : m_Reader(reader) {}
 
   // The rule in a member of `object`, which belongs to the item at `place`; kNoRule when there is
-  // none, or it has a mistake, which is reported then. Places never go down from call to call.
+  // none, or it has a mistake, which is reported then.
   RuleIndex Read(const JsonObject& object, std::string_view member, std::uint32_t place);
 
   // Reports what is wrong with the items that rules mention.
@@ -39,7 +37,6 @@ class RuleReader {
     const Json::Value* id;
     const Json::Value* values;
     JsonSource* source;
-    std::uint32_t to = kNoItem;  // kNoItem as long as it is not known to have a value
   };
 
   void ReadRule(const Json::Value& json);
@@ -55,10 +52,7 @@ class RuleReader {
 
   void Report(const Mention& mention, const Json::Value& value, const std::vector<Item>& items,
               std::string message);
-  void FindItems(const std::vector<Item>& items, const ItemPlaces& places);
-  void FindValues(Mention& mention, const std::vector<Item>& items);
-  void FindCircles(const std::vector<Item>& items);
-  void ReportCircle(const std::vector<Item>& items, std::span<const std::size_t> mentions);
+  void FindValues(const Mention& mention, std::uint32_t to, const std::vector<Item>& items);
 
   CatalogueReader& m_Reader;
   Rules m_Rules;

@@ -217,4 +217,21 @@ TEST_F(ItemState, ACatalogueThatCannotBeLoadedLeavesNothingToAskAbout) {
   EXPECT_EQ(Api::GetSubListItemVisible("tone", "warm"), -1);
 }
 
+TEST_F(ItemState, TwoSwitchesCanExcludeEachOther) {
+  LoadItems(R"(
+    {"id": "calm", "kind": "switch", "name": "Calm", "displayId": "CALM", "default": "off",
+     "enabled": {"item": "loud", "is": "off"}},
+    {"id": "loud", "kind": "switch", "name": "Loud", "displayId": "LOUD", "default": "off",
+     "enabled": {"item": "calm", "is": "off"}})");
+  EXPECT_EQ(Api::GetItemEnable("calm", false), 1);
+  EXPECT_EQ(Api::GetItemEnable("loud", false), 1);
+  Api::SetItemValue("calm", "on", false);
+  EXPECT_EQ(Api::GetItemEnable("calm", false), 1);
+  EXPECT_EQ(Api::GetItemEnable("loud", false), 0);
+  Api::SetItemValue("calm", "off", false);
+  Api::SetItemValue("loud", "on", false);
+  EXPECT_EQ(Api::GetItemEnable("calm", false), 0);
+  EXPECT_EQ(Api::GetItemEnable("loud", false), 1);
+}
+
 }  // namespace
