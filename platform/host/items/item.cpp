@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "items/translation.h"
-
 namespace host {
 namespace {
 
@@ -40,15 +38,6 @@ std::optional<ValuePosition> FindNumber(const ValueSet& values, int number) {
 std::string ValueText(const ValueSet& values, ValuePosition position) {
   const auto* options = Options(values);
   return options != nullptr ? (*options)[position].value : RangeOf(values).values.Text(position);
-}
-
-std::string ValueName(const ValueSet& values, ValuePosition position) {
-  if (const auto* options = Options(values)) {
-    return ValueNameInLanguage((*options)[position].name);
-  }
-  const Range& range = RangeOf(values);
-  const std::string number = range.shown.Text(position);
-  return range.unit.empty() ? number : number + " " + ValueNameInLanguage(range.unit);
 }
 
 int ValueNumber(const ValueSet& values, ValuePosition position) {

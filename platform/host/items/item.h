@@ -48,10 +48,8 @@ std::optional<ValuePosition> FindValue(const ValueSet& values, std::string_view 
 // The value that Storage::kInt stores as `number`.
 std::optional<ValuePosition> FindNumber(const ValueSet& values, int number);
 
-// The text of a value, the name that the menu shows for it in the present language, and what
-// Storage::kInt stores.
+// The text of a value, and what Storage::kInt stores.
 std::string ValueText(const ValueSet& values, ValuePosition position);
-std::string ValueName(const ValueSet& values, ValuePosition position);
 int ValueNumber(const ValueSet& values, ValuePosition position);
 
 // Where an item's value is kept, and what it is while nothing is.

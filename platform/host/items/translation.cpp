@@ -89,4 +89,13 @@ std::string ItemNameInLanguage(const std::string& name) { return Translated(kIte
 
 std::string ValueNameInLanguage(const std::string& name) { return Translated(kValueNames, name); }
 
+std::string ValueName(const ValueSet& values, ValuePosition position) {
+  if (const auto* options = std::get_if<std::vector<Option>>(&values)) {
+    return ValueNameInLanguage((*options)[position].name);
+  }
+  const Range& range = std::get<Range>(values);
+  const std::string number = range.shown.Text(position);
+  return range.unit.empty() ? number : number + " " + ValueNameInLanguage(range.unit);
+}
+
 }  // namespace host

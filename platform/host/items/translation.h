@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <string>
 
+#include "items/item.h"
+
 namespace host {
 
 // The names of the menu in the language of the process. Main-loop thread only.
@@ -15,5 +17,8 @@ void UseTranslations(const std::filesystem::path& directory);
 // translation. A change of the variable LANGUAGE shows with the next call.
 std::string ItemNameInLanguage(const std::string& name);
 std::string ValueNameInLanguage(const std::string& name);
+
+// The name that the menu shows for a value.
+std::string ValueName(const ValueSet& values, ValuePosition position);
 
 }  // namespace host

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "items/catalogue.h"
+#include "items/translation.h"
 #include "menu_audio_util.h"
 #include "platform_double.h"
 
