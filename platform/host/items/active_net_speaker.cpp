@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "items/key_text.h"
-#include "items/library.h"
+#include "items/error_log.h"
+#include "items/host_inputs.h"
 #include "items/text.h"
 #include "system/json_reader.h"
 
@@ -46,7 +46,7 @@ std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
 }
 
 std::vector<NetworkSpeaker> ActiveSpeakers() {
-  const auto description = host::ReadKeyText(kSpeakersKey);
+  const auto description = host::HostInputs().Text(kSpeakersKey);
   if (!description || description->empty()) {
     return {};
   }

@@ -7,28 +7,12 @@
 
 #include "apps/application_id.h"
 #include "apps/living_applications.h"
-#include "items/key_text.h"
-#include "items/library.h"
-#include "vconf.h"
+#include "items/error_log.h"
 
 namespace host {
 namespace {
 
 constexpr char kMirrorKey[] = "memory/menu/disabled_items";
-
-// The items of the loaded catalogue with these identifiers.
-std::vector<std::string> InMenuOrder(const std::vector<std::string>& ids) {
-  std::vector<const Item*> items;  // they lie one behind the other in the order of the menu
-  for (const std::string& id : ids) {
-    items.push_back(FindItem(std::string_view(id)));
-  }
-  std::sort(items.begin(), items.end());
-  std::vector<std::string> ordered;
-  for (const Item* item : items) {
-    ordered.push_back(item->id);
-  }
-  return ordered;
-}
 
 void LogRefused(const std::string& app) {
   constexpr std::size_t kShown = 64;
@@ -40,15 +24,6 @@ void LogRefused(const std::string& app) {
 
 }  // namespace
 
-DisabledItems::DisabledItems() {
-  OnInstanceBegin([this](const std::string& app) { NoteInstance(app); });
-}
-
-DisabledItems& DisabledItems::Get() {
-  static DisabledItems items;
-  return items;
-}
-
 std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids,
                                                 const std::string& app) {
   if (!IsApplicationId(app)) {
@@ -59,7 +34,7 @@ std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids
   std::vector<Items::iterator> added;
   bool isAnyKnown = false;
   for (const std::string& id : ids) {
-    if (FindItem(std::string_view(id)) == nullptr) {
+    if (!IsKnown(id)) {
       continue;
     }
     isAnyKnown = true;
@@ -100,7 +75,6 @@ bool DisabledItems::CountAdded(const std::string& app, std::size_t count) {
   return false;
 }
 
-// An application may disable items before it takes its name.
 void DisabledItems::NoteInstance(const std::string& app) {
   if (m_Record.disablers.contains(app)) {
     CountAdded(app, 0);
@@ -117,7 +91,7 @@ void DisabledItems::SetDisabler(const std::string& app, Disabler disabler) {
 
 bool DisabledItems::Enable(const std::string& id, const std::string& app) {
   const auto item = m_Record.items.find(id);
-  if (LoadedCatalogue() == nullptr || item == m_Record.items.end()) {
+  if (!m_Catalogue || item == m_Record.items.end()) {
     return false;
   }
   const auto relation = Find(item, app);
@@ -125,7 +99,7 @@ bool DisabledItems::Enable(const std::string& id, const std::string& app) {
 }
 
 std::vector<std::string> DisabledItems::Release(const std::string& app) {
-  if (LoadedCatalogue() == nullptr || !m_Record.disablers.contains(app)) {
+  if (!m_Catalogue || !m_Record.disablers.contains(app)) {
     return {};
   }
   std::vector<Relation> relations;
@@ -185,8 +159,22 @@ std::vector<std::string> DisabledItems::AllItems() const {
   return InMenuOrder(ids);
 }
 
+// The items of the loaded catalogue with these identifiers.
+std::vector<std::string> DisabledItems::InMenuOrder(const std::vector<std::string>& ids) const {
+  std::vector<const Item*> items;  // they lie one behind the other in the order of the menu
+  for (const std::string& id : ids) {
+    items.push_back(m_Catalogue->Find(id));
+  }
+  std::sort(items.begin(), items.end());
+  std::vector<std::string> ordered;
+  for (const Item* item : items) {
+    ordered.push_back(item->id);
+  }
+  return ordered;
+}
+
 void DisabledItems::ReadMirror() {
-  const std::string text = ReadKeyText(kMirrorKey).value_or("");
+  const std::string text = m_Inputs.Text(kMirrorKey).value_or("");
   std::string damage;
   m_Record = ReadDisabledRecord(text, damage);
   if (!damage.empty()) {
@@ -210,12 +198,12 @@ void DisabledItems::DropUnknown() {
 }
 
 bool DisabledItems::DropUnknownItems() {
-  if (LoadedCatalogue() == nullptr) {
+  if (!m_Catalogue) {
     return false;
   }
   std::string unknown;
   const auto count = std::erase_if(m_Record.items, [&](const Items::value_type& item) {
-    if (FindItem(std::string_view(item.first)) != nullptr) {
+    if (IsKnown(item.first)) {
       return false;
     }
     if (unknown.empty()) {
@@ -234,13 +222,13 @@ bool DisabledItems::DropUnknownItems() {
   return count > 0;
 }
 
-bool DisabledItems::WriteMirror() const {
+bool DisabledItems::WriteMirror() {
   const std::string text = WriteDisabledRecord(m_Record);
   if (text.size() > kMostRecordText || RelationCount(m_Record) > kMostRelations) {
     LogError(fmt::format("{}: full, so the record stays as it is there", kMirrorKey));
     return false;
   }
-  if (vconf_set_str(kMirrorKey, text.c_str()) == 0) {
+  if (m_Inputs.WriteText(kMirrorKey, text)) {
     return true;
   }
   LogError(std::string(kMirrorKey) + ": cannot be written, so the record stays as it is there");

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "items/catalogue.h"
 #include "items/disabled_items_text.h"
+#include "items/inputs.h"
 
 namespace host {
 
@@ -17,8 +19,9 @@ namespace host {
 // enabled or released. Main-loop thread only.
 class DisabledItems {
  public:
-  // The record of this process.
-  static DisabledItems& Get();
+  // `inputs` and `catalogue`, which has a value while one is loaded, must outlive it.
+  DisabledItems(Inputs& inputs, const std::optional<Catalogue>& catalogue)
+      : m_Inputs(inputs), m_Catalogue(catalogue) {}
 
   // The items, of those in `ids`, that were enabled before and are disabled now. Identifiers that
   // the loaded catalogue does not have are passed over. A name that cannot be an application's is
@@ -39,6 +42,10 @@ class DisabledItems {
   // All items, in the order of the menu. A catalogue is loaded.
   std::vector<std::string> AllItems() const;
 
+  // To be called when an instance of an application begins to live: it may have disabled items
+  // before it took its name.
+  void NoteInstance(const std::string& app);
+
   // Takes the record from the mirror, as far as that is sound. The end of an application that
   // lived when it disabled something and does not live any more is reported (app_manager.h).
   void ReadMirror();
@@ -55,15 +62,17 @@ class DisabledItems {
     std::ptrdiff_t place;
   };
 
-  DisabledItems();
-
+  bool IsKnown(const std::string& id) const { return m_Catalogue && m_Catalogue->Find(id); }
+  std::vector<std::string> InMenuOrder(const std::vector<std::string>& ids) const;
   static std::optional<Relation> Find(Items::iterator item, const std::string& app);
   bool CountAdded(const std::string& app, std::size_t count);
-  void NoteInstance(const std::string& app);
   void SetDisabler(const std::string& app, Disabler disabler);
   std::vector<std::string> Remove(std::span<const Relation> relations, const std::string& app);
   bool DropUnknownItems();
-  bool WriteMirror() const;
+  bool WriteMirror();
+
+  Inputs& m_Inputs;
+  const std::optional<Catalogue>& m_Catalogue;
 
   // No list is empty, and no application is without an item; with a catalogue, all items are in
   // that.

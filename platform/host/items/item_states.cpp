@@ -4,19 +4,15 @@
 #include <string_view>
 #include <vector>
 
-#include "items/disabled_items.h"
 #include "items/library.h"
-#include "items/rules.h"
 #include "settings_item_info_api.h"
 
 // The questions about states, and the record of disabled items that they take into account.
 
 namespace {
 
-using host::DisabledItems;
-using host::FindItem;
 using host::Item;
-using host::LoadedCatalogue;
+using host::Library;
 
 constexpr int kUnknown = -1;
 constexpr int kNo = 0;
@@ -24,14 +20,12 @@ constexpr int kYes = 1;
 
 int Answer(bool yes) { return yes ? kYes : kNo; }
 
-bool IsVisible(const Item& item) { return host::IsTrue(*LoadedCatalogue(), item.states.visible); }
+bool IsVisible(const Item& item) { return Library().IsTrue(item.states.visible); }
 
-bool IsEnabledByRules(const Item& item) {
-  return host::IsTrue(*LoadedCatalogue(), item.states.enabled);
-}
+bool IsEnabledByRules(const Item& item) { return Library().IsTrue(item.states.enabled); }
 
 bool IsEnabled(const Item& item) {
-  return !DisabledItems::Get().Contains(item.id) && IsEnabledByRules(item);
+  return !Library().Disabled().Contains(item.id) && IsEnabledByRules(item);
 }
 
 // Whether there was anything to append.
@@ -42,14 +36,14 @@ bool Append(std::vector<std::string> texts, std::vector<std::string>& all) {
 
 template <typename Predicate>
 int AnswerForItem(const char* menuID, Predicate predicate) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   return item != nullptr ? Answer(predicate(*item)) : kUnknown;
 }
 
 // About the item and every group above it.
 template <typename Predicate>
 int AnswerForPath(const char* menuID, Predicate predicate) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   if (item == nullptr) {
     return kUnknown;
   }
@@ -57,14 +51,14 @@ int AnswerForPath(const char* menuID, Predicate predicate) {
     if (item->parent == host::kNoItem) {
       return kYes;
     }
-    item = &LoadedCatalogue()->At(item->parent);
+    item = &Library().Loaded()->At(item->parent);
   }
   return kNo;
 }
 
 template <typename Predicate>
 int AnswerForOption(const char* menuID, const char* value, Predicate predicate) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   if (item == nullptr || !item->value || value == nullptr) {
     return kUnknown;
   }
@@ -94,56 +88,56 @@ int CSettingsItemInfoAPI::GetItemPathEnable(const char* menuID) {
 
 int CSettingsItemInfoAPI::GetSubListItemVisible(const char* menuID, const char* value) {
   return AnswerForOption(menuID, value, [](const host::Option& option) {
-    return host::IsTrue(*LoadedCatalogue(), option.states.visible);
+    return Library().IsTrue(option.states.visible);
   });
 }
 
 int CSettingsItemInfoAPI::GetSubListItemEnable(const char* menuID, const char* value) {
   return AnswerForOption(menuID, value, [](const host::Option& option) {
-    return host::IsTrue(*LoadedCatalogue(), option.states.enabled);
+    return Library().IsTrue(option.states.enabled);
   });
 }
 
 bool CSettingsItemInfoAPI::EnableItem(std::string menuID, std::string appName) {
-  return DisabledItems::Get().Enable(menuID, appName);
+  return Library().Disabled().Enable(menuID, appName);
 }
 
 bool CSettingsItemInfoAPI::DisableItem(std::string menuID, std::string appName) {
-  return !DisabledItems::Get().Disable({&menuID, 1}, appName).empty();
+  return !Library().Disabled().Disable({&menuID, 1}, appName).empty();
 }
 
 bool CSettingsItemInfoAPI::DisableItemsByList(std::vector<std::string>& requested,
                                               std::vector<std::string>& disabled,
                                               std::string appName) {
-  return Append(DisabledItems::Get().Disable(requested, appName), disabled);
+  return Append(Library().Disabled().Disable(requested, appName), disabled);
 }
 
 bool CSettingsItemInfoAPI::RemoveDisabledItemsByAppname(std::vector<std::string>& released,
                                                         std::string appName) {
-  return Append(DisabledItems::Get().Release(appName), released);
+  return Append(Library().Disabled().Release(appName), released);
 }
 
 bool CSettingsItemInfoAPI::IsItemEnabled(std::string menuID) {
   const std::string_view id = menuID;
-  return FindItem(id) != nullptr && !DisabledItems::Get().Contains(id);
+  return Library().Find(id) != nullptr && !Library().Disabled().Contains(id);
 }
 
 bool CSettingsItemInfoAPI::GetDisablerAppNamesByMenuId(std::string menuID,
                                                        std::vector<std::string>& appNames) {
   const std::string_view id = menuID;
-  if (FindItem(id) == nullptr) {
+  if (Library().Find(id) == nullptr) {
     return false;
   }
-  Append(DisabledItems::Get().Applications(id), appNames);
+  Append(Library().Disabled().Applications(id), appNames);
   return true;
 }
 
 bool CSettingsItemInfoAPI::GetDisabledItemsList(std::vector<std::string>& menuIDs) {
-  if (LoadedCatalogue() == nullptr) {
+  if (Library().Loaded() == nullptr) {
     return false;
   }
-  Append(DisabledItems::Get().AllItems(), menuIDs);
+  Append(Library().Disabled().AllItems(), menuIDs);
   return true;
 }
 
-void CSettingsItemInfoAPI::UpdateDisabledItemList() { DisabledItems::Get().ReadMirror(); }
+void CSettingsItemInfoAPI::UpdateDisabledItemList() { Library().Disabled().ReadMirror(); }

@@ -1,9 +1,7 @@
-#include "items/item_value.h"
+#include "items/error_log.h"
+#include "items/item_library.h"
 
-#include "items/active_speaker.h"
-#include "items/key_text.h"
-#include "items/library.h"
-#include "vconf.h"
+// The values of items in the key store (docs/items.md).
 
 namespace host {
 namespace {
@@ -17,49 +15,20 @@ std::optional<ValuePosition> FindText(const ValueDefinition& value,
   return text ? FindValue(value.values, *text) : std::nullopt;
 }
 
-std::optional<ValuePosition> FollowedValue(const ValueDefinition& value) {
-  return value.followsSpeaker ? FindText(value, ActiveSpeakerType()) : std::nullopt;
-}
-
-std::optional<ValuePosition> StoredValue(const ValueDefinition& value) {
-  if (value.storage == Storage::kString) {
-    return FindText(value, ReadKeyText(value.key));
+bool LoggedUnless(bool done, const Item& item, const std::string& key) {
+  if (!done) {
+    LogError(item.id + ": cannot write key " + key);
   }
-  int number = 0;
-  return vconf_get_int(value.key.c_str(), &number) == 0 ? FindNumber(value.values, number)
-                                                        : std::nullopt;
-}
-
-bool WriteText(const Item& item, const std::string& key, const std::string& text) {
-  if (vconf_set_str(key.c_str(), text.c_str()) == 0) {
-    return true;
-  }
-  LogError(item.id + ": cannot write key " + key);
-  return false;
-}
-
-bool WriteNumber(const Item& item, const std::string& key, int number) {
-  if (vconf_set_int(key.c_str(), number) == 0) {
-    return true;
-  }
-  LogError(item.id + ": cannot write key " + key);
-  return false;
-}
-
-// Before the value is stored: a failure that came after it would deny a change that was made.
-bool EndPreview(const Item& item) {
-  const std::string key = PreviewKey(item);
-  const auto preview = ReadKeyText(key);
-  return !preview || preview->empty() || WriteText(item, key, "");
+  return done;
 }
 
 }  // namespace
 
-ValuePosition CurrentValue(const Item& item) {
+ValuePosition ItemLibrary::CurrentValue(const Item& item) const {
   const ValueDefinition& value = *item.value;
-  auto position = FindText(value, ReadKeyText(PreviewKey(item)));
-  if (!position) {
-    position = FollowedValue(value);
+  auto position = FindText(value, m_Inputs.Text(PreviewKey(item)));
+  if (!position && value.followsSpeaker) {
+    position = FindText(value, m_SpeakerType);
   }
   if (!position) {
     position = StoredValue(value);
@@ -67,18 +36,35 @@ ValuePosition CurrentValue(const Item& item) {
   return position.value_or(value.standard);
 }
 
-bool StoreValue(const Item& item, ValuePosition position) {
+std::optional<ValuePosition> ItemLibrary::StoredValue(const ValueDefinition& value) const {
+  if (value.storage == Storage::kString) {
+    return FindText(value, m_Inputs.Text(value.key));
+  }
+  const auto number = m_Inputs.Number(value.key);
+  return number ? FindNumber(value.values, *number) : std::nullopt;
+}
+
+bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
   const ValueDefinition& value = *item.value;
   if (!EndPreview(item)) {
     return false;
   }
-  return value.storage == Storage::kString
-             ? WriteText(item, value.key, ValueText(value.values, position))
-             : WriteNumber(item, value.key, ValueNumber(value.values, position));
+  return LoggedUnless(value.storage == Storage::kString
+                          ? m_Inputs.WriteText(value.key, ValueText(value.values, position))
+                          : m_Inputs.WriteNumber(value.key, ValueNumber(value.values, position)),
+                      item, value.key);
 }
 
-bool PreviewValue(const Item& item, ValuePosition position) {
-  return WriteText(item, PreviewKey(item), ValueText(item.value->values, position));
+// Before the value is stored: a failure that came after it would deny a change that was made.
+bool ItemLibrary::EndPreview(const Item& item) {
+  const std::string key = PreviewKey(item);
+  const auto preview = m_Inputs.Text(key);
+  return !preview || preview->empty() || LoggedUnless(m_Inputs.WriteText(key, ""), item, key);
+}
+
+bool ItemLibrary::PreviewValue(const Item& item, ValuePosition position) {
+  const std::string key = PreviewKey(item);
+  return LoggedUnless(m_Inputs.WriteText(key, ValueText(item.value->values, position)), item, key);
 }
 
 }  // namespace host

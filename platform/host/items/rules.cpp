@@ -1,15 +1,8 @@
-#include "items/rules.h"
-
 #include <algorithm>
 #include <string>
 #include <string_view>
 
-#include "items/active_speaker.h"
-#include "items/catalogue.h"
-#include "items/item_value.h"
-#include "items/key_text.h"
-#include "system_info.h"
-#include "vconf.h"
+#include "items/item_library.h"
 
 namespace host {
 namespace {
@@ -20,8 +13,11 @@ constexpr std::string_view kOwnSpeaker = "tvspeaker";
 
 class Judge {
  public:
-  explicit Judge(const Catalogue& catalogue)
-      : m_Catalogue(catalogue), m_Rules(catalogue.AllRules()) {}
+  Judge(const ItemLibrary& library, const Inputs& inputs, const std::string& speakerType)
+      : m_Library(library),
+        m_Rules(library.Loaded()->AllRules()),
+        m_Inputs(inputs),
+        m_SpeakerType(speakerType) {}
 
   bool IsTrue(RuleIndex rule) const {
     const RuleNode& node = m_Rules.nodes[rule];
@@ -33,33 +29,24 @@ class Judge {
       case RuleKind::kNot:
         return !IsTrue(rule + 1);
       case RuleKind::kItem:
-        return HasNumber(node, CurrentValue(m_Catalogue.At(node.subject)));
-      case RuleKind::kIntKey: {
-        int number = 0;
-        return vconf_get_int(Subject(node).c_str(), &number) == 0 && HasNumber(node, number);
-      }
+        return HasNumber(node, m_Library.CurrentValue(m_Library.Loaded()->At(node.subject)));
+      case RuleKind::kIntKey:
+        return HasNumber(node, m_Inputs.Number(Subject(node)));
       case RuleKind::kTextKey: {
-        const auto text = ReadKeyText(Subject(node));
+        const auto text = m_Inputs.Text(Subject(node));
         return text && HasText(node, *text);
       }
-      case RuleKind::kBoolFeature: {
-        bool feature = false;
-        return system_info_get_custom_bool(Subject(node).c_str(), &feature) == 0 &&
-               HasNumber(node, feature);
-      }
-      case RuleKind::kIntFeature: {
-        int feature = 0;
-        return system_info_get_custom_int(Subject(node).c_str(), &feature) == 0 &&
-               HasNumber(node, feature);
-      }
+      case RuleKind::kBoolFeature:
+        return HasNumber(node, m_Inputs.BoolFeature(Subject(node)));
+      case RuleKind::kIntFeature:
+        return HasNumber(node, m_Inputs.IntFeature(Subject(node)));
       case RuleKind::kSource: {
-        const auto type = ReadKeyText(kSourceTypeKey);
+        const auto type = m_Inputs.Text(kSourceTypeKey);
         return HasText(node, type && !type->empty() ? std::string_view(*type) : kTuner);
       }
-      case RuleKind::kSpeaker: {
-        const std::string& type = ActiveSpeakerType();
-        return HasText(node, !type.empty() ? std::string_view(type) : kOwnSpeaker);
-      }
+      case RuleKind::kSpeaker:
+        return HasText(node,
+                       !m_SpeakerType.empty() ? std::string_view(m_SpeakerType) : kOwnSpeaker);
     }
     return false;
   }
@@ -78,10 +65,10 @@ class Judge {
 
   const std::string& Subject(const RuleNode& node) const { return m_Rules.texts[node.subject]; }
 
-  bool HasNumber(const RuleNode& node, std::int64_t number) const {
+  bool HasNumber(const RuleNode& node, std::optional<std::int64_t> number) const {
     const auto numbers = m_Rules.numbers.begin();
     const auto end = numbers + node.endValue;
-    return std::find(numbers + node.firstValue, end, number) != end;
+    return number && std::find(numbers + node.firstValue, end, *number) != end;
   }
 
   bool HasText(const RuleNode& node, std::string_view text) const {
@@ -90,14 +77,16 @@ class Judge {
     return std::find(texts + node.firstValue, end, text) != end;
   }
 
-  const Catalogue& m_Catalogue;
+  const ItemLibrary& m_Library;
   const Rules& m_Rules;
+  const Inputs& m_Inputs;
+  const std::string& m_SpeakerType;
 };
 
 }  // namespace
 
-bool IsTrue(const Catalogue& catalogue, RuleIndex rule) {
-  return rule == kNoRule || Judge(catalogue).IsTrue(rule);
+bool ItemLibrary::IsTrue(RuleIndex rule) const {
+  return rule == kNoRule || Judge(*this, m_Inputs, m_SpeakerType).IsTrue(rule);
 }
 
 }  // namespace host

@@ -40,9 +40,4 @@ struct Rules {
   std::vector<std::string> texts;
 };
 
-class Catalogue;
-
-// Whether a rule of the catalogue is true at present. Main-loop thread only.
-bool IsTrue(const Catalogue& catalogue, RuleIndex rule);
-
 }  // namespace host

@@ -2,24 +2,21 @@
 
 #include <json/json.h>
 
-#include "items/disabled_items.h"
-#include "items/item_value.h"
 #include "items/library.h"
 #include "items/text.h"
 #include "items/translation.h"
-#include "menu_audio_util.h"
 #include "system/environment.h"
 
 namespace {
 
-using host::FindItem;
 using host::Item;
+using host::Library;
 
 constexpr RET_ITEMINFO kDone = 0;
 constexpr RET_ITEMINFO kFailed = -1;
 
 const Item* FindItemWithValue(const char* menuID) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   return item != nullptr && item->value ? item : nullptr;
 }
 
@@ -43,7 +40,7 @@ void CopyText(const std::string& text, char* buffer) {
 
 Json::Value TopItems() {
   Json::Value list(Json::arrayValue);
-  if (const host::Catalogue* catalogue = host::LoadedCatalogue()) {
+  if (const host::Catalogue* catalogue = Library().Loaded()) {
     for (const Item& item : catalogue->Items()) {
       if (item.parent == host::kNoItem) {
         list.append(item.id);
@@ -68,9 +65,7 @@ std::string ListText(const Json::Value& list) {
 
 void CSettingsItemInfoAPI::InitSettingsItemInfoAPI() {
   host::UseTranslations(host::GetEnvironment().localeDir);
-  host::LoadCatalogue(host::GetEnvironment().dataDir / "catalogue" / "menu.json");
-  CMenuAudioUtil::FreshSpeakerType();
-  host::DisabledItems::Get().DropUnknown();
+  Library().Load(host::GetEnvironment().dataDir / "catalogue" / "menu.json");
 }
 
 int CSettingsItemInfoAPI::GetItemValue(const char* menuID, char* valueName, char* value) {
@@ -78,7 +73,7 @@ int CSettingsItemInfoAPI::GetItemValue(const char* menuID, char* valueName, char
   if (item == nullptr) {
     return kFailed;
   }
-  const host::ValuePosition position = host::CurrentValue(*item);
+  const host::ValuePosition position = Library().CurrentValue(*item);
   CopyText(host::ValueName(item->value->values, position), valueName);
   CopyText(host::ValueText(item->value->values, position), value);
   return kDone;
@@ -94,21 +89,21 @@ int CSettingsItemInfoAPI::SetItemValue(const char* menuID, const char* value, bo
     return kFailed;
   }
   const bool done =
-      preview ? host::PreviewValue(*item, *position) : host::StoreValue(*item, *position);
+      preview ? Library().PreviewValue(*item, *position) : Library().StoreValue(*item, *position);
   return done ? kDone : kFailed;
 }
 
 int CSettingsItemInfoAPI::GetSettingsItemPathByString(std::string menuID, std::string& path) {
-  const Item* item = FindItem(std::string_view(menuID));
+  const Item* item = Library().Find(std::string_view(menuID));
   if (item == nullptr) {
     return kFailed;
   }
-  path = host::LoadedCatalogue()->Path(*item);
+  path = Library().Loaded()->Path(*item);
   return kDone;
 }
 
 int CSettingsItemInfoAPI::GetItemDisplayID(const char* menuID, char* displayID) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   if (item == nullptr) {
     return kFailed;
   }
@@ -117,7 +112,7 @@ int CSettingsItemInfoAPI::GetItemDisplayID(const char* menuID, char* displayID) 
 }
 
 int CSettingsItemInfoAPI::GetItemDisplayName(const char* menuID, char* displayName) {
-  const Item* item = FindItem(menuID);
+  const Item* item = Library().Find(menuID);
   if (item == nullptr) {
     return kFailed;
   }
@@ -143,9 +138,9 @@ std::string CSettingsItemInfoAPI::GetSubItemsListByString(const char* menuID) {
     return ListText(TopItems());
   }
   Json::Value list(Json::arrayValue);
-  if (const Item* item = FindItem(menuID)) {
+  if (const Item* item = Library().Find(menuID)) {
     for (const std::uint32_t child : item->children) {
-      list.append(host::LoadedCatalogue()->At(child).id);
+      list.append(Library().Loaded()->At(child).id);
     }
   }
   return ListText(list);

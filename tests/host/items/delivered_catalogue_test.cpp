@@ -12,9 +12,9 @@
 #include <variant>
 #include <vector>
 
-#include "items/catalogue.h"
+#include "items/host_inputs.h"
+#include "items/item_library.h"
 #include "items/translation.h"
-#include "menu_audio_util.h"
 #include "platform_double.h"
 
 namespace {
@@ -40,21 +40,18 @@ class DeliveredCatalogue : public testing::Test {
  protected:
   DeliveredCatalogue() { MakeSetNew(); }
 
-  ~DeliveredCatalogue() override {
-    PlatformDouble::Get().Reset();
-    CMenuAudioUtil::FreshSpeakerType();
-  }
+  ~DeliveredCatalogue() override { PlatformDouble::Get().Reset(); }
 
   // A set of a model with every feature, on which nothing was set yet: the tuner is on the screen,
   // the set's own speaker plays.
-  static void MakeSetNew() {
+  void MakeSetNew() {
     PlatformDouble& platform = PlatformDouble::Get();
     platform.Reset();
     platform.SetFeature(kGameBar, true);
     platform.SetFeature(kGameBarLaunch, 1);
     platform.SetFeature(kOutdoor, true);
     platform.SetFeature(kEnergyNotice, true);
-    CMenuAudioUtil::FreshSpeakerType();
+    m_Library.FreshSpeakerType();
   }
 
   static void Set(const char* key, std::variant<int, std::string> value) {
@@ -101,8 +98,8 @@ class DeliveredCatalogue : public testing::Test {
     return *option;
   }
 
-  bool IsVisible(const States& states) const { return IsTrue(m_Catalogue, states.visible); }
-  bool IsEnabled(const States& states) const { return IsTrue(m_Catalogue, states.enabled); }
+  bool IsVisible(const States& states) const { return m_Library.IsTrue(states.visible); }
+  bool IsEnabled(const States& states) const { return m_Library.IsTrue(states.enabled); }
 
   // The same for an item and every group above it.
   bool IsPathVisible(const Item& item) const {
@@ -118,7 +115,17 @@ class DeliveredCatalogue : public testing::Test {
     return states.visible != host::kNoRule || states.enabled != host::kNoRule;
   }
 
-  Catalogue m_Catalogue = Catalogue::Load(kDirectory / "menu.json");
+  const Catalogue& Load() {
+    m_Library.Load(kDirectory / "menu.json");
+    if (m_Library.Loaded() == nullptr) {
+      throw std::runtime_error(PlatformDouble::Get().Log().front().text);
+    }
+    return *m_Library.Loaded();
+  }
+
+  host::HostInputs m_Inputs;
+  host::ItemLibrary m_Library{m_Inputs};
+  const Catalogue& m_Catalogue = Load();
 };
 
 TEST_F(DeliveredCatalogue, HasTheWholeMenuOfATelevision) {
@@ -332,7 +339,7 @@ TEST_F(DeliveredCatalogue, SoundIsShapedForTheSpeakerThatPlays) {
   EXPECT_TRUE(IsPathEnabled(Find("equaliser")));
   EXPECT_TRUE(IsPathVisible(Find("volumetvspeaker")));
   Set("memory/set/speaker", "optical");
-  CMenuAudioUtil::FreshSpeakerType();
+  m_Library.FreshSpeakerType();
   EXPECT_FALSE(IsPathEnabled(Find("equaliser")));
   EXPECT_FALSE(IsPathVisible(Find("volumetvspeaker")));
   EXPECT_TRUE(IsPathEnabled(Find("digitaldelay")));

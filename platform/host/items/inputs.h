@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+// What items depend on and where their values are kept: the key store and the features of the
+// model. Main-loop thread only.
+class Inputs {
+ public:
+  virtual ~Inputs() = default;
+
+  // What a key holds; nothing when it is missing or of the other type.
+  virtual std::optional<int> Number(const std::string& key) const = 0;
+  virtual std::optional<std::string> Text(const std::string& key) const = 0;
+
+  // False when the key store failed; the key is as it was then.
+  virtual bool WriteNumber(const std::string& key, int number) = 0;
+  virtual bool WriteText(const std::string& key, const std::string& text) = 0;
+
+  // The value of a feature; nothing when the model does not have it, or with the other type.
+  virtual std::optional<bool> BoolFeature(const std::string& feature) const = 0;
+  virtual std::optional<int> IntFeature(const std::string& feature) const = 0;
+};
+
+}  // namespace host

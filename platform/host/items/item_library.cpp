@@ -1,0 +1,41 @@
+#include "items/item_library.h"
+
+#include "items/error_log.h"
+
+namespace host {
+namespace {
+
+const std::string kSpeakerKey = "memory/set/speaker";
+
+}  // namespace
+
+void ItemLibrary::Load(const std::filesystem::path& file) {
+  m_Catalogue.reset();
+  try {
+    m_Catalogue.emplace(Catalogue::Load(file));
+  } catch (const CatalogueError& error) {
+    for (const CatalogueProblem& problem : error.Problems()) {
+      LogError(ToText(problem));
+    }
+  }
+  FreshSpeakerType();
+  m_Disabled.DropUnknown();
+}
+
+const Item* ItemLibrary::Find(const char* menuID) const {
+  return menuID != nullptr ? Find(std::string_view(menuID)) : nullptr;
+}
+
+const Item* ItemLibrary::Find(std::string_view menuID) const {
+  return m_Catalogue ? m_Catalogue->Find(menuID) : nullptr;
+}
+
+// A missing key means that no speaker was chosen; a number is a type that cannot be read.
+void ItemLibrary::FreshSpeakerType() {
+  const auto type = m_Inputs.Text(kSpeakerKey);
+  if (type || !m_Inputs.Number(kSpeakerKey)) {
+    m_SpeakerType = type.value_or("");
+  }
+}
+
+}  // namespace host

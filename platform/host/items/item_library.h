@@ -1,0 +1,66 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "items/catalogue.h"
+#include "items/disabled_items.h"
+#include "items/inputs.h"
+
+namespace host {
+
+// The settings data library over a key store and a model (docs/items.md): the catalogue, the
+// values and states of its items, and the record of disabled ones. Main-loop thread only.
+class ItemLibrary {
+ public:
+  // `inputs` must outlive it.
+  explicit ItemLibrary(Inputs& inputs) : m_Inputs(inputs) {}
+  ItemLibrary(const ItemLibrary&) = delete;
+  ItemLibrary& operator=(const ItemLibrary&) = delete;
+
+  // Replaces the catalogue by the one in `file`, reads the type of the speaker, and drops what the
+  // record has that the catalogue has not. When the file has mistakes every one of them is logged
+  // and no catalogue is loaded any more.
+  void Load(const std::filesystem::path& file);
+
+  // Null while none is loaded.
+  const Catalogue* Loaded() const { return m_Catalogue ? &*m_Catalogue : nullptr; }
+
+  // Null when there is no such item. A null `menuID` names none.
+  const Item* Find(const char* menuID) const;
+  const Item* Find(std::string_view menuID) const;
+
+  // Reads the type of the active speaker, which is known from here on.
+  void FreshSpeakerType();
+
+  // The value in effect of an item that has one: what is previewed, otherwise what the item
+  // follows, otherwise what is stored, otherwise the default. A text or number in the store that
+  // is none of the item's values counts as not there.
+  ValuePosition CurrentValue(const Item& item) const;
+
+  // Stores a value for good and ends a preview. False, and logged, when the key store failed; the
+  // value was not stored then.
+  bool StoreValue(const Item& item, ValuePosition position);
+
+  // Shows a value until the next StoreValue, at most until the set restarts. False, and logged,
+  // when the key store failed.
+  bool PreviewValue(const Item& item, ValuePosition position);
+
+  // Whether a rule of the loaded catalogue is true at present.
+  bool IsTrue(RuleIndex rule) const;
+
+  DisabledItems& Disabled() { return m_Disabled; }
+
+ private:
+  std::optional<ValuePosition> StoredValue(const ValueDefinition& value) const;
+  bool EndPreview(const Item& item);
+
+  Inputs& m_Inputs;
+  std::optional<Catalogue> m_Catalogue;
+  std::string m_SpeakerType;  // empty when no speaker was chosen on the set
+  DisabledItems m_Disabled{m_Inputs, m_Catalogue};
+};
+
+}  // namespace host
