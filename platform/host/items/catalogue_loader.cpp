@@ -304,6 +304,7 @@ std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemK
       return std::nullopt;
   }
   value.key = ReadOwnKey(object);
+  value.previewKey = kPreviewKeys + m_Reader.Here().item;
   return value;
 }
 

@@ -21,7 +21,7 @@ bool IsKeyCharacter(char c) {
 // Narrower than what the key store takes, so that keys can be typed and read aloud.
 bool IsItemKey(std::string_view key) {
   const bool isInStore = key.starts_with("db/") || key.starts_with("memory/");
-  const bool isPreview = key.starts_with("memory/menu/preview/");
+  const bool isPreview = key.starts_with(kPreviewKeys);
   return isInStore && !isPreview && key.size() <= kMaxKeyBytes && key.back() != '/' &&
          key.find("//") == key.npos && std::all_of(key.begin(), key.end(), IsKeyCharacter);
 }
@@ -151,8 +151,8 @@ std::optional<std::string> CatalogueReader::ReadKey(const JsonObject& object) {
     Report(object, "key",
            fmt::format("key \"{}\" must begin with db/ or memory/, have letters, "
                        "digits, \"_\", \"-\" and \".\" between single slashes, at "
-                       "most {} bytes in all, and not lie in memory/menu/preview/",
-                       *key, kMaxKeyBytes));
+                       "most {} bytes in all, and not lie in {}",
+                       *key, kMaxKeyBytes, kPreviewKeys));
   }
   return key;
 }

@@ -21,6 +21,9 @@ struct KnownMember {
   bool isRequired;
 };
 
+// Where the previews of items stand, each behind this by the item's identifier.
+inline constexpr char kPreviewKeys[] = "memory/menu/preview/";
+
 // Whether a key belongs to the set or to the library itself, so that no item can keep its value
 // there.
 bool IsTakenKey(std::string_view key);

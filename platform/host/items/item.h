@@ -52,11 +52,12 @@ std::optional<ValuePosition> FindNumber(const ValueSet& values, int number);
 std::string ValueText(const ValueSet& values, ValuePosition position);
 int ValueNumber(const ValueSet& values, ValuePosition position);
 
-// Where an item's value is kept, and what it is while nothing is.
+// Where an item's value is kept and previewed, and what it is while nothing is.
 struct ValueDefinition {
   ValueSet values;
   ValuePosition standard = 0;
   std::string key;
+  std::string previewKey;
   Storage storage = Storage::kString;
   bool followsSpeaker = false;
 };

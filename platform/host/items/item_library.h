@@ -56,6 +56,7 @@ class ItemLibrary {
  private:
   std::optional<ValuePosition> StoredValue(const ValueDefinition& value) const;
   bool EndPreview(const Item& item);
+  bool WritePreview(const Item& item, const std::string& text);
 
   Inputs& m_Inputs;
   std::optional<Catalogue> m_Catalogue;

@@ -6,9 +6,6 @@
 namespace host {
 namespace {
 
-// Keys cannot be removed through vconf.h: an empty text means that there is no preview.
-std::string PreviewKey(const Item& item) { return "memory/menu/preview/" + item.id; }
-
 // An empty text is the value of no item.
 std::optional<ValuePosition> FindText(const ValueDefinition& value,
                                       const std::optional<std::string>& text) {
@@ -26,7 +23,7 @@ bool LoggedUnless(bool done, const Item& item, const std::string& key) {
 
 ValuePosition ItemLibrary::CurrentValue(const Item& item) const {
   const ValueDefinition& value = *item.value;
-  auto position = FindText(value, m_Inputs.Text(PreviewKey(item)));
+  auto position = FindText(value, m_Inputs.Text(value.previewKey));
   if (!position && value.followsSpeaker) {
     position = FindText(value, m_SpeakerType);
   }
@@ -55,16 +52,20 @@ bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
                       item, value.key);
 }
 
-// Before the value is stored: a failure that came after it would deny a change that was made.
+// Before the value is stored: a failure that came after it would deny a change that was made. Keys
+// cannot be removed through vconf.h: an empty text means that there is no preview.
 bool ItemLibrary::EndPreview(const Item& item) {
-  const std::string key = PreviewKey(item);
-  const auto preview = m_Inputs.Text(key);
-  return !preview || preview->empty() || LoggedUnless(m_Inputs.WriteText(key, ""), item, key);
+  const auto preview = m_Inputs.Text(item.value->previewKey);
+  return !preview || preview->empty() || WritePreview(item, "");
 }
 
 bool ItemLibrary::PreviewValue(const Item& item, ValuePosition position) {
-  const std::string key = PreviewKey(item);
-  return LoggedUnless(m_Inputs.WriteText(key, ValueText(item.value->values, position)), item, key);
+  return WritePreview(item, ValueText(item.value->values, position));
+}
+
+bool ItemLibrary::WritePreview(const Item& item, const std::string& text) {
+  const std::string& key = item.value->previewKey;
+  return LoggedUnless(m_Inputs.WriteText(key, text), item, key);
 }
 
 }  // namespace host

@@ -21,25 +21,32 @@ constexpr KnownMember kFeatureMembers[] = {{"feature", true}, {"is", true}};
 constexpr KnownMember kSourceMembers[] = {{"source", true}};
 constexpr KnownMember kSpeakerMembers[] = {{"speaker", true}};
 
-// The member that tells what a rule is, with all of its members. Which of the two kinds of keys
-// or features it is, its values tell.
+enum class Subject { kRules, kRule, kItem, kKey, kFeature, kSource, kSpeaker };
+
+// The member that tells what a rule is over, with all of its members. Whether a key holds a number
+// or a text, the values of the rule tell.
 struct Form {
   std::string_view member;
+  Subject subject;
   RuleKind kind;
   std::string_view what;
   std::span<const KnownMember> members;
 };
 
 constexpr Form kForms[] = {
-    {"all", RuleKind::kAll, "an \"all\" rule", kAllMembers},
-    {"any", RuleKind::kAny, "an \"any\" rule", kAnyMembers},
-    {"not", RuleKind::kNot, "a \"not\" rule", kNotMembers},
-    {"item", RuleKind::kItem, "a rule over an item", kItemMembers},
-    {"key", RuleKind::kTextKey, "a rule over a key", kKeyMembers},
-    {"feature", RuleKind::kBoolFeature, "a rule over a feature", kFeatureMembers},
-    {"source", RuleKind::kSource, "a rule over the source", kSourceMembers},
-    {"speaker", RuleKind::kSpeaker, "a rule over the speaker", kSpeakerMembers},
+    {"all", Subject::kRules, RuleKind::kAll, "an \"all\" rule", kAllMembers},
+    {"any", Subject::kRules, RuleKind::kAny, "an \"any\" rule", kAnyMembers},
+    {"not", Subject::kRule, RuleKind::kNot, "a \"not\" rule", kNotMembers},
+    {"item", Subject::kItem, RuleKind::kNumber, "a rule over an item", kItemMembers},
+    {"key", Subject::kKey, RuleKind::kText, "a rule over a key", kKeyMembers},
+    {"feature", Subject::kFeature, RuleKind::kNumber, "a rule over a feature", kFeatureMembers},
+    {"source", Subject::kSource, RuleKind::kText, "a rule over the source", kSourceMembers},
+    {"speaker", Subject::kSpeaker, RuleKind::kText, "a rule over the speaker", kSpeakerMembers},
 };
+
+constexpr char kSourceTypeKey[] = "memory/set/source/type";
+constexpr char kTuner[] = "tv";
+constexpr char kOwnSpeaker[] = "tvspeaker";
 
 constexpr std::string_view kSourceTypes[] = {"tv",    "hdmi", "component", "av",
                                              "scart", "pc",   "usb",       "app"};
@@ -143,29 +150,26 @@ void RuleReader::ReadRule(const Json::Value& json) {
   const auto rule = static_cast<RuleIndex>(m_Rules.nodes.size());
   RuleNode& node = m_Rules.nodes.emplace_back(RuleNode{form->kind, rule + 1});
   const Json::Value& first = *object.Find(form->member);
-  switch (form->kind) {
-    case RuleKind::kAll:
-    case RuleKind::kAny:
+  switch (form->subject) {
+    case Subject::kRules:
       ReadParts(first, form->member);
       break;
-    case RuleKind::kNot:
+    case Subject::kRule:
       ReadRule(first);
       break;
-    case RuleKind::kItem:
+    case Subject::kItem:
       ReadItemRule(object, rule);
       break;
-    case RuleKind::kIntKey:
-    case RuleKind::kTextKey:
+    case Subject::kKey:
       ReadKeyRule(object, node);
       break;
-    case RuleKind::kBoolFeature:
-    case RuleKind::kIntFeature:
+    case Subject::kFeature:
       ReadFeatureRule(object, node);
       break;
-    case RuleKind::kSource:
+    case Subject::kSource:
       ReadSourceRule(first, node);
       break;
-    case RuleKind::kSpeaker:
+    case Subject::kSpeaker:
       ReadSpeakerRule(first, node);
       break;
   }
@@ -201,11 +205,12 @@ void RuleReader::ReadKeyRule(const JsonObject& object, RuleNode& node) {
   if (!key || values == nullptr) {
     return;
   }
-  node.subject = AddText(*key);
   if (FindBad(*values, IsInteger) == nullptr) {
-    node.kind = RuleKind::kIntKey;
+    node.kind = RuleKind::kNumber;
+    node.input = AddInput({InputKind::kIntKey, 0, *key, ""});
     AddNumbers(*values, node);
   } else if (FindBad(*values, IsText) == nullptr) {
+    node.input = AddInput({InputKind::kTextKey, 0, *key, ""});
     AddTexts(*values, node);
   } else {
     m_Reader.Report(*values,
@@ -227,11 +232,11 @@ void RuleReader::ReadFeatureRule(const JsonObject& object, RuleNode& node) {
                                 "between single slashes, of which there is one at least",
                                 *key));
   }
-  node.subject = AddText(*key);
   if (FindBad(*values, IsTruth) == nullptr) {
+    node.input = AddInput({InputKind::kBoolFeature, 0, *key, ""});
     AddNumbers(*values, node);
   } else if (FindBad(*values, IsInteger) == nullptr) {
-    node.kind = RuleKind::kIntFeature;
+    node.input = AddInput({InputKind::kIntFeature, 0, *key, ""});
     AddNumbers(*values, node);
   } else {
     m_Reader.Report(*values,
@@ -246,6 +251,7 @@ void RuleReader::ReadSourceRule(const Json::Value& types, RuleNode& node) {
                                       Quoted(kSourceTypes)));
     return;
   }
+  node.input = AddInput({InputKind::kTextKey, 0, kSourceTypeKey, kTuner});
   AddTexts(types, node);
 }
 
@@ -256,18 +262,23 @@ void RuleReader::ReadSpeakerRule(const Json::Value& types, RuleNode& node) {
                     "control characters, or a list of such texts");
     return;
   }
+  node.input = AddInput({InputKind::kSpeaker, 0, "", kOwnSpeaker});
   AddTexts(types, node);
 }
 
-std::uint32_t RuleReader::AddText(std::string_view text) {
-  m_Rules.texts.emplace_back(text);
-  return static_cast<std::uint32_t>(m_Rules.texts.size() - 1);
+std::uint32_t RuleReader::AddInput(RuleInput input) {
+  const auto next = static_cast<std::uint32_t>(m_Rules.inputs.size());
+  const auto [known, isNew] = m_InputPlaces.try_emplace(std::move(input), next);
+  if (isNew) {
+    m_Rules.inputs.push_back(known->first);
+  }
+  return known->second;
 }
 
 void RuleReader::AddTexts(const Json::Value& texts, RuleNode& node) {
   node.firstValue = static_cast<std::uint32_t>(m_Rules.texts.size());
   for (const Json::Value* text : ValuesOf(texts)) {
-    AddText(TextOf(*text));
+    m_Rules.texts.emplace_back(TextOf(*text));
   }
   node.endValue = static_cast<std::uint32_t>(m_Rules.texts.size());
 }
@@ -320,7 +331,7 @@ void RuleReader::FindValues(const Mention& mention, std::uint32_t to,
   const ValueSet& values = item.value->values;
   const bool isRange = std::holds_alternative<Range>(values);
   RuleNode& node = m_Rules.nodes[mention.rule];
-  node.subject = to;
+  node.input = AddInput({InputKind::kItem, to, "", ""});
   node.firstValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
   for (const Json::Value* json : ValuesOf(*mention.values)) {
     const std::string_view written = mention.source->Written(*json);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -46,7 +47,7 @@ class RuleReader {
   void ReadFeatureRule(const JsonObject& object, RuleNode& node);
   void ReadSourceRule(const Json::Value& types, RuleNode& node);
   void ReadSpeakerRule(const Json::Value& types, RuleNode& node);
-  std::uint32_t AddText(std::string_view text);
+  std::uint32_t AddInput(RuleInput input);
   void AddTexts(const Json::Value& texts, RuleNode& node);
   void AddNumbers(const Json::Value& numbers, RuleNode& node);
 
@@ -56,6 +57,7 @@ class RuleReader {
 
   CatalogueReader& m_Reader;
   Rules m_Rules;
+  std::map<RuleInput, std::uint32_t> m_InputPlaces;
   std::uint32_t m_Place = 0;  // of the item whose rule is being read
   std::vector<Mention> m_Mentions;
 };

@@ -1,15 +1,11 @@
 #include <algorithm>
+#include <optional>
 #include <string>
-#include <string_view>
 
 #include "items/item_library.h"
 
 namespace host {
 namespace {
-
-const std::string kSourceTypeKey = "memory/set/source/type";
-constexpr std::string_view kTuner = "tv";
-constexpr std::string_view kOwnSpeaker = "tvspeaker";
 
 class Judge {
  public:
@@ -28,25 +24,10 @@ class Judge {
         return HasPart(rule, true);
       case RuleKind::kNot:
         return !IsTrue(rule + 1);
-      case RuleKind::kItem:
-        return HasNumber(node, m_Library.CurrentValue(m_Library.Loaded()->At(node.subject)));
-      case RuleKind::kIntKey:
-        return HasNumber(node, m_Inputs.Number(Subject(node)));
-      case RuleKind::kTextKey: {
-        const auto text = m_Inputs.Text(Subject(node));
-        return text && HasText(node, *text);
-      }
-      case RuleKind::kBoolFeature:
-        return HasNumber(node, m_Inputs.BoolFeature(Subject(node)));
-      case RuleKind::kIntFeature:
-        return HasNumber(node, m_Inputs.IntFeature(Subject(node)));
-      case RuleKind::kSource: {
-        const auto type = m_Inputs.Text(kSourceTypeKey);
-        return HasText(node, type && !type->empty() ? std::string_view(*type) : kTuner);
-      }
-      case RuleKind::kSpeaker:
-        return HasText(node,
-                       !m_SpeakerType.empty() ? std::string_view(m_SpeakerType) : kOwnSpeaker);
+      case RuleKind::kNumber:
+        return HasNumber(node, Number(m_Rules.inputs[node.input]));
+      case RuleKind::kText:
+        return HasText(node, Text(m_Rules.inputs[node.input]));
     }
     return false;
   }
@@ -63,7 +44,28 @@ class Judge {
     return false;
   }
 
-  const std::string& Subject(const RuleNode& node) const { return m_Rules.texts[node.subject]; }
+  std::optional<std::int64_t> Number(const RuleInput& input) const {
+    switch (input.kind) {
+      case InputKind::kItem:
+        return m_Library.CurrentValue(m_Library.Loaded()->At(input.item));
+      case InputKind::kIntKey:
+        return m_Inputs.Number(input.name);
+      case InputKind::kBoolFeature:
+        return m_Inputs.BoolFeature(input.name);
+      case InputKind::kIntFeature:
+        return m_Inputs.IntFeature(input.name);
+      case InputKind::kTextKey:
+      case InputKind::kSpeaker:
+        break;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<std::string> Text(const RuleInput& input) const {
+    auto text = input.kind == InputKind::kSpeaker ? m_SpeakerType : m_Inputs.Text(input.name);
+    const bool isEmpty = !text || text->empty();
+    return isEmpty && !input.substitute.empty() ? input.substitute : text;
+  }
 
   bool HasNumber(const RuleNode& node, std::optional<std::int64_t> number) const {
     const auto numbers = m_Rules.numbers.begin();
@@ -71,10 +73,10 @@ class Judge {
     return number && std::find(numbers + node.firstValue, end, *number) != end;
   }
 
-  bool HasText(const RuleNode& node, std::string_view text) const {
+  bool HasText(const RuleNode& node, const std::optional<std::string>& text) const {
     const auto texts = m_Rules.texts.begin();
     const auto end = texts + node.endValue;
-    return std::find(texts + node.firstValue, end, text) != end;
+    return text && std::find(texts + node.firstValue, end, *text) != end;
   }
 
   const ItemLibrary& m_Library;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -11,31 +12,46 @@ namespace host {
 using RuleIndex = std::uint32_t;
 inline constexpr RuleIndex kNoRule = std::numeric_limits<RuleIndex>::max();
 
+enum class InputKind : std::uint8_t {
+  kItem,  // the value of the item at place `item`, by its position
+  kIntKey,
+  kTextKey,
+  kBoolFeature,
+  kIntFeature,
+  kSpeaker,  // the type of the active speaker
+};
+
+// Something that rules ask for, a number or a text.
+struct RuleInput {
+  InputKind kind;
+  std::uint32_t item = 0;
+  std::string name;        // of a key or a feature
+  std::string substitute;  // what a text is while it is missing or empty; empty when it has none
+
+  auto operator<=>(const RuleInput&) const = default;
+};
+
 enum class RuleKind : std::uint8_t {
   kAll,
   kAny,
   kNot,
-  kItem,         // the value of the item at place `subject` is one of the numbers (positions)
-  kIntKey,       // the key texts[subject] holds one of the numbers
-  kTextKey,      // the key texts[subject] holds one of the texts
-  kBoolFeature,  // the feature texts[subject] is one of the numbers, 0 or 1
-  kIntFeature,   // the feature texts[subject] is one of the numbers
-  kSource,       // the type of the present source is one of the texts
-  kSpeaker,      // the type of the active speaker is one of the texts
+  kNumber,  // the input is one of the numbers; truth values are 0 and 1
+  kText,    // the input is one of the texts
 };
 
 struct RuleNode {
   RuleKind kind;
-  RuleIndex end;  // the node behind the last one of this rule
-  std::uint32_t subject = 0;
+  RuleIndex end;                 // the node behind the last one of this rule
+  std::uint32_t input = 0;       // its place
   std::uint32_t firstValue = 0;  // the values are [firstValue, endValue) of numbers or texts
   std::uint32_t endValue = 0;
 };
 
 // All rules of a catalogue. The nodes of a rule lie one behind the other, each before those that
-// it combines.
+// it combines, so that they tell all that it depends on. Every input stands there once.
 struct Rules {
   std::vector<RuleNode> nodes;
+  std::vector<RuleInput> inputs;
   std::vector<std::int64_t> numbers;
   std::vector<std::string> texts;
 };

@@ -3,13 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
+
 #include "catalogue_directory.h"
 
 namespace {
 
 using host::Catalogue;
+using host::InputKind;
 using host::Item;
 using host::ItemKind;
+using host::RuleInput;
+using host::RuleKind;
 using host::Storage;
 using testing::ElementsAre;
 
@@ -76,6 +82,54 @@ TEST_F(CatalogueTest, StorageAndKeyHaveDefaultsByKind) {
   EXPECT_EQ(catalogue.Find("r")->value->storage, Storage::kInt);
   EXPECT_EQ(catalogue.Find("f")->value->storage, Storage::kString);
   EXPECT_EQ(catalogue.Find("l")->value->key, "db/menu/l");
+}
+
+// What a change of an input touches can be told from the catalogue alone, each input once.
+TEST_F(CatalogueTest, WhatRulesAskForLeadsToTheItemsThatAsk) {
+  const Catalogue catalogue = Load(R"(
+    {"id": "a", "kind": "switch", "name": "A", "displayId": "A", "default": "on",
+     "visible": {"all": [{"source": "hdmi"}, {"not": {"key": "db/k", "is": 1}}]},
+     "enabled": {"speaker": ["receiver", "optical"]}},
+    {"id": "b", "kind": "list", "name": "B", "displayId": "B", "default": "x",
+     "enabled": {"any": [{"item": "a", "is": "on"}, {"key": "db/k", "is": [2, 3]}]},
+     "options": [{"value": "x", "name": "X", "visible": {"source": ["tv", "av"]}},
+                 {"value": "y", "name": "Y", "enabled": {"feature": "f/g", "is": true}},
+                 {"value": "z", "name": "Z", "enabled": {"feature": "f/g", "is": 2}}]},
+    {"id": "c", "kind": "action", "name": "C", "displayId": "C",
+     "visible": {"all": [{"item": "a", "is": "off"}, {"key": "db/k", "is": "1"}]}})");
+  const host::Rules& rules = catalogue.AllRules();
+  std::map<RuleInput, std::set<std::string>> askers;
+  for (const RuleInput& input : rules.inputs) {
+    EXPECT_TRUE(askers.try_emplace(input).second) << input.name;
+  }
+  const auto add = [&](const Item& item, const host::States& states) {
+    for (const host::RuleIndex rule : {states.visible, states.enabled}) {
+      for (auto node = rule; rule != host::kNoRule && node < rules.nodes[rule].end; ++node) {
+        const RuleKind kind = rules.nodes[node].kind;
+        if (kind == RuleKind::kNumber || kind == RuleKind::kText) {
+          askers.at(rules.inputs[rules.nodes[node].input]).insert(item.id);
+        }
+      }
+    }
+  };
+  for (const Item& item : catalogue.Items()) {
+    add(item, item.states);
+    if (item.id == "b") {
+      for (const auto& option : std::get<std::vector<host::Option>>(item.value->values)) {
+        add(item, option.states);
+      }
+    }
+  }
+  const std::map<RuleInput, std::set<std::string>> expected = {
+      {{InputKind::kTextKey, 0, "memory/set/source/type", "tv"}, {"a", "b"}},
+      {{InputKind::kIntKey, 0, "db/k", ""}, {"a", "b"}},
+      {{InputKind::kSpeaker, 0, "", "tvspeaker"}, {"a"}},
+      {{InputKind::kItem, 0, "", ""}, {"b", "c"}},
+      {{InputKind::kBoolFeature, 0, "f/g", ""}, {"b"}},
+      {{InputKind::kIntFeature, 0, "f/g", ""}, {"b"}},
+      {{InputKind::kTextKey, 0, "db/k", ""}, {"c"}},
+  };
+  EXPECT_EQ(askers, expected);
 }
 
 TEST_F(CatalogueTest, AnIndexNamesTheFilesInMenuOrder) {
