@@ -446,6 +446,11 @@ TEST_F(Setctl, EveryDeliveredFileOfTheCataloguePassesByItself) {
   EXPECT_GT(files, 5);
 }
 
+TEST_F(Setctl, TheSchemaOfACatalogueIsTheDeliveredOne) {
+  ExpectOutput(Run({"catalogue", "schema"}),
+               ReadFile(std::filesystem::path(CATALOGUE_DIRECTORY) / "catalogue.schema.json"));
+}
+
 TEST_F(Setctl, AFileOfACatalogueIsCheckedAsAPartOfIt) {
   const auto write = [&](const char* name, const std::string& text) {
     std::ofstream(m_Root / name) << text;

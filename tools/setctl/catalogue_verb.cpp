@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "items/catalogue.h"
+#include "items/catalogue_schema.h"
 #include "setctl/verbs.h"
 #include "text.h"
 
@@ -61,6 +62,10 @@ void AddCatalogueVerb(tools::Tool& tool, const Options& options) {
   tools::Syntax check = tool.AddVerb(catalogue, "check", "Print the mistakes in a catalogue",
                                      [&options, file] { return Check(options, *file); });
   check.AddArgument("FILE", *file, "The catalogue's index, or a file of items").Required();
+  tool.AddVerb(catalogue, "schema", "Print the JSON Schema of a catalogue's files", [] {
+    tools::PrintLine(host::CatalogueSchema());
+    return ExitCode::kDone;
+  });
 }
 
 }  // namespace setctl

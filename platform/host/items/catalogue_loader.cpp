@@ -19,69 +19,14 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kMaxIdBytes = 64;
-constexpr std::size_t kMaxValueBytes = 255;
-
-constexpr KnownMember kIndexMembers[] = {{"$schema", false}, {"files", true}};
-constexpr KnownMember kItemsMembers[] = {{"$schema", false}, {"items", true}};
-constexpr KnownMember kOptionMembers[] = {
-    {"value", true}, {"name", true}, {"visible", false}, {"enabled", false}};
-constexpr KnownMember kShownMembers[] = {{"min", true}, {"step", true}};
-
-constexpr KnownMember kGroupMembers[] = {
-    {"id", true},       {"kind", true},     {"name", true}, {"displayId", true},
-    {"visible", false}, {"enabled", false}, {"items", true}};
-constexpr KnownMember kSwitchMembers[] = {
-    {"id", true},       {"kind", true},    {"name", true}, {"displayId", true}, {"visible", false},
-    {"enabled", false}, {"default", true}, {"key", false}, {"storage", false}};
-constexpr KnownMember kListMembers[] = {{"id", true},        {"kind", true},     {"name", true},
-                                        {"displayId", true}, {"visible", false}, {"enabled", false},
-                                        {"options", true},   {"default", true},  {"key", false},
-                                        {"storage", false},  {"follows", false}};
-constexpr KnownMember kRangeMembers[] = {
-    {"id", true},       {"kind", true},     {"name", true}, {"displayId", true},
-    {"visible", false}, {"enabled", false}, {"min", true},  {"max", true},
-    {"step", true},     {"default", true},  {"key", false}, {"storage", false},
-    {"unit", false},    {"shown", false}};
-constexpr KnownMember kActionMembers[] = {{"id", true},       {"kind", true},
-                                          {"name", true},     {"displayId", true},
-                                          {"visible", false}, {"enabled", false}};
-
-struct Kind {
-  std::string_view name;
-  std::string_view what;
-  ItemKind kind;
-  std::span<const KnownMember> members;
-};
-
-constexpr Kind kKinds[] = {{"group", "an item of kind group", ItemKind::kGroup, kGroupMembers},
-                           {"switch", "an item of kind switch", ItemKind::kSwitch, kSwitchMembers},
-                           {"list", "an item of kind list", ItemKind::kList, kListMembers},
-                           {"range", "an item of kind range", ItemKind::kRange, kRangeMembers},
-                           {"action", "an item of kind action", ItemKind::kAction, kActionMembers}};
-
-bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
-bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool IsId(std::string_view text) {
-  return !text.empty() && text.size() <= kMaxIdBytes && IsLower(text.front()) &&
-         std::all_of(text.begin(), text.end(),
-                     [](char c) { return IsLower(c) || IsDigit(c) || c == '_'; });
-}
-
-bool IsDisplayId(std::string_view text) {
-  return !text.empty() && IsUpper(text.front()) &&
-         std::all_of(text.begin(), text.end(),
-                     [](char c) { return IsUpper(c) || IsDigit(c) || c == '_'; });
-}
-
 // The integer that `text` is the usual form of.
 std::optional<int> ParseInt(const std::string& text) {
   int number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return std::to_string(number) == text ? std::optional<int>(number) : std::nullopt;
 }
+
+static_assert(std::size(kItemForms) == static_cast<std::size_t>(ItemKind::kAction) + 1);
 
 class Loader {
  public:
@@ -103,9 +48,7 @@ class Loader {
 
   void ReadItems(const Json::Value& list, std::uint32_t parent);
   void ReadItem(const Json::Value& json, std::uint32_t parent);
-  const Kind* ReadKind(const JsonObject& object);
-  std::string ReadId(const JsonObject& object);
-  std::string ReadDisplayId(const JsonObject& object);
+  const ObjectForm* ReadKind(const JsonObject& object);
   States ReadStates(const JsonObject& object);
   std::optional<ValueDefinition> ReadValue(const JsonObject& object, ItemKind kind);
   std::string ReadOwnKey(const JsonObject& object);
@@ -113,11 +56,10 @@ class Loader {
   void ReadList(const JsonObject& object, ValueDefinition& value);
   std::vector<Option> ReadOptions(const Json::Value& list, Storage storage);
   std::optional<Option> ReadOption(const JsonObject& object, Storage storage);
-  void ReadFollows(const JsonObject& object, ValueDefinition& value);
   void ReadRange(const JsonObject& object, ValueDefinition& value);
   std::optional<NumberGrid> ReadGrid(const JsonObject& object);
   NumberGrid ReadShown(const JsonObject& object, const NumberGrid& grid);
-  Storage ReadStorage(const JsonObject& object, Storage otherwise);
+  Storage ReadStorage(const JsonObject& object, const Member& member, Storage otherwise);
 
   void CheckUniqueness();
   static std::string Where(const Origin& origin);
@@ -160,7 +102,7 @@ void Loader::ReadFirstFile(const std::filesystem::path& file) {
   }
   const JsonObject object(*root);
   if (const Json::Value* files = object.Find("files")) {
-    m_Reader.CheckMembers(object, "an index", kIndexMembers);
+    m_Reader.CheckMembers(object, kIndexForm);
     ReadFilesOfIndex(*files);
   } else {
     ReadTop(object);
@@ -191,7 +133,7 @@ void Loader::ReadFilesOfIndex(const Json::Value& list) {
 }
 
 void Loader::ReadTop(const JsonObject& root) {
-  m_Reader.CheckMembers(root, "a file of items", kItemsMembers);
+  m_Reader.CheckMembers(root, kItemsFileForm);
   if (const Json::Value* items = root.Find("items")) {
     ReadItems(*items, kNoItem);
   }
@@ -216,69 +158,47 @@ void Loader::ReadItem(const Json::Value& json, std::uint32_t parent) {
     return;
   }
   const JsonObject object(json);
-  m_Reader.GoToItem(ReadId(object));
-  const Kind* kind = ReadKind(object);
-  if (kind == nullptr) {
+  m_Reader.GoToItem(m_Reader.ReadText(object, kIdMember).value_or(""));
+  const ObjectForm* form = ReadKind(object);
+  if (form == nullptr) {
     return;
   }
-  m_Reader.CheckMembers(object, kind->what, kind->members);
+  m_Reader.CheckMembers(object, *form);
+  const auto kind = static_cast<ItemKind>(form - kItemForms);
 
   const auto place = static_cast<std::uint32_t>(m_Items.size());
   m_Origins.push_back({m_Reader.Here().source, json.getOffsetStart()});
   Item& item = m_Items.emplace_back();
-  item.kind = kind->kind;
+  item.kind = kind;
   item.id = m_Reader.Here().item;
-  item.name = m_Reader.ReadText(object, "name").value_or("");
-  item.displayId = ReadDisplayId(object);
+  item.name = m_Reader.ReadText(object, kNameMember).value_or("");
+  item.displayId = m_Reader.ReadText(object, kDisplayIdMember).value_or("");
   item.parent = parent;
   item.states = ReadStates(object);
-  item.value = ReadValue(object, kind->kind);
+  item.value = ReadValue(object, kind);
   if (parent != kNoItem) {
     m_Items[parent].children.push_back(place);
   }
   const Json::Value* items = object.Find("items");
-  if (items != nullptr && kind->kind == ItemKind::kGroup) {
+  if (items != nullptr && kind == ItemKind::kGroup) {
     ReadItems(*items, place);
   }
 }
 
-const Kind* Loader::ReadKind(const JsonObject& object) {
+const ObjectForm* Loader::ReadKind(const JsonObject& object) {
   const Json::Value* name = object.Find("kind");
   if (name == nullptr) {
     Report(object.Whole(), "member \"kind\" is missing: every item needs it");
     return nullptr;
   }
-  const auto* kind = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                  [&](const Kind& known) { return TextOf(*name) == known.name; });
-  if (kind == std::end(kKinds)) {
-    Report(*name, "unknown kind: use \"group\", \"switch\", \"list\", \"range\" or \"action\"");
+  const auto* form =
+      std::find_if(std::begin(kItemForms), std::end(kItemForms),
+                   [&](const ObjectForm& known) { return TextOf(*name) == known.name; });
+  if (form == std::end(kItemForms)) {
+    Report(*name, MistakeIn(kKindName, TextOf(*name)));
     return nullptr;
   }
-  return kind;
-}
-
-std::string Loader::ReadId(const JsonObject& object) {
-  const std::string id = m_Reader.ReadText(object, "id").value_or("");
-  if (!id.empty() && !IsId(id)) {
-    Report(object, "id",
-           fmt::format("identifier \"{}\" must begin with a small letter and have "
-                       "small letters, digits and \"_\" only, at most {}",
-                       id, kMaxIdBytes));
-    return "";
-  }
-  return id;
-}
-
-std::string Loader::ReadDisplayId(const JsonObject& object) {
-  const std::string id = m_Reader.ReadText(object, "displayId").value_or("");
-  if (!id.empty() && !IsDisplayId(id)) {
-    Report(object, "displayId",
-           fmt::format("\"displayId\" \"{}\" must begin with a capital and "
-                       "have capitals, digits and \"_\" only",
-                       id));
-    return "";
-  }
-  return id;
+  return form;
 }
 
 // Of the item that was begun last, or of one of its options.
@@ -304,35 +224,31 @@ std::optional<ValueDefinition> Loader::ReadValue(const JsonObject& object, ItemK
       return std::nullopt;
   }
   value.key = ReadOwnKey(object);
-  value.previewKey = kPreviewKeys + m_Reader.Here().item;
+  value.previewKey = std::string(kPreviewKeys) + m_Reader.Here().item;
   return value;
 }
 
 std::string Loader::ReadOwnKey(const JsonObject& object) {
-  const auto given = m_Reader.ReadKey(object);
-  std::string key = given.value_or("db/menu/" + m_Reader.Here().item);
-  if (IsTakenKey(key)) {
-    Report(given ? *object.Find("key") : object.Whole(),
+  const Json::Value* given = object.Find(kKeyMember.name);
+  std::string key = given != nullptr ? m_Reader.ReadText(object, kKeyMember).value_or("")
+                                     : "db/menu/" + m_Reader.Here().item;
+  if (IsAmong(kOwnKey.taken, key)) {
+    Report(given != nullptr ? *given : object.Whole(),
            fmt::format("key \"{}\" belongs to the set: an item needs a key of its own", key));
   }
   return key;
 }
 
 void Loader::ReadSwitch(const JsonObject& object, ValueDefinition& value) {
-  value.storage = ReadStorage(object, Storage::kInt);
+  value.storage = ReadStorage(object, kSwitchStorage, Storage::kInt);
   value.values = std::vector<Option>{{"off", "Off", 0, {}}, {"on", "On", 1, {}}};
-  const auto standard = m_Reader.ReadText(object, "default");
-  const auto position = standard ? FindValue(value.values, *standard) : std::nullopt;
-  if (standard && !position) {
-    Report(object, "default", "\"default\" of a switch must be \"on\" or \"off\"");
-  }
-  value.standard = position.value_or(0);
+  value.standard = m_Reader.ReadText(object, kSwitchDefault) == "on" ? 1 : 0;
 }
 
 void Loader::ReadList(const JsonObject& object, ValueDefinition& value) {
-  value.storage = ReadStorage(object, Storage::kString);
-  ReadFollows(object, value);
-  const auto standard = m_Reader.ReadText(object, "default");
+  value.storage = ReadStorage(object, kListStorage, Storage::kString);
+  value.followsSpeaker = m_Reader.ReadText(object, kFollowsMember).has_value();
+  const auto standard = m_Reader.ReadText(object, kListDefault);
   const Json::Value* list = object.Find("options");
   if (list == nullptr) {
     return;
@@ -372,16 +288,13 @@ std::vector<Option> Loader::ReadOptions(const Json::Value& list, Storage storage
 
 // Nothing when it has no value.
 std::optional<Option> Loader::ReadOption(const JsonObject& object, Storage storage) {
-  m_Reader.CheckMembers(object, "an option", kOptionMembers);
+  m_Reader.CheckMembers(object, kOptionForm);
   Option option;
-  option.value = m_Reader.ReadText(object, "value").value_or("");
-  option.name = m_Reader.ReadText(object, "name").value_or("");
+  option.value = m_Reader.ReadText(object, kOptionValueMember).value_or("");
+  option.name = m_Reader.ReadText(object, kNameMember).value_or("");
   option.states = ReadStates(object);
   if (option.value.empty()) {
     return std::nullopt;
-  }
-  if (option.value.size() > kMaxValueBytes) {
-    Report(object, "value", fmt::format("a value has at most {} bytes", kMaxValueBytes));
   }
   const auto number = ParseInt(option.value);
   if (storage == Storage::kInt && !number) {
@@ -394,24 +307,16 @@ std::optional<Option> Loader::ReadOption(const JsonObject& object, Storage stora
   return option;
 }
 
-void Loader::ReadFollows(const JsonObject& object, ValueDefinition& value) {
-  const auto follows = m_Reader.ReadText(object, "follows");
-  value.followsSpeaker = follows == "speaker";
-  if (follows && !value.followsSpeaker) {
-    Report(object, "follows",
-           fmt::format("\"follows\" \"{}\" is not known: use \"speaker\"", *follows));
-  }
-}
-
 void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
-  const auto standard = m_Reader.ReadNumber(object, "default");
-  const std::string unit = m_Reader.ReadText(object, "unit").value_or("");
+  const auto standard = m_Reader.ReadNumber(object, kRangeDefault);
+  const std::string unit = m_Reader.ReadText(object, kUnit).value_or("");
   const auto grid = ReadGrid(object);
   if (!grid) {
-    ReadStorage(object, Storage::kInt);
+    ReadStorage(object, kRangeStorage, Storage::kInt);
     return;
   }
-  value.storage = ReadStorage(object, grid->IsWhole() ? Storage::kInt : Storage::kString);
+  value.storage =
+      ReadStorage(object, kRangeStorage, grid->IsWhole() ? Storage::kInt : Storage::kString);
   if (value.storage == Storage::kInt && !grid->IsWhole()) {
     Report(object, "storage", "fractions cannot be stored as an int: use storage \"string\"");
   }
@@ -427,9 +332,9 @@ void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
 }
 
 std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
-  const auto min = m_Reader.ReadNumber(object, "min");
-  const auto max = m_Reader.ReadNumber(object, "max");
-  const auto step = m_Reader.ReadNumber(object, "step");
+  const auto min = m_Reader.ReadNumber(object, kMin);
+  const auto max = m_Reader.ReadNumber(object, kMax);
+  const auto step = m_Reader.ReadNumber(object, kStep);
   if (!min || !max || !step) {
     return std::nullopt;
   }
@@ -460,9 +365,9 @@ NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
     return grid;
   }
   const JsonObject shown(*json);
-  m_Reader.CheckMembers(shown, "\"shown\"", kShownMembers);
-  const auto min = m_Reader.ReadNumber(shown, "min");
-  const auto step = m_Reader.ReadNumber(shown, "step");
+  m_Reader.CheckMembers(shown, kShownForm);
+  const auto min = m_Reader.ReadNumber(shown, kShownMin);
+  const auto step = m_Reader.ReadNumber(shown, kShownStep);
   if (!min || !step) {
     return grid;
   }
@@ -476,16 +381,12 @@ NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
   return shownGrid.value_or(grid);
 }
 
-Storage Loader::ReadStorage(const JsonObject& object, Storage otherwise) {
-  const auto storage = m_Reader.ReadText(object, "storage");
-  if (storage && *storage != "int" && *storage != "string") {
-    Report(object, "storage",
-           fmt::format("unknown storage \"{}\": use \"int\" or \"string\"", *storage));
+Storage Loader::ReadStorage(const JsonObject& object, const Member& member, Storage otherwise) {
+  const auto storage = m_Reader.ReadText(object, member);
+  if (!storage) {
+    return otherwise;
   }
-  if (storage == "int") {
-    return Storage::kInt;
-  }
-  return storage == "string" ? Storage::kString : otherwise;
+  return *storage == "int" ? Storage::kInt : Storage::kString;
 }
 
 // The keys of the maps lie in m_Items, which grows no more.
@@ -507,7 +408,7 @@ void Loader::CheckUniqueness() {
              fmt::format("identifier is used already, at {}", Where(m_Origins[sameId->second])));
       continue;
     }
-    if (item.value) {
+    if (item.value && !item.value->key.empty()) {
       const auto [sameKey, isFirstOfKey] = keys.emplace(item.value->key, place);
       if (!isFirstOfKey) {
         Report(origin, item,

@@ -3,51 +3,28 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "items/text.h"
 
 namespace host {
-namespace {
 
-constexpr std::size_t kMaxKeyBytes = 255;
-
-bool IsKeyCharacter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '-' || c == '.' || c == '/';
-}
-
-// Narrower than what the key store takes, so that keys can be typed and read aloud.
-bool IsItemKey(std::string_view key) {
-  const bool isInStore = key.starts_with("db/") || key.starts_with("memory/");
-  const bool isPreview = key.starts_with(kPreviewKeys);
-  return isInStore && !isPreview && key.size() <= kMaxKeyBytes && key.back() != '/' &&
-         key.find("//") == key.npos && std::all_of(key.begin(), key.end(), IsKeyCharacter);
-}
-
-// What the set keeps its state in, and what programs tell each other in; those with a slash at the
-// end are all keys below it.
-constexpr std::string_view kTakenKeys[] = {
-    "db/factory/factory_reset_count",
-    "db/menu/refresh_menu",
-    "db/sysman/rotation_state",
-    "memory/ave/protection",
-    "memory/detection/game",
-    "memory/gamebar/launch_by_erbrightness",
-    "memory/menu/disabled_items",
-    "memory/menu/general/reset/progressing",
-    "memory/multiscreen/info",
-    "memory/set/",
-    "memory/tv-viewer/",
-};
-
-}  // namespace
-
-bool IsTakenKey(std::string_view key) {
-  return std::any_of(std::begin(kTakenKeys), std::end(kTakenKeys), [&](std::string_view taken) {
-    return taken.ends_with('/') ? key.starts_with(taken) : key == taken;
-  });
+// A number such as 2.0 counts as an integer for JsonCpp; here it does not.
+bool Fits(const Form& form, const Json::Value& value) {
+  switch (form.sort) {
+    case Sort::kTruth:
+      return value.isBool();
+    case Sort::kInteger:
+      return value.type() != Json::realValue && value.isInt();
+    case Sort::kText: {
+      const std::string_view text = TextOf(value);
+      return value.isString() && IsPlainText(text) && (form.canBeEmpty || !text.empty()) &&
+             text.size() <= MostBytes(form) && (form.shape == nullptr || Fits(*form.shape, text)) &&
+             (form.words.empty() || IsAmong(form.words, text));
+    }
+    default:
+      return value.isNumeric();
+  }
 }
 
 const Json::Value* CatalogueReader::ReadFile(const std::filesystem::path& file) {
@@ -95,66 +72,57 @@ std::vector<CatalogueProblem> CatalogueReader::TakeProblems() {
   return std::move(m_Problems);
 }
 
-void CatalogueReader::CheckMembers(const JsonObject& object, std::string_view what,
-                                   std::span<const KnownMember> members) {
+void CatalogueReader::CheckMembers(const JsonObject& object, const ObjectForm& form) {
   for (const JsonObject::Member& given : object.Members()) {
-    if (std::none_of(members.begin(), members.end(),
-                     [&](const KnownMember& known) { return known.name == given.name; })) {
+    if (std::none_of(form.members.begin(), form.members.end(),
+                     [&](const Member& known) { return known.name == given.name; })) {
       std::string known;
-      for (const KnownMember& member : members) {
+      for (const Member& member : form.members) {
         known += fmt::format("{}{}", known.empty() ? "" : ", ", member.name);
       }
       Report(*given.value,
-             fmt::format("unknown member \"{}\": {} takes {}", given.name, what, known));
+             fmt::format("unknown member \"{}\": {} takes {}", given.name, form.what, known));
     }
   }
-  for (const KnownMember& member : members) {
+  for (const Member& member : form.members) {
     if (member.isRequired && object.Find(member.name) == nullptr) {
       Report(object.Whole(),
-             fmt::format("member \"{}\" is missing: {} needs it", member.name, what));
+             fmt::format("member \"{}\" is missing: {} needs it", member.name, form.what));
     }
   }
 }
 
 std::optional<std::string> CatalogueReader::ReadText(const JsonObject& object,
-                                                     std::string_view name) {
-  const Json::Value* member = object.Find(name);
-  if (member == nullptr) {
-    return std::nullopt;
-  }
-  const std::string_view text = TextOf(*member);
-  if (text.empty() || !IsPlainText(text)) {
-    Report(*member, fmt::format("\"{}\" must be a text of at least one character, UTF-8 without "
-                                "control characters",
-                                name));
-    return std::nullopt;
-  }
-  return std::string(text);
-}
-
-// Read from the file's own text: JsonCpp would read the number by the rules of the locale.
-std::optional<double> CatalogueReader::ReadNumber(const JsonObject& object, std::string_view name) {
-  const Json::Value* value = object.Find(name);
+                                                     const Member& member) {
+  const Json::Value* value = object.Find(member.name);
   if (value == nullptr) {
     return std::nullopt;
   }
-  const auto number = value->isNumeric() ? ParseNumber(Written(*value)) : std::nullopt;
-  if (!number) {
-    Report(*value, fmt::format("\"{}\" must be a number like 5, -5 or 0.5", name));
+  const std::string text(TextOf(*value));
+  if (!Fits(kText, *value)) {
+    Report(*value, fmt::format("\"{}\" must be a text of at least one character, UTF-8 without "
+                               "control characters",
+                               member.name));
+    return std::nullopt;
   }
-  return number;
+  if (!Fits(*member.form, *value)) {
+    Report(*value, MistakeIn(*member.form, text));
+    return std::nullopt;
+  }
+  return text;
 }
 
-std::optional<std::string> CatalogueReader::ReadKey(const JsonObject& object) {
-  const auto key = ReadText(object, "key");
-  if (key && !IsItemKey(*key)) {
-    Report(object, "key",
-           fmt::format("key \"{}\" must begin with db/ or memory/, have letters, "
-                       "digits, \"_\", \"-\" and \".\" between single slashes, at "
-                       "most {} bytes in all, and not lie in {}",
-                       *key, kMaxKeyBytes, kPreviewKeys));
+// Read from the file's own text: JsonCpp would read the number by the rules of the locale.
+std::optional<double> CatalogueReader::ReadNumber(const JsonObject& object, const Member& member) {
+  const Json::Value* value = object.Find(member.name);
+  if (value == nullptr) {
+    return std::nullopt;
   }
-  return key;
+  const auto number = Fits(*member.form, *value) ? ParseNumber(Written(*value)) : std::nullopt;
+  if (!number) {
+    Report(*value, fmt::format("\"{}\" must be a number like 5, -5 or 0.5", member.name));
+  }
+  return number;
 }
 
 }  // namespace host

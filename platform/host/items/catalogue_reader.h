@@ -5,28 +5,18 @@
 #include <deque>
 #include <filesystem>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "items/catalogue.h"
+#include "items/catalogue_form.h"
 #include "items/json_source.h"
 
 namespace host {
 
-// A member that objects of one sort may have.
-struct KnownMember {
-  std::string_view name;
-  bool isRequired;
-};
-
-// Where the previews of items stand, each behind this by the item's identifier.
-inline constexpr char kPreviewKeys[] = "memory/menu/preview/";
-
-// Whether a key belongs to the set or to the library itself, so that no item can keep its value
-// there.
-bool IsTakenKey(std::string_view key);
+// Whether a value that is no list and no object looks as it should.
+bool Fits(const Form& form, const Json::Value& value);
 
 // What every part of a catalogue is read with: the files, the place that has been reached, and
 // notes of the mistakes, each with that place.
@@ -59,14 +49,12 @@ class CatalogueReader {
   // The mistakes in the order of files and lines.
   std::vector<CatalogueProblem> TakeProblems();
 
-  // Reports unknown and missing members. `what` begins a sentence about such objects.
-  void CheckMembers(const JsonObject& object, std::string_view what,
-                    std::span<const KnownMember> members);
+  // Reports unknown and missing members.
+  void CheckMembers(const JsonObject& object, const ObjectForm& form);
 
-  // Nothing when there is no such member; one of another sort is reported.
-  std::optional<std::string> ReadText(const JsonObject& object, std::string_view name);
-  std::optional<double> ReadNumber(const JsonObject& object, std::string_view name);
-  std::optional<std::string> ReadKey(const JsonObject& object);
+  // Nothing when there is no such member, or it has another form, which is reported.
+  std::optional<std::string> ReadText(const JsonObject& object, const Member& member);
+  std::optional<double> ReadNumber(const JsonObject& object, const Member& member);
 
   // How the file that has been reached writes a value.
   std::string_view Written(const Json::Value& value) const { return m_Here.source->Written(value); }

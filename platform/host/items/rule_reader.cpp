@@ -7,58 +7,29 @@
 #include <optional>
 #include <set>
 
-#include "items/text.h"
-
 namespace host {
 namespace {
 
-constexpr KnownMember kAllMembers[] = {{"all", true}};
-constexpr KnownMember kAnyMembers[] = {{"any", true}};
-constexpr KnownMember kNotMembers[] = {{"not", true}};
-constexpr KnownMember kItemMembers[] = {{"item", true}, {"is", true}};
-constexpr KnownMember kKeyMembers[] = {{"key", true}, {"is", true}};
-constexpr KnownMember kFeatureMembers[] = {{"feature", true}, {"is", true}};
-constexpr KnownMember kSourceMembers[] = {{"source", true}};
-constexpr KnownMember kSpeakerMembers[] = {{"speaker", true}};
-
 enum class Subject { kRules, kRule, kItem, kKey, kFeature, kSource, kSpeaker };
 
-// The member that tells what a rule is over, with all of its members. Whether a key holds a number
-// or a text, the values of the rule tell.
-struct Form {
-  std::string_view member;
+// What a rule of a form is. Whether a key holds a number or a text, the values of the rule tell.
+struct Meaning {
   Subject subject;
   RuleKind kind;
-  std::string_view what;
-  std::span<const KnownMember> members;
 };
 
-constexpr Form kForms[] = {
-    {"all", Subject::kRules, RuleKind::kAll, "an \"all\" rule", kAllMembers},
-    {"any", Subject::kRules, RuleKind::kAny, "an \"any\" rule", kAnyMembers},
-    {"not", Subject::kRule, RuleKind::kNot, "a \"not\" rule", kNotMembers},
-    {"item", Subject::kItem, RuleKind::kNumber, "a rule over an item", kItemMembers},
-    {"key", Subject::kKey, RuleKind::kText, "a rule over a key", kKeyMembers},
-    {"feature", Subject::kFeature, RuleKind::kNumber, "a rule over a feature", kFeatureMembers},
-    {"source", Subject::kSource, RuleKind::kText, "a rule over the source", kSourceMembers},
-    {"speaker", Subject::kSpeaker, RuleKind::kText, "a rule over the speaker", kSpeakerMembers},
+// In the order of kRuleForms.
+constexpr Meaning kMeanings[] = {
+    {Subject::kRules, RuleKind::kAll},   {Subject::kRules, RuleKind::kAny},
+    {Subject::kRule, RuleKind::kNot},    {Subject::kItem, RuleKind::kNumber},
+    {Subject::kKey, RuleKind::kText},    {Subject::kFeature, RuleKind::kNumber},
+    {Subject::kSource, RuleKind::kText}, {Subject::kSpeaker, RuleKind::kText},
 };
+static_assert(std::size(kMeanings) == std::size(kRuleForms));
 
 constexpr char kSourceTypeKey[] = "memory/set/source/type";
 constexpr char kTuner[] = "tv";
 constexpr char kOwnSpeaker[] = "tvspeaker";
-
-constexpr std::string_view kSourceTypes[] = {"tv",    "hdmi", "component", "av",
-                                             "scart", "pc",   "usb",       "app"};
-
-bool IsFeatureKey(std::string_view key) {
-  const auto isGood = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-' || c == '.' || c == '/';
-  };
-  return key.find('/') != key.npos && key.front() != '/' && key.back() != '/' &&
-         key.find("//") == key.npos && std::all_of(key.begin(), key.end(), isGood);
-}
 
 // A value that stands for itself, or the values of a list.
 std::vector<const Json::Value*> ValuesOf(const Json::Value& json) {
@@ -72,32 +43,26 @@ std::vector<const Json::Value*> ValuesOf(const Json::Value& json) {
   return values;
 }
 
-// The first of the values that fails; null when all are good. An empty list fails as a whole.
-template <typename Predicate>
-const Json::Value* FindBad(const Json::Value& json, Predicate isGood) {
+// The first of the values that does not have the form; null when all have it. An empty list fails
+// as a whole.
+const Json::Value* FindBad(const Json::Value& json, const Form& form) {
   const auto values = ValuesOf(json);
   const auto bad = std::find_if_not(values.begin(), values.end(),
-                                    [&](const Json::Value* value) { return isGood(*value); });
+                                    [&](const Json::Value* value) { return Fits(form, *value); });
   if (values.empty()) {
     return &json;
   }
   return bad == values.end() ? nullptr : *bad;
 }
 
-bool IsText(const Json::Value& value) { return value.isString() && IsPlainText(TextOf(value)); }
-
-// A number such as 2.0 counts as an integer for JsonCpp; here it does not.
-bool IsInteger(const Json::Value& value) {
-  return value.type() != Json::realValue && value.isInt();
-}
-
-bool IsTruth(const Json::Value& value) { return value.isBool(); }
-
-bool IsSpeakerType(const Json::Value& value) { return IsText(value) && !TextOf(value).empty(); }
-
-bool IsSourceType(const Json::Value& value) {
-  return std::find(std::begin(kSourceTypes), std::end(kSourceTypes), TextOf(value)) !=
-         std::end(kSourceTypes);
+// The form that all of the values have; null when there is none.
+const Form* FormOf(const Json::Value& json, const Form& oneOrSeveral) {
+  for (const Form* form : oneOrSeveral.parts) {
+    if (FindBad(json, *form) == nullptr) {
+      return form;
+    }
+  }
+  return nullptr;
 }
 
 std::string Quoted(std::span<const std::string_view> texts) {
@@ -137,22 +102,26 @@ void RuleReader::ReadRule(const Json::Value& json) {
     return;
   }
   const JsonObject object(json);
-  const auto* form = std::find_if(std::begin(kForms), std::end(kForms), [&](const Form& known) {
-    return object.Find(known.member) != nullptr;
-  });
-  if (form == std::end(kForms)) {
-    m_Reader.Report(json,
-                    "a rule must have one of the members all, any, not, item, key, feature, "
-                    "source, speaker");
+  const auto* form = std::find_if(
+      std::begin(kRuleForms), std::end(kRuleForms),
+      [&](const ObjectForm& known) { return object.Find(known.members.front().name) != nullptr; });
+  if (form == std::end(kRuleForms)) {
+    std::string known;
+    for (const ObjectForm& each : kRuleForms) {
+      known += fmt::format("{}{}", known.empty() ? "" : ", ", each.members.front().name);
+    }
+    m_Reader.Report(json, "a rule must have one of the members " + known);
     return;
   }
-  m_Reader.CheckMembers(object, form->what, form->members);
+  m_Reader.CheckMembers(object, *form);
+  const Meaning& meaning = kMeanings[form - kRuleForms];
   const auto rule = static_cast<RuleIndex>(m_Rules.nodes.size());
-  RuleNode& node = m_Rules.nodes.emplace_back(RuleNode{form->kind, rule + 1});
-  const Json::Value& first = *object.Find(form->member);
-  switch (form->subject) {
+  RuleNode& node = m_Rules.nodes.emplace_back(RuleNode{meaning.kind, rule + 1});
+  const std::string_view member = form->members.front().name;
+  const Json::Value& first = *object.Find(member);
+  switch (meaning.subject) {
     case Subject::kRules:
-      ReadParts(first, form->member);
+      ReadParts(first, member);
       break;
     case Subject::kRule:
       ReadRule(first);
@@ -187,7 +156,7 @@ void RuleReader::ReadParts(const Json::Value& list, std::string_view name) {
 }
 
 void RuleReader::ReadItemRule(const JsonObject& object, RuleIndex rule) {
-  const auto id = m_Reader.ReadText(object, "item");
+  const auto id = m_Reader.ReadText(object, {"item", &kText});  // any other text is no item
   const Json::Value* values = object.Find("is");
   if (!id || values == nullptr) {
     return;
@@ -200,55 +169,49 @@ void RuleReader::ReadItemRule(const JsonObject& object, RuleIndex rule) {
 }
 
 void RuleReader::ReadKeyRule(const JsonObject& object, RuleNode& node) {
-  const auto key = m_Reader.ReadKey(object);
+  const auto key = m_Reader.ReadText(object, kAskedKey);
   const Json::Value* values = object.Find("is");
-  if (!key || values == nullptr) {
+  if (values == nullptr) {
     return;
   }
-  if (FindBad(*values, IsInteger) == nullptr) {
-    node.kind = RuleKind::kNumber;
-    node.input = AddInput({InputKind::kIntKey, 0, *key, ""});
-    AddNumbers(*values, node);
-  } else if (FindBad(*values, IsText) == nullptr) {
-    node.input = AddInput({InputKind::kTextKey, 0, *key, ""});
-    AddTexts(*values, node);
-  } else {
+  const Form* form = FormOf(*values, kKeyValues);
+  if (form == nullptr) {
     m_Reader.Report(*values,
                     "\"is\" of a rule over a key must be a text without control "
                     "characters or an integer of 32 bits, or a list of only the one or "
                     "only the other");
+  } else if (key && form == &kInteger) {
+    node.kind = RuleKind::kNumber;
+    node.input = AddInput({InputKind::kIntKey, 0, *key, ""});
+    AddNumbers(*values, node);
+  } else if (key) {
+    node.input = AddInput({InputKind::kTextKey, 0, *key, ""});
+    AddTexts(*values, node);
   }
 }
 
 void RuleReader::ReadFeatureRule(const JsonObject& object, RuleNode& node) {
-  const auto key = m_Reader.ReadText(object, "feature");
+  const auto key = m_Reader.ReadText(object, kAskedFeature);
   const Json::Value* values = object.Find("is");
-  if (!key || values == nullptr) {
+  if (values == nullptr) {
     return;
   }
-  if (!IsFeatureKey(*key)) {
-    m_Reader.Report(object, "feature",
-                    fmt::format("feature \"{}\" must have letters, digits, \"_\", \"-\" and \".\" "
-                                "between single slashes, of which there is one at least",
-                                *key));
-  }
-  if (FindBad(*values, IsTruth) == nullptr) {
-    node.input = AddInput({InputKind::kBoolFeature, 0, *key, ""});
-    AddNumbers(*values, node);
-  } else if (FindBad(*values, IsInteger) == nullptr) {
-    node.input = AddInput({InputKind::kIntFeature, 0, *key, ""});
-    AddNumbers(*values, node);
-  } else {
+  const Form* form = FormOf(*values, kFeatureValues);
+  if (form == nullptr) {
     m_Reader.Report(*values,
                     "\"is\" of a rule over a feature must be true, false or an integer "
                     "of 32 bits, or a list of only truth values or only integers");
+  } else if (key) {
+    const auto kind = form == &kTruth ? InputKind::kBoolFeature : InputKind::kIntFeature;
+    node.input = AddInput({kind, 0, *key, ""});
+    AddNumbers(*values, node);
   }
 }
 
 void RuleReader::ReadSourceRule(const Json::Value& types, RuleNode& node) {
-  if (const Json::Value* bad = FindBad(types, IsSourceType)) {
+  if (const Json::Value* bad = FindBad(types, kSourceType)) {
     m_Reader.Report(*bad, fmt::format("\"source\" must be one of {}, or a list of some of them",
-                                      Quoted(kSourceTypes)));
+                                      Quoted(kSourceWords)));
     return;
   }
   node.input = AddInput({InputKind::kTextKey, 0, kSourceTypeKey, kTuner});
@@ -256,7 +219,7 @@ void RuleReader::ReadSourceRule(const Json::Value& types, RuleNode& node) {
 }
 
 void RuleReader::ReadSpeakerRule(const Json::Value& types, RuleNode& node) {
-  if (const Json::Value* bad = FindBad(types, IsSpeakerType)) {
+  if (const Json::Value* bad = FindBad(types, kText)) {
     m_Reader.Report(*bad,
                     "\"speaker\" must be a text of at least one character, UTF-8 without "
                     "control characters, or a list of such texts");
