@@ -6,7 +6,6 @@
 #include <sqlite3.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -22,6 +21,8 @@
 #include <string>
 #include <vector>
 
+#include "bus/bus.h"
+
 namespace {
 
 constexpr char kEchoName[] = "org.nuvra.bench.Echo";
@@ -32,16 +33,13 @@ constexpr char kInterface[] = "org.nuvra.Service1";
 
 constexpr char kGetRequest[] = R"({"method":"GetItemValue","data":{"menuID":"picturemode"}})";
 
-void Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
-  }
-}
+using bus::Check;
 
-sd_bus* ConnectToBus() {
-  sd_bus* bus = nullptr;
-  Check(sd_bus_open_user(&bus), "cannot connect to the session bus; start this in a set");
-  return bus;
+bus::Connection ConnectToBus() {
+  bus::Connection connection;
+  Check(bus::Connect("session", std::nullopt, connection),
+        "cannot connect to the session bus; start this in a set");
+  return connection;
 }
 
 // Requests and replies of the service's form, with nothing between them.
@@ -60,21 +58,17 @@ int Echo(sd_bus_message* call, void*, sd_bus_error*) {
       SD_BUS_METHOD("Request", "is", "is", Echo, SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_VTABLE_END,
   };
-  sd_bus* bus = ConnectToBus();
+  const bus::Connection connection = ConnectToBus();
+  sd_bus* const bus = connection.get();
   Check(sd_bus_add_object_vtable(bus, nullptr, kEchoPath, kInterface, kVtable, nullptr), "object");
   Check(sd_bus_request_name(bus, kEchoName, 0), "bus name");
   if (write(readyFd, "r", 1) != 1) {
     std::exit(1);
   }
-  for (;;) {
-    const int processed = sd_bus_process(bus, nullptr);
-    if (processed < 0) {
-      std::exit(0);
-    }
-    if (processed == 0) {
-      sd_bus_wait(bus, UINT64_MAX);
-    }
+  const bus::Deadline never(std::nullopt);
+  while (bus::ProcessOrWait(bus, never) >= 0) {
   }
+  std::exit(0);
 }
 
 [[noreturn]] void ServeSocket(int fd) {
@@ -126,20 +120,18 @@ void ExchangeOnSocket(int fd) {
 }
 
 std::string RequestOnBus(sd_bus* bus, const char* name, const char* path, const std::string& body) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  sd_bus_message* reply = nullptr;
-  const int result = sd_bus_call_method(bus, name, path, kInterface, "Request", &error, &reply,
-                                        "is", 0, body.c_str());
+  bus::Error error;
+  bus::Message reply;
+  const int result = sd_bus_call_method(bus, name, path, kInterface, "Request", error.Out(),
+                                        bus::Out(reply), "is", 0, body.c_str());
   if (result < 0) {
     throw std::runtime_error(std::string(name) + ": " +
-                             (error.message != nullptr ? error.message : std::strerror(-result)));
+                             (error.Text().empty() ? std::strerror(-result) : error.Text()));
   }
   int type = 0;
   const char* text = nullptr;
-  Check(sd_bus_message_read(reply, "is", &type, &text), "reply");
-  std::string copy = text;
-  sd_bus_message_unref(reply);
-  return copy;
+  Check(sd_bus_message_read(reply.get(), "is", &type, &text), "reply");
+  return text;
 }
 
 // One durable write with nothing around it, on the file system where the set keeps its values.
@@ -210,7 +202,8 @@ void Compare(int rounds, const std::filesystem::path& root) {
     throw std::runtime_error("the echo service did not start");
   }
   BareCommit bareCommit(root);
-  sd_bus* bus = ConnectToBus();
+  const bus::Connection connection = ConnectToBus();
+  sd_bus* const bus = connection.get();
 
   std::array<Contender, 5> contenders{{
       {"bare socket pair", [&](int) { ExchangeOnSocket(socket.Fd()); }, {}},
@@ -242,7 +235,6 @@ void Compare(int rounds, const std::filesystem::path& root) {
       }
     }
   }
-  sd_bus_flush_close_unref(bus);
 
   std::printf("medians of %d rounds, in turns\n\n", rounds);
   for (Contender& contender : contenders) {

@@ -1,5 +1,4 @@
 #include <signal.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,19 +30,12 @@ class AppVerbs : public Applications {};
 // A program of the test that owns a name and answers nothing.
 class Silent {
  public:
-  Silent(const support::PrivateBus& bus, const std::string& name) {
-    sd_bus_new(&m_Bus);
-    sd_bus_set_address(m_Bus, bus.Address().c_str());
-    sd_bus_set_bus_client(m_Bus, true);
-    EXPECT_GE(sd_bus_start(m_Bus), 0);
-    EXPECT_GE(sd_bus_request_name(m_Bus, name.c_str(), 0), 0);
+  Silent(const support::PrivateBus& bus, const std::string& name) : m_Bus(bus.Connect()) {
+    EXPECT_GE(sd_bus_request_name(m_Bus.get(), name.c_str(), 0), 0);
   }
-  ~Silent() { sd_bus_flush_close_unref(m_Bus); }
-  Silent(const Silent&) = delete;
-  Silent& operator=(const Silent&) = delete;
 
  private:
-  sd_bus* m_Bus = nullptr;
+  const bus::Connection m_Bus;
 };
 
 TEST_F(AppVerbs, TheListHasAllInstalledApplicationsInOrderAndHowTheyRun) {

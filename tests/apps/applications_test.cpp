@@ -1,7 +1,6 @@
 #include "support/applications.h"
 
 #include <signal.h>
-#include <systemd/sd-bus.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -27,19 +26,11 @@ constexpr char kAimType[] = "db/menu/virtualaim/aimtype";
 template <typename... Arguments>
 std::string Call(const support::PrivateBus& bus, const std::string& id, const char* method,
                  const char* signature, Arguments... arguments) {
-  sd_bus* connection = nullptr;
-  sd_bus_new(&connection);
-  sd_bus_set_address(connection, bus.Address().c_str());
-  sd_bus_set_bus_client(connection, true);
-  EXPECT_GE(sd_bus_start(connection), 0);
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  sd_bus_call_method(connection, id.c_str(), host::ApplicationObjectPath(id).c_str(),
-                     "org.freedesktop.Application", method, &error, nullptr, signature,
+  bus::Error error;
+  sd_bus_call_method(bus.Connect().get(), id.c_str(), host::ApplicationObjectPath(id).c_str(),
+                     "org.freedesktop.Application", method, error.Out(), nullptr, signature,
                      arguments...);
-  const std::string name = error.name == nullptr ? "" : error.name;
-  sd_bus_error_free(&error);
-  sd_bus_flush_close_unref(connection);
-  return name;
+  return error.Name();
 }
 
 TEST_F(Applications, EachIsStartedByItsFirstLaunchRequestAndSaysItsState) {

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <stdexcept>
 #include <system_error>
 
 #include "support/private_bus.h"
@@ -52,12 +51,6 @@ class SilentBus {
 
 class OnABus : public testing::Test {
  protected:
-  bus::Connection Connected(std::chrono::microseconds patience = kPatience) {
-    bus::Connection connection;
-    EXPECT_EQ(bus::Connect(m_Bus.Address(), patience, connection), 0);
-    return connection;
-  }
-
   void Emit(const bus::Connection& sender, const std::string& text) {
     ASSERT_GE(sd_bus_emit_signal(sender.get(), "/test", "test.Test", "Test", "s", text.c_str()), 0);
   }
@@ -67,7 +60,8 @@ class OnABus : public testing::Test {
 };
 
 TEST_F(OnABus, AConnectionCanBeUsedAtOnceAndItsCallsMayTakeThePatience) {
-  const bus::Connection connection = Connected(7s);
+  bus::Connection connection;
+  ASSERT_EQ(bus::Connect(m_Bus.Address(), 7s, connection), 0);
   EXPECT_GT(sd_bus_is_ready(connection.get()), 0);
   std::uint64_t limit = 0;
   EXPECT_GE(sd_bus_get_method_call_timeout(connection.get(), &limit), 0);
@@ -75,7 +69,7 @@ TEST_F(OnABus, AConnectionCanBeUsedAtOnceAndItsCallsMayTakeThePatience) {
 }
 
 TEST_F(OnABus, AConnectionThatDoesNotComeAboutLeavesTheOneBefore) {
-  bus::Connection connection = Connected();
+  bus::Connection connection = m_Bus.Connect();
   sd_bus* const before = connection.get();
   EXPECT_EQ(bus::Connect("unix:path=" + (m_Directory / "nothing").string(), kPatience, connection),
             -ENOENT);
@@ -87,7 +81,7 @@ TEST_F(OnABus, AConnectionThatDoesNotComeAboutLeavesTheOneBefore) {
 }
 
 TEST_F(OnABus, WaitingForWhatDoesNotComeEndsAtTheDeadline) {
-  const bus::Connection connection = Connected();
+  const bus::Connection connection = m_Bus.Connect();
   const bus::Deadline deadline(20ms);
   int result = 0;
   while (result >= 0) {
@@ -98,7 +92,7 @@ TEST_F(OnABus, WaitingForWhatDoesNotComeEndsAtTheDeadline) {
 }
 
 TEST_F(OnABus, SettlingSendsAllThatWaits) {
-  const bus::Connection sender = Connected();
+  const bus::Connection sender = m_Bus.Connect();
   std::uint64_t unsent = 0;
   const std::string text(100'000, 'x');
   while (unsent == 0) {
@@ -111,8 +105,8 @@ TEST_F(OnABus, SettlingSendsAllThatWaits) {
 }
 
 TEST_F(OnABus, SettlingHandlesAllThatArrived) {
-  const bus::Connection sender = Connected();
-  const bus::Connection receiver = Connected();
+  const bus::Connection sender = m_Bus.Connect();
+  const bus::Connection receiver = m_Bus.Connect();
   int count = 0;
   const auto increment = [](sd_bus_message*, void* counter, sd_bus_error*) {
     return ++*static_cast<int*>(counter), 0;
@@ -142,8 +136,8 @@ TEST_F(OnABus, SettlingWithABusThatTakesNothingEndsAtTheDeadline) {
 }
 
 TEST_F(OnABus, ANameHasAnOwnerWhileSomebodyHasTakenIt) {
-  const bus::Connection asker = Connected();
-  const bus::Connection owner = Connected();
+  const bus::Connection asker = m_Bus.Connect();
+  const bus::Connection owner = m_Bus.Connect();
   EXPECT_EQ(bus::HasOwner(asker.get(), kName), 0);
   ASSERT_GT(sd_bus_request_name(owner.get(), kName, 0), 0);
   EXPECT_EQ(bus::HasOwner(asker.get(), kName), 1);
@@ -154,7 +148,7 @@ TEST_F(OnABus, ANameHasAnOwnerWhileSomebodyHasTakenIt) {
 }
 
 TEST_F(OnABus, AnErrorReplyIsReadByNameAndText) {
-  const bus::Connection connection = Connected();
+  const bus::Connection connection = m_Bus.Connect();
   bus::Error error;
   EXPECT_EQ(error.Name(), "");
   EXPECT_EQ(error.Text(), "");

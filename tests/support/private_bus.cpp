@@ -41,6 +41,12 @@ PrivateBus::PrivateBus(const std::filesystem::path& directory,
   }
 }
 
+bus::Connection PrivateBus::Connect() const {
+  bus::Connection connection;
+  bus::Check(bus::Connect(m_Address, kPatience, connection), m_Address.c_str());
+  return connection;
+}
+
 void PrivateBus::End() {
   m_Daemon->Signal(SIGTERM);
   m_Daemon->Wait();

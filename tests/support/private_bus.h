@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bus/bus.h"
 #include "support/process.h"
 
 namespace support {
@@ -23,6 +24,9 @@ class PrivateBus {
                       const Variables& variables = {}, uid_t user = getuid());
 
   const std::string& Address() const { return m_Address; }
+
+  // A connection of the caller's own. Throws std::system_error.
+  bus::Connection Connect() const;
 
   // Ends the bus; its clients lose their connections.
   void End();

@@ -3,26 +3,13 @@
 // alone, with signals of the service's form.
 
 #include <gtest/gtest.h>
-#include <systemd/sd-bus.h>
 
-#include <memory>
 #include <string>
 
 #include "support/private_bus.h"
 #include "support/temp_directory.h"
 
 namespace {
-
-using Connection = std::unique_ptr<sd_bus, decltype(&sd_bus_flush_close_unref)>;
-
-Connection Connect(const std::string& address) {
-  sd_bus* bus = nullptr;
-  EXPECT_GE(sd_bus_new(&bus), 0);
-  EXPECT_GE(sd_bus_set_address(bus, address.c_str()), 0);
-  EXPECT_GE(sd_bus_set_bus_client(bus, 1), 0);
-  EXPECT_GE(sd_bus_start(bus), 0);
-  return Connection(bus, sd_bus_flush_close_unref);
-}
 
 int Count(sd_bus_message*, void* counter, sd_bus_error*) {
   ++*static_cast<int*>(counter);
@@ -55,9 +42,9 @@ bool ReceiveUntil(sd_bus* bus, const int& counter, int expected) {
 TEST(BusLimits, ASubscriberThatStopsReadingDoesNotFreezeTheOthers) {
   support::TempDirectory directory;
   support::PrivateBus bus(directory.Path());
-  Connection sender = Connect(bus.Address());
-  Connection stuck = Connect(bus.Address());
-  Connection reader = Connect(bus.Address());
+  const bus::Connection sender = bus.Connect();
+  const bus::Connection stuck = bus.Connect();
+  const bus::Connection reader = bus.Connect();
   int stuckCount = 0;
   int readerCount = 0;
   Subscribe(stuck.get(), &stuckCount);
@@ -82,9 +69,9 @@ TEST(BusLimits, ASubscriberThatStopsReadingDoesNotFreezeTheOthers) {
 TEST(BusLimits, NobodyHearsWhatIsMeantForAnother) {
   support::TempDirectory directory;
   support::PrivateBus bus(directory.Path());
-  Connection eavesdropper = Connect(bus.Address());
-  Connection sender = Connect(bus.Address());
-  Connection receiver = Connect(bus.Address());
+  const bus::Connection eavesdropper = bus.Connect();
+  const bus::Connection sender = bus.Connect();
+  const bus::Connection receiver = bus.Connect();
   int overheard = 0;
   int received = 0;
   ASSERT_GE(sd_bus_call_method(eavesdropper.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -95,12 +82,11 @@ TEST(BusLimits, NobodyHearsWhatIsMeantForAnother) {
   ASSERT_GE(sd_bus_add_filter(receiver.get(), nullptr, CountRequest, &received), 0);
   const char* to = nullptr;
   ASSERT_GE(sd_bus_get_unique_name(receiver.get(), &to), 0);
-  sd_bus_message* call = nullptr;
-  ASSERT_GE(sd_bus_message_new_method_call(sender.get(), &call, to, "/test", "org.nuvra.Service1",
-                                           "Request"),
+  bus::Message call;
+  ASSERT_GE(sd_bus_message_new_method_call(sender.get(), bus::Out(call), to, "/test",
+                                           "org.nuvra.Service1", "Request"),
             0);
-  ASSERT_GE(sd_bus_send(sender.get(), call, nullptr), 0);
-  sd_bus_message_unref(call);
+  ASSERT_GE(sd_bus_send(sender.get(), call.get(), nullptr), 0);
   ASSERT_GE(sd_bus_flush(sender.get()), 0);
   ASSERT_TRUE(ReceiveUntil(receiver.get(), received, 1));
   // What the bus answers now comes behind what it gave to others before.

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <signal.h>
-#include <systemd/sd-bus.h>
 
 #include <filesystem>
 #include <fstream>
@@ -48,14 +47,11 @@ class Holder {
 // together.
 class HastyApplication {
  public:
-  HastyApplication(const TelevisionSet& set, const std::string& app) : m_App(app) {
-    EXPECT_GE(sd_bus_new(&m_Bus), 0);
-    EXPECT_GE(sd_bus_set_address(m_Bus, set.Bus().Address().c_str()), 0);
-    EXPECT_GE(sd_bus_set_bus_client(m_Bus, true), 0);
-    EXPECT_GE(sd_bus_start(m_Bus), 0);
-    EXPECT_GT(sd_bus_request_name(m_Bus, app.c_str(), 0), 0) << app;
+  HastyApplication(const TelevisionSet& set, const std::string& app)
+      : m_App(app), m_Bus(set.Bus().Connect()) {
+    EXPECT_GT(sd_bus_request_name(m_Bus.get(), app.c_str(), 0), 0) << app;
   }
-  ~HastyApplication() { sd_bus_flush_close_unref(m_Bus); }
+  ~HastyApplication() { sd_bus_flush(m_Bus.get()); }
   HastyApplication(const HastyApplication&) = delete;
   HastyApplication& operator=(const HastyApplication&) = delete;
 
@@ -65,20 +61,19 @@ class HastyApplication {
   }
 
   void Send(const std::string& body) {
-    sd_bus_message* message = nullptr;
-    EXPECT_GE(sd_bus_message_new_method_call(m_Bus, &message, "org.nuvra.service.settings_service",
-                                             "/org/nuvra/service/settings_service",
-                                             "org.nuvra.Service1", "Request"),
+    bus::Message message;
+    EXPECT_GE(sd_bus_message_new_method_call(
+                  m_Bus.get(), bus::Out(message), "org.nuvra.service.settings_service",
+                  "/org/nuvra/service/settings_service", "org.nuvra.Service1", "Request"),
               0);
-    EXPECT_GE(sd_bus_message_append(message, "is", 0, body.c_str()), 0);
-    EXPECT_GE(sd_bus_message_set_expect_reply(message, 0), 0);
-    EXPECT_GE(sd_bus_send(m_Bus, message, nullptr), 0);
-    sd_bus_message_unref(message);
+    EXPECT_GE(sd_bus_message_append(message.get(), "is", 0, body.c_str()), 0);
+    EXPECT_GE(sd_bus_message_set_expect_reply(message.get(), 0), 0);
+    EXPECT_GE(sd_bus_send(m_Bus.get(), message.get(), nullptr), 0);
   }
 
  private:
   const std::string m_App;
-  sd_bus* m_Bus = nullptr;
+  const bus::Connection m_Bus;
 };
 
 class Disabling : public SystemTest {

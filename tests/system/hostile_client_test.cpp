@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "bus/bus.h"
 #include "settings/client.h"
 #include "system_test.h"
 
@@ -49,9 +48,7 @@ const Bad kBad[] = {
 // does not look at what comes with it.
 class Way {
  public:
-  explicit Way(const std::string& address) {
-    EXPECT_EQ(bus::Connect(address, std::chrono::seconds(5), m_Bus), 0);
-  }
+  explicit Way(const support::PrivateBus& bus) : m_Bus(bus.Connect()) {}
 
   void Take(const std::string& body) {
     EXPECT_GE(sd_bus_call_method(m_Bus.get(), "org.nuvra.service.settings_service",
@@ -61,14 +58,14 @@ class Way {
   }
 
  private:
-  bus::Connection m_Bus;
+  const bus::Connection m_Bus;
 };
 
 class HostileClient : public SystemTest, public testing::WithParamInterface<Bad> {};
 
 TEST_P(HostileClient, IsToldWhatWasWrongAtOnceAndTheNextRequestIsServed) {
   settings::Client client(m_Set.Bus().Address());
-  Way way(m_Set.Bus().Address());
+  Way way(m_Set.Bus());
   steady_clock::duration quickest = steady_clock::duration::max();
   steady_clock::duration quickestWay = steady_clock::duration::max();
   for (int round = 0; round < 20; ++round) {

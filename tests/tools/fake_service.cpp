@@ -3,16 +3,15 @@
 // again, and started by the bus.
 
 #include <json/json.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
+#include "bus/bus.h"
 #include "fake_menu.h"
 
 namespace {
@@ -39,12 +38,7 @@ std::map<std::string, Item> g_Items = {
     {"greeting", {"grüße", "Grüße"}},
 };
 
-int Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::runtime_error(std::string(what) + " failed: " + std::to_string(-result));
-  }
-  return result;
-}
+using bus::Check;
 
 std::string Write(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
@@ -61,12 +55,12 @@ std::string Filled(bool success, const Json::Value& result) {
 }
 
 void Emit(sd_bus* bus, const char* destination, int type, const std::string& body) {
-  sd_bus_message* signal = nullptr;
-  Check(sd_bus_message_new_signal(bus, &signal, kObject, kInterface, "Signal"), "new signal");
-  Check(sd_bus_message_append(signal, "sis", "settings_service_signal", type, body.c_str()),
+  bus::Message signal;
+  Check(sd_bus_message_new_signal(bus, bus::Out(signal), kObject, kInterface, "Signal"),
+        "new signal");
+  Check(sd_bus_message_append(signal.get(), "sis", "settings_service_signal", type, body.c_str()),
         "append");
-  Check(sd_bus_send_to(bus, signal, destination, nullptr), "send");
-  sd_bus_message_unref(signal);
+  Check(sd_bus_send_to(bus, signal.get(), destination, nullptr), "send");
 }
 
 int Reply(sd_bus_message* request, const std::string& body) {
@@ -164,11 +158,9 @@ int OnNameOwnerChanged(sd_bus_message* message, void*, sd_bus_error*) {
 }
 
 int Serve(const std::string& address, const std::string& object) {
-  sd_bus* bus = nullptr;
-  Check(sd_bus_new(&bus), "new");
-  Check(sd_bus_set_address(bus, address.c_str()), "address");
-  Check(sd_bus_set_bus_client(bus, 1), "client");
-  Check(sd_bus_start(bus), "start");
+  bus::Connection connection;
+  Check(bus::Connect(address, std::nullopt, connection), "connect");
+  sd_bus* const bus = connection.get();
   Check(sd_bus_add_object(bus, nullptr, object.c_str(), OnMessage, nullptr), "object");
   Check(
       sd_bus_match_signal(bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -176,17 +168,11 @@ int Serve(const std::string& address, const std::string& object) {
       "match");
   Check(sd_bus_request_name(bus, kBusName, 0), "name");
   std::cout << "ready" << std::endl;
-  for (;;) {
-    const int result = sd_bus_process(bus, nullptr);
-    if (result < 0) {
-      // The end of the bus is the end of the service.
-      sd_bus_unref(bus);
-      return 0;
-    }
-    if (result == 0) {
-      sd_bus_wait(bus, UINT64_MAX);
-    }
+  const bus::Deadline never(std::nullopt);
+  while (bus::ProcessOrWait(bus, never) >= 0) {
   }
+  // The end of the bus is the end of the service.
+  return 0;
 }
 
 }  // namespace

@@ -72,7 +72,8 @@ void NameOwners::AskForAll(sd_bus* bus) {
   }
   while (open > 0) {
     const bus::Deadline deadline(kPatience);
-    for (const int before = open; open == before;) {
+    const int before = open;
+    while (open == before) {
       Check(bus::ProcessOrWait(bus, deadline));
     }
   }

@@ -54,54 +54,44 @@ std::ostream& operator<<(std::ostream& stream, const AppEvent& event) {
 }
 
 BusClient::BusClient() {
-  sd_bus_new(&m_Bus);
-  sd_bus_set_address(m_Bus, host::BusAddress().c_str());
-  sd_bus_set_bus_client(m_Bus, true);
-  EXPECT_GE(sd_bus_start(m_Bus), 0);
+  EXPECT_EQ(bus::Connect(host::BusAddress(), support::kPatience, m_Bus), 0);
 }
-
-BusClient::~BusClient() { sd_bus_flush_close_unref(m_Bus); }
 
 std::vector<std::string> BusClient::Names() const {
   char** names = nullptr;
-  EXPECT_GE(sd_bus_list_names(m_Bus, &names, nullptr), 0);
-  std::vector<std::string> result;
-  for (char** name = names; name != nullptr && *name != nullptr; ++name) {
-    result.emplace_back(*name);
-    std::free(*name);
-  }
-  std::free(names);
-  return result;
+  EXPECT_GE(sd_bus_list_names(m_Bus.get(), &names, nullptr), 0);
+  return bus::TakeTexts(names);
 }
 
 bool BusClient::IsOwned(const std::string& name) const {
-  const std::vector<std::string> names = Names();
-  return std::find(names.begin(), names.end(), name) != names.end();
+  const int owned = bus::HasOwner(m_Bus.get(), name);
+  EXPECT_GE(owned, 0) << name;
+  return owned > 0;
 }
 
 void BusClient::Own(const std::string& name) {
-  EXPECT_GE(sd_bus_request_name(m_Bus, name.c_str(),
+  EXPECT_GE(sd_bus_request_name(m_Bus.get(), name.c_str(),
                                 SD_BUS_NAME_ALLOW_REPLACEMENT | SD_BUS_NAME_REPLACE_EXISTING),
             0)
       << name;
 }
 
 void BusClient::Release(const std::string& name) {
-  EXPECT_GE(sd_bus_release_name(m_Bus, name.c_str()), 0) << name;
+  EXPECT_GE(sd_bus_release_name(m_Bus.get(), name.c_str()), 0) << name;
 }
 
 void BusClient::Forge(const std::string& to, const std::string& name, const std::string& oldOwner,
                       const std::string& newOwner) {
-  sd_bus_message* signal = nullptr;
-  EXPECT_GE(sd_bus_message_new_signal(m_Bus, &signal, "/org/freedesktop/DBus",
+  bus::Message signal;
+  EXPECT_GE(sd_bus_message_new_signal(m_Bus.get(), bus::Out(signal), "/org/freedesktop/DBus",
                                       "org.freedesktop.DBus", "NameOwnerChanged"),
             0);
-  EXPECT_GE(sd_bus_message_append(signal, "sss", name.c_str(), oldOwner.c_str(), newOwner.c_str()),
-            0);
-  EXPECT_GE(sd_bus_message_set_destination(signal, to.c_str()), 0);
-  EXPECT_GE(sd_bus_send(m_Bus, signal, nullptr), 0);
-  sd_bus_message_unref(signal);
-  EXPECT_GE(sd_bus_flush(m_Bus), 0);
+  EXPECT_GE(
+      sd_bus_message_append(signal.get(), "sss", name.c_str(), oldOwner.c_str(), newOwner.c_str()),
+      0);
+  EXPECT_GE(sd_bus_message_set_destination(signal.get(), to.c_str()), 0);
+  EXPECT_GE(sd_bus_send(m_Bus.get(), signal.get(), nullptr), 0);
+  EXPECT_GE(sd_bus_flush(m_Bus.get()), 0);
 }
 
 int Launch(const std::string& appId, const ExtraData& extraData) {

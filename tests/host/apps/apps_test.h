@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <systemd/sd-bus.h>
 
 #include <filesystem>
 #include <iosfwd>
@@ -56,9 +55,6 @@ std::string LogText();
 class BusClient {
  public:
   BusClient();
-  ~BusClient();
-  BusClient(const BusClient&) = delete;
-  BusClient& operator=(const BusClient&) = delete;
 
   // The names that are owned now.
   std::vector<std::string> Names() const;
@@ -73,7 +69,7 @@ class BusClient {
              const std::string& newOwner);
 
  private:
-  sd_bus* m_Bus = nullptr;
+  bus::Connection m_Bus;
 };
 
 // Tests with a bus of their own, on which the applications above can be started.

@@ -9,7 +9,6 @@
 #include <json/json.h>
 #include <poll.h>
 #include <sys/wait.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +18,8 @@
 #include <map>
 #include <sstream>
 #include <string>
+
+#include "bus/bus.h"
 
 namespace {
 
@@ -38,12 +39,7 @@ void RecordStart(const std::string& id) {
   Record(line);
 }
 
-void Check(int result, const char* what) {
-  if (result < 0) {
-    std::cerr << what << " failed: " << -result << std::endl;
-    std::exit(1);
-  }
-}
+using bus::Check;
 
 int OnActivate(sd_bus_message* message, void*, sd_bus_error*) {
   Json::Value line;
@@ -80,8 +76,9 @@ void Idle(sd_bus* bus) {
 // Does not return before the bus ends.
 void Live(const std::string& id, const std::string& mode) {
   RecordStart(id);
-  sd_bus* bus = nullptr;
-  Check(sd_bus_open_user(&bus), "connecting");
+  bus::Connection connection;
+  Check(bus::Connect("session", std::nullopt, connection), "connecting");
+  sd_bus* const bus = connection.get();
   if (mode == "nameless") {
     return Idle(bus);
   }
@@ -95,7 +92,8 @@ void Live(const std::string& id, const std::string& mode) {
   if (mode == "mute") {
     return Idle(bus);
   }
-  while (sd_bus_process(bus, nullptr) >= 0 && sd_bus_wait(bus, UINT64_MAX) >= 0) {
+  const bus::Deadline never(std::nullopt);
+  while (bus::ProcessOrWait(bus, never) >= 0) {
   }
 }
 

@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "bus/bus.h"
 #include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "support/wait.h"
@@ -249,15 +250,17 @@ TEST_F(BusPumpTest, SendsWhatDidNotFitIntoTheSocket) {
 
 TEST_F(BusPumpTest, LetsACallThatNobodyAnswersTimeOut) {
   Pump();
-  sd_bus_message* call = nullptr;
-  ASSERT_GE(sd_bus_message_new_method_call(m_Near, &call, nullptr, "/near", "near.Near", "Ask"), 0);
+  bus::Message call;
+  ASSERT_GE(
+      sd_bus_message_new_method_call(m_Near, bus::Out(call), nullptr, "/near", "near.Near", "Ask"),
+      0);
   struct Outcome {
     MainLoop& loop;
     int error = 0;
   } outcome{m_Loop};
   constexpr std::uint64_t kMicroseconds = 50'000;
   ASSERT_GE(sd_bus_call_async(
-                m_Near, nullptr, call,
+                m_Near, nullptr, call.get(),
                 [](sd_bus_message* reply, void* data, sd_bus_error*) {
                   auto& outcome = *static_cast<Outcome*>(data);
                   outcome.error = sd_bus_message_get_errno(reply);
@@ -266,7 +269,6 @@ TEST_F(BusPumpTest, LetsACallThatNobodyAnswersTimeOut) {
                 },
                 &outcome, kMicroseconds),
             0);
-  sd_bus_message_unref(call);
   const auto start = std::chrono::steady_clock::now();
   m_Loop.Run();
   EXPECT_EQ(outcome.error, ETIMEDOUT);

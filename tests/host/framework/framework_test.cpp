@@ -1,18 +1,13 @@
 #include "framework_test.h"
 
 #include <algorithm>
-#include <chrono>
 #include <sstream>
 
 #include "support/wait.h"
 
 namespace {
 
-void Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::system_error(-result, std::generic_category(), what);
-  }
-}
+using bus::Check;
 
 Answer ReadAnswer(sd_bus_message* message) {
   Answer answer;
@@ -48,52 +43,41 @@ std::ostream& operator<<(std::ostream& stream, const ReceivedSignal& signal) {
 }
 
 Client::Client(const std::string& address) {
-  Check(sd_bus_new(&m_Bus), "sd_bus_new");
-  Check(sd_bus_set_address(m_Bus, address.c_str()), "sd_bus_set_address");
-  Check(sd_bus_set_bus_client(m_Bus, true), "sd_bus_set_bus_client");
-  Check(
-      sd_bus_set_method_call_timeout(m_Bus, std::chrono::microseconds(support::kPatience).count()),
-      "sd_bus_set_method_call_timeout");
-  Check(sd_bus_start(m_Bus), "sd_bus_start");
+  Check(bus::Connect(address, support::kPatience, m_Bus), address.c_str());
 }
 
-Client::~Client() { sd_bus_flush_close_unref(m_Bus); }
+Client::~Client() { sd_bus_flush(m_Bus.get()); }
 
 std::string Client::UniqueName() const {
   const char* name = nullptr;
-  Check(sd_bus_get_unique_name(m_Bus, &name), "sd_bus_get_unique_name");
+  Check(sd_bus_get_unique_name(m_Bus.get(), &name), "sd_bus_get_unique_name");
   return name;
 }
 
 Answer Client::Request(const std::string& body, int type, const std::string& to) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  sd_bus_message* reply = nullptr;
-  const int result = sd_bus_call_method(m_Bus, to.c_str(), kObject, kInterface, "Request", &error,
-                                        &reply, "is", type, body.c_str());
-  Answer answer;
+  bus::Error error;
+  bus::Message reply;
+  const int result = sd_bus_call_method(m_Bus.get(), to.c_str(), kObject, kInterface, "Request",
+                                        error.Out(), bus::Out(reply), "is", type, body.c_str());
   if (result < 0) {
-    answer.error = sd_bus_error_is_set(&error) ? error.name : "no answer";
-    answer.message = sd_bus_error_is_set(&error) ? error.message : "";
-  } else {
-    answer = ReadAnswer(reply);
+    return {0, "", error.Name().empty() ? "no answer" : error.Name(), error.Text()};
   }
-  sd_bus_message_unref(reply);
-  sd_bus_error_free(&error);
-  return answer;
+  return ReadAnswer(reply.get());
 }
 
 void Client::Post(const std::string& body, bool expectReply) {
-  sd_bus_message* message = nullptr;
-  Check(sd_bus_message_new_method_call(m_Bus, &message, kBusName, kObject, kInterface, "Request"),
+  bus::Message message;
+  Check(sd_bus_message_new_method_call(m_Bus.get(), bus::Out(message), kBusName, kObject,
+                                       kInterface, "Request"),
         "sd_bus_message_new_method_call");
-  Check(sd_bus_message_append(message, "is", 0, body.c_str()), "sd_bus_message_append");
+  Check(sd_bus_message_append(message.get(), "is", 0, body.c_str()), "sd_bus_message_append");
   if (expectReply) {
-    Check(sd_bus_call_async(m_Bus, nullptr, message, OnAnswer, this, 0), "sd_bus_call_async");
+    Check(sd_bus_call_async(m_Bus.get(), nullptr, message.get(), OnAnswer, this, 0),
+          "sd_bus_call_async");
   } else {
-    Check(sd_bus_message_set_expect_reply(message, false), "sd_bus_message_set_expect_reply");
-    Check(sd_bus_send(m_Bus, message, nullptr), "sd_bus_send");
+    Check(sd_bus_message_set_expect_reply(message.get(), false), "sd_bus_message_set_expect_reply");
+    Check(sd_bus_send(m_Bus.get(), message.get(), nullptr), "sd_bus_send");
   }
-  sd_bus_message_unref(message);
 }
 
 int Client::OnAnswer(sd_bus_message* message, void* self, sd_bus_error*) {
@@ -102,7 +86,8 @@ int Client::OnAnswer(sd_bus_message* message, void* self, sd_bus_error*) {
 }
 
 void Client::Listen() {
-  Check(sd_bus_match_signal(m_Bus, nullptr, nullptr, kObject, kInterface, "Signal", OnSignal, this),
+  Check(sd_bus_match_signal(m_Bus.get(), nullptr, nullptr, kObject, kInterface, "Signal", OnSignal,
+                            this),
         "sd_bus_match_signal");
 }
 
@@ -118,15 +103,12 @@ int Client::OnSignal(sd_bus_message* message, void* self, sd_bus_error*) {
 }
 
 bool Client::HasOwner(const std::string& name) {
-  sd_bus_creds* creds = nullptr;
-  const int result = sd_bus_get_name_creds(m_Bus, name.c_str(), SD_BUS_CREDS_UNIQUE_NAME, &creds);
-  sd_bus_creds_unref(creds);
-  return result >= 0;
+  return Check(bus::HasOwner(m_Bus.get(), name), "HasOwner") > 0;
 }
 
 bool Client::Until(const std::function<bool()>& done) {
   return support::WaitUntil([&] {
-    while (sd_bus_process(m_Bus, nullptr) > 0) {
+    while (sd_bus_process(m_Bus.get(), nullptr) > 0) {
     }
     return done();
   });

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <systemd/sd-bus.h>
 
 #include <filesystem>
 #include <functional>
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bus/bus.h"
 #include "support/private_bus.h"
 #include "support/process.h"
 #include "support/temp_directory.h"
@@ -46,7 +46,7 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  sd_bus* Get() const { return m_Bus; }
+  sd_bus* Get() const { return m_Bus.get(); }
   std::string UniqueName() const;
 
   // Asks the test service, by its well-known name unless said, and waits for the answer.
@@ -70,7 +70,7 @@ class Client {
   static int OnAnswer(sd_bus_message* message, void* self, sd_bus_error*);
   static int OnSignal(sd_bus_message* message, void* self, sd_bus_error*);
 
-  sd_bus* m_Bus = nullptr;
+  bus::Connection m_Bus;
   std::vector<Answer> m_Answers;
   std::vector<ReceivedSignal> m_Signals;
 };

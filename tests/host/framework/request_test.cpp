@@ -86,12 +86,11 @@ TEST_F(ARequest, OfTheLargestSizeIsServed) {
 }
 
 TEST_F(ARequest, WithAnotherSignatureIsRefusedByTheBus) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  EXPECT_LT(sd_bus_call_method(m_Client.Get(), kBusName, kObject, kInterface, "Request", &error,
-                               nullptr, "s", "{}"),
+  bus::Error error;
+  EXPECT_LT(sd_bus_call_method(m_Client.Get(), kBusName, kObject, kInterface, "Request",
+                               error.Out(), nullptr, "s", "{}"),
             0);
-  EXPECT_STREQ(error.name, SD_BUS_ERROR_INVALID_ARGS);
-  sd_bus_error_free(&error);
+  EXPECT_EQ(error.Name(), SD_BUS_ERROR_INVALID_ARGS);
 }
 
 TEST_F(ARequest, ThatTheServiceRefusesFails) {
@@ -220,22 +219,23 @@ TEST_F(ARequest, IsAnsweredWhoeverElseAsks) {
 }
 
 TEST_F(ARequest, FindsTheObjectByTheUniqueNameToo) {
-  sd_bus_creds* creds = nullptr;
-  ASSERT_GE(sd_bus_get_name_creds(m_Client.Get(), kBusName, SD_BUS_CREDS_UNIQUE_NAME, &creds), 0);
+  bus::Credentials creds;
+  ASSERT_GE(
+      sd_bus_get_name_creds(m_Client.Get(), kBusName, SD_BUS_CREDS_UNIQUE_NAME, bus::Out(creds)),
+      0);
   const char* name = nullptr;
-  ASSERT_GE(sd_bus_creds_get_unique_name(creds, &name), 0);
+  ASSERT_GE(sd_bus_creds_get_unique_name(creds.get(), &name), 0);
   EXPECT_EQ(m_Client.Request(R"({"do":"echo"})", 0, name).body, R"({"do":"echo"})");
-  sd_bus_creds_unref(creds);
 }
 
 TEST_F(ARequest, IsDescribedByIntrospection) {
-  sd_bus_message* reply = nullptr;
+  bus::Message reply;
   ASSERT_GE(
       sd_bus_call_method(m_Client.Get(), kBusName, kObject, "org.freedesktop.DBus.Introspectable",
-                         "Introspect", nullptr, &reply, ""),
+                         "Introspect", nullptr, bus::Out(reply), ""),
       0);
   const char* text = nullptr;
-  ASSERT_GE(sd_bus_message_read(reply, "s", &text), 0);
+  ASSERT_GE(sd_bus_message_read(reply.get(), "s", &text), 0);
   EXPECT_THAT(text, HasSubstr(R"( <interface name="org.nuvra.Service1">
   <method name="Request">
    <arg type="i" name="type" direction="in"/>
@@ -250,7 +250,6 @@ TEST_F(ARequest, IsDescribedByIntrospection) {
   </signal>
  </interface>
 )"));
-  sd_bus_message_unref(reply);
 }
 
 TEST_F(ARequest, IsShownByTheBusTool) {
