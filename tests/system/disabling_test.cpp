@@ -343,12 +343,15 @@ TEST_F(Disabling, ACommandHoldsItemsAsLongAsItRuns) {
 TEST_F(Disabling, AHoldLetsGoThoughTheDaemonWasDeadWhenItsCommandEnded) {
   const std::filesystem::path running = m_Set.Root() / "running";
   std::ofstream{running};
+  const std::filesystem::path begun = m_Set.Root() / "begun";
   const std::filesystem::path ended = m_Set.Root() / "ended";
   support::Process hold(
       {"settingsctl", "hold", "tint", "--timeout", "60", "--app", "org.example.film", "--", "sh",
-       "-c", "while [ -e \"$0\" ]; do sleep 0.05; done; echo >\"$1\"; exit 7", running, ended},
+       "-c", "echo >\"$1\"; while [ -e \"$0\" ]; do sleep 0.05; done; echo >\"$2\"; exit 7",
+       running, begun, ended},
       m_Set.Variables(), support::Files{});
-  ASSERT_TRUE(ComesToBeDisabledBy("tint", {"org.example.film"}));
+  // Before its command begins the hold asks the daemon once more.
+  ASSERT_TRUE(support::WaitUntil([&] { return std::filesystem::exists(begun); }));
   m_Set.KillDaemon();
   std::filesystem::remove(running);
   ASSERT_TRUE(support::WaitUntil([&] { return std::filesystem::exists(ended); }));
