@@ -155,6 +155,12 @@ TEST_F(Setctl, WithoutASetNothingIsMadeAndEveryVerbSaysHowToStartOne) {
   const support::TempDirectory ended;
   std::filesystem::create_directories(ended / "var/lib/settings-service");
   std::ofstream(ended / "var/lib/settings-service/keys.db") << "what a set keeps";
+  // As after a copy that was cut short.
+  const support::TempDirectory blank;
+  for (const char* directory : {"var/lib/settings-service", "run/settings-service"}) {
+    std::filesystem::create_directories(blank / directory);
+    std::ofstream(blank / directory / "keys.db").close();
+  }
   const std::vector<std::vector<std::string>> verbs = {
       {"key", "get", "db/x"},
       {"key", "set", "db/x", "1"},
@@ -170,7 +176,7 @@ TEST_F(Setctl, WithoutASetNothingIsMadeAndEveryVerbSaysHowToStartOne) {
   };
   for (std::vector<std::string> verb : verbs) {
     SCOPED_TRACE(testing::PrintToString(verb));
-    for (const std::filesystem::path& root : {empty.Path(), ended.Path()}) {
+    for (const std::filesystem::path& root : {empty.Path(), ended.Path(), blank.Path()}) {
       std::vector<std::string> line = {"--root", root};
       line.insert(line.end(), verb.begin(), verb.end());
       ExpectFailure(Run(line), 8, "no set runs in \"" + root.native() + "\"; start one");
@@ -178,6 +184,8 @@ TEST_F(Setctl, WithoutASetNothingIsMadeAndEveryVerbSaysHowToStartOne) {
   }
   EXPECT_TRUE(std::filesystem::is_empty(empty.Path()));
   EXPECT_FALSE(std::filesystem::exists(ended / "run"));
+  EXPECT_TRUE(std::filesystem::is_empty(blank / "var/lib/settings-service/keys.db"));
+  EXPECT_TRUE(std::filesystem::is_empty(blank / "run/settings-service/keys.db"));
 }
 
 TEST_F(Setctl, AnEmptyRootIsWrongUsage) {

@@ -113,8 +113,11 @@ bool IsValidKey(std::string_view key) {
 bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir) {
   const auto isThere = [](const std::filesystem::path& directory) {
     std::error_code error;
-    return std::filesystem::exists(directory / kFileName, error) ||
-           error == std::errc::permission_denied;
+    const std::filesystem::path file = directory / kFileName;
+    const std::filesystem::file_status status = std::filesystem::status(file, error);
+    return error == std::errc::permission_denied ||
+           (std::filesystem::exists(status) && (!std::filesystem::is_regular_file(status) ||
+                                                std::filesystem::file_size(file, error) > 0));
   };
   return isThere(stateDir) && isThere(runDir);
 }

@@ -27,8 +27,8 @@ struct KeyChange {
 // control characters, at most 255 bytes in all.
 bool IsValidKey(std::string_view key);
 
-// Whether a store was made in these directories, and is not gone. True also when this user may not
-// look into them.
+// Whether a store was made in these directories, and is not gone: an empty file is none. True also
+// when this user may not look into them.
 bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir);
 
 // The key store of a set, shared with all other processes that open it (docs/keystore.md).
