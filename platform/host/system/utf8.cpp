@@ -23,11 +23,17 @@ struct Range {
 };
 constexpr Range kHidden[] = {
     {0xAD, 0xAD},        // soft hyphen
+    {0x034F, 0x034F},    // joiner of graphemes
+    {0x115F, 0x1160},    // fillers of Korean syllables
+    {0x17B4, 0x17B5},    // inherent vowels of Khmer
     {0x180E, 0x180E},    // vowel separator without width
     {0x200B, 0x200B},    // space without width
     {0x2028, 0x202E},    // ends of lines and paragraphs, embeddings and overrides of direction
     {0x2060, 0x206F},    // joiner of words, invisible operators, isolates of direction
+    {0x2800, 0x2800},    // Braille without a dot
+    {0x3164, 0x3164},    // filler of Korean letters
     {0xFEFF, 0xFEFF},    // byte order mark
+    {0xFFA0, 0xFFA0},    // the same, half as wide
     {0xFFF9, 0xFFFB},    // annotations
     {0x1BCA0, 0x1BCA3},  // of shorthand
     {0x1D173, 0x1D17A},  // of music

@@ -21,9 +21,11 @@ char32_t CodePointOf(std::string_view character);
 bool IsNoncharacter(char32_t codePoint);
 
 // Whether a text with this code point in it looks like another text: it turns the order of what
-// stands around it, breaks the line in some programs, or shows nothing. Not so the joiners and the
-// marks of direction U+200C to U+200F and U+061C, which texts in Arabic script need and whose
-// effect ends at the next letter.
+// stands around it, breaks the line in some programs, or shows nothing. Not so what ordinary texts
+// need: the joiners and the marks of direction U+200C to U+200F and U+061C, in Arabic script, whose
+// effect ends at the next letter; spaces that are as wide as they look; and the selectors of
+// variants, which choose among the shapes of the character before them, of an emoji, a Chinese or a
+// Mongolian one: U+180B to U+180D and U+180F, U+FE00 to U+FE0F, U+E0100 to U+E01EF.
 bool IsHidden(char32_t codePoint);
 
 // Appends \uXXXX, two of them for what is beyond U+FFFF, as in JSON.

@@ -84,13 +84,16 @@ TEST(Utf8, WhatHidesOrTurnsTextIsVisible) {
             "\\ufff9a\\ufffb \\ud82f\\udca0\\ud834\\udd7a");
   EXPECT_EQ(Visible("\U000E0001\U000E007F"), "\\udb40\\udc01\\udb40\\udc7f");
   EXPECT_EQ(Visible("\uFFFF\uFFFE\uFDD0\U0010FFFF"), "\\uffff\\ufffe\\ufdd0\\udbff\\udfff");
+  EXPECT_EQ(Visible("\u115Fa\u1160b\u3164c\uFFA0"), "\\u115fa\\u1160b\\u3164c\\uffa0");
+  EXPECT_EQ(Visible("\u2800a\u034Fb\u17B4\u17B5"), "\\u2800a\\u034fb\\u17b4\\u17b5");
 }
 
 TEST(Utf8, TextOfEveryLanguageStaysVisibleAsItIs) {
   for (const char* text :
        {"a\\b ~", "\u00A0\u00AC\u00AE", "게임 모드", "日本", "وضع الألعاب", "می\u200Cخواهم",
-        "\U0001F468\u200D\U0001F469", "HDMI\u200F 1\u200E", "\u061C\u0600\u06DD", "\uFE0F",
-        "\u2027\u202F\u205F\u2070", "\uFFFC\uFFFD", "\U000E0100", "\U0010FFFD"}) {
+        "\U0001F468\u200D\U0001F469", "HDMI\u200F 1\u200E", "\u061C\u0600\u06DD", "\u180B\u180F",
+        "\uFE00\uFE0F", "\u2027\u202F\u205F\u2070", "\uFFFC\uFFFD", "\U000E0100\U000E01EF",
+        "\u115E\u1161\u27FF\u2801\u3163\u3165\uFF9F\uFFA1", "\U0010FFFD"}) {
     EXPECT_EQ(Visible(text), text);
   }
 }
