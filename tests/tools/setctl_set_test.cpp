@@ -1,8 +1,10 @@
 // The verbs that operate the virtual set, seen by another program of the set.
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -16,6 +18,7 @@ namespace {
 using host::KeyStore;
 using host::KeyValue;
 using support::Outcome;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::SizeIs;
 
@@ -55,10 +58,15 @@ class SetctlSet : public testing::Test {
   // A verb's changes of keys that begin with `prefix`, as `key=value`, without the prefix.
   std::vector<std::string> ChangesBy(const std::vector<std::string>& arguments,
                                      const std::string& prefix = "") {
+    return ChangesBy([&] { ExpectDone(arguments); }, prefix);
+  }
+
+  std::vector<std::string> ChangesBy(const std::function<void()>& action,
+                                     const std::string& prefix) {
     // The keys of a fresh set are not the verb's.
     ExpectSuccess({"source", "list"});
     host::KeyWatcher watcher(Store());
-    ExpectDone(arguments);
+    action();
     std::vector<std::string> changes;
     for (auto some = watcher.TakeChanges(); !some.empty(); some = watcher.TakeChanges()) {
       for (const host::KeyChange& change : some) {
@@ -172,6 +180,30 @@ TEST_F(SetctlSet, ASwitchPlaysAllStepsInTheirOrder) {
                " 13  hdmi1        Console (Console)  current\n"
                " 14  hdmi2        HDMI 2  empty\n");
   EXPECT_EQ(Sources()[1]["current"], true);
+}
+
+constexpr char kNobodyReads[] = R"(exec > >(exit 0); wait $!; exec "$0" "$@")";
+
+TEST_F(SetctlSet, ASwitchIsPlayedToItsEndAlsoWhenItsOutputCannotBeWritten) {
+  const std::pair<std::string, Outcome> outputs[] = {
+      {kNobodyReads, {0, "", ""}},
+      {R"(exec "$0" "$@" > /dev/full)",
+       {1, "", "setctl: cannot write to standard output: No space left on device\n"}},
+  };
+  ExpectDone({"source", "add", "hdmi1", "Console"});
+  for (const auto& [output, expected] : outputs) {
+    const auto change = [&] {
+      const Outcome outcome =
+          support::RunCommand({"bash", "-c", output, SETCTL, "--json", "source", "switch", "hdmi1"},
+                              {{"SETTINGS_ROOT", Root()}});
+      EXPECT_EQ(outcome.status, expected.status);
+      EXPECT_EQ(outcome.err, expected.err);
+    };
+    EXPECT_THAT(
+        ChangesBy(change, "memory/set/"),
+        ElementsAre("source/preview=-1", "source/current=13", "source/type=hdmi", "source/state=1",
+                    "signal=128", "signal=25", "picture_setting=0", "signal=26"));
+  }
 }
 
 TEST_F(SetctlSet, ASwitchToAnEmptyPortFindsNoSignal) {
@@ -295,6 +327,19 @@ TEST_F(SetctlSet, AGeneralResetBeginsAndEnds) {
   EXPECT_THAT(ChangesBy({"reset", "general"}),
               ElementsAre("memory/menu/general/reset/progressing=1",
                           "memory/menu/general/reset/progressing=0"));
+}
+
+TEST_F(SetctlSet, AGeneralResetEndsAlsoWhenASignalEndsTheVerb) {
+  const std::string progressing = "memory/menu/general/reset/progressing";
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    support::Process verb({SETCTL, "reset", "general"}, {{"SETTINGS_ROOT", Root()}},
+                          support::Files());
+    ASSERT_TRUE(support::WaitUntil([&] { return Get(progressing) == KeyValue(1); }));
+    verb.Signal(signal);
+    // 0 on a machine on which the signal came when all was over.
+    EXPECT_THAT(verb.Wait(), AnyOf(128 + signal, 0));
+    EXPECT_EQ(Get(progressing), KeyValue(0));
+  }
 }
 
 TEST_F(SetctlSet, EachFactoryResetIsCounted) {

@@ -15,15 +15,36 @@
 namespace setctl {
 
 void VirtualSet::Write(const std::string& key, const host::KeyValue& value) {
+  if (!m_Begun) {
+    m_Begun.emplace();
+  }
   m_Store.Set(key, value);
   if (m_Options.json) {
-    tools::PrintLine(KeyJson(key, value));
+    m_Print([&] { tools::PrintLine(KeyJson(key, value)); });
   }
 }
 
-void VirtualSet::Pause(std::chrono::milliseconds time) const {
-  tools::Flush();
+void VirtualSet::Pause(std::chrono::milliseconds time) {
+  m_Print(tools::Flush);
   std::this_thread::sleep_for(time);
+}
+
+void VirtualSet::End() {
+  m_Print(tools::Flush);
+  if (m_OutputFailure) {
+    std::rethrow_exception(m_OutputFailure);
+  }
+}
+
+void VirtualSet::m_Print(const std::function<void()>& print) {
+  if (m_OutputFailure) {
+    return;
+  }
+  try {
+    print();
+  } catch (...) {
+    m_OutputFailure = std::current_exception();
+  }
 }
 
 std::optional<int> VirtualSet::Number(const std::string& key) const {
@@ -59,6 +80,7 @@ tools::ExitCode Operate(const Options& options, const std::function<void(Virtual
     host::PrepareFreshSet(store, lock);
     VirtualSet set(store, options);
     verb(set);
+    set.End();
     return tools::ExitCode::kDone;
   });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "keystore/key_store.h"
 #include "set/set_value.h"
 #include "setctl/verbs.h"
+#include "system/signals_blocked.h"
 
 namespace setctl {
 
@@ -17,12 +19,17 @@ class VirtualSet {
  public:
   VirtualSet(host::KeyStore& store, const Options& options) : m_Store(store), m_Options(options) {}
 
-  // Writes a key, and prints it for `--json`. A refused value would be a mistake of the verb.
+  // Writes a key, and prints it for `--json`. A refused value would be a mistake of the verb. What
+  // has begun comes to its end: from the first write on signals wait for the end of the verb, and
+  // that nothing can be printed is told there.
   void Write(const std::string& key, const host::KeyValue& value);
 
   // What a set takes its time for between two steps. Services on threads of their own, and
   // programs that read a key when they hear of its change, see the first step before the second.
-  void Pause(std::chrono::milliseconds time) const;
+  void Pause(std::chrono::milliseconds time);
+
+  // The verb is done. Throws what printing threw.
+  void End();
 
   // The number in a key; nothing when it holds none.
   std::optional<int> Number(const std::string& key) const;
@@ -34,8 +41,12 @@ class VirtualSet {
   host::Window PictureWindow() const;
 
  private:
+  void m_Print(const std::function<void()>& print);
+
   host::KeyStore& m_Store;
   const Options& m_Options;
+  std::optional<host::SignalsBlocked> m_Begun;
+  std::exception_ptr m_OutputFailure;
 };
 
 // Runs a verb on the set of the options, which becomes complete first.
