@@ -56,11 +56,6 @@ Parameter Parameter::OneOf(std::initializer_list<const char*> values) const {
   return *this;
 }
 
-Parameter Parameter::OneOf(std::initializer_list<int> values) const {
-  m_Option->check(CLI::IsMember(values));
-  return *this;
-}
-
 Parameter Parameter::AtLeast(int value) const {
   m_Option->check(CLI::Range(value, std::numeric_limits<int>::max()));
   return *this;

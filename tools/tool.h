@@ -31,7 +31,6 @@ class Parameter {
  public:
   Parameter Required() const;
   Parameter OneOf(std::initializer_list<const char*> values) const;
-  Parameter OneOf(std::initializer_list<int> values) const;
   Parameter AtLeast(int value) const;
 
   // `problem` says what is wrong with a value, and nothing when it is right.

@@ -11,6 +11,7 @@
 
 #include "fixture.h"
 #include "keystore/key_store.h"
+#include "set/fresh_set.h"
 #include "text.h"
 
 namespace {
@@ -64,7 +65,7 @@ class SetctlSet : public testing::Test {
   std::vector<std::string> ChangesBy(const std::function<void()>& action,
                                      const std::string& prefix) {
     // The keys of a fresh set are not the verb's.
-    ExpectSuccess({"source", "list"});
+    host::PrepareFreshSet(Store(), host::SetLock(m_Root / "run/settings-service"));
     host::KeyWatcher watcher(Store());
     action();
     std::vector<std::string> changes;
@@ -76,12 +77,6 @@ class SetctlSet : public testing::Test {
       }
     }
     return changes;
-  }
-
-  void ExpectSuccess(const std::vector<std::string>& arguments) const {
-    const Outcome outcome = Run(arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_EQ(outcome.err, "");
   }
 
   std::vector<Json::Value> Sources() const {
@@ -111,6 +106,16 @@ TEST_F(SetctlSet, AFreshSetHasItsTunerAndTwoEmptyPorts) {
                "  0  tv           TV  current\n"
                " 13  hdmi1        HDMI 1  empty\n"
                " 14  hdmi2        HDMI 2  empty\n");
+}
+
+TEST_F(SetctlSet, AVerbThatOnlyLooksMakesNothingAndWaitsForNobody) {
+  const host::SetLock operating(Root() / "run/settings-service");
+  EXPECT_THAT(Sources(), SizeIs(3));
+  EXPECT_THAT(Store().List(""), SizeIs(0));
+}
+
+TEST_F(SetctlSet, AVerbThatOperatesTheSetMakesItComplete) {
+  ExpectDone({"protection", "0"});
   EXPECT_EQ(Get("memory/tv-viewer/viewer_state"), KeyValue(""));
   EXPECT_EQ(Get("db/sysman/rotation_state"), KeyValue(1));
 }
@@ -229,10 +234,10 @@ TEST_F(SetctlSet, ASignalIsPlayedAlone) {
 }
 
 TEST_F(SetctlSet, ASourceThatIsNotThereIsNotShown) {
-  ExpectSuccess({"source", "list"});
+  ExpectDone({"source", "preview", "none"});
   ExpectFailure({"source", "switch", "hdmi3"}, 10, "setctl source add hdmi3");
   ExpectFailure({"source", "preview", "99"}, 10, "no source 99");
-  ExpectFailure({"source", "switch", "scart"}, 2, "one of tv, hdmi1");
+  ExpectFailure({"source", "switch", "scart"}, 2, "there are tv, hdmi1");
   ExpectFailure({"source", "switch", "-1"}, 2, "-1");
   EXPECT_EQ(Get("memory/set/source/current"), KeyValue(0));
 }
@@ -278,7 +283,7 @@ TEST_F(SetctlSet, EveryStateIsOneKey) {
       {{"power", "on"}, "memory/set/power=0"},
       {{"window", "3840", "1080"}, "memory/set/window=[0,0,3840,1080]"},
       {{"rotate", "2"}, "db/sysman/rotation_state=2"},
-      {{"rotate", "-1"}, "db/sysman/rotation_state=-1"},
+      {{"rotate", "3"}, "db/sysman/rotation_state=3"},
       {{"speaker", "bluetooth"}, "memory/set/speaker=bluetooth"},
       {{"language", "de_DE"}, "db/menu_widget/language=de_DE"},
       {{"protection", "1"}, "memory/ave/protection=1"},
@@ -306,21 +311,39 @@ TEST_F(SetctlSet, AStateThatIsNoneEndsWith2) {
   ExpectFailure({"window", "5"}, 2, "H");
   ExpectFailure({"rotate", "3000000000"}, 2, "3000000000");
   ExpectFailure({"speaker", "gramophone"}, 2, "there are tvspeaker, receiver, optical");
-  ExpectFailure({"speaker", ""}, 2, "no output");
+  ExpectFailure({"speaker", ""}, 2, "\"\" is no output; there are tvspeaker");
   ExpectFailure({"reset", "all"}, 2, "all");
   EXPECT_EQ(Get("memory/set/power"), std::nullopt);
 }
 
-TEST_F(SetctlSet, ALanguageIsALocale) {
-  for (const std::string name : {"en", "de_DE", "pt_BR.UTF-8", "ca_ES@valencia", "fil_PH"}) {
+TEST_F(SetctlSet, AValueThatASetDoesNotHaveIsRefusedWithWhatThereIs) {
+  const std::pair<std::vector<std::string>, std::string> verbs[] = {
+      {{"rotate", "9"}, "\"9\" is no rotation; there are 0, 1, 2, 3"},
+      {{"rotate", "-1"}, "\"-1\" is no rotation; there are 0, 1, 2, 3"},
+      {{"protection", "2"}, "\"2\" is no protection mode; there are 0, 1"},
+      {{"source", "signal", "99"}, "\"99\" is no signal; there are 25, 26, 27, 28, 29, 30, 128"},
+      {{"game-item", "5"}, "\"5\" is no game item; there are 0, 1, 2"},
+      {{"picture-setting", "77"}, "\"77\" is no picture setting; there are 0, 1"},
+      {{"power", "half"}, "\"half\" is no power state; there are off, picture-off, on"},
+      {{"window", "5", "x"}, "\"x\" is no size; give a number from 0 on"},
+  };
+  for (const auto& [verb, message] : verbs) {
+    ExpectFailure(verb, 2, message);
+  }
+  EXPECT_THAT(Store().List(""), SizeIs(0));
+}
+
+TEST_F(SetctlSet, ALanguageIsALocaleOfATranslatedOne) {
+  for (const std::string name : {"en", "de_DE", "en_GB.UTF-8", "es_ES@euro", "ko_KR"}) {
     ExpectDone({"language", name});
     EXPECT_EQ(Get("db/menu_widget/language"), KeyValue(name));
   }
-  for (const std::string name :
-       {"", "German", "de-DE", "de_de", "../de", "de_DE.", "C\n", "de_DE/x", "de_DE\n"}) {
-    ExpectFailure({"language", name}, 2, "is no locale");
+  for (const std::string name : {"xx_YY", "tlh", "", "German", "de-DE", "de_de", "../de", "de_DE.",
+                                 "C\n", "de_DE/x", "de_DE\n"}) {
+    ExpectFailure({"language", name}, 2,
+                  "is no language of this set; there are ar, de, en, en_US, es, fr, ko");
   }
-  EXPECT_EQ(Get("db/menu_widget/language"), KeyValue("fil_PH"));
+  EXPECT_EQ(Get("db/menu_widget/language"), KeyValue("ko_KR"));
 }
 
 TEST_F(SetctlSet, AGeneralResetBeginsAndEnds) {

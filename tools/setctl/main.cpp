@@ -29,8 +29,7 @@ int main(int argc, char** argv) {
   tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
   setctl::AddKeyVerbs(tool, options);
-  setctl::AddSourceVerbs(tool, options);
-  setctl::AddStateVerbs(tool, options);
+  setctl::AddSetVerbs(tool, options);
   setctl::AddLogVerb(tool, options);
   setctl::AddCatalogueVerb(tool, options);
   setctl::AddAppVerbs(tool, options);

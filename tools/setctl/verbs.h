@@ -23,8 +23,7 @@ struct Options {
 void AddKeyVerbs(tools::Tool& tool, const Options& options);
 void AddLogVerb(tools::Tool& tool, const Options& options);
 void AddCatalogueVerb(tools::Tool& tool, const Options& options);
-void AddSourceVerbs(tools::Tool& tool, const Options& options);
-void AddStateVerbs(tools::Tool& tool, const Options& options);
+void AddSetVerbs(tools::Tool& tool, const Options& options);
 void AddAppVerbs(tools::Tool& tool, const Options& options);
 
 // Makes the set of the options the one that this process works on. Called first by each verb that

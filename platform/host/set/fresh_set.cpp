@@ -31,25 +31,31 @@ SetLock::SetLock(const std::filesystem::path& runDir) {
   }
 }
 
+const std::vector<std::pair<std::string, KeyValue>>& FreshSet() {
+  static const auto* const box = [] {
+    SetSource tuner = EmptyPort("tv");
+    tuner.isEmpty = false;
+    return new std::vector<std::pair<std::string, KeyValue>>{
+        {kSourcesKey, WriteSources({tuner, EmptyPort("hdmi1"), EmptyPort("hdmi2")})},
+        {kCurrentSourceKey, tuner.sourceId},
+        {kPreviewKey, kNoPreview},
+        {kSourceStateKey, kPictureShown},
+        {kSourceTypeKey, std::string(SourceType(tuner.sourceId))},
+        {kWindowKey, WriteWindow(kWholeScreen)},
+        {kGameItemKey, 0},
+        {kGameModeKey, 0},
+        {kPowerKey, kPowerOn},
+        {kViewerStateKey, ""},
+        {kVisibleBannersKey, ""},
+        {kRotationKey, kUpright},
+        {kFactoryResetCountKey, 0},
+    };
+  }();
+  return *box;
+}
+
 void PrepareFreshSet(KeyStore& store, const SetLock&) {
-  SetSource tuner = EmptyPort("tv");
-  tuner.isEmpty = false;
-  const std::pair<const char*, KeyValue> box[] = {
-      {kSourcesKey, WriteSources({tuner, EmptyPort("hdmi1"), EmptyPort("hdmi2")})},
-      {kCurrentSourceKey, tuner.sourceId},
-      {kPreviewKey, kNoPreview},
-      {kSourceStateKey, kPictureShown},
-      {kSourceTypeKey, std::string(SourceType(tuner.sourceId))},
-      {kWindowKey, WriteWindow(kWholeScreen)},
-      {kGameItemKey, 0},
-      {kGameModeKey, 0},
-      {kPowerKey, kPowerOn},
-      {kViewerStateKey, ""},
-      {kVisibleBannersKey, ""},
-      {kRotationKey, kUpright},
-      {kFactoryResetCountKey, 0},
-  };
-  for (const auto& [key, value] : box) {
+  for (const auto& [key, value] : FreshSet()) {
     if (!store.Get(key)) {
       store.Set(key, value);
     }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "keystore/key_store.h"
 #include "system/file_descriptor.h"
@@ -17,8 +20,11 @@ class SetLock {
   FileDescriptor m_File;
 };
 
-// Gives the set the state in which it leaves its box: every key of it that is missing. What is
-// there stays. The lock is the set's own.
+// The keys of a set as it leaves its box.
+const std::vector<std::pair<std::string, KeyValue>>& FreshSet();
+
+// Gives the set every key of a fresh one that is missing. What is there stays. The lock is the
+// set's own.
 void PrepareFreshSet(KeyStore& store, const SetLock& lock);
 
 }  // namespace host

@@ -23,12 +23,18 @@ inline constexpr char kViewerStateKey[] = "memory/tv-viewer/viewer_state";
 inline constexpr char kVisibleBannersKey[] = "memory/tv-viewer/visible_banners";
 inline constexpr char kRotationKey[] = "db/sysman/rotation_state";
 inline constexpr char kFactoryResetCountKey[] = "db/factory/factory_reset_count";
+inline constexpr char kGeneralResetKey[] = "memory/menu/general/reset/progressing";
+inline constexpr char kProtectionKey[] = "memory/ave/protection";
+inline constexpr char kLanguageKey[] = "db/menu_widget/language";
 
 // In kPreviewKey.
 inline constexpr int kNoPreview = -1;
 
 // In kSourceStateKey.
 inline constexpr int kPictureShown = 1;
+
+// In kPictureSettingKey.
+inline constexpr int kPictureSettingDone = 0;
 
 // In kPowerKey.
 inline constexpr int kPowerOn = 0;

@@ -13,7 +13,6 @@ namespace {
 
 // What a set needs is far below; anything longer is a mistake that would keep others waiting.
 constexpr std::size_t kMostText = 128 * 1024;
-constexpr std::size_t kMostName = 256;
 
 [[noreturn]] void Fail(const std::string& problem) { throw std::runtime_error(problem); }
 
@@ -83,7 +82,9 @@ std::string ReadText(const KeyValue& value) {
   return *text;
 }
 
-bool IsSourceName(const std::string& name) { return name.size() <= kMostName && IsPlainText(name); }
+bool IsSourceName(const std::string& name) {
+  return name.size() <= kMostSourceName && IsPlainText(name);
+}
 
 SetSource EmptyPort(const Port& port) {
   SetSource source;

@@ -28,8 +28,9 @@ SetSource EmptyPort(const Port& port);
 std::vector<SetSource> ReadSources(const KeyValue& value);
 KeyValue WriteSources(const std::vector<SetSource>& sources);
 
-// Whether it can be the name of a source: plain text of at most 256 bytes.
+// Whether it can be the name of a source: plain text of at most that many bytes.
 bool IsSourceName(const std::string& name);
+inline constexpr std::size_t kMostSourceName = 256;
 
 // The most sources that a set has.
 inline constexpr std::size_t kMostSources = 256;

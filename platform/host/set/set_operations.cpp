@@ -1,0 +1,228 @@
+#include "set/set_operations.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <charconv>
+#include <utility>
+
+#include "set/keys.h"
+#include "set/languages.h"
+#include "set/ports.h"
+#include "set/set_error.h"
+#include "set/speakers.h"
+#include "tv_service.h"
+
+namespace host {
+namespace {
+
+constexpr char kNone[] = "none";
+constexpr char kFromZero[] = "a number from 0 on";
+
+std::vector<std::string> NoValues() { return {}; }
+
+std::optional<int> NumberFromZero(const std::string& text) {
+  int number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end && number >= 0 ? std::optional(number) : std::nullopt;
+}
+
+// `choices` are all that there is, and what each means.
+Parameter OneOf(const std::string& name, const std::string& noun, const std::string& description,
+                std::vector<std::pair<std::string, KeyValue>> choices) {
+  std::vector<std::string> names;
+  for (const auto& [text, value] : choices) {
+    names.push_back(text);
+  }
+  const auto read = [choices = std::move(choices)](const std::string& given) {
+    std::optional<KeyValue> meant;
+    for (const auto& [text, value] : choices) {
+      meant = text == given ? value : meant;
+    }
+    return meant;
+  };
+  return {name, noun, description, true, [names] { return names; }, "", read};
+}
+
+Parameter NumberOneOf(const std::string& noun, const std::string& description,
+                      const std::vector<int>& numbers) {
+  std::vector<std::pair<std::string, KeyValue>> choices;
+  for (const int number : numbers) {
+    choices.emplace_back(std::to_string(number), number);
+  }
+  return OneOf("N", noun, description, choices);
+}
+
+std::vector<std::string> PortNames() {
+  std::vector<std::string> names;
+  for (const Port& port : Ports()) {
+    names.emplace_back(port.name);
+  }
+  return names;
+}
+
+std::optional<KeyValue> ReadSource(const std::string& text) {
+  const Port* port = FindPort(std::string_view(text));
+  return port != nullptr ? port->sourceId : NumberFromZero(text);
+}
+
+Parameter Source() {
+  return {"SOURCE",  "source",  "A number, or a port such as hdmi1", true, PortNames,
+          kFromZero, ReadSource};
+}
+
+Parameter SourceOrNone() {
+  Parameter parameter = Source();
+  parameter.values = [] {
+    std::vector<std::string> names = PortNames();
+    names.insert(names.begin(), kNone);
+    return names;
+  };
+  parameter.read = [](const std::string& text) {
+    return text == kNone ? kNoPreview : ReadSource(text);
+  };
+  return parameter;
+}
+
+Parameter Name(const std::string& name, const std::string& description, bool isRequired) {
+  const auto read = [](const std::string& text) {
+    return IsSourceName(text) ? std::optional<KeyValue>(text) : std::nullopt;
+  };
+  return {name,        "name of a source",
+          description, isRequired,
+          NoValues,    fmt::format("plain text of at most {} bytes", kMostSourceName),
+          read};
+}
+
+Parameter Pixels(const std::string& name) {
+  return {name, "size", "Pixels", true, NoValues, kFromZero, NumberFromZero};
+}
+
+Parameter Language() {
+  const auto read = [](const std::string& text) {
+    return IsLanguage(text) ? std::optional<KeyValue>(text) : std::nullopt;
+  };
+  return {"NAME",
+          "language of this set",
+          "e.g. de_DE",
+          true,
+          TranslatedLanguages,
+          "one of them with a country, as de_DE, or another locale that this machine has",
+          read};
+}
+
+Parameter Speaker() {
+  std::vector<std::pair<std::string, KeyValue>> choices;
+  for (const std::string_view name : SpeakerNames()) {
+    choices.emplace_back(name, std::string(name));
+  }
+  return OneOf("NAME", "output", "e.g. bluetooth", choices);
+}
+
+// An operation that writes its one argument to a key.
+Operation Write(const std::string& name, const std::string& description, const std::string& key,
+                Parameter parameter) {
+  return {
+      name, description, {std::move(parameter)}, [key](const SetView&, const Arguments& arguments) {
+        return Steps{{key, arguments[0].value()}};
+      }};
+}
+
+int Number(const std::optional<KeyValue>& argument) { return std::get<int>(argument.value()); }
+
+std::string Text(const std::optional<KeyValue>& argument) {
+  return argument ? std::get<std::string>(*argument) : "";
+}
+
+}  // namespace
+
+const std::vector<Operation>& Operations() {
+  using Given = const Arguments&;
+  static const std::vector<Operation> operations = {
+      {"source add",
+       "Attach a device, or add an empty port",
+       {Source(), Name("NAME", "What the user reads; the port's own name if not given", false),
+        Name("--detected", "What the device calls itself, if not NAME", false)},
+       [](const SetView& view, Given given) {
+         return AddSource(view, Number(given[0]), Text(given[1]),
+                          given[2] ? std::optional(Text(given[2])) : std::nullopt);
+       }},
+      {"source remove",
+       "Unplug a device, or take an empty port out of the list",
+       {Source()},
+       [](const SetView& view, Given given) { return RemoveSource(view, Number(given[0])); }},
+      {"source rename",
+       "Change what the user reads",
+       {Source(), Name("NAME", "The new name", true)},
+       [](const SetView& view, Given given) {
+         return RenameSource(view, Number(given[0]), Text(given[1]));
+       }},
+      {"source switch",
+       "Play a change to that source, from its start to a picture, or to none",
+       {Source()},
+       [](const SetView& view, Given given) { return SwitchTo(view, Number(given[0])); }},
+      {"source preview",
+       "Show that source as a preview; none ends it",
+       {SourceOrNone()},
+       [](const SetView& view, Given given) { return Preview(view, Number(given[0])); }},
+      Write("source signal", "Play one signal of the TV service alone", kSignalKey,
+            NumberOneOf(
+                "signal", "25 for the start of a change, 28 for no signal",
+                {SIGNAL_EXT_SOURCE_CHANGE_START, SIGNAL_EXT_SOURCE_SIGNAL_OK,
+                 SIGNAL_EXT_SOURCE_NOT_SUPPORT, SIGNAL_EXT_SOURCE_NO_SIGNAL,
+                 SIGNAL_EXT_SOURCE_UNPLUG, SIGNAL_EXT_SOURCE_STOP, SIGNAL_SOURCE_INFO_CHANGE})),
+      Write("game-item", "Change the picture's game item", kGameItemKey,
+            NumberOneOf("game item", "1 on, 2 the second game state, 0 off", {0, 1, 2})),
+      Write("game-mode", "Switch the game mode", kGameModeKey,
+            NumberOneOf("game mode", "1 on, 0 off", {0, 1})),
+      Write("picture-setting", "Tell how far a new source's picture settings are",
+            kPictureSettingKey,
+            NumberOneOf("picture setting", "0 when they are done, 1 before",
+                        {kPictureSettingDone, 1})),
+      Write("power", "Switch the set", kPowerKey,
+            OneOf("STATE", "power state", "What it is from now on",
+                  {{"off", kPowerOff}, {"picture-off", kPowerPictureOff}, {"on", kPowerOn}})),
+      {"window",
+       "Change the size of the picture",
+       {Pixels("W"), Pixels("H")},
+       [](const SetView& view, Given given) {
+         return Resize(view, Number(given[0]), Number(given[1]));
+       }},
+      Write("rotate", "Turn the screen", kRotationKey,
+            NumberOneOf("rotation", "1 is upright, 2 on its side, 0 not known", {0, 1, 2, 3})),
+      Write("speaker", "Send the sound to another output", kSpeakerKey, Speaker()),
+      Write("language", "Change the menu language", kLanguageKey, Language()),
+      Write("protection", "Switch the protection mode", kProtectionKey,
+            NumberOneOf("protection mode", "1 on, 0 off", {0, 1})),
+      {"reset",
+       "Play a reset of the set",
+       {OneOf("WHAT", "reset", "How much of it", {{"general", "general"}, {"factory", "factory"}})},
+       [](const SetView& view, Given given) {
+         return Text(given[0]) == "general" ? GeneralReset() : FactoryReset(view);
+       }},
+  };
+  return operations;
+}
+
+Arguments ReadArguments(const Operation& operation, const Texts& texts) {
+  Arguments arguments;
+  for (std::size_t i = 0; i < operation.parameters.size(); ++i) {
+    const Parameter& parameter = operation.parameters[i];
+    const std::optional<std::string>& text = texts.at(i);
+    arguments.push_back(text ? parameter.read(*text) : std::nullopt);
+    if (text && !arguments.back()) {
+      const std::vector<std::string> values = parameter.values();
+      const std::string there =
+          values.empty() ? "" : fmt::format("there are {}", fmt::join(values, ", "));
+      const std::string others =
+          parameter.others.empty() ? "" : fmt::format("give {}", parameter.others);
+      throw SetError(SetError::Kind::kNotAllowed, *text,
+                     fmt::format("\"{}\" is no {}; {}{}{}", *text, parameter.noun, there,
+                                 there.empty() || others.empty() ? "" : ", or ", others));
+    }
+  }
+  return arguments;
+}
+
+}  // namespace host
