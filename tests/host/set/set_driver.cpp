@@ -1,19 +1,26 @@
 #include <gtest/gtest.h>
 
 #include "contract/set.h"
+#include "keystore/process_store.h"
 #include "set/keys.h"
-#include "set/set_value.h"
-#include "vconf.h"
+#include "set/set_operator.h"
+#include "system/environment.h"
 
-// The host's set is operated by its keys.
 namespace contract {
 namespace {
 
-void Write(const char* key, int value) { EXPECT_EQ(vconf_set_int(key, value), 0); }
-
-void Write(const char* key, const host::KeyValue& value) {
-  EXPECT_EQ(vconf_set_str(key, host::ReadText(value).c_str()), 0);
+void Play(const host::Steps& steps) {
+  host::SetOperator(host::ProcessStore(), host::RunDir()).Play([&](const host::SetView&) {
+    return steps;
+  });
 }
+
+// What makes a set complete are events of it: none is left for the first test.
+class CompleteSet : public testing::Environment {
+  void SetUp() override { Play({}); }
+};
+const testing::Environment* const g_CompleteSet =
+    testing::AddGlobalTestEnvironment(new CompleteSet);
 
 }  // namespace
 
@@ -22,32 +29,28 @@ void SetSources(const std::vector<CSourceItem>& sources) {
   for (const CSourceItem& source : sources) {
     attached.push_back({source, false});
   }
-  Write(host::kSourcesKey, host::WriteSources(attached));
+  Play({{host::kSourcesKey, host::WriteSources(attached)}});
 }
 
-void PlaySourceEvent(int event) { Write(host::kSourceEventKey, event); }
+void PlaySourceEvent(int event) { Play({{host::kSourceEventKey, event}}); }
 
 void ShowSource(int id) {
-  Write(host::kPreviewKey, host::kNoPreview);
-  Write(host::kCurrentSourceKey, id);
+  Play({{host::kPreviewKey, host::kNoPreview}, {host::kCurrentSourceKey, id}});
 }
 
-void ShowPreview(int id) { Write(host::kPreviewKey, id); }
-void EndPreview() { Write(host::kPreviewKey, host::kNoPreview); }
-void SetSourceState(int state) { Write(host::kSourceStateKey, state); }
+void ShowPreview(int id) { Play({{host::kPreviewKey, id}}); }
+void EndPreview() { ShowPreview(host::kNoPreview); }
+void SetSourceState(int state) { Play({{host::kSourceStateKey, state}}); }
 
 void SetWindow(int x, int y, int width, int height) {
-  Write(host::kWindowKey, host::WriteWindow({x, y, width, height}));
+  Play({{host::kWindowKey, host::WriteWindow({x, y, width, height})}});
 }
 
-void PlaySignal(int type) { Write(host::kSignalKey, type); }
-void SetPictureSetting(int value) { Write(host::kPictureSettingKey, value); }
-void SetGameItem(int value) { Write(host::kGameItemKey, value); }
-void SetGameMode(int value) { Write(host::kGameModeKey, value); }
-void SetPower(int state) { Write(host::kPowerKey, state); }
-
-void SetSpeaker(const std::string& name) {
-  EXPECT_EQ(vconf_set_str(host::kSpeakerKey, name.c_str()), 0);
-}
+void PlaySignal(int type) { Play({{host::kSignalKey, type}}); }
+void SetPictureSetting(int value) { Play({{host::kPictureSettingKey, value}}); }
+void SetGameItem(int value) { Play({{host::kGameItemKey, value}}); }
+void SetGameMode(int value) { Play({{host::kGameModeKey, value}}); }
+void SetPower(int state) { Play({{host::kPowerKey, state}}); }
+void SetSpeaker(const std::string& name) { Play({{host::kSpeakerKey, name}}); }
 
 }  // namespace contract
