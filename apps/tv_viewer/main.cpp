@@ -1,12 +1,10 @@
 // The TV viewer: shows the picture of a source. Others read from two keys whether it can be seen,
 // and which banners it shows over the picture.
 
+#include "set/keys.h"
 #include "support/application.h"
 
 namespace {
-
-constexpr char kViewerStateKey[] = "memory/tv-viewer/viewer_state";
-constexpr char kBannersKey[] = "memory/tv-viewer/visible_banners";
 
 std::string ViewerState(apps::State state) {
   switch (state) {
@@ -33,14 +31,14 @@ class TvViewer : public apps::Application {
   }
 
   void OnState(apps::State state) override {
-    Keys().Set(kViewerStateKey, ViewerState(state));
+    Keys().Set(host::kViewerStateKey, ViewerState(state));
     if (state == apps::State::kBackground) {
       ShowBanners("");
     }
   }
 
   void ShowBanners(const std::string& banners) {
-    Keys().Set(kBannersKey, banners);
+    Keys().Set(host::kVisibleBannersKey, banners);
     if (banners != m_Banners) {
       m_Banners = banners;
       Say(banners.empty() ? "no banners" : "banners " + banners);

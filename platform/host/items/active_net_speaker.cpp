@@ -9,11 +9,10 @@
 #include "items/error_log.h"
 #include "items/host_inputs.h"
 #include "items/text.h"
+#include "set/keys.h"
 #include "system/json_reader.h"
 
 namespace {
-
-constexpr char kSpeakersKey[] = "memory/set/network_speakers";
 
 struct NetworkSpeaker {
   std::string id;
@@ -46,14 +45,14 @@ std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
 }
 
 std::vector<NetworkSpeaker> ActiveSpeakers() {
-  const auto description = host::HostInputs().Text(kSpeakersKey);
+  const auto description = host::HostInputs().Text(host::kNetworkSpeakersKey);
   if (!description || description->empty()) {
     return {};
   }
   try {
     return ParseSpeakers(*description);
   } catch (const std::exception& exception) {  // JsonCpp throws when the text is nested too deep
-    host::LogError(std::string(kSpeakersKey) + ": " + exception.what());
+    host::LogError(std::string(host::kNetworkSpeakersKey) + ": " + exception.what());
     return {};
   }
 }

@@ -1,14 +1,9 @@
 #include "items/item_library.h"
 
 #include "items/error_log.h"
+#include "set/keys.h"
 
 namespace host {
-namespace {
-
-const std::string kSpeakerKey = "memory/set/speaker";
-
-}  // namespace
-
 void ItemLibrary::Load(const std::filesystem::path& file) {
   m_Catalogue.reset();
   try {

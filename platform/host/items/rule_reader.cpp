@@ -7,6 +7,9 @@
 #include <optional>
 #include <set>
 
+#include "set/keys.h"
+#include "set/speakers.h"
+
 namespace host {
 namespace {
 
@@ -27,9 +30,7 @@ constexpr Meaning kMeanings[] = {
 };
 static_assert(std::size(kMeanings) == std::size(kRuleForms));
 
-constexpr char kSourceTypeKey[] = "memory/set/source/type";
 constexpr char kTuner[] = "tv";
-constexpr char kOwnSpeaker[] = "tvspeaker";
 
 // A value that stands for itself, or the values of a list.
 std::vector<const Json::Value*> ValuesOf(const Json::Value& json) {
@@ -225,7 +226,7 @@ void RuleReader::ReadSpeakerRule(const Json::Value& types, RuleNode& node) {
                     "control characters, or a list of such texts");
     return;
   }
-  node.input = AddInput({InputKind::kSpeaker, 0, "", kOwnSpeaker});
+  node.input = AddInput({InputKind::kSpeaker, 0, "", std::string(kSpeakerNames[0])});
   AddTexts(types, node);
 }
 

@@ -18,6 +18,7 @@ inline constexpr char kGameModeKey[] = "memory/set/game_mode";
 inline constexpr char kPictureSettingKey[] = "memory/set/picture_setting";
 inline constexpr char kPowerKey[] = "memory/set/power";
 inline constexpr char kSpeakerKey[] = "memory/set/speaker";
+inline constexpr char kNetworkSpeakersKey[] = "memory/set/network_speakers";
 
 inline constexpr char kViewerStateKey[] = "memory/tv-viewer/viewer_state";
 inline constexpr char kVisibleBannersKey[] = "memory/tv-viewer/visible_banners";

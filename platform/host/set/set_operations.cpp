@@ -114,7 +114,7 @@ Parameter Language() {
 
 Parameter Speaker() {
   std::vector<std::pair<std::string, KeyValue>> choices;
-  for (const std::string_view name : SpeakerNames()) {
+  for (const std::string_view name : kSpeakerNames) {
     choices.emplace_back(name, std::string(name));
   }
   return OneOf("NAME", "output", "e.g. bluetooth", choices);

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <span>
 #include <string_view>
 
 namespace host {
 
-// The outputs that the set's sound can go to. Their place here is the number of the route.
-std::span<const std::string_view> SpeakerNames();
+// The outputs that the set's sound can go to. Their place here is the number of the route; the
+// first is the television's own.
+inline constexpr std::string_view kSpeakerNames[] = {"tvspeaker", "receiver", "optical",
+                                                     "bluetooth", "network"};
 
 // The route of a named output; that of the television's own speaker when the name is empty, and
 // -1 when there is no such output.
