@@ -51,7 +51,7 @@ Parameter Parameter::Required() const {
   return *this;
 }
 
-Parameter Parameter::OneOf(std::initializer_list<const char*> values) const {
+Parameter Parameter::OneOf(const std::vector<std::string>& values) const {
   m_Option->check(CLI::IsMember(values));
   return *this;
 }

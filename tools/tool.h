@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,7 +29,7 @@ using Target = std::variant<std::reference_wrapper<std::string>,
 class Parameter {
  public:
   Parameter Required() const;
-  Parameter OneOf(std::initializer_list<const char*> values) const;
+  Parameter OneOf(const std::vector<std::string>& values) const;
   Parameter AtLeast(int value) const;
 
   // `problem` says what is wrong with a value, and nothing when it is right.

@@ -23,13 +23,7 @@
 namespace apps {
 namespace {
 
-constexpr int kEnding = 5;
-
-constexpr std::pair<std::string_view, State> kStateNames[] = {
-    {"foreground", State::kForeground},
-    {"visible", State::kVisible},
-    {"background", State::kBackground},
-};
+constexpr int kEnding = static_cast<int>(State::kEnding);
 
 // A call that cannot be done; becomes the error reply org.freedesktop.DBus.Error.InvalidArgs.
 class InvalidArguments : public std::runtime_error {
@@ -51,24 +45,6 @@ bus::Connection OpenBus() {
   Check(bus::Connect(starter != nullptr ? starter : "session", std::nullopt, connection),
         starter != nullptr ? starter : "cannot connect to the session bus");
   return connection;
-}
-
-std::string_view NameOf(State state) {
-  for (const auto& [name, named] : kStateNames) {
-    if (named == state) {
-      return name;
-    }
-  }
-  return "";
-}
-
-std::optional<State> StateOf(const std::optional<std::string>& text) {
-  for (const auto& [name, state] : kStateNames) {
-    if (text == name) {
-      return state;
-    }
-  }
-  return std::nullopt;
 }
 
 std::string Quoted(const std::string& text) { return " \"" + text + "\""; }
@@ -126,10 +102,11 @@ void Application::EnterState(State state) {
   if (state == m_State) {
     return;
   }
-  m_Keys.Set(m_StatusKey, static_cast<int>(state));
+  const int number = static_cast<int>(state);
+  m_Keys.Set(m_StatusKey, number);
   m_State = state;
   OnState(state);
-  Say("state " + std::string(NameOf(state)));
+  Say("state " + host::ApplicationStateName(number));
 }
 
 void Application::End(const std::string& reason) {
@@ -199,7 +176,7 @@ void Application::m_ActivateAction(sd_bus_message* call) {
   if (action != "state") {
     throw InvalidArguments("there is no action" + Quoted(action) + ", only \"state\"");
   }
-  const std::optional<State> state = StateOf(parameter);
+  const std::optional<State> state = parameter ? host::FindStateToEnter(*parameter) : std::nullopt;
   if (!state) {
     throw InvalidArguments("\"state\" takes \"foreground\", \"visible\" or \"background\"");
   }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/application_state.h"
 #include "bus/bus.h"
 #include "keystore/key_store.h"
 #include "support/activity_log.h"
@@ -20,8 +21,8 @@ namespace apps {
 // The extra data of a launch request.
 using ExtraData = std::map<std::string, std::string>;
 
-// What can be seen of it, as the numbers of aul.h.
-enum class State { kForeground = 2, kVisible = 3, kBackground = 4 };
+// What can be seen of it.
+using State = host::ApplicationState;
 
 class Application {
  public:

@@ -12,10 +12,9 @@ std::string ViewerState(apps::State state) {
       return "resume_focus";
     case apps::State::kVisible:
       return "resume";
-    case apps::State::kBackground:
-      break;
+    default:
+      return "pause";
   }
-  return "pause";
 }
 
 class TvViewer : public apps::Application {

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 #include <signal.h>
 
-#include <charconv>
 #include <memory>
 #include <vector>
 
 #include "apps/application_id.h"
+#include "apps/application_state.h"
 #include "keystore/key_store.h"
 #include "setctl/app_bus.h"
 #include "setctl/log_output.h"
@@ -31,8 +31,6 @@ struct AppArguments {
 
 // Longer than a bus gives an application to start.
 constexpr double kPatience = 30;
-
-constexpr int kForeground = 2;
 
 AppBus Connect(const Options& options, const AppArguments& arguments) {
   return AppBus(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
@@ -61,38 +59,6 @@ AppOwner OwnerOf(AppBus& bus, const std::string& id) {
                 fmt::format("{0} does not run; start it with setctl app start {0}", id));
 }
 
-// What the application says about itself; one that says nothing of use is in the foreground.
-int StatusOf(host::KeyStore& store, const std::string& id) {
-  const std::optional<host::KeyValue> held = store.Get(host::ApplicationStatusKey(id));
-  int status = -1;
-  if (const int* number = held ? std::get_if<int>(&*held) : nullptr) {
-    status = *number;
-  } else if (const std::string* text = held ? std::get_if<std::string>(&*held) : nullptr) {
-    const auto [stop, error] = std::from_chars(text->data(), text->data() + text->size(), status);
-    if (error != std::errc() || stop != text->data() + text->size()) {
-      status = -1;
-    }
-  }
-  return status >= 0 ? status : kForeground;
-}
-
-std::string StateName(int status) {
-  switch (status) {
-    case kForeground:
-      return "foreground";
-    case 3:
-      return "visible";
-    case 4:
-      return "background";
-    case 5:
-      return "ending";
-    case 9:
-      return "ended";
-    default:
-      return std::to_string(status);
-  }
-}
-
 std::string RunningJson(const std::string& id, const std::optional<AppOwner>& owner) {
   return tools::JsonLine({{"app", id},
                           {"running", owner.has_value()},
@@ -111,18 +77,18 @@ ExitCode List(const Options& options, const AppArguments& arguments) {
     }
     for (const std::string& id : all) {
       const std::optional<AppOwner> owner = bus.OwnerOf(id);
-      const int status = owner ? StatusOf(store, id) : -1;
+      const int status = host::ToldApplicationState(store.Get(host::ApplicationStatusKey(id)));
+      const std::string state = host::ApplicationStateName(status);
       if (options.json) {
         tools::PrintLine(
             tools::JsonLine({{"app", id},
                              {"installed", installed.contains(id)},
                              {"running", owner.has_value()},
                              {"status", owner ? Json::Value(status) : Json::nullValue},
-                             {"state", owner ? Json::Value(StateName(status)) : Json::nullValue},
+                             {"state", owner ? Json::Value(state) : Json::nullValue},
                              {"pid", owner ? Json::Value(owner->pid) : Json::nullValue}}));
       } else if (owner) {
-        tools::PrintLine(
-            fmt::format("{:<{}}  {:<10}  process {}", id, width, StateName(status), owner->pid));
+        tools::PrintLine(fmt::format("{:<{}}  {:<10}  process {}", id, width, state, owner->pid));
       } else {
         tools::PrintLine(fmt::format("{:<{}}  not running", id, width));
       }
@@ -221,7 +187,7 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
   addId(state);
   state.AddArgument("STATE", arguments->state, "foreground, visible or background")
       .Required()
-      .OneOf({"foreground", "visible", "background"});
+      .OneOf(host::StatesToEnter());
   addTimeout(state);
 
   tools::Syntax log = add("log", "Print what an application was asked for and did", Log);

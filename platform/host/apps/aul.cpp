@@ -1,43 +1,32 @@
 #include "aul.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "apps/application_bus.h"
 #include "apps/application_id.h"
+#include "apps/application_state.h"
 #include "vconf.h"
 
 namespace {
-
-// It runs, so as far as anybody knows it can be seen and has the focus.
-constexpr int kStateOfSilentApplication = 2;
 
 struct Freer {
   void operator()(char* text) const { std::free(text); }
 };
 
-// The number that `text` is, all of it; -1 when it is none.
-int ParseNumber(const char* text) {
-  const char* const end = text + std::strlen(text);
-  int number = -1;
-  const auto [stop, error] = std::from_chars(text, end, number);
-  return error == std::errc() && stop == end ? number : -1;
-}
-
-// What the application says about itself; negative when it says nothing of use.
-int ToldState(const std::string& id) {
+// What the application says about itself.
+std::optional<host::KeyValue> Told(const std::string& id) {
   const std::string key = host::ApplicationStatusKey(id);
-  int number = -1;
+  int number = 0;
   if (vconf_get_int(key.c_str(), &number) == 0) {
     return number;
   }
   const std::unique_ptr<char, Freer> text(vconf_get_str(key.c_str()));
-  return text ? ParseNumber(text.get()) : -1;
+  return text ? std::optional<host::KeyValue>(text.get()) : std::nullopt;
 }
 
 int GetStatus(const std::string& id) {
@@ -45,8 +34,7 @@ int GetStatus(const std::string& id) {
   if (running <= 0) {
     return running < 0 ? running : -ESRCH;
   }
-  const int told = ToldState(id);
-  return told >= 0 ? told : kStateOfSilentApplication;
+  return host::ToldApplicationState(Told(id));
 }
 
 }  // namespace
