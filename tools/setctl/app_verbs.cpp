@@ -1,13 +1,12 @@
 #include <fmt/format.h>
-#include <signal.h>
 
 #include <memory>
 #include <vector>
 
+#include "apps/app_operator.h"
 #include "apps/application_id.h"
 #include "apps/application_state.h"
 #include "keystore/key_store.h"
-#include "setctl/app_bus.h"
 #include "setctl/log_output.h"
 #include "setctl/verbs.h"
 #include "system/environment.h"
@@ -16,6 +15,10 @@
 namespace setctl {
 namespace {
 
+using host::AppError;
+using host::AppOperator;
+using host::AppOwner;
+using host::ExtraData;
 using tools::ExitCode;
 using tools::Failure;
 using tools::Quote;
@@ -32,31 +35,49 @@ struct AppArguments {
 // Longer than a bus gives an application to start.
 constexpr double kPatience = 30;
 
-AppBus Connect(const Options& options, const AppArguments& arguments) {
-  return AppBus(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
+AppOperator Connect(const Options& options, const AppArguments& arguments) {
+  return AppOperator(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
 }
 
-void CheckId(const std::string& id) {
-  if (!host::IsApplicationId(id)) {
-    throw Failure(ExitCode::kUsage, Quote(id) +
-                                        " is no application ID: it has at least two parts of "
-                                        "letters, digits, _ and - with a dot between them, as "
-                                        "org.pavix.menu");
+// What the error says, and what to do about it here.
+Failure FailureOf(const AppError& error) {
+  using Kind = AppError::Kind;
+  const auto advised = [&](ExitCode code, const std::string& advice) {
+    return Failure(code, fmt::format("{}; {}", error.what(), advice));
+  };
+  switch (error.GetKind()) {
+    case Kind::kNotAnId:
+    case Kind::kNotText:
+      return Failure(ExitCode::kUsage, error.what());
+    case Kind::kNotInstalled:
+      return advised(ExitCode::kNotFound, "setctl app list says which there are");
+    case Kind::kNotRunning:
+      return advised(ExitCode::kRefused, "start it with setctl app start " + error.Subject());
+    case Kind::kCannotStart:
+      return advised(ExitCode::kRefused, "its service file says what it runs");
+    case Kind::kNoName:
+      return Failure(ExitCode::kTimedOut, error.what());
+    case Kind::kNoAnswer:
+      return advised(ExitCode::kTimedOut,
+                     "wait longer with --timeout SECONDS, or end it with setctl app stop --kill");
+    case Kind::kNoEnd:
+      return advised(ExitCode::kTimedOut,
+                     "wait longer with --timeout SECONDS, or end it by force with --kill");
+    case Kind::kEnded:
+      return advised(ExitCode::kRefused, "setctl app log may say why");
+    case Kind::kRefused:
+      return Failure(ExitCode::kRefused, error.what());
+    case Kind::kNotAllowed:
+      return Failure(ExitCode::kNotAllowed, error.what());
+    case Kind::kNoBus:
+      return advised(ExitCode::kNotRunning,
+                     "start a set, e.g. with ./run, or choose another bus with --bus");
+    case Kind::kBusLost:
+      return Failure(ExitCode::kNotRunning, error.what());
+    case Kind::kBusSilent:
+      return advised(ExitCode::kTimedOut, "wait longer with --timeout SECONDS");
   }
-}
-
-AppOwner OwnerOf(AppBus& bus, const std::string& id) {
-  if (const std::optional<AppOwner> owner = bus.OwnerOf(id)) {
-    return *owner;
-  }
-  if (!bus.Installed().contains(id)) {
-    throw Failure(ExitCode::kNotFound,
-                  fmt::format("no application {} is installed or runs; setctl app list says which "
-                              "do",
-                              Quote(id)));
-  }
-  throw Failure(ExitCode::kRefused,
-                fmt::format("{0} does not run; start it with setctl app start {0}", id));
+  return Failure(ExitCode::kRefused, error.what());
 }
 
 std::string RunningJson(const std::string& id, const std::optional<AppOwner>& owner) {
@@ -66,17 +87,17 @@ std::string RunningJson(const std::string& id, const std::optional<AppOwner>& ow
 }
 
 ExitCode List(const Options& options, const AppArguments& arguments) {
-  AppBus bus = Connect(options, arguments);
+  AppOperator apps = Connect(options, arguments);
   return WithStore(options, [&](host::KeyStore& store) {
-    const std::set<std::string> installed = bus.Installed();
-    std::set<std::string> all = bus.Running();
+    const std::set<std::string> installed = apps.Installed();
+    std::set<std::string> all = apps.Running();
     all.insert(installed.begin(), installed.end());
     std::size_t width = 0;
     for (const std::string& id : all) {
       width = std::max(width, id.size());
     }
     for (const std::string& id : all) {
-      const std::optional<AppOwner> owner = bus.OwnerOf(id);
+      const std::optional<AppOwner> owner = apps.OwnerOf(id);
       const int status = host::ToldApplicationState(store.Get(host::ApplicationStatusKey(id)));
       const std::string state = host::ApplicationStateName(status);
       if (options.json) {
@@ -111,20 +132,19 @@ ExtraData ParseExtraData(const std::vector<std::string>& texts) {
 }
 
 ExitCode Start(const Options& options, const AppArguments& arguments) {
-  CheckId(arguments.id);
   const ExtraData extraData = ParseExtraData(arguments.extraData);
-  AppBus bus = Connect(options, arguments);
-  bus.Activate(arguments.id, extraData);
+  host::CheckApplicationId(arguments.id);
+  AppOperator apps = Connect(options, arguments);
+  apps.Start(arguments.id, extraData);
   if (options.json) {
-    tools::PrintLine(RunningJson(arguments.id, bus.OwnerOf(arguments.id)));
+    tools::PrintLine(RunningJson(arguments.id, apps.OwnerOf(arguments.id)));
   }
   return ExitCode::kDone;
 }
 
 ExitCode Stop(const Options& options, const AppArguments& arguments) {
-  CheckId(arguments.id);
-  AppBus bus = Connect(options, arguments);
-  bus.EndOwner(arguments.id, OwnerOf(bus, arguments.id), arguments.kill ? SIGKILL : SIGTERM);
+  host::CheckApplicationId(arguments.id);
+  Connect(options, arguments).Stop(arguments.id, arguments.kill);
   if (options.json) {
     tools::PrintLine(RunningJson(arguments.id, std::nullopt));
   }
@@ -132,10 +152,8 @@ ExitCode Stop(const Options& options, const AppArguments& arguments) {
 }
 
 ExitCode State(const Options& options, const AppArguments& arguments) {
-  CheckId(arguments.id);
-  AppBus bus = Connect(options, arguments);
-  OwnerOf(bus, arguments.id);
-  bus.ActivateAction(arguments.id, "state", arguments.state);
+  host::CheckApplicationId(arguments.id);
+  Connect(options, arguments).Enter(arguments.id, arguments.state);
   if (options.json) {
     tools::PrintLine(tools::JsonLine({{"app", arguments.id}, {"state", arguments.state}}));
   }
@@ -143,7 +161,7 @@ ExitCode State(const Options& options, const AppArguments& arguments) {
 }
 
 ExitCode Log(const Options& options, const AppArguments& arguments) {
-  CheckId(arguments.id);
+  host::CheckApplicationId(arguments.id);
   EnterSet(options);
   const std::string name = arguments.id + ".log";
   return PrintLog(options, host::GetEnvironment().root / "var/log/apps" / name, arguments.log,
@@ -159,8 +177,13 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<AppArguments>();
   const auto add = [&](const char* name, const char* description,
                        ExitCode (*run)(const Options&, const AppArguments&)) {
-    return tool.AddVerb(group, name, description,
-                        [&options, arguments, run] { return run(options, *arguments); });
+    return tool.AddVerb(group, name, description, [&options, arguments, run] {
+      try {
+        return run(options, *arguments);
+      } catch (const AppError& error) {
+        throw FailureOf(error);
+      }
+    });
   };
   const auto addId = [&](tools::Syntax verb) {
     verb.AddArgument("ID", arguments->id, "e.g. org.pavix.menu").Required();

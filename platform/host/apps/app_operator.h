@@ -8,9 +8,11 @@
 #include <set>
 #include <string>
 
+#include "apps/app_error.h"
+#include "apps/application_state.h"
 #include "bus/bus.h"
 
-namespace setctl {
+namespace host {
 
 // The process that has an application's ID as bus name.
 struct AppOwner {
@@ -20,12 +22,12 @@ struct AppOwner {
 
 using ExtraData = std::map<std::string, std::string>;
 
-// What the bus of a set is asked about its applications. An `id` is that of an application. Every
-// function throws tools::Failure, also when it takes longer than the patience of the connection.
-class AppBus {
+// Operates the applications of a set, through its bus. An `id` is that of an application. Every
+// function throws AppError, also when it takes longer than the patience of the connection.
+class AppOperator {
  public:
   // Connects to "session", "system" or a bus address. `patience` is at least 1 µs.
-  AppBus(const std::string& bus, std::chrono::microseconds patience);
+  AppOperator(const std::string& bus, std::chrono::microseconds patience);
 
   // The applications that the bus can start, and those that run.
   std::set<std::string> Installed();
@@ -35,25 +37,31 @@ class AppBus {
   std::optional<AppOwner> OwnerOf(const std::string& id);
 
   // Launches the application with these extra data, and returns when it took them.
-  void Activate(const std::string& id, const ExtraData& extraData);
+  void Start(const std::string& id, const ExtraData& extraData);
 
-  // Asks the application, which runs, for one of its actions, and returns when it is done.
-  void ActivateAction(const std::string& id, const std::string& action,
-                      const std::string& parameter);
+  // Brings the application, which runs, into one of StatesToEnter, and returns when it is there.
+  void Enter(const std::string& id, const std::string& state);
 
-  // Sends a signal to the owner and returns when its process has ended and the bus knows.
-  void EndOwner(const std::string& id, const AppOwner& owner, int signal);
+  // Ends the application, by SIGKILL or SIGTERM, and returns when its process has ended and the bus
+  // knows.
+  void Stop(const std::string& id, bool byForce);
 
  private:
   std::set<std::string> m_Names(bool running);
+  int m_Check(int result) const;
+  AppOwner m_ExistingOwner(const std::string& id);
   bus::Message m_MakeCall(const std::string& id, const char* method);
   void m_Call(const std::string& id, const bus::Message& call);
   bool m_Owns(const std::string& id, const std::string& connection);
   void m_WaitForLossOf(const std::string& id, const std::string& connection,
                        const bus::Deadline& deadline);
 
+  const std::string m_BusName;
   bus::Connection m_Bus;
   std::chrono::microseconds m_Patience;
 };
 
-}  // namespace setctl
+// Throws AppError (kNotAnId) unless it can be the ID of an application.
+void CheckApplicationId(const std::string& id);
+
+}  // namespace host
