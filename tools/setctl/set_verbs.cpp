@@ -34,6 +34,7 @@ Failure FailureOf(const SetError& error) {
     return Failure(code, fmt::format("{}; {}", error.what(), advice));
   };
   switch (error.GetKind()) {
+    case SetError::Kind::kMissing:
     case SetError::Kind::kNotAllowed:
       return Failure(ExitCode::kUsage, error.what());
     case SetError::Kind::kNoSource:

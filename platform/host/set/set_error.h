@@ -11,6 +11,7 @@ namespace host {
 class SetError : public std::runtime_error {
  public:
   enum class Kind {
+    kMissing,         // a parameter, the subject, was not given
     kNotAllowed,      // a value that its parameter does not take; the subject is that value
     kNoSource,        // a source that is not in the list, the subject
     kSourceExists,    // one that is there already, with its device or as empty as wanted

@@ -210,6 +210,10 @@ Arguments ReadArguments(const Operation& operation, const Texts& texts) {
   for (std::size_t i = 0; i < operation.parameters.size(); ++i) {
     const Parameter& parameter = operation.parameters[i];
     const std::optional<std::string>& text = texts.at(i);
+    if (!text && parameter.isRequired) {
+      throw SetError(SetError::Kind::kMissing, parameter.name,
+                     fmt::format("{} is missing", parameter.name));
+    }
     arguments.push_back(text ? parameter.read(*text) : std::nullopt);
     if (text && !arguments.back()) {
       const std::vector<std::string> values = parameter.values();

@@ -40,7 +40,7 @@ struct Operation {
 
 const std::vector<Operation>& Operations();
 
-// Throws SetError (kNotAllowed), which says what there is.
+// Throws SetError: kMissing, or kNotAllowed, which says what there is.
 Arguments ReadArguments(const Operation& operation, const Texts& texts);
 
 }  // namespace host

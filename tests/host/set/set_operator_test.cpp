@@ -231,6 +231,21 @@ TEST(SetOperations, TakeEveryValueThatTheyNameAndRefuseOthersWithAll) {
   EXPECT_GE(refused, 20);
 }
 
+TEST(SetOperations, NeedWhatIsRequiredAndNothingElse) {
+  for (const Operation& operation : Operations()) {
+    for (std::size_t i = 0; i < operation.parameters.size(); ++i) {
+      SCOPED_TRACE(operation.name + " " + operation.parameters[i].name);
+      Texts texts = Example(operation);
+      texts[i].reset();
+      if (operation.parameters[i].isRequired) {
+        EXPECT_EQ(KindOf([&] { ReadArguments(operation, texts); }), SetError::Kind::kMissing);
+      } else {
+        EXPECT_EQ(ReadArguments(operation, texts)[i], std::nullopt);
+      }
+    }
+  }
+}
+
 TEST(SetOperations, AreDescribedAndHaveNamesOfTheirOwn) {
   std::vector<std::string> names;
   for (const Operation& operation : Operations()) {
