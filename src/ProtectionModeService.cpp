@@ -1,5 +1,6 @@
 #include "ProtectionModeService.h"
 
+#include "Keys.h"
 #include "Log.h"
 #include "app_control.h"
 

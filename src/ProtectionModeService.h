@@ -2,9 +2,6 @@
 
 #include "vconf.h"
 
-// The key that is watched: 1 while the protection mode is on.
-inline constexpr char kProtectionKey[] = "memory/ave/protection";
-
 // Tells the user by a popup of the menu application whenever the protection mode begins, on models
 // for outdoors (docs/lifecycle.md). Main-loop thread only.
 class CProtectionModeService {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "KeyText.h"
+#include "Keys.h"
 #include "Log.h"
 #include "ProtectionModeService.h"
 #include "SettingsServiceCommand.h"
@@ -37,9 +38,6 @@ constexpr char kReadyEvent[] = "/tmp/settings-service_ready";
 constexpr int kWatchdogLevel = 100;
 constexpr unsigned kWatchdogPeriodMs = 15000;
 
-constexpr char kLanguageKey[] = "db/menu_widget/language";
-constexpr char kGeneralResetKey[] = "memory/menu/general/reset/progressing";
-
 // The value of auto power off that a model's default, given as a code, stands for.
 int AutoPowerOffValue(int code) {
   switch (code) {
@@ -55,7 +53,7 @@ int AutoPowerOffValue(int code) {
 }
 
 // The library's record of disabled items; empty when none is. Nothing when it was never written.
-std::optional<std::string> ReadDisabledItems() { return ReadKeyText("memory/menu/disabled_items"); }
+std::optional<std::string> ReadDisabledItems() { return ReadKeyText(kDisabledItemsKey); }
 
 // The start-up has touched much memory that the service will not need again: give it back.
 void do_swap_and_cach_drop_memory() {
@@ -247,7 +245,7 @@ void SettingsService::m_SyncAutoPowerOffVconf() {
     return;
   }
   const int value = m_SetNewDefaultValue();
-  if (vconf_set_int("db/menu/system/eco_solution/auto_power_off", value) != 0) {
+  if (vconf_set_int(kEcoAutoPowerOffKey, value) != 0) {
     SETTINGS_ERROR("failed");
   }
   SyncFile().EndApplying();
@@ -262,7 +260,7 @@ bool SettingsService::m_FlagVconfSyncDone() {
   }
   SETTINGS_ERROR("sync file exists");
   int countInVconf = -1;
-  if (vconf_get_int("db/factory/factory_reset_count", &countInVconf) != 0) {
+  if (vconf_get_int(kFactoryResetCountKey, &countInVconf) != 0) {
     SETTINGS_ERROR("vconf get fails");
     return false;
   }
@@ -290,7 +288,7 @@ int SettingsService::m_SetNewDefaultValue() {
   }
   SETTINGS_INFO("FMS key value [%d]", code);
   const int value = AutoPowerOffValue(code);
-  if (vconf_set_int("db/menu/auto_power_off", value) != 0) {
+  if (vconf_set_int(kAutoPowerOffKey, value) != 0) {
     SETTINGS_ERROR("failed");
     return 0;
   }
@@ -386,7 +384,7 @@ void SettingsService::m_LoadDisableMenuItem() {
   }
   SETTINGS_ERROR("Disable[%s]", disabledItems->c_str());
   SettingsServiceCommand::UpdateDisabledItemList();
-  if (vconf_set_int("db/menu/refresh_menu", 1) != 0) {
+  if (vconf_set_int(kRefreshMenuKey, 1) != 0) {
     SETTINGS_ERROR("Failed to vconf_set_int for menu refresh");
     return;
   }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "KeyText.h"
+#include "Keys.h"
 #include "Log.h"
 #include "SyncFile.h"
 #include "menu_audio_util.h"
@@ -455,7 +456,7 @@ void SettingsServiceCommand::AppContextEventCB(app_context_s* context, app_conte
 }
 
 void SettingsServiceCommand::UpdateHistoryFile(int count) {
-  if (count == kPresentResetCount && vconf_get_int("db/factory/factory_reset_count", &count) != 0) {
+  if (count == kPresentResetCount && vconf_get_int(kFactoryResetCountKey, &count) != 0) {
     SETTINGS_ERROR("vconf get fails");
     return;
   }
@@ -474,7 +475,7 @@ void SettingsServiceCommand::UpdateHistoryFile(int count) {
 
 void SettingsServiceCommand::GeneralResetCB(keynode_t*, void*) {
   int progressing = -1;
-  if (vconf_get_int("memory/menu/general/reset/progressing", &progressing) != 0) {
+  if (vconf_get_int(kGeneralResetKey, &progressing) != 0) {
     SETTINGS_ERROR("get value failed");
   }
   if (progressing == 1) {
@@ -485,7 +486,7 @@ void SettingsServiceCommand::GeneralResetCB(keynode_t*, void*) {
 
 void SettingsServiceCommand::UpdateLanguage(keynode_t*, void*) {
   SETTINGS_INFO("UpdateLanguage");
-  const std::optional<std::string> value = ReadKeyText("db/menu_widget/language");
+  const std::optional<std::string> value = ReadKeyText(kLanguageKey);
   const char* language = value ? value->c_str() : nullptr;
   SETTINGS_INFO("New language : [%s]", language);
   if (language == nullptr) {

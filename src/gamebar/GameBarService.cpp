@@ -1,5 +1,6 @@
 #include "gamebar/GameBarService.h"
 
+#include "Keys.h"
 #include "gamebar/ExceptionBorder.h"
 #include "gamebar/GameBarLog.h"
 #include "gamebar/GameBarUtil.h"
@@ -48,8 +49,8 @@ void CGameBarService::m_InitGameMode() {
   CGameModeDataManager* manager = CGameModeDataManager::GetInstance();
   manager->m_CurrentGameItemMode = CGameBarUtil::GetGameModeValue();
   manager->m_RegisterGameModeHandle();
-  vconf_notify_key_changed("memory/gamebar/launch_by_erbrightness",
-                           CGameModeDataManager::OnERBrightnessChanged, manager);
+  vconf_notify_key_changed(kLaunchByERBrightnessKey, CGameModeDataManager::OnERBrightnessChanged,
+                           manager);
 }
 
 void CGameBarService::m_InitSource() { CSourceDataManager::GetInstance()->InitData(); }

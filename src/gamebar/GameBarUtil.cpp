@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "KeyText.h"
+#include "Keys.h"
 #include "app_control.h"
 #include "aul.h"
 #include "gamebar/GameBarLog.h"
@@ -19,9 +20,6 @@ constexpr char kGameBar[] = "com.velmora.tv.gamebar";
 constexpr char kCSFS[] = "com.velmora.tv.csfs";
 constexpr char kMultiScreenLauncher[] = "com.velmora.tv.multiscreenlauncher";
 constexpr char kTVViewer[] = "org.pavix.tv-viewer";
-
-constexpr char kViewerState[] = "memory/tv-viewer/viewer_state";
-constexpr char kVisibleBanners[] = "memory/tv-viewer/visible_banners";
 
 constexpr char kMode[] = "mode";
 
@@ -140,14 +138,14 @@ bool CGameBarUtil::CheckGameVconf(int value) {
 }
 
 bool CGameBarUtil::IsFocusOnDisplayModePopup() {
-  const std::string state = ReadViewerText(kViewerState);
-  const std::string banners = ReadViewerText(kVisibleBanners);
+  const std::string state = ReadViewerText(kViewerStateKey);
+  const std::string banners = ReadViewerText(kVisibleBannersKey);
   GAMEBAR_ERROR("tv-viewer state / visible banner: %s, %s", state.c_str(), banners.c_str());
   return Contains(state, "resume_focus") && Contains(banners, "screen_ratio");
 }
 
 bool CGameBarUtil::IsTVViewerResume() {
-  const std::string state = ReadViewerText(kViewerState);
+  const std::string state = ReadViewerText(kViewerStateKey);
   const int status = aul_app_get_status(kTVViewer);
   GAMEBAR_ERROR("tv-viewer state: %s, %d", state.c_str(), status);
   return Contains(state, "resume") && CanBeSeen(status);
@@ -191,7 +189,7 @@ int CGameBarUtil::GetGameModeValue() {
 }
 
 std::string CGameBarUtil::GetMultiScreenStatus() {
-  const std::optional<std::string> info = ReadKeyText("memory/multiscreen/info");
+  const std::optional<std::string> info = ReadKeyText(kMultiScreenKey);
   if (!info) {
     SETTINGS_ERROR("fail to get memory/multiscreen/info.");
     return "";

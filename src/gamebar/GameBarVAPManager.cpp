@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "KeyText.h"
+#include "Keys.h"
 #include "gamebar/ExceptionBorder.h"
 #include "gamebar/GameBarLog.h"
 #include "gamebar/GameBarUtil.h"
@@ -16,11 +17,6 @@
 namespace {
 
 constexpr char kLogModule[] = "GameBarVAPManager";
-
-constexpr char kPosition[] = "db/menu/virtualaim/position";
-constexpr char kRotationState[] = "db/sysman/rotation_state";
-constexpr char kAimStatus[] = "memory/menu/virtualaim/status";
-constexpr char kAimType[] = "db/menu/virtualaim/aimtype";
 
 constexpr int kUnknownRotation = 0;
 constexpr int kAimAllowed = 1;
@@ -120,8 +116,8 @@ GameBarVAPManager::~GameBarVAPManager() { GAMEBAR_ERROR("GameBarVAPManager destr
 
 void GameBarVAPManager::InitData() {
   ParseVAPData(GetVAPData());
-  vconf_notify_key_changed(kPosition, OnVAPDataChanged, nullptr);
-  vconf_notify_key_changed(kRotationState, OnRotateChanged, nullptr);
+  vconf_notify_key_changed(kAimPositionKey, OnVAPDataChanged, nullptr);
+  vconf_notify_key_changed(kRotationKey, OnRotateChanged, nullptr);
   if (CGameBarUtil::isGameModeOn()) {
     SetVAP();
   }
@@ -129,8 +125,8 @@ void GameBarVAPManager::InitData() {
 
 void GameBarVAPManager::Destory() {
   m_Store.Store(std::make_shared<const Store>());
-  vconf_ignore_key_changed(kPosition, OnVAPDataChanged);
-  vconf_ignore_key_changed(kRotationState, OnRotateChanged);
+  vconf_ignore_key_changed(kAimPositionKey, OnVAPDataChanged);
+  vconf_ignore_key_changed(kRotationKey, OnRotateChanged);
 }
 
 void GameBarVAPManager::SetVAP() {
@@ -164,10 +160,10 @@ void GameBarVAPManager::SetVAP() {
       GAMEBAR_INFO("find data aim status[%d], aim type[%d], ratio type [%d],aim pos [%f, %f] !!",
                    record->aimStatus, record->aimType, record->ratioType, double{record->aimPosX},
                    double{record->aimPosY});
-      if (record->aimStatus != 0 && vconf_set_int(kAimType, record->aimType) != 0) {
+      if (record->aimStatus != 0 && vconf_set_int(kAimTypeKey, record->aimType) != 0) {
         GAMEBAR_INFO("Fail to set aim type value !!");
       }
-      if (vconf_set_int(kAimStatus, record->aimStatus) != 0) {
+      if (vconf_set_int(kAimStatusKey, record->aimStatus) != 0) {
         GAMEBAR_INFO("Fail to set aim status value !!");
       }
       GAMEBAR_INFO("set aim status success !!");
@@ -178,7 +174,7 @@ void GameBarVAPManager::SetVAP() {
 
 void GameBarVAPManager::CloseVAP() {
   int status = 0;
-  if (vconf_get_int(kAimStatus, &status) != 0) {
+  if (vconf_get_int(kAimStatusKey, &status) != 0) {
     GAMEBAR_INFO("Fail to get aim status value !!");
   }
   if (status == 0) {
@@ -186,14 +182,14 @@ void GameBarVAPManager::CloseVAP() {
     return;
   }
   GAMEBAR_INFO("do close aim ");
-  if (vconf_set_int(kAimStatus, 0) != 0) {
+  if (vconf_set_int(kAimStatusKey, 0) != 0) {
     GAMEBAR_INFO("Fail to set aim status value !!");
   }
 }
 
 int GameBarVAPManager::GetRotateState() {
   int state = kUnknownRotation;
-  if (vconf_get_int(kRotationState, &state) != 0) {
+  if (vconf_get_int(kRotationKey, &state) != 0) {
     GAMEBAR_ERROR("Fail to get rotate state !!");
     return kUnknownRotation;
   }
@@ -237,17 +233,17 @@ Json::Value GameBarVAPManager::ConvertToJson() {
 
 void GameBarVAPManager::SetVAPData() try {
   const std::string text = Json::FastWriter().write(ConvertToJson());
-  if (vconf_set_str(kPosition, text.c_str()) != 0) {
-    GAMEBAR_ERROR(" set %s failed! <%s>", kPosition, text.c_str());
+  if (vconf_set_str(kAimPositionKey, text.c_str()) != 0) {
+    GAMEBAR_ERROR(" set %s failed! <%s>", kAimPositionKey, text.c_str());
   } else {
-    GAMEBAR_INFO(" set %s succeed! <%s>", kPosition, text.c_str());
+    GAMEBAR_INFO(" set %s succeed! <%s>", kAimPositionKey, text.c_str());
   }
 } catch (const std::exception& exception) {
   LogHandledException(__func__, exception);
 }
 
 std::string GameBarVAPManager::GetVAPData() {
-  std::string text = ReadKeyText(kPosition).value_or("");
+  std::string text = ReadKeyText(kAimPositionKey).value_or("");
   GAMEBAR_ERROR("VAP data = [%s]", text.c_str());
   return text;
 }

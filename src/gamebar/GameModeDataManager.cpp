@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "Keys.h"
 #include "gamebar/ExceptionBorder.h"
 #include "gamebar/GameBarLog.h"
 #include "gamebar/GameBarUtil.h"
@@ -17,8 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr char kLogModule[] = "GameModeDataManager";
-
-constexpr char kLaunchByERBrightness[] = "memory/gamebar/launch_by_erbrightness";
 
 constexpr int kGameItemOn = 1;
 constexpr int kSecondGameState = 2;
@@ -66,14 +65,14 @@ CGameModeDataManager::~CGameModeDataManager() {
 void CGameModeDataManager::InitData() {
   m_CurrentGameItemMode = CGameBarUtil::GetGameModeValue();
   m_RegisterGameModeHandle();
-  vconf_notify_key_changed(kLaunchByERBrightness, OnERBrightnessChanged, this);
+  vconf_notify_key_changed(kLaunchByERBrightnessKey, OnERBrightnessChanged, this);
 }
 
 void CGameModeDataManager::Destory() {
   GAMEBAR_ERROR("GameModeDataManager Destory");
   Unregister(m_GameItemCallbackId);
   Unregister(m_GameModeCallbackId);
-  vconf_ignore_key_changed(kLaunchByERBrightness, OnERBrightnessChanged);
+  vconf_ignore_key_changed(kLaunchByERBrightnessKey, OnERBrightnessChanged);
 }
 
 void CGameModeDataManager::m_RegisterGameModeHandle() {
@@ -171,7 +170,7 @@ bool CGameModeDataManager::m_LaunchForGameMode() {
     return false;
   }
   int gameVconf = 1;
-  vconf_get_int("memory/detection/game", &gameVconf);
+  vconf_get_int(kGameDetectionKey, &gameVconf);
   GAMEBAR_LOG_AS(DLOG_ERROR, kWorkerFunction, "game vconf is %d", gameVconf);
   m_ReadFlagERBrightness(kWorkerFunction);
   const bool flagERBrightness = m_FlagERBrightness;
@@ -193,13 +192,13 @@ void CGameModeDataManager::OnERBrightnessChanged(keynode_t*, void* userData) try
   const int gameItemMode = CGameBarUtil::GetGameModeValue();
   static_cast<CGameModeDataManager*>(userData)->m_CurrentGameItemMode = gameItemMode;
   int vconfValue = 0;
-  vconf_get_int(kLaunchByERBrightness, &vconfValue);
+  vconf_get_int(kLaunchByERBrightnessKey, &vconfValue);
   GAMEBAR_ERROR("ERBrightness vconfValue: %d", vconfValue);
   if (gameItemMode != kGameItemOn || vconfValue != 1) {
     return;
   }
   // The wish is consumed before it is fulfilled: nobody is to see it twice.
-  vconf_set_int(kLaunchByERBrightness, 0);
+  vconf_set_int(kLaunchByERBrightnessKey, 0);
   if (GameDeviceType() != GAME_DEVICE_NONE && CGameBarUtil::IsTVViewerResume()) {
     CGameBarUtil::LaunchGameBarApp(GAME_BAR_FOR_GAME_ITEM);
   }

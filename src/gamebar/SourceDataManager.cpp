@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "Keys.h"
 #include "gamebar/ExceptionBorder.h"
 #include "gamebar/GameBarLog.h"
 #include "gamebar/GameBarUtil.h"
@@ -394,7 +395,7 @@ void CSourceDataManager::m_LaunchAfterSourceChange() {
     m_RefreshSourceAndGameItem();
     GAMEBAR_LOG_AS(DLOG_ERROR, kFunction, "m_GameItemMode:%d", m_GameItemMode.load());
     int gameVconf = 1;
-    vconf_get_int("memory/detection/game", &gameVconf);
+    vconf_get_int(kGameDetectionKey, &gameVconf);
     GAMEBAR_LOG_AS(DLOG_ERROR, kFunction, "game vconf is %d", gameVconf);
     if (!m_IsLaunchWanted(gameVconf)) {
       return;
