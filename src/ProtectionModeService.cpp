@@ -12,20 +12,16 @@ constexpr int kProtectionOn = 1;
 
 }  // namespace
 
-CProtectionModeService* CProtectionModeService::m_pProtectionModeService = nullptr;
+SingletonPointer<CProtectionModeService> CProtectionModeService::m_pProtectionModeService;
 
 CProtectionModeService* CProtectionModeService::GetInstance() {
-  if (m_pProtectionModeService == nullptr) {
-    m_pProtectionModeService = new CProtectionModeService;
-  }
-  return m_pProtectionModeService;
+  return m_pProtectionModeService.GetOrCreate([] { return new CProtectionModeService; });
 }
 
 void CProtectionModeService::ReleaseInstance() {
-  if (m_pProtectionModeService != nullptr) {
+  if (m_pProtectionModeService.Get() != nullptr) {
     Destory();
-    delete m_pProtectionModeService;
-    m_pProtectionModeService = nullptr;
+    m_pProtectionModeService.Delete();
   }
 }
 

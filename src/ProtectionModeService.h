@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Singleton.h"
 #include "vconf.h"
 
 // Tells the user by a popup of the menu application whenever the protection mode begins, on models
@@ -28,5 +29,5 @@ class CProtectionModeService {
 
   static void m_LaunchMenuApp();
 
-  static CProtectionModeService* m_pProtectionModeService;
+  static SingletonPointer<CProtectionModeService> m_pProtectionModeService;
 };

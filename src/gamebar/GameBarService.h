@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gamebar/Singleton.h"
+#include "Singleton.h"
 
 // The game bar automation as a whole (docs/game-bar.md): brings the tracker of the game mode, the
 // tracker of the sources and the aim point up, and takes them down. Main-loop thread only, except

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "gamebar/Singleton.h"
+#include "Singleton.h"
 #include "gamebar/Snapshot.h"
 #include "source_api.h"
 #include "vconf.h"

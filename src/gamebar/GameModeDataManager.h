@@ -3,7 +3,7 @@
 #include <atomic>
 #include <mutex>
 
-#include "gamebar/Singleton.h"
+#include "Singleton.h"
 #include "vconf.h"
 
 // Follows the picture's game item, the game mode and the end of the brightness step of the first

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Singleton.h"
 #include "device_power.h"
-#include "gamebar/Singleton.h"
 #include "gamebar/Snapshot.h"
 #include "source_api.h"
 #include "tv_service.h"
