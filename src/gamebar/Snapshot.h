@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <utility>
 
 // A value that threads read and replace as a whole: a reader keeps the one it loaded, however often
@@ -15,16 +16,29 @@ class Snapshot {
   Snapshot() = default;
   explicit Snapshot(std::shared_ptr<T> value) : m_Value(std::move(value)) {}
 
-  std::shared_ptr<T> Load() const { return std::atomic_load(&m_Value); }
+  std::shared_ptr<T> Load() const {
+    std::lock_guard lock(m_Lock);
+    return m_Value;
+  }
 
-  void Store(std::shared_ptr<T> value) { std::atomic_store(&m_Value, std::move(value)); }
+  void Store(std::shared_ptr<T> value) {
+    std::lock_guard lock(m_Lock);
+    m_Value.swap(value);
+  }
 
   // Stores `value` if what is stored still is `expected`. Otherwise gives what is stored in
   // `expected` and returns false.
   bool Replace(std::shared_ptr<T>& expected, std::shared_ptr<T> value) {
-    return std::atomic_compare_exchange_strong(&m_Value, &expected, std::move(value));
+    std::lock_guard lock(m_Lock);
+    if (m_Value != expected) {
+      expected = m_Value;
+      return false;
+    }
+    m_Value.swap(value);
+    return true;
   }
 
  private:
+  mutable std::mutex m_Lock;
   std::shared_ptr<T> m_Value;
 };
