@@ -1,8 +1,9 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <utility>
+
+#include "thread_safety.h"
 
 // A value that threads read and replace as a whole: a reader keeps the one it loaded, however often
 // it is replaced meanwhile, so nobody may change a value once it is stored here. Null at first,
@@ -17,19 +18,19 @@ class Snapshot {
   explicit Snapshot(std::shared_ptr<T> value) : m_Value(std::move(value)) {}
 
   std::shared_ptr<T> Load() const {
-    std::lock_guard lock(m_Lock);
+    guarded::Lock lock(m_Lock);
     return m_Value;
   }
 
   void Store(std::shared_ptr<T> value) {
-    std::lock_guard lock(m_Lock);
+    guarded::Lock lock(m_Lock);
     m_Value.swap(value);
   }
 
   // Stores `value` if what is stored still is `expected`. Otherwise gives what is stored in
   // `expected` and returns false.
   bool Replace(std::shared_ptr<T>& expected, std::shared_ptr<T> value) {
-    std::lock_guard lock(m_Lock);
+    guarded::Lock lock(m_Lock);
     if (m_Value != expected) {
       expected = m_Value;
       return false;
@@ -39,6 +40,6 @@ class Snapshot {
   }
 
  private:
-  mutable std::mutex m_Lock;
-  std::shared_ptr<T> m_Value;
+  mutable guarded::Mutex m_Lock;
+  std::shared_ptr<T> m_Value GUARDED_BY(m_Lock);
 };

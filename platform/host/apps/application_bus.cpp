@@ -4,12 +4,12 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <vector>
 
 #include "apps/application_id.h"
 #include "bus/bus.h"
 #include "framework/bus_address.h"
+#include "thread_safety.h"
 
 // All threads share one connection that no main loop reads: it is opened by the first call and
 // looked after by the calls themselves, so it costs nothing while nobody asks.
@@ -95,14 +95,14 @@ class SharedConnection {
   // no connection.
   template <typename Body>
   int Use(Body body) {
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     const int usable = MakeUsable();
     return usable < 0 ? usable : body(m_Connection.get());
   }
 
  private:
   // Opens the connection, or handles what arrived since its last use.
-  int MakeUsable() {
+  int MakeUsable() REQUIRES(m_Mutex) {
     if (m_Connection) {
       const int settled = Settle(m_Connection.get());
       if (sd_bus_is_open(m_Connection.get()) > 0) {
@@ -112,8 +112,8 @@ class SharedConnection {
     return bus::Connect(BusAddress(), kPatience, m_Connection);
   }
 
-  std::mutex m_Mutex;
-  bus::Connection m_Connection;
+  guarded::Mutex m_Mutex;
+  bus::Connection m_Connection GUARDED_BY(m_Mutex);
 };
 
 // Never destroyed: threads may still need it while the process ends.

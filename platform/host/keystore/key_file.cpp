@@ -142,13 +142,13 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_Transaction(m_Database) {}
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   Rows rows = m_Get.Query(key);
   return rows.Next() ? rows.Value(0) : std::nullopt;
 }
 
 std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view prefix) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   std::vector<std::pair<std::string, KeyValue>> keys;
   Rows rows = m_List.Query(prefix);
   while (rows.Next()) {
@@ -162,7 +162,7 @@ std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view pre
 }
 
 std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<KeyValue>& value) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
   if (value) {
@@ -190,12 +190,12 @@ KeyFile::Place KeyFile::PlaceOf(Statement& statement) {
 }
 
 std::int64_t KeyFile::NewestChange() {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   return PlaceOf(m_Newest).number;
 }
 
 JournalPart KeyFile::ChangesAfter(std::int64_t number) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   JournalPart part{.entries = {}, .isCut = false};
   std::int64_t bytes = 0;
   Rows rows = m_After.Query(number, kTakeLimit);
@@ -210,7 +210,7 @@ JournalPart KeyFile::ChangesAfter(std::int64_t number) {
 }
 
 void KeyFile::Prune(std::int64_t number) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   WriteTransaction transaction(m_Database, m_Transaction);
   const Place oldest = PlaceOf(m_Oldest);
   const Place newest = PlaceOf(m_Newest);

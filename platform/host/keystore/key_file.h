@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -10,6 +9,7 @@
 
 #include "keystore/key_store.h"
 #include "keystore/sqlite.h"
+#include "thread_safety.h"
 
 namespace host {
 
@@ -82,18 +82,18 @@ class KeyFile {
   static Place PlaceOf(Statement& statement);
 
   const std::filesystem::path m_Changed;
-  std::mutex m_Mutex;  // of all below
-  Opened m_Database;
-  Statement m_Get;
-  Statement m_List;
-  Statement m_Store;
-  Statement m_Remove;
-  Statement m_Append;
-  Statement m_Oldest;
-  Statement m_Newest;
-  Statement m_After;
-  Statement m_Prune;
-  WriteTransaction::Statements m_Transaction;
+  guarded::Mutex m_Mutex;
+  Opened m_Database GUARDED_BY(m_Mutex);
+  Statement m_Get GUARDED_BY(m_Mutex);
+  Statement m_List GUARDED_BY(m_Mutex);
+  Statement m_Store GUARDED_BY(m_Mutex);
+  Statement m_Remove GUARDED_BY(m_Mutex);
+  Statement m_Append GUARDED_BY(m_Mutex);
+  Statement m_Oldest GUARDED_BY(m_Mutex);
+  Statement m_Newest GUARDED_BY(m_Mutex);
+  Statement m_After GUARDED_BY(m_Mutex);
+  Statement m_Prune GUARDED_BY(m_Mutex);
+  WriteTransaction::Statements m_Transaction GUARDED_BY(m_Mutex);
 };
 
 }  // namespace host

@@ -25,7 +25,7 @@ ChangeFeed::ChangeFeed() : m_Watcher(ProcessStore()) {
 }
 
 void ChangeFeed::Add(std::function<void(const KeyChange&)> sink) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   m_Sinks.push_back(std::move(sink));
 }
 
@@ -41,7 +41,7 @@ void ChangeFeed::m_Run() {
 void ChangeFeed::m_Take() {
   try {
     const std::vector<KeyChange> changes = m_Watcher.TakeChanges();
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     for (const KeyChange& change : changes) {
       if (!change.key.starts_with(kSetPrefix)) {
         continue;

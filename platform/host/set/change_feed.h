@@ -1,10 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <vector>
 
 #include "keystore/key_store.h"
+#include "thread_safety.h"
 
 namespace host {
 
@@ -25,8 +25,8 @@ class ChangeFeed {
   void m_Take();
 
   KeyWatcher m_Watcher;
-  std::mutex m_Mutex;
-  std::vector<std::function<void(const KeyChange&)>> m_Sinks;
+  guarded::Mutex m_Mutex;
+  std::vector<std::function<void(const KeyChange&)>> m_Sinks GUARDED_BY(m_Mutex);
 };
 
 }  // namespace host

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -16,6 +15,7 @@
 #include "set/change_feed.h"
 #include "set/keys.h"
 #include "set/service_thread.h"
+#include "thread_safety.h"
 
 namespace host {
 
@@ -40,7 +40,7 @@ class EventService {
   // there is one for that key. Throws std::exception, and changes nothing, when the key store
   // fails.
   void Set(const Key& key, Callback callback) {
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     if (Registration* known = Find(key)) {
       known->callback = std::move(callback);
       return;
@@ -55,7 +55,7 @@ class EventService {
 
   // Ends that. Returns whether there was such a callback.
   bool Remove(const Key& key) {
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     return std::erase_if(m_Registrations, [&](const auto& each) { return each.key == key; }) > 0;
   }
 
@@ -63,10 +63,11 @@ class EventService {
   // unless that is who called this.
   template <typename Predicate>
   void RemoveAll(Predicate isOwn) {
-    std::unique_lock lock(m_Mutex);
+    guarded::Lock lock(m_Mutex);
     std::erase_if(m_Registrations, [&](const auto& each) { return isOwn(each.key); });
     if (std::this_thread::get_id() != m_Thread) {
-      m_Called.wait(lock, [&] { return !m_Running || !isOwn(*m_Running); });
+      m_Called.wait(lock.ForWait(),
+                    [&]() REQUIRES(m_Mutex) { return !m_Running || !isOwn(*m_Running); });
     }
   }
 
@@ -90,7 +91,7 @@ class EventService {
     Event event;
   };
 
-  Registration* Find(const Key& key) {
+  Registration* Find(const Key& key) REQUIRES(m_Mutex) {
     const auto found = std::find_if(m_Registrations.begin(), m_Registrations.end(),
                                     [&](const auto& each) { return each.key == key; });
     return found != m_Registrations.end() ? &*found : nullptr;
@@ -115,7 +116,7 @@ class EventService {
   }
 
   void Take(const KeyChange& change) {
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     if (m_Registrations.empty() || change.number <= m_Since) {
       return;
     }
@@ -125,7 +126,7 @@ class EventService {
     }
   }
 
-  std::vector<std::uint64_t> TurnsFor(const Due& due) const {
+  std::vector<std::uint64_t> TurnsFor(const Due& due) const REQUIRES(m_Mutex) {
     std::vector<std::uint64_t> ids;
     for (const Registration& each : m_Registrations) {
       if (each.since < due.number && Concerns(due.event, each.key)) {
@@ -136,20 +137,21 @@ class EventService {
   }
 
   [[noreturn]] void Run() {
-    std::unique_lock lock(m_Mutex);
+    guarded::Lock lock(m_Mutex);
     m_Thread = std::this_thread::get_id();
     for (;;) {
-      m_Posted.wait(lock, [this] { return !m_Events.empty(); });
+      m_Posted.wait(lock.ForWait(), [this]() REQUIRES(m_Mutex) { return !m_Events.empty(); });
       const Due due = std::move(m_Events.front());
       m_Events.pop_front();
       // Callbacks may come and go meanwhile, so each is looked up when its turn comes.
       for (const std::uint64_t id : TurnsFor(due)) {
-        Call(id, due.event, lock);
+        Call(id, due.event);
       }
     }
   }
 
-  void Call(std::uint64_t id, const Event& event, std::unique_lock<std::mutex>& lock) {
+  // Without the lock while the callback runs.
+  void Call(std::uint64_t id, const Event& event) REQUIRES(m_Mutex) {
     const auto turn = std::find_if(m_Registrations.begin(), m_Registrations.end(),
                                    [&](const auto& each) { return each.id == id; });
     if (turn == m_Registrations.end()) {
@@ -157,22 +159,23 @@ class EventService {
     }
     const Callback callback = turn->callback;
     m_Running = turn->key;
-    lock.unlock();
+    m_Mutex.unlock();
     Contain("a callback of the set", [&] { callback(event); });
-    lock.lock();
+    m_Mutex.lock();
     m_Running.reset();
     m_Called.notify_all();
   }
 
-  std::mutex m_Mutex;
+  guarded::Mutex m_Mutex;
   std::condition_variable m_Posted;
   std::condition_variable m_Called;
-  std::vector<Registration> m_Registrations;
-  std::uint64_t m_LastId = 0;
-  std::int64_t m_Since = 0;  // number of the newest change that Read has seen
-  std::deque<Due> m_Events;
-  std::thread::id m_Thread;
-  std::optional<Key> m_Running;  // whose callback is being called
+  std::vector<Registration> m_Registrations GUARDED_BY(m_Mutex);
+  std::uint64_t m_LastId GUARDED_BY(m_Mutex) = 0;
+  // The number of the newest change that Read has seen.
+  std::int64_t m_Since GUARDED_BY(m_Mutex) = 0;
+  std::deque<Due> m_Events GUARDED_BY(m_Mutex);
+  std::thread::id m_Thread GUARDED_BY(m_Mutex);
+  std::optional<Key> m_Running GUARDED_BY(m_Mutex);  // whose callback is being called
 };
 
 // The one service of its kind in this process. It lives until the process ends, because its

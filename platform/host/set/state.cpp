@@ -2,8 +2,9 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <set>
+
+#include "thread_safety.h"
 
 namespace host {
 namespace {
@@ -14,8 +15,9 @@ constexpr std::size_t kMaxRemembered = 1000;
 // What was said about which key since it held a value that can be used. Readers may be changes
 // apart, so the last one is not enough. Never destroyed: the threads that use it are not, either.
 struct Reports {
-  std::mutex mutex;
-  std::map<std::string, std::set<std::size_t>> values;  // hashes: a value may be large
+  guarded::Mutex mutex;
+  // Hashes: a value may be large.
+  std::map<std::string, std::set<std::size_t>> values GUARDED_BY(mutex);
 };
 
 Reports& AllReports() {
@@ -29,7 +31,7 @@ void ReportUnusable(const std::string& key, const KeyValue& value, const std::st
   const std::size_t hash = std::hash<KeyValue>()(value);
   Reports& reports = AllReports();
   {
-    const std::lock_guard lock(reports.mutex);
+    const guarded::Lock lock(reports.mutex);
     std::set<std::size_t>& said = reports.values[key];
     if (said.size() == kMaxRemembered) {
       said.clear();
@@ -44,7 +46,7 @@ void ReportUnusable(const std::string& key, const KeyValue& value, const std::st
 
 void ForgetUnusable(const std::string& key) {
   Reports& reports = AllReports();
-  const std::lock_guard lock(reports.mutex);
+  const guarded::Lock lock(reports.mutex);
   reports.values.erase(key);
 }
 

@@ -31,7 +31,6 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -42,6 +41,7 @@
 #include "dlog.h"
 #include "system/log_sink.h"
 #include "system/signals_blocked.h"
+#include "thread_safety.h"
 
 namespace host {
 namespace {
@@ -149,22 +149,27 @@ class Log {
   enum class Writer { kAbsent, kBusy, kLingers, kSleeps };
 
   Log();
-  bool HasWork() const { return !m_Queue.IsEmpty() || m_Lost > 0; }
-  void WakeAndUnlock(std::unique_lock<std::mutex>& lock);
+  bool HasWork() const REQUIRES(m_Mutex) { return !m_Queue.IsEmpty() || m_Lost > 0; }
   void Run();
-  void WriteQueue(std::unique_lock<std::mutex>& lock);
+
+  // Without the lock while it writes.
+  void WriteQueue() REQUIRES(m_Mutex);
+
   void Write(LineList lines, uint64_t lostAfter);
   void ReportLost(uint64_t count);
 
-  std::mutex m_Mutex;
+  guarded::Mutex m_Mutex;
   std::condition_variable m_WakeUp;    // of the writer, when it becomes kBusy
   std::condition_variable m_Progress;  // of threads in Flush
-  LineList m_Queue;
-  uint64_t m_Lost = 0;     // lines lost behind the last one of m_Queue
-  uint64_t m_Printed = 0;  // number of all lines, the lost ones included,
-  uint64_t m_Done = 0;     // and of those that the writer is done with
-  Writer m_Writer = Writer::kAbsent;
-  bool m_IsWriting = false;         // the writer has lines that left the queue
+  LineList m_Queue GUARDED_BY(m_Mutex);
+  // Lines lost behind the last one of the queue.
+  uint64_t m_Lost GUARDED_BY(m_Mutex) = 0;
+  // The number of all lines, the lost ones included, and of those that the writer is done with.
+  uint64_t m_Printed GUARDED_BY(m_Mutex) = 0;
+  uint64_t m_Done GUARDED_BY(m_Mutex) = 0;
+  Writer m_Writer GUARDED_BY(m_Mutex) = Writer::kAbsent;
+  // The writer has lines that left the queue.
+  bool m_IsWriting GUARDED_BY(m_Mutex) = false;
   std::atomic<size_t> m_Size = 0;   // bytes of the lines in the queue and with the writer
   std::unique_ptr<LogSink> m_Sink;  // set once, by Open; then the writer's own
 };
@@ -185,7 +190,7 @@ __attribute__((destructor)) void FinishLog() { Log::Get().Finish(); }
 Log::Log() { g_NextTerminateHandler = std::set_terminate(FinishLogAndTerminate); }
 
 bool Log::Add(QueuedLinePtr line) {
-  std::unique_lock lock(m_Mutex);
+  guarded::Lock lock(m_Mutex);
   if (m_Sink != nullptr && !HasWork() && !m_IsWriting) {
     m_Sink->SetUnwritten(true);
   }
@@ -201,19 +206,15 @@ bool Log::Add(QueuedLinePtr line) {
   const bool isUrgent = m_Size > kUrgentSize;
   if ((m_Writer == Writer::kSleeps && (t_Holds == 0 || isUrgent)) ||
       (m_Writer == Writer::kLingers && isUrgent)) {
-    WakeAndUnlock(lock);
+    m_Writer = Writer::kBusy;
+    lock.Unlock();
+    m_WakeUp.notify_one();
   }
   return fits;
 }
 
-void Log::WakeAndUnlock(std::unique_lock<std::mutex>& lock) {
-  m_Writer = Writer::kBusy;
-  lock.unlock();
-  m_WakeUp.notify_one();
-}
-
 void Log::Open(const std::filesystem::path& file, uint64_t limit) {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   if (m_Sink != nullptr) {
     throw std::logic_error("the log is open already");
   }
@@ -228,7 +229,7 @@ void Log::Open(const std::filesystem::path& file, uint64_t limit) {
 }
 
 void Log::Discard() {
-  const std::lock_guard lock(m_Mutex);
+  const guarded::Lock lock(m_Mutex);
   while (const QueuedLinePtr line = m_Queue.PopFront()) {
     m_Size -= line->Size();
   }
@@ -237,26 +238,29 @@ void Log::Discard() {
 }
 
 bool Log::Flush(std::chrono::milliseconds limit) {
-  std::unique_lock lock(m_Mutex);
+  guarded::Lock lock(m_Mutex);
   if (HasWork() && (m_Writer == Writer::kSleeps || m_Writer == Writer::kLingers)) {
-    WakeAndUnlock(lock);
-    lock.lock();
+    m_Writer = Writer::kBusy;
+    m_WakeUp.notify_one();
   }
   const uint64_t printed = m_Printed;
-  return m_Progress.wait_for(lock, limit,
-                             [&] { return m_Done >= printed || (!HasWork() && !m_IsWriting); });
+  return m_Progress.wait_for(lock.ForWait(), limit, [&]() REQUIRES(m_Mutex) {
+    return m_Done >= printed || (!HasWork() && !m_IsWriting);
+  });
 }
 
 void Log::EndHold() {
-  std::unique_lock lock(m_Mutex);
+  guarded::Lock lock(m_Mutex);
   if (HasWork() && m_Writer == Writer::kSleeps) {
-    WakeAndUnlock(lock);
+    m_Writer = Writer::kBusy;
+    lock.Unlock();
+    m_WakeUp.notify_one();
   }
 }
 
 void Log::Finish() {
   {
-    const std::lock_guard lock(m_Mutex);
+    const guarded::Lock lock(m_Mutex);
     if (!HasWork() && !m_IsWriting) {
       return;
     }
@@ -270,37 +274,36 @@ void Log::Finish() {
 }
 
 void Log::Run() {
-  const auto isWoken = [this] { return m_Writer == Writer::kBusy; };
+  const auto isWoken = [this]() REQUIRES(m_Mutex) { return m_Writer == Writer::kBusy; };
   std::chrono::steady_clock::time_point lastWork;
-  std::unique_lock lock(m_Mutex);
+  guarded::Lock lock(m_Mutex);
   while (true) {
     const bool hadWork = HasWork();
     while (HasWork()) {
-      WriteQueue(lock);
+      WriteQueue();
     }
     const auto now = std::chrono::steady_clock::now();
     const bool isNeededAgain = hadWork && now - lastWork < 2 * kLingerTime;
     lastWork = now;
     if (isNeededAgain) {
       m_Writer = Writer::kLingers;
-      m_WakeUp.wait_for(lock, kLingerTime, isWoken);
+      m_WakeUp.wait_for(lock.ForWait(), kLingerTime, isWoken);
       m_Writer = Writer::kBusy;
     } else {
       m_Writer = Writer::kSleeps;
-      m_WakeUp.wait(lock, isWoken);
+      m_WakeUp.wait(lock.ForWait(), isWoken);
     }
   }
 }
 
-// `lock` is open while it writes.
-void Log::WriteQueue(std::unique_lock<std::mutex>& lock) {
+void Log::WriteQueue() {
   LineList lines = std::move(m_Queue);
   const uint64_t lostAfter = std::exchange(m_Lost, 0);
   const uint64_t printed = m_Printed;
   m_IsWriting = true;
-  lock.unlock();
+  m_Mutex.unlock();
   Write(std::move(lines), lostAfter);
-  lock.lock();
+  m_Mutex.lock();
   m_IsWriting = false;
   m_Done = printed;
   if (!HasWork()) {

@@ -16,7 +16,6 @@
 #include <exception>
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -26,6 +25,7 @@
 #include "lwipc.h"
 #include "system/environment.h"
 #include "system/safe_directory.h"
+#include "thread_safety.h"
 
 namespace host {
 namespace {
@@ -38,8 +38,8 @@ constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kSharedDirectoryMode = 01777;
 
 // The events that could not be announced yet, and why.
-std::mutex g_RemainingMutex;
-std::map<std::string, std::string> g_Remaining;
+guarded::Mutex g_RemainingMutex;
+std::map<std::string, std::string> g_Remaining GUARDED_BY(g_RemainingMutex);
 
 // The components of "/a/b", at least one.
 std::vector<std::string> Components(const std::string& event) {
@@ -90,7 +90,7 @@ void MakeEventFile(const std::string& event) {
 
 // Returns whether the event is announced; otherwise it remains.
 bool Announce(const std::string& event) {
-  const std::lock_guard lock(g_RemainingMutex);
+  const guarded::Lock lock(g_RemainingMutex);
   try {
     MakeEventFile(event);
   } catch (const std::exception& exception) {
@@ -109,7 +109,7 @@ bool Announce(const std::string& event) {
 }
 
 std::vector<std::string> RemainingEvents() {
-  const std::lock_guard lock(g_RemainingMutex);
+  const guarded::Lock lock(g_RemainingMutex);
   std::vector<std::string> events;
   for (const auto& [event, reason] : g_Remaining) {
     events.push_back(event);
@@ -148,7 +148,7 @@ bool AnnounceRemainingEvents() {
 
 void WithdrawReadyEvents() {
   {
-    const std::lock_guard lock(g_RemainingMutex);
+    const guarded::Lock lock(g_RemainingMutex);
     g_Remaining.clear();
   }
   std::error_code ignored;

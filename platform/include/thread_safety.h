@@ -1,0 +1,51 @@
+#pragma once
+
+#include <mutex>
+
+// A mutex that says what it guards, so that clang refuses code that forgets to lock it; the
+// library's own does not tell. For any other compiler these are the standard's types, and the
+// annotations are nothing.
+//
+// The annotations stand behind what they are about: `int m_Count GUARDED_BY(m_Mutex);`,
+// `void Grow() REQUIRES(m_Mutex);`, and for the predicate of a wait `[this]() REQUIRES(m_Mutex)
+// {…}`.
+
+#ifdef __clang__
+#define THREAD_SAFETY(annotation) __attribute__((annotation))
+#else
+#define THREAD_SAFETY(annotation)
+#endif
+
+#define GUARDED_BY(mutex) THREAD_SAFETY(guarded_by(mutex))
+#define REQUIRES(mutex) THREAD_SAFETY(requires_capability(mutex))
+
+namespace guarded {
+
+class THREAD_SAFETY(capability("mutex")) Mutex {
+ public:
+  void lock() THREAD_SAFETY(acquire_capability()) { m_Mutex.lock(); }
+  void unlock() THREAD_SAFETY(release_capability()) { m_Mutex.unlock(); }
+
+ private:
+  friend class Lock;
+  std::mutex m_Mutex;
+};
+
+// Holds the mutex to the end of the block, or until it gives it up.
+class THREAD_SAFETY(scoped_lockable) Lock {
+ public:
+  explicit Lock(Mutex& mutex) THREAD_SAFETY(acquire_capability(mutex)) : m_Lock(mutex.m_Mutex) {}
+  ~Lock() THREAD_SAFETY(release_capability()) = default;
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+
+  void Unlock() THREAD_SAFETY(release_capability()) { m_Lock.unlock(); }
+
+  // For a condition variable to wait with.
+  std::unique_lock<std::mutex>& ForWait() { return m_Lock; }
+
+ private:
+  std::unique_lock<std::mutex> m_Lock;
+};
+
+}  // namespace guarded
