@@ -18,7 +18,6 @@
 #include "keystore/key_store.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,7 +32,7 @@
 #include "keystore/key_file.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
-#include "system/file_descriptor.h"
+#include "system/file_lock.h"
 
 namespace host {
 namespace {
@@ -81,18 +80,6 @@ void MakeFile(const std::filesystem::path& file) {
   }
 }
 
-// Lets one process at a time open a store: SQLite fails instead of waiting when two turn the same
-// new file to write-ahead logging.
-FileDescriptor LockDirectory(const std::filesystem::path& directory) {
-  FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  while (!opened || ::flock(opened.Get(), LOCK_EX) != 0) {
-    if (errno != EINTR) {
-      throw std::system_error(errno, std::generic_category(), "cannot lock " + directory.string());
-    }
-  }
-  return opened;
-}
-
 bool IsControl(unsigned char c) { return c < 0x20 || c == 0x7f; }
 
 void LogError(const std::string& message) {
@@ -129,7 +116,9 @@ struct KeyStore::Impl {
     MakeDirectory(watchers);
     OpenPositions(watchers);
     MakeFile(changed);
-    const FileDescriptor lock = LockDirectory(runDir);
+    // One process at a time: SQLite fails instead of waiting when two turn the same new file to
+    // write-ahead logging.
+    const FileDescriptor lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
     files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed);
     files[kMemory] = std::make_unique<KeyFile>(runDir / kFileName, Durability::kProcess, changed);
   }

@@ -1,15 +1,13 @@
 #include "set/fresh_set.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 
-#include <cerrno>
 #include <string>
-#include <system_error>
 
 #include "set/keys.h"
 #include "set/ports.h"
 #include "set/set_value.h"
+#include "system/file_lock.h"
 
 namespace host {
 namespace {
@@ -21,15 +19,8 @@ constexpr int kUpright = 1;
 
 }  // namespace
 
-SetLock::SetLock(const std::filesystem::path& runDir) {
-  const std::filesystem::path file = runDir / "set.lock";
-  m_File = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
-  while (!m_File || ::flock(m_File.Get(), LOCK_EX) != 0) {
-    if (errno != EINTR) {
-      throw std::system_error(errno, std::generic_category(), "cannot lock " + file.string());
-    }
-  }
-}
+SetLock::SetLock(const std::filesystem::path& runDir)
+    : m_File(OpenLocked(runDir / "set.lock", O_RDWR | O_CREAT)) {}
 
 const std::vector<std::pair<std::string, KeyValue>>& FreshSet() {
   static const auto* const box = [] {

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "key_store_fixture.h"
+#include "support/interrupted_open.h"
 
 namespace host {
 namespace {
@@ -129,6 +130,13 @@ TEST_F(KeyStoreTest, TakesAFileThatIsStillEmptyForNew) {
   std::filesystem::create_directories(StateDir());
   std::ofstream(DurableFile()).close();
   EXPECT_TRUE(Open()->Set("db/key", 1));
+}
+
+TEST_F(KeyStoreTest, OpensThoughASignalInterruptsTheOpeningOfItsLock) {
+  Open()->Set("db/a", 1);
+  InterruptNextOpen(RunDir());
+  EXPECT_EQ(Open()->Get("db/a"), KeyValue(1));
+  EXPECT_TRUE(WasOpenInterrupted());
 }
 
 TEST_F(KeyStoreTest, NamesTheFileThatIsNoDatabase) {

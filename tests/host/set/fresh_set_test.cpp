@@ -10,6 +10,7 @@
 #include "set/speakers.h"
 #include "set_test.h"
 #include "source_api.h"
+#include "support/interrupted_open.h"
 #include "system/environment.h"
 #include "tv_service.h"
 
@@ -104,6 +105,12 @@ TEST_F(HostSet, OneAtATimeHasTheLockOfASet) {
     thread.join();
   }
   EXPECT_EQ(count, 200);
+}
+
+TEST_F(HostSet, IsLockedThoughASignalInterruptsTheOpeningOfTheLock) {
+  InterruptNextOpen(RunDir() / "set.lock");
+  const SetLock lock(RunDir());
+  EXPECT_TRUE(WasOpenInterrupted());
 }
 
 TEST(Ports, AreFoundByNumberAndByNameInWhateverCase) {
