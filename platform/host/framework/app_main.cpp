@@ -84,15 +84,23 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
     Contain("the preparation of the set", g_PrepareSet);
   }
   int exitStatus = kFailure;
+  std::exception_ptr failure;
   if (Create(service)) {
-    const LaterAnnouncement announcement(service);
-    exitStatus = Serve(loop, bus.Get());
+    try {
+      const LaterAnnouncement announcement(service);
+      exitStatus = Serve(loop, bus.Get());
+    } catch (...) {
+      failure = std::current_exception();
+    }
     Contain("t_OnTerminate", [&] { service.t_OnTerminate(); });
   }
   // Only the owner of the name may touch the events.
   WithdrawReadyEvents();
   bus.ReleaseName(name);
   FlushLog(kLogPatience);
+  if (failure != nullptr) {
+    std::rethrow_exception(failure);
+  }
   return exitStatus;
 }
 

@@ -363,6 +363,14 @@ TEST_F(AStart, FailsWhenTheCreationThrows) {
   EXPECT_THAT(LogLinesWith("an exception left t_OnCreate: nothing to create"), SizeIs(1));
 }
 
+TEST_F(AStart, ThatCannotServeEndsInOrder) {
+  const support::Outcome outcome = Run({}, {{"OPEN_FILES", "many"}});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("the process has too many open files to serve a bus"));
+  EXPECT_THAT(Trace(), ElementsAre("prepare", "create", "created", "terminate"));
+  EXPECT_FALSE(std::filesystem::exists(Path("tmp/test_service_ready")));
+}
+
 TEST_F(AStart, MakesTheObjectBeforeTheNameAndRequestsWaitForTheMainLoop) {
   support::Process& service = Start({{"GATE", Path("gate")}});
   ASSERT_TRUE(WaitForTrace("create"));

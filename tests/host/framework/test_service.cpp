@@ -3,6 +3,8 @@
 
 #include <Ecore.h>
 #include <signal.h>
+#include <sys/select.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -192,6 +194,16 @@ void RaiseBlocked(int signal) {
 }
 
 }  // namespace
+
+extern "C" {
+
+// What the linker makes of the library's function here and in the framework.
+int __real_sd_bus_get_fd(sd_bus* bus);
+
+int __wrap_sd_bus_get_fd(sd_bus* bus) {
+  return Variable("OPEN_FILES") == "many" ? FD_SETSIZE : __real_sd_bus_get_fd(bus);
+}
+}
 
 int main(int argc, char** argv) {
   __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "main\n");
