@@ -17,13 +17,25 @@ struct Item {
   bool enabled = true;
 };
 
-const std::map<std::string, Item> kItems = {
-    {"picture", {"Picture", "", {"picturemode", "expert"}}},
-    {"picturemode", {"Picture Mode", "picture", {}, true, false}},
-    {"expert", {"Expert Settings", "picture", {"brightness"}, false, true}},
-    {"brightness", {"Brightness", "expert", {}}},
-    {"greeting", {"Gruß\x1b[2J", "", {}}},
-};
+std::map<std::string, Item> Items() {
+  std::map<std::string, Item> items = {
+      {"picture", {"Picture", "", {"picturemode", "expert"}}},
+      {"picturemode", {"Picture Mode", "picture", {}, true, false}},
+      {"expert", {"Expert Settings", "picture", {"brightness"}, false, true}},
+      {"brightness", {"Brightness", "expert", {}}},
+      {"greeting", {"Gruß\x1b[2J", "", {}}},
+      {"circle", {"Circle", "", {"circle"}}},
+  };
+  // As many levels as a catalogue can have.
+  for (int level = 0; level < 499; ++level) {
+    const auto id = [](int of) { return "level" + std::to_string(of); };
+    items[id(level)] = {"Level", level > 0 ? id(level - 1) : "",
+                        level < 498 ? Names{id(level + 1)} : Names{}};
+  }
+  return items;
+}
+
+const std::map<std::string, Item> kItems = Items();
 const Names kTop = {"picture", "greeting"};
 
 std::map<std::string, Names> g_Disablers;

@@ -252,6 +252,17 @@ TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
                "└─ Brightness    25  brightness  disabled by org.example.a\n");
 }
 
+TEST_F(SettingsctlItems, TheTreeIsAsDeepAsACatalogueCanBe) {
+  const Outcome outcome = Run({"tree", "level0"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(Lines(outcome.out), 499);
+}
+
+TEST_F(SettingsctlItems, TheTreeOfAMenuThatGoesRoundInACircleIsRefused) {
+  ExpectFailure(Run({"tree", "circle"}), 1,
+                "the menu of the service has no end below \"circle\"; its catalogue is damaged");
+}
+
 TEST_F(SettingsctlItems, TheTreeIsCompleteAsJson) {
   Run({"disable", "brightness", "--app", "org.example.a"});
   const Outcome outcome = Run({"tree", "--json"});

@@ -15,8 +15,9 @@ using settings::Client;
 using tools::ExitCode;
 using tools::Failure;
 
-// Far more levels than a menu has: what goes deeper goes round in a circle.
-constexpr int kMostLevels = 32;
+// A catalogue is JSON nested at most 1000 levels deep, and an item is two of them: what goes deeper
+// goes round in a circle.
+constexpr int kMostLevels = 500;
 
 Branch Ask(Client& client, const std::string& item, const Names& disabled, int level) {
   if (level > kMostLevels) {
