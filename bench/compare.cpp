@@ -4,6 +4,7 @@
 // any two processes on a bus.
 
 #include <sqlite3.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -80,7 +82,8 @@ int Echo(sd_bus_message* call, void*, sd_bus_error*) {
   std::exit(0);
 }
 
-// A child process that serves on the other end of a socket pair; ended by closing it.
+// A child process that serves on the other end of a socket pair. It ends with its owner, however
+// that ends: nobody else would end it, and other servers hold copies of the socket.
 class Server {
  public:
   explicit Server(const std::function<void(int fd)>& serve) {
@@ -88,12 +91,22 @@ class Server {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
       throw std::runtime_error("socketpair failed");
     }
+    const pid_t owner = getpid();
     m_Pid = fork();
     if (m_Pid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      if (getppid() != owner) {
+        std::exit(0);
+      }
       close(fds[0]);
       serve(fds[1]);
     }
+    const int error = errno;
     close(fds[1]);
+    if (m_Pid < 0) {
+      close(fds[0]);
+      throw std::runtime_error(std::string("cannot start a server: ") + std::strerror(error));
+    }
     m_Fd = fds[0];
   }
   ~Server() {
