@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "base/json.h"
 #include "bus/bus.h"
 #include "bus_error.h"
 
@@ -33,31 +34,8 @@ void CheckIsObject(const Json::Value& value, const char* what) {
   }
 }
 
-std::string WriteJson(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, value);
-}
-
-// One strict JSON value; nothing when the text is something else.
-std::optional<Json::Value> ParseJson(const std::string& text) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value value;
-  try {
-    if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
-      return value;
-    }
-  } catch (const Json::Exception&) {
-    // Nested too deep.
-  }
-  return std::nullopt;
-}
-
 Json::Value ParseReply(const std::string& text) {
-  std::optional<Json::Value> value = ParseJson(text);
+  std::optional<Json::Value> value = base::TryParseJson(text);
   if (!value || !value->isObject()) {
     throw Error(ErrorCode::kProtocol, "the reply is not a JSON object",
                 "is this the settings service, and of the same release?");
@@ -114,7 +92,7 @@ std::optional<std::vector<std::string>> ListOf(Client& client, const char* metho
   if (!text) {
     return std::nullopt;
   }
-  const std::optional<Json::Value> array = ParseJson(*text);
+  const std::optional<Json::Value> array = base::TryParseJson(*text);
   if (!array || !array->isArray()) {
     throw UnreadableResult(method);
   }
@@ -240,7 +218,7 @@ Reply Client::Call(const std::string& method, const Json::Value& data, const Jso
   Json::Value request = members;
   request["method"] = method;
   request["data"] = data;
-  Message message = Request(WriteJson(request));
+  Message message = Request(base::WriteJson(request));
   Reply reply{message.type, std::move(message.body), {}};
   reply.body = ParseReply(reply.text);
   return reply;

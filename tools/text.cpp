@@ -8,41 +8,34 @@
 #include <cstddef>
 #include <ctime>
 #include <cwchar>
-#include <memory>
 
-#include "system/utf8.h"
+#include "base/json.h"
+#include "base/utf8.h"
 
 namespace tools {
 
 std::string Escape(std::string_view text) {
   std::string escaped;
-  host::AppendVisible(escaped, text);
+  base::AppendVisible(escaped, text);
   return escaped;
 }
 
 std::string Quote(std::string_view text) { return '"' + Escape(text) + '"'; }
 
-std::string WriteJson(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, value);
-}
-
 std::string EscapeJson(std::string_view json) {
   std::string escaped;
   while (!json.empty()) {
-    const std::size_t size = host::Utf8CharacterSize(json);
+    const std::size_t size = base::Utf8CharacterSize(json);
     if (size == 0) {
       escaped += "\uFFFD";
       json.remove_prefix(1);
       continue;
     }
     const std::string_view character = json.substr(0, size);
-    const char32_t codePoint = host::CodePointOf(character);
+    const char32_t codePoint = base::CodePointOf(character);
     const bool isSpace = character == "\n" || character == "\r" || character == "\t";
-    if (!isSpace && (host::PrintableCharacterSize(character) == 0 || host::IsHidden(codePoint))) {
-      host::AppendUnicodeEscape(escaped, codePoint);
+    if (!isSpace && (base::PrintableCharacterSize(character) == 0 || base::IsHidden(codePoint))) {
+      base::AppendUnicodeEscape(escaped, codePoint);
     } else {
       escaped += character;
     }
@@ -51,7 +44,7 @@ std::string EscapeJson(std::string_view json) {
   return escaped;
 }
 
-std::string JsonText(const Json::Value& value) { return EscapeJson(WriteJson(value)); }
+std::string JsonText(const Json::Value& value) { return EscapeJson(base::WriteJson(value)); }
 
 std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> members) {
   std::string line;
@@ -60,22 +53,6 @@ std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> 
     line += JsonText(name) + ":" + JsonText(value);
   }
   return line + "}";
-}
-
-std::optional<Json::Value> ParseJson(std::string_view text) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  builder["strictRoot"] = false;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value value;
-  try {
-    if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
-      return value;
-    }
-  } catch (const Json::Exception&) {
-    // Nested too deep.
-  }
-  return std::nullopt;
 }
 
 std::string TimeText(std::chrono::system_clock::time_point time) {

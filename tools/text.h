@@ -13,7 +13,7 @@
 namespace tools {
 
 // The text with everything replaced that could move a terminal's cursor, change its state, or hide
-// what the text is, as the log does it (host::AppendVisible).
+// what the text is, as the log does it (base::AppendVisible).
 std::string Escape(std::string_view text);
 
 // `"text"`, escaped: for messages.
@@ -23,16 +23,11 @@ std::string Quote(std::string_view text);
 // can stand, all that is replaced becomes \uXXXX, and bytes that are no UTF-8 become U+FFFD.
 std::string EscapeJson(std::string_view json);
 
-// JSON on one line. WriteJson keeps the bytes as they are; JsonText is escaped as by EscapeJson, so
-// that its result is always JSON.
-std::string WriteJson(const Json::Value& value);
+// JSON on one line, escaped as by EscapeJson, so that the result is always JSON.
 std::string JsonText(const Json::Value& value);
 
 // A JSON object on one line with its members in the given order.
 std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> members);
-
-// One strict JSON value; nothing when the text is something else.
-std::optional<Json::Value> ParseJson(std::string_view text);
 
 // Local time, ISO 8601 with milliseconds and the offset: 2026-11-20T22:23:13.123+01:00.
 std::string TimeText(std::chrono::system_clock::time_point time);

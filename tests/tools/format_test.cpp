@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/json.h"
 #include "common.h"
 #include "settingsctl/call_arguments.h"
 #include "text.h"
@@ -46,13 +47,13 @@ TEST(Format, ASignalBodyThatIsNotJsonIsAString) {
 }
 
 TEST(CallArguments, TheFirstOneWithoutAnEqualsSignIsTheItem) {
-  EXPECT_EQ(tools::WriteJson(ParseCallArguments({"picturemode", "Value=movie"}).data),
+  EXPECT_EQ(base::WriteJson(ParseCallArguments({"picturemode", "Value=movie"}).data),
             R"({"Value":"movie","menuID":"picturemode"})");
 }
 
 TEST(CallArguments, ThereMayBeNone) {
-  EXPECT_EQ(tools::WriteJson(ParseCallArguments({}).data), "{}");
-  EXPECT_EQ(tools::WriteJson(ParseCallArguments({}).members), "{}");
+  EXPECT_EQ(base::WriteJson(ParseCallArguments({}).data), "{}");
+  EXPECT_EQ(base::WriteJson(ParseCallArguments({}).members), "{}");
 }
 
 TEST(CallArguments, AValueReachesFromTheFirstEqualsSignToTheEnd) {
@@ -65,18 +66,18 @@ TEST(CallArguments, AValueReachesFromTheFirstEqualsSignToTheEnd) {
 TEST(CallArguments, ColonAndEqualsSignTakeJson) {
   const Json::Value data =
       ParseCallArguments({"a:=true", "b:=5", R"(c:=["x"])", R"(d:="s")", "e:=null"}).data;
-  EXPECT_EQ(tools::WriteJson(data), R"({"a":true,"b":5,"c":["x"],"d":"s","e":null})");
+  EXPECT_EQ(base::WriteJson(data), R"({"a":true,"b":5,"c":["x"],"d":"s","e":null})");
 }
 
 TEST(CallArguments, PidAndCallbackGoBesideTheDataAsNumbers) {
   const auto arguments = ParseCallArguments({"picturemode", "pid=5", "callback=-7"});
-  EXPECT_EQ(tools::WriteJson(arguments.data), R"({"menuID":"picturemode"})");
-  EXPECT_EQ(tools::WriteJson(arguments.members), R"({"callback":-7,"pid":5})");
+  EXPECT_EQ(base::WriteJson(arguments.data), R"({"menuID":"picturemode"})");
+  EXPECT_EQ(base::WriteJson(arguments.members), R"({"callback":-7,"pid":5})");
 }
 
 TEST(CallArguments, PidAndCallbackCanBeOfAnyTypeOnRequest) {
   const auto arguments = ParseCallArguments({"pid:=\"5\"", "callback=soon"});
-  EXPECT_EQ(tools::WriteJson(arguments.members), R"({"callback":"soon","pid":"5"})");
+  EXPECT_EQ(base::WriteJson(arguments.members), R"({"callback":"soon","pid":"5"})");
 }
 
 std::string Refusal(const std::vector<std::string>& arguments) {

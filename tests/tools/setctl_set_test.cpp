@@ -9,6 +9,7 @@
 #include <optional>
 #include <sstream>
 
+#include "base/json.h"
 #include "fixture.h"
 #include "keystore/key_store.h"
 #include "set/fresh_set.h"
@@ -83,7 +84,7 @@ class SetctlSet : public testing::Test {
     std::vector<Json::Value> sources;
     std::istringstream lines(Run({"source", "list", "--json"}).out);
     for (std::string line; std::getline(lines, line);) {
-      sources.push_back(tools::ParseJson(line).value_or(Json::Value()));
+      sources.push_back(base::TryParseJson(line).value_or(Json::Value()));
     }
     return sources;
   }
@@ -135,10 +136,10 @@ TEST_F(SetctlSet, APortThatTheSetDidNotHaveIsAdded) {
   ExpectDone({"source", "add", "usb-c", "Phone", "--detected", ""});
   EXPECT_THAT(Sources(), SizeIs(6));
   EXPECT_EQ(
-      tools::WriteJson(Sources()[3]),
+      base::WriteJson(Sources()[3]),
       R"({"current":false,"detected":"","empty":true,"id":16,"name":"HDMI 4","port":"hdmi4","preview":false})");
   EXPECT_EQ(
-      tools::WriteJson(Sources()[4]),
+      base::WriteJson(Sources()[4]),
       R"({"current":false,"detected":"","empty":true,"id":77,"name":"Source 77","port":null,"preview":false})");
   EXPECT_EQ(Sources()[5]["name"], "Phone");
   EXPECT_FALSE(Sources()[5]["empty"].asBool());

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "base/json.h"
 #include "fixture.h"
 #include "keystore/key_store.h"
 #include "system/log_file.h"
@@ -132,7 +133,7 @@ TEST_F(Setctl, EveryKeyVerbPrintsJsonOnRequest) {
 TEST_F(Setctl, AValueCannotDisturbATerminal) {
   Store().Set("db/x", KeyValue("\x1b[2J\xff"));
   ExpectOutput(Run({"key", "get", "db/x"}), "\\x1b[2J\\xff\n");
-  EXPECT_TRUE(tools::ParseJson(Run({"key", "get", "db/x", "--json"}).out));
+  EXPECT_TRUE(base::TryParseJson(Run({"key", "get", "db/x", "--json"}).out));
 }
 
 TEST_F(Setctl, TheRootOnTheCommandLineGoesBeforeTheVariable) {

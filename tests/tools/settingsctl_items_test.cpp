@@ -1,6 +1,7 @@
 #include <json/json.h>
 #include <signal.h>
 
+#include "base/json.h"
 #include "fixture.h"
 #include "text.h"
 
@@ -267,7 +268,7 @@ TEST_F(SettingsctlItems, TheTreeIsCompleteAsJson) {
   Run({"disable", "brightness", "--app", "org.example.a"});
   const Outcome outcome = Run({"tree", "--json"});
   EXPECT_EQ(Lines(outcome.out), 1);
-  const std::optional<Json::Value> tree = tools::ParseJson(outcome.out);
+  const std::optional<Json::Value> tree = base::TryParseJson(outcome.out);
   ASSERT_TRUE(tree.has_value()) << outcome.out;
   const Json::Value& expert = (*tree)["children"][0]["children"][1];
   EXPECT_EQ(tools::JsonText(expert),

@@ -1,6 +1,7 @@
 #include <json/json.h>
 #include <signal.h>
 
+#include "base/json.h"
 #include "fixture.h"
 #include "text.h"
 
@@ -310,7 +311,7 @@ TEST_F(Monitor, AsJsonEachLineIsAnObject) {
   EXPECT_EQ(m_Monitor->Process().Wait(), 0);
   const std::string out = m_Monitor->Out();
   ASSERT_EQ(Lines(out), 2);
-  const auto last = tools::ParseJson(out.substr(out.find('\n') + 1));
+  const auto last = base::TryParseJson(out.substr(out.find('\n') + 1));
   ASSERT_TRUE(last) << out;
   EXPECT_EQ((*last)["name"], "settings_service_signal");
   EXPECT_EQ((*last)["type"], 3);

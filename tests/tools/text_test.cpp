@@ -6,6 +6,8 @@
 
 #include <chrono>
 
+#include "base/json.h"
+
 namespace {
 
 using namespace std::string_literals;
@@ -64,25 +66,25 @@ TEST(Text, AJsonLineKeepsTheOrderOfItsMembers) {
 
 TEST(Text, JsonTextIsJsonWhateverTheBytesWere) {
   EXPECT_EQ(tools::JsonText("ü\xff"), "\"ü\uFFFD\"");
-  EXPECT_TRUE(tools::ParseJson(tools::JsonText("\xc3(\xff\x01")));
+  EXPECT_TRUE(base::TryParseJson(tools::JsonText("\xc3(\xff\x01")));
 }
 
 TEST(Text, JsonThatATerminalShowsHidesNothingAndStaysTheSameValue) {
   const std::string value = "게임 a\u202Eb\u2028c\u009B2J\x7f\U000E0001\u200D";
   const std::string text = tools::JsonText(value);
   EXPECT_EQ(text, "\"게임 a\\u202eb\\u2028c\\u009b2J\\u007f\\udb40\\udc01\u200D\"");
-  EXPECT_EQ(tools::ParseJson(text), Json::Value(value));
+  EXPECT_EQ(base::TryParseJson(text), Json::Value(value));
   EXPECT_EQ(tools::EscapeJson("{\r\n\t\"a\": \"\u2066\"\n}"), "{\r\n\t\"a\": \"\\u2066\"\n}");
 }
 
 TEST(Text, OnlyStrictJsonIsParsed) {
-  EXPECT_EQ(tools::ParseJson("true"), Json::Value(true));
-  EXPECT_EQ(tools::ParseJson("\"a\""), Json::Value("a"));
-  EXPECT_EQ((*tools::ParseJson(R"({"a":[1]})"))["a"][0], 1);
+  EXPECT_EQ(base::TryParseJson("true"), Json::Value(true));
+  EXPECT_EQ(base::TryParseJson("\"a\""), Json::Value("a"));
+  EXPECT_EQ((*base::TryParseJson(R"({"a":[1]})"))["a"][0], 1);
   for (const char* text : {"", "tru", "{'a':1}", "1 2", "[1,]", "/**/1", R"({"a":1,"a":2})"}) {
-    EXPECT_FALSE(tools::ParseJson(text)) << text;
+    EXPECT_FALSE(base::TryParseJson(text)) << text;
   }
-  EXPECT_FALSE(tools::ParseJson(std::string(100000, '['))) << "too deep";
+  EXPECT_FALSE(base::TryParseJson(std::string(100000, '['))) << "too deep";
 }
 
 class Time : public testing::TestWithParam<std::pair<const char*, const char*>> {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <system_error>
 
+#include "base/json.h"
 #include "common.h"
 #include "text.h"
 
@@ -98,7 +99,7 @@ std::string ValueText(const KeyValue& value) {
 
 std::string KeyText(const std::string& key, const std::optional<KeyValue>& value) {
   return value ? fmt::format("{} = {}", tools::Escape(key),
-                             tools::Escape(tools::WriteJson(JsonOf(value))))
+                             tools::Escape(base::WriteJson(JsonOf(value))))
                : fmt::format("{} removed", tools::Escape(key));
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/json.h"
 #include "common.h"
 #include "text.h"
 
@@ -36,7 +37,7 @@ std::pair<std::string, Json::Value> Assignment(const std::string& argument, std:
     return {std::move(key), std::move(value)};
   }
   key.pop_back();
-  std::optional<Json::Value> value = tools::ParseJson(right);
+  std::optional<Json::Value> value = base::TryParseJson(right);
   if (!value) {
     throw Failure(ExitCode::kUsage,
                   fmt::format("{}: what follows := is not JSON; a string is given as KEY=TEXT",

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/json.h"
 #include "text.h"
 
 namespace settingsctl {
@@ -19,7 +20,7 @@ std::string ReplyText(const Json::Value& body) {
   std::string text;
   for (const std::string& name : body.getMemberNames()) {
     text += fmt::format("{}{}: {}", text.empty() ? "" : "\n", Escape(name),
-                        Escape(tools::WriteJson(body[name])));
+                        Escape(base::WriteJson(body[name])));
   }
   return text;
 }
@@ -33,7 +34,7 @@ std::string SignalJson(const std::string& time, const settings::Signal& signal) 
                           {"sender", signal.sender},
                           {"name", signal.name},
                           {"type", signal.type},
-                          {"body", tools::ParseJson(signal.body).value_or(signal.body)}});
+                          {"body", base::TryParseJson(signal.body).value_or(signal.body)}});
 }
 
 }  // namespace settingsctl

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/json.h"
 #include "settingsctl/items.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -53,7 +54,7 @@ bool AskBySignal(const Options& options, const State& state, const std::string& 
   RequireItem(client, item);
   std::optional<bool> answer;
   const settings::Subscription subscription = client.Subscribe([&](const settings::Signal& signal) {
-    const Json::Value body = tools::ParseJson(signal.body).value_or(Json::Value());
+    const Json::Value body = base::TryParseJson(signal.body).value_or(Json::Value());
     if (signal.type == state.signalType && body.isObject() && body["pid"] == getpid() &&
         body["callback"] == kCallback && body["menuID"] == item && body["return_data"].isBool()) {
       answer = body["return_data"].asBool();

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string_view>
 
+#include "base/json.h"
 #include "settingsctl/tree.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -15,9 +16,8 @@ using settings::Client;
 using tools::ExitCode;
 using tools::Failure;
 
-// A catalogue is JSON nested at most 1000 levels deep, and an item is two of them: what goes deeper
-// goes round in a circle.
-constexpr int kMostLevels = 500;
+// An item is two levels of its catalogue's JSON: what goes deeper goes round in a circle.
+constexpr int kMostLevels = base::kMaxJsonDepth / 2;
 
 Branch Ask(Client& client, const std::string& item, const Names& disabled, int level) {
   if (level > kMostLevels) {

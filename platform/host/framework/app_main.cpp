@@ -22,7 +22,7 @@
 #include "system/environment.h"
 #include "system/log.h"
 #include "system/ready_event.h"
-#include "system/utf8.h"
+#include "base/utf8.h"
 
 namespace host {
 namespace {
@@ -106,9 +106,9 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
 
 int Tell(const char* program, const std::exception& failure, int exitStatus) {
   std::string message;
-  AppendVisible(message, std::filesystem::path(program).filename().native());
+  base::AppendVisible(message, std::filesystem::path(program).filename().native());
   message += ": ";
-  AppendVisible(message, failure.what());
+  base::AppendVisible(message, failure.what());
   std::fprintf(stderr, "%s\n", message.c_str());
   return exitStatus;
 }

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "system/utf8.h"
+#include "base/utf8.h"
 
 namespace host {
 namespace {
@@ -45,7 +45,7 @@ std::string CheckNotEmpty(const std::string& path) {
 // What was wrong quotes what was typed.
 std::string VisibleFailure(const CLI::App* app, const CLI::Error& error) {
   std::string message;
-  AppendVisible(message, error.what());
+  base::AppendVisible(message, error.what());
   return CLI::FailureMessage::simple(app, CLI::Error(error.get_name(), message));
 }
 

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/utf8.h"
 #include "dlog.h"
-#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -39,7 +39,7 @@ void Print(const Eina_Log_Domain* domain, Eina_Log_Level level, const char*, con
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
   __dlog_print(LOG_ID_MAIN, Priority(level), "efl", "%s: %s: %s\n", domain->domain_str, function,
-               OneLine(text, sizeof text).c_str());
+               base::OneLine(text, sizeof text).c_str());
 }
 
 }  // namespace

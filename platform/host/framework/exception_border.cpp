@@ -7,8 +7,8 @@
 #include <memory>
 #include <typeinfo>
 
+#include "base/utf8.h"
 #include "dlog.h"
-#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -31,9 +31,9 @@ std::string CurrentExceptionText() {
   try {
     throw;
   } catch (const std::exception& exception) {
-    return OneLine(exception.what(), kMaxTextSize);
+    return base::OneLine(exception.what(), kMaxTextSize);
   } catch (...) {
-    return OneLine("an exception of " + CurrentExceptionType(), kMaxTextSize);
+    return base::OneLine("an exception of " + CurrentExceptionType(), kMaxTextSize);
   }
 }
 

@@ -6,14 +6,14 @@
 #include <string>
 #include <utility>
 
-#include "system/json_reader.h"
-#include "system/utf8.h"
+#include "base/json.h"
+#include "base/utf8.h"
 
 namespace host {
 namespace {
 
 std::string Place(std::string_view text, std::size_t at) {
-  const JsonPlace place = PlaceOf(text, at);
+  const base::JsonPlace place = base::PlaceOf(text, at);
   return "line " + std::to_string(place.line) + ", column " + std::to_string(place.column) + ": ";
 }
 
@@ -65,7 +65,7 @@ class Writer {
     }
     const std::string text = Json::valueToString(real, kDigits);
     // The largest ones would be rounded up to what is no number any more.
-    m_Text += RealOf(text) ? text : Json::valueToString(real, kExactDigits);
+    m_Text += base::RealOf(text) ? text : Json::valueToString(real, kExactDigits);
   }
 
   void StringValue(const Json::Value& value) {
@@ -165,7 +165,7 @@ bool ParseBody(std::string_view text, Json::Value& body, std::string& error) {
     return false;
   }
   Json::Value read;
-  if (const std::optional<JsonFault> fault = ReadJson(text, kMaxBodyDepth, read)) {
+  if (const std::optional<base::JsonFault> fault = base::ReadJson(text, kMaxBodyDepth, read)) {
     error = Place(text, fault->at) + fault->problem;
     return false;
   }
@@ -173,6 +173,6 @@ bool ParseBody(std::string_view text, Json::Value& body, std::string& error) {
   return true;
 }
 
-std::string WriteBody(const Json::Value& body) { return ValidUtf8(Writer().Write(body)); }
+std::string WriteBody(const Json::Value& body) { return base::ValidUtf8(Writer().Write(body)); }
 
 }  // namespace host

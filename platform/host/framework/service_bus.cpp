@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/utf8.h"
 #include "dlog.h"
 #include "framework/bus_address.h"
-#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -88,7 +88,7 @@ std::string ServiceBus::DescribeOwner(const std::string& name) const {
   const char* program = nullptr;
   return sd_bus_creds_get_comm(creds.get(), &program) < 0
              ? owner
-             : owner + " (" + OneLine(program, kProgramSize) + ")";
+             : owner + " (" + base::OneLine(program, kProgramSize) + ")";
 }
 
 // The bus gives the name to whoever has asked for it first, and a service that is started again

@@ -6,11 +6,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/json.h"
 #include "items/error_log.h"
 #include "items/host_inputs.h"
 #include "items/text.h"
 #include "set/keys.h"
-#include "system/json_reader.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ std::string Text(const Json::Value& speaker, const char* member) {
 }
 
 std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
-  const Json::Value list = host::ParseJson(description);
+  const Json::Value list = base::ParseJson(description);
   if (!list.isArray()) {
     throw std::runtime_error("not a list");
   }

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "apps/application_id.h"
-#include "system/json_reader.h"
+#include "base/json.h"
 
 // One line for each item and each application, so that damage to a part of the text costs that
 // part only: JSON text holds no line ends but those between its values, and no beginning of an
@@ -23,7 +23,7 @@ class LineReader {
   // Adds what the line says. Throws std::exception that says what is wrong with it.
   void Read(std::string_view line, DisabledRecord& record) {
     Json::Value json;
-    if (ReadJson(line, kMaxJsonDepth, json)) {
+    if (base::ReadJson(line, base::kMaxJsonDepth, json)) {
       throw std::runtime_error("it is not JSON");
     }
     if (json.isObject() && json["instance"].isString()) {

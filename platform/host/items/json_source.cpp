@@ -7,7 +7,7 @@
 #include <sstream>
 #include <utility>
 
-#include "system/json_reader.h"
+#include "base/json.h"
 
 namespace host {
 namespace {
@@ -50,7 +50,7 @@ std::vector<JsonSource::Mistake> JsonSource::ReadText() {
   if (!stream.read(m_Text.data(), static_cast<std::streamsize>(size))) {
     return {{0, "cannot be read: check its permissions"}};
   }
-  if (const char* problem = ByteOrderMarkProblem(m_Text)) {
+  if (const char* problem = base::ByteOrderMarkProblem(m_Text)) {
     return {{1, problem}};
   }
   return {};
@@ -59,7 +59,8 @@ std::vector<JsonSource::Mistake> JsonSource::ReadText() {
 // What the JSON library refuses it describes, each mistake of it. What it lets through though it is
 // not JSON is kept for later: the loader may have more to say of the same value.
 std::vector<JsonSource::Mistake> JsonSource::Parse(Json::Value& root) {
-  if (const std::optional<JsonFault> fault = ReadJson(m_Text, kMaxJsonDepth, root)) {
+  if (const std::optional<base::JsonFault> fault =
+          base::ReadJson(m_Text, base::kMaxJsonDepth, root)) {
     std::vector<Mistake> mistakes = ParseByLibrary(root);
     if (mistakes.empty()) {
       m_NotJson = {LineAt(static_cast<std::ptrdiff_t>(fault->at)), "not JSON: " + fault->problem};

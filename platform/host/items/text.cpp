@@ -2,13 +2,13 @@
 
 #include <cstring>
 
-#include "system/utf8.h"
+#include "base/utf8.h"
 
 namespace host {
 
 bool IsPlainText(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t size = PrintableCharacterSize(text);
+    const std::size_t size = base::PrintableCharacterSize(text);
     if (size == 0) {
       return false;
     }
@@ -18,7 +18,7 @@ bool IsPlainText(std::string_view text) {
 }
 
 void CopyCut(std::string_view text, char* buffer, std::size_t size) {
-  const std::size_t length = CutSize(text, size - 1);
+  const std::size_t length = base::CutSize(text, size - 1);
   std::memcpy(buffer, text.data(), length);
   buffer[length] = '\0';
 }

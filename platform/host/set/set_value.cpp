@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <variant>
 
+#include "base/json.h"
 #include "items/text.h"
-#include "system/json_reader.h"
 
 namespace host {
 namespace {
@@ -23,17 +23,10 @@ Json::Value ParseList(const KeyValue& value) {
          std::to_string(kMostText));
   }
   Json::Value list;
-  if (ReadJson(text, kMaxJsonDepth, list) || !list.isArray()) {
+  if (base::ReadJson(text, base::kMaxJsonDepth, list) || !list.isArray()) {
     Fail("is not a JSON list");
   }
   return list;
-}
-
-std::string WriteJson(const Json::Value& value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  return Json::writeString(builder, value);
 }
 
 std::string Name(const Json::Value& source, const char* member) {
@@ -119,7 +112,7 @@ KeyValue WriteSources(const std::vector<SetSource>& sources) {
     }
     list.append(std::move(item));
   }
-  return WriteJson(list);
+  return base::WriteJson(list);
 }
 
 Window ReadWindow(const KeyValue& value) {
@@ -139,7 +132,7 @@ KeyValue WriteWindow(const Window& window) {
   for (const int number : {window.x, window.y, window.width, window.height}) {
     list.append(number);
   }
-  return WriteJson(list);
+  return base::WriteJson(list);
 }
 
 }  // namespace host

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
+#include "base/utf8.h"
 #include "dlog.h"
-#include "system/utf8.h"
 
 namespace host {
 namespace {
@@ -46,19 +46,19 @@ void LogFormatter::Append(std::string& out, const LogLine& line) {
   out += micros;
   out += PriorityLetter(line.priority);
   out += ' ';
-  AppendVisible(out, line.tag);
+  base::AppendVisible(out, line.tag);
   out += '(';
   out += m_Pid;
   out += "): ";
-  AppendVisible(out, line.text);
+  base::AppendVisible(out, line.text);
   out += '\n';
 }
 
 JournalEntry ToJournalEntry(const LogLine& line) {
   JournalEntry entry{"PRIORITY=", "SYSLOG_IDENTIFIER=", "MESSAGE="};
   entry.priority += JournalPriority(line.priority);
-  AppendVisible(entry.identifier, line.tag);
-  AppendVisible(entry.message, line.text);
+  base::AppendVisible(entry.identifier, line.tag);
+  base::AppendVisible(entry.message, line.text);
   return entry;
 }
 

@@ -16,10 +16,10 @@
 #include <system_error>
 #include <variant>
 
+#include "base/json.h"
 #include "dlog.h"
 #include "system/environment.h"
 #include "system/feature_error.h"
-#include "system/json_reader.h"
 
 namespace host {
 namespace {
@@ -34,7 +34,7 @@ Json::Value ReadJson(const std::filesystem::path& file) {
   if (!stream) {
     throw std::system_error(errno, std::generic_category());
   }
-  return ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
+  return base::ParseJson(std::string(std::istreambuf_iterator<char>(stream), {}));
 }
 
 Features ParseFeatures(const Json::Value& model) {

@@ -148,7 +148,8 @@ TEST_F(SystemInfoTest, AModelThatIsNoJsonIsSaidOnce) {
   WriteModel("\xEF\xBB\xBF{\"features\": {}}");
   EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("byte order mark; save it as UTF-8 without"));
   WriteModel(std::string(100000, '['));
-  EXPECT_THAT(ReasonOfUnusableModel(), HasSubstr("Exceeded stackLimit"));
+  EXPECT_THAT(ReasonOfUnusableModel(),
+              HasSubstr("Line 1, Column 1001: nested more than 1000 levels deep"));
 }
 
 TEST_F(SystemInfoTest, AModelWithoutFeaturesIsSaidOnce) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace base {
 
 // Why a text is not JSON: the byte that it stops being so at, and what is wrong there.
 struct JsonFault {
@@ -40,8 +40,15 @@ std::optional<JsonFault> ReadJson(std::string_view text, int maxDepth, Json::Val
 // where.
 Json::Value ParseJson(std::string_view text);
 
+// The value of any kind that the whole text is, by the same rules, nested kMaxJsonDepth deep at
+// most; nothing when the text is something else.
+std::optional<Json::Value> TryParseJson(std::string_view text);
+
+// JSON on one line that keeps the bytes of all texts as they are.
+std::string WriteJson(const Json::Value& value);
+
 // What is wrong with a text that begins with a byte order mark, of which readers of JSON make
 // different things; null when it begins with none.
 const char* ByteOrderMarkProblem(std::string_view text);
 
-}  // namespace host
+}  // namespace base

@@ -1,9 +1,9 @@
-#include "system/utf8.h"
+#include "base/utf8.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace host {
+namespace base {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
@@ -197,4 +197,4 @@ std::string OneLine(std::string_view text, std::size_t maxSize) {
   return line;
 }
 
-}  // namespace host
+}  // namespace base

@@ -1,4 +1,4 @@
-#include "system/json_reader.h"
+#include "base/json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 namespace {
 
 using namespace std::string_literals;
-using host::ParseJson;
-using host::ReadJson;
+using base::ParseJson;
+using base::ReadJson;
 using testing::HasSubstr;
 
 std::string Written(const std::string& text, const Json::Value& value) {
@@ -29,7 +29,7 @@ std::string ProblemOf(const std::string& text) {
 TEST(JsonReader, EveryValueKnowsWhereItStands) {
   const std::string text = R"( {"a": [1, -2.50 , "x\u0041y"], "b": {"c": null}} )";
   Json::Value root;
-  ASSERT_FALSE(ReadJson(text, host::kMaxJsonDepth, root));
+  ASSERT_FALSE(ReadJson(text, base::kMaxJsonDepth, root));
   EXPECT_EQ(Written(text, root), text.substr(1, text.size() - 2));
   EXPECT_EQ(Written(text, root["a"]), R"([1, -2.50 , "x\u0041y"])");
   EXPECT_EQ(Written(text, root["a"][1]), "-2.50");

@@ -1,14 +1,14 @@
-#include "system/utf8.h"
+#include "base/utf8.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using host::CutSize;
-using host::OneLine;
-using host::PrintableCharacterSize;
-using host::Utf8CharacterSize;
-using host::ValidUtf8;
+using base::CutSize;
+using base::OneLine;
+using base::PrintableCharacterSize;
+using base::Utf8CharacterSize;
+using base::ValidUtf8;
 
 TEST(Utf8, TheSizeOfACharacterIsKnownAtEachEndOfEachRange) {
   EXPECT_EQ(Utf8CharacterSize(std::string_view("\0", 1)), 1u);
@@ -59,18 +59,18 @@ TEST(Utf8, AControlCharacterIsNotPrintable) {
 }
 
 TEST(Utf8, ACharacterHasItsCodePoint) {
-  EXPECT_EQ(host::CodePointOf("A"), U'A');
-  EXPECT_EQ(host::CodePointOf("\u0080"), U'\u0080');
-  EXPECT_EQ(host::CodePointOf("\u07FF"), U'\u07FF');
-  EXPECT_EQ(host::CodePointOf("\u0800"), U'\u0800');
-  EXPECT_EQ(host::CodePointOf("\uFFFF"), U'\uFFFF');
-  EXPECT_EQ(host::CodePointOf("\U00010000"), U'\U00010000');
-  EXPECT_EQ(host::CodePointOf("\U0010FFFF"), U'\U0010FFFF');
+  EXPECT_EQ(base::CodePointOf("A"), U'A');
+  EXPECT_EQ(base::CodePointOf("\u0080"), U'\u0080');
+  EXPECT_EQ(base::CodePointOf("\u07FF"), U'\u07FF');
+  EXPECT_EQ(base::CodePointOf("\u0800"), U'\u0800');
+  EXPECT_EQ(base::CodePointOf("\uFFFF"), U'\uFFFF');
+  EXPECT_EQ(base::CodePointOf("\U00010000"), U'\U00010000');
+  EXPECT_EQ(base::CodePointOf("\U0010FFFF"), U'\U0010FFFF');
 }
 
 std::string Visible(std::string_view text) {
   std::string visible = "> ";
-  host::AppendVisible(visible, text);
+  base::AppendVisible(visible, text);
   EXPECT_EQ(visible.substr(0, 2), "> ");
   return visible.substr(2);
 }

@@ -2,22 +2,33 @@
 // leading zeros, a lone minus sign, a plus sign, a point without digits, comments behind a value,
 // control characters and broken UTF-8 in strings, halves of surrogate pairs, a comma at the end
 // of an object whose last member has an empty name, everything behind a zero byte. What exactly
-// depends on its version. And it takes twice the time. So what the host reads is read here, in one
-// pass that builds the library's values and refuses everything else. Where the library refuses a
-// file, too, it says why: it goes on behind a mistake and finds the next ones.
+// depends on its version. So everything is read here, in one pass that builds the library's values
+// and refuses everything else.
+//
+// RapidJSON, which is strict, was tried as the reader beneath those values. It tells its handler
+// where a value ends but not where it begins, which the messages about a catalogue need; integers
+// beyond 64 bits come as reals; depth, names that come twice, zeros and noncharacters are left to
+// the handler. And it is slower. The bodies of two requests, medians of 101 times 2000 in turns:
+//
+//                     here     RapidJSON   the library's own
+//   GetItemValue      0.64     0.81        0.92 µs
+//   SetItemValue      1.23     1.65        2.48 µs
+//
+// The library reads only a catalogue that is refused here: it goes on behind a mistake and finds
+// the next ones.
 
-#include "system/json_reader.h"
+#include "base/json.h"
 
 #include <charconv>
 #include <cstdint>
 #include <locale>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
-#include "system/utf8.h"
+#include "base/utf8.h"
 
-namespace host {
+namespace base {
 namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -67,10 +78,14 @@ class Reader {
 
   const char* Root(Json::Value& root) {
     SkipSpaces();
-    const bool isArray = Peek() == '[';
-    if (!isArray && Peek() != '{') {
+    if (Peek() != '[' && Peek() != '{') {
       return "a JSON object or array must begin here";
     }
+    return AnyRoot(root);
+  }
+
+  const char* AnyRoot(Json::Value& root) {
+    SkipSpaces();
     if (const char* fault = Value(root)) {
       return fault;
     }
@@ -78,7 +93,9 @@ class Reader {
     if (AtEnd()) {
       return nullptr;
     }
-    return isArray ? "nothing may follow the array" : "nothing may follow the object";
+    return root.isArray()    ? "nothing may follow the array"
+           : root.isObject() ? "nothing may follow the object"
+                             : "nothing may follow the value";
   }
 
   std::size_t At() const { return m_At; }
@@ -443,6 +460,19 @@ std::optional<JsonFault> ReadJson(std::string_view text, int maxDepth, Json::Val
   return std::nullopt;
 }
 
+std::optional<Json::Value> TryParseJson(std::string_view text) {
+  Json::Value value;
+  return Reader(text, kMaxJsonDepth).AnyRoot(value) == nullptr ? std::optional(std::move(value))
+                                                               : std::nullopt;
+}
+
+std::string WriteJson(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, value);
+}
+
 Json::Value ParseJson(std::string_view text) {
   if (const char* problem = ByteOrderMarkProblem(text)) {
     throw std::runtime_error(problem);
@@ -451,13 +481,6 @@ Json::Value ParseJson(std::string_view text) {
   const std::optional<JsonFault> fault = ReadJson(text, kMaxJsonDepth, value);
   if (!fault) {
     return value;
-  }
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-    throw std::runtime_error(errors);
   }
   const JsonPlace place = PlaceOf(text, fault->at);
   throw std::runtime_error("Line " + std::to_string(place.line) + ", Column " +
@@ -474,4 +497,4 @@ const char* ByteOrderMarkProblem(std::string_view text) {
   return nullptr;
 }
 
-}  // namespace host
+}  // namespace base

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace base {
 
 // The number of bytes of the character that `text` begins with, which is not empty; 0 when it
 // begins with none: a stray or missing byte, an overlong form, half a surrogate pair, a number
@@ -46,4 +46,4 @@ std::string ValidUtf8(std::string text);
 // character boundary to at most `maxSize` bytes.
 std::string OneLine(std::string_view text, std::size_t maxSize);
 
-}  // namespace host
+}  // namespace base
