@@ -26,6 +26,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/number.h"
 #include "base/utf8.h"
 
 namespace base {
@@ -61,14 +62,6 @@ void AppendUtf8(std::string& text, unsigned codePoint) {
     append(0x80 | (codePoint >> 6 & 0x3F));
   }
   append(0x80 | (codePoint & 0x3F));
-}
-
-// Nothing when the digits do not fit.
-template <typename Integer>
-std::optional<Integer> IntegerOf(std::string_view digits) {
-  Integer value = 0;
-  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  return result.ec == std::errc() ? std::optional(value) : std::nullopt;
 }
 
 // Every function that reads returns null, or what is wrong with the character at At().
@@ -274,11 +267,11 @@ class Reader {
 
   // The types are those that the library's reader chooses.
   static bool SetInteger(std::string_view digits, bool negative, Json::Value& value) {
-    if (const auto integer = IntegerOf<Json::LargestInt>(digits)) {
+    if (const auto integer = ParseWhole<Json::LargestInt>(digits)) {
       value = *integer;
       return true;
     }
-    const auto integer = negative ? std::nullopt : IntegerOf<Json::LargestUInt>(digits);
+    const auto integer = negative ? std::nullopt : ParseWhole<Json::LargestUInt>(digits);
     value = integer.value_or(0);
     return integer.has_value();
   }

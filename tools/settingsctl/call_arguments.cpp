@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 #include <utility>
 
 #include "base/json.h"
+#include "base/number.h"
 #include "common.h"
 #include "text.h"
 
@@ -21,11 +21,8 @@ using tools::Quote;
 bool IsMember(const std::string& key) { return key == "pid" || key == "callback"; }
 
 Json::Value Text(const std::string& key, const std::string& text) {
-  int number = 0;
-  const char* end = text.data() + text.size();
-  const auto [read, error] = std::from_chars(text.data(), end, number);
-  const bool isNumber = error == std::errc() && read == end;
-  return IsMember(key) && isNumber ? Json::Value(number) : Json::Value(text);
+  const std::optional<int> number = base::ParseWhole<int>(text);
+  return IsMember(key) && number ? Json::Value(*number) : Json::Value(text);
 }
 
 // KEY=VALUE or KEY:=JSON, with its first '=' at `equals`.

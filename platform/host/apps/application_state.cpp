@@ -1,8 +1,9 @@
 #include "apps/application_state.h"
 
-#include <charconv>
 #include <utility>
 #include <variant>
+
+#include "base/number.h"
 
 namespace host {
 namespace {
@@ -14,14 +15,6 @@ constexpr std::pair<ApplicationState, std::string_view> kNames[] = {
 };
 
 constexpr ApplicationState kLastToEnter = ApplicationState::kBackground;
-
-// All of the text; -1 when it is no number.
-int ParseNumber(const std::string& text) {
-  const char* const end = text.data() + text.size();
-  int number = -1;
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end ? number : -1;
-}
 
 }  // namespace
 
@@ -57,7 +50,8 @@ int ToldApplicationState(const std::optional<KeyValue>& told) {
   int state = -1;
   if (told) {
     const int* number = std::get_if<int>(&*told);
-    state = number != nullptr ? *number : ParseNumber(std::get<std::string>(*told));
+    state = number != nullptr ? *number
+                              : base::ParseWhole<int>(std::get<std::string>(*told)).value_or(-1);
   }
   return state >= 0 ? state : static_cast<int>(ApplicationState::kForeground);
 }

@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 #include <utility>
 
+#include "base/number.h"
 #include "items/catalogue.h"
 #include "items/catalogue_reader.h"
 #include "items/rule_reader.h"
@@ -21,9 +21,8 @@ namespace {
 
 // The integer that `text` is the usual form of.
 std::optional<int> ParseInt(const std::string& text) {
-  int number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return std::to_string(number) == text ? std::optional<int>(number) : std::nullopt;
+  const std::optional<int> number = base::ParseWhole<int>(text);
+  return number && std::to_string(*number) == text ? number : std::nullopt;
 }
 
 static_assert(std::size(kItemForms) == static_cast<std::size_t>(ItemKind::kAction) + 1);

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <charconv>
 #include <utility>
 
+#include "base/number.h"
 #include "set/keys.h"
 #include "set/languages.h"
 #include "set/ports.h"
@@ -22,10 +22,8 @@ constexpr char kFromZero[] = "a number from 0 on";
 std::vector<std::string> NoValues() { return {}; }
 
 std::optional<int> NumberFromZero(const std::string& text) {
-  int number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end && number >= 0 ? std::optional(number) : std::nullopt;
+  const auto number = base::ParseWhole<int>(text);
+  return number && *number >= 0 ? number : std::nullopt;
 }
 
 // `choices` are all that there is, and what each means.

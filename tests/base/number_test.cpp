@@ -1,0 +1,27 @@
+#include "base/number.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace {
+
+using base::ParseWhole;
+
+TEST(WholeNumber, IsAllOfTheText) {
+  EXPECT_EQ(ParseWhole<int>("0"), 0);
+  EXPECT_EQ(ParseWhole<int>("-7"), -7);
+  EXPECT_EQ(ParseWhole<int>("007"), 7);
+  for (const char* text : {"", "-", "+1", " 1", "1 ", "1.0", "1e2", "0x1", "one"}) {
+    EXPECT_EQ(ParseWhole<int>(text), std::nullopt) << text;
+  }
+}
+
+TEST(WholeNumber, FitsIntoItsType) {
+  EXPECT_EQ(ParseWhole<std::int32_t>("2147483647"), 2147483647);
+  EXPECT_EQ(ParseWhole<std::int32_t>("2147483648"), std::nullopt);
+  EXPECT_EQ(ParseWhole<std::int64_t>("2147483648"), 2147483648);
+  EXPECT_EQ(ParseWhole<std::uint64_t>("-1"), std::nullopt);
+}
+
+}  // namespace
