@@ -97,14 +97,17 @@ TEST_F(DisabledItemsSize, AFullRecordRefusesMoreButLetsGo) {
   EXPECT_EQ(Disablers(Id(5)), (Texts{"a.b", "c.d"})) << "a call is taken whole or not at all";
 
   int taken = 0;
-  while (Errors().size() == 1) {
-    Disable(Ids(taken++, 1), "e.f");
+  for (const int step : {500, 50, 1}) {
+    const std::size_t refusals = Errors().size();
+    while (Errors().size() == refusals) {
+      Disable(Ids(taken, step), "e.f");
+      taken += step;
+    }
+    taken -= step;
   }
   const std::string mirror = Mirror();
   EXPECT_GT(mirror.size(), 256u * 1024u - 10);
   EXPECT_LE(mirror.size(), 256u * 1024u);
-  Disable(Ids(taken, 1), "e.f");
-  EXPECT_EQ(Mirror(), mirror);
   EXPECT_FALSE(Api::EnableItem(Id(0), "a.b")) << "others still disable it";
   Disable(Ids(taken, 1), "e.f");
   EXPECT_EQ(Disablers(Id(taken)), (Texts{"a.b", "c.d", "e.f"})) << "but now there is room";
