@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "base/utf8.h"
 #include "dlog.h"
 #include "framework/before_messages.h"
 #include "framework/bus_pump.h"
@@ -22,7 +23,6 @@
 #include "system/environment.h"
 #include "system/log.h"
 #include "system/ready_event.h"
-#include "base/utf8.h"
 
 namespace host {
 namespace {
