@@ -1,6 +1,7 @@
 #include "bus/bus.h"
 
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -93,12 +94,21 @@ TEST_F(OnABus, WaitingForWhatDoesNotComeEndsAtTheDeadline) {
 
 TEST_F(OnABus, SettlingSendsAllThatWaits) {
   const bus::Connection sender = m_Bus.Connect();
+  bus::Credentials credentials;
+  pid_t pid = 0;
+  ASSERT_GE(sd_bus_get_name_creds(sender.get(), "org.freedesktop.DBus", SD_BUS_CREDS_PID,
+                                  bus::Out(credentials)),
+            0);
+  ASSERT_GE(sd_bus_creds_get_pid(credentials.get(), &pid), 0);
+  // A bus that reads might read as fast as this writes.
+  ASSERT_EQ(kill(pid, SIGSTOP), 0);
   std::uint64_t unsent = 0;
   const std::string text(100'000, 'x');
   while (unsent == 0) {
     Emit(sender, text);
     ASSERT_GE(sd_bus_get_n_queued_write(sender.get(), &unsent), 0);
   }
+  ASSERT_EQ(kill(pid, SIGCONT), 0);
   EXPECT_EQ(bus::Settle(sender.get(), bus::Deadline(kPatience)), 0);
   EXPECT_GE(sd_bus_get_n_queued_write(sender.get(), &unsent), 0);
   EXPECT_EQ(unsent, 0U);
