@@ -197,8 +197,8 @@ TEST_F(SetctlSet, ASwitchIsPlayedToItsEndAlsoWhenItsOutputCannotBeWritten) {
        {1, "", "setctl: cannot write to standard output: No space left on device\n"}},
   };
   ExpectDone({"source", "add", "hdmi1", "Console"});
-  for (const auto& [output, expected] : outputs) {
-    const auto change = [&] {
+  for (const auto& [shell, outcomeOfIt] : outputs) {
+    const auto change = [this, &output = shell, &expected = outcomeOfIt] {
       const Outcome outcome =
           support::RunCommand({"bash", "-c", output, SETCTL, "--json", "source", "switch", "hdmi1"},
                               {{"SETTINGS_ROOT", Root()}});
