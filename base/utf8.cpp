@@ -1,6 +1,7 @@
 #include "base/utf8.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace base {
@@ -109,6 +110,17 @@ std::size_t PrintableCharacterSize(std::string_view text) {
   return isControl ? 0 : size;
 }
 
+bool IsPlainText(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t size = PrintableCharacterSize(text);
+    if (size == 0) {
+      return false;
+    }
+    text.remove_prefix(size);
+  }
+  return true;
+}
+
 char32_t CodePointOf(std::string_view character) {
   const unsigned char first = ByteAt(character, 0);
   if (character.size() == 1) {
@@ -169,6 +181,12 @@ std::size_t CutSize(std::string_view text, std::size_t maxSize) {
     --size;
   }
   return size;
+}
+
+void CopyCut(std::string_view text, char* buffer, std::size_t size) {
+  const std::size_t length = CutSize(text, size - 1);
+  std::memcpy(buffer, text.data(), length);
+  buffer[length] = '\0';
 }
 
 std::string ValidUtf8(std::string text) {

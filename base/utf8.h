@@ -14,6 +14,9 @@ std::size_t Utf8CharacterSize(std::string_view text);
 // The same, but 0 also for a control character: some terminals obey those of two bytes, too.
 std::size_t PrintableCharacterSize(std::string_view text);
 
+// Whether `text` can be shown and sent: UTF-8 without control characters.
+bool IsPlainText(std::string_view text);
+
 // The code point of a character: of as many bytes as Utf8CharacterSize says.
 char32_t CodePointOf(std::string_view character);
 
@@ -38,6 +41,10 @@ void AppendVisible(std::string& out, std::string_view text);
 
 // How many bytes of `text` fit into `maxSize` bytes without cutting a character.
 std::size_t CutSize(std::string_view text, std::size_t maxSize);
+
+// Writes `text`, which is UTF-8, zero-terminated to `buffer`, cut at a character boundary to fit
+// into `size` bytes. `size` is at least 1.
+void CopyCut(std::string_view text, char* buffer, std::size_t size);
 
 // `text` with U+FFFD in the place of every byte that belongs to no character or to a noncharacter.
 std::string ValidUtf8(std::string text);

@@ -5,6 +5,7 @@
 namespace {
 
 using base::CutSize;
+using base::IsPlainText;
 using base::OneLine;
 using base::PrintableCharacterSize;
 using base::Utf8CharacterSize;
@@ -58,6 +59,26 @@ TEST(Utf8, AControlCharacterIsNotPrintable) {
   EXPECT_EQ(PrintableCharacterSize("\xE2\x82\xAC"), 3u);
 }
 
+TEST(Utf8, PlainTextIsUtf8WithoutControlCharacters) {
+  for (const char* text :
+       {"", "Auto Power Off", "Fran\u00e7ais", "\ud55c\uad6d\uc5b4", "\U0001F50A", "\u00a0"}) {
+    EXPECT_TRUE(IsPlainText(text)) << text;
+  }
+  for (const std::string_view text :
+       {std::string_view("\0", 1), std::string_view("a\nb"), std::string_view("\x7f"),
+        std::string_view("\xc2\x80"),             // a control character of two bytes
+        std::string_view("\xff"),                 // no first byte
+        std::string_view("\x80"),                 // a continuation without a first byte
+        std::string_view("\xc3"),                 // a character that breaks off
+        std::string_view("\xc3z"),                // a continuation that is none
+        std::string_view("\xc1\xa1"),             // longer than need be
+        std::string_view("\xe0\x82\xa1"),         // longer than need be
+        std::string_view("\xed\xa0\x80"),         // half of a surrogate pair
+        std::string_view("\xf5\x80\x80\x80")}) {  // beyond the last character
+    EXPECT_FALSE(IsPlainText(text)) << testing::PrintToString(text);
+  }
+}
+
 TEST(Utf8, ACharacterHasItsCodePoint) {
   EXPECT_EQ(base::CodePointOf("A"), U'A');
   EXPECT_EQ(base::CodePointOf("\u0080"), U'\u0080');
@@ -103,6 +124,24 @@ TEST(Utf8, ACutNeverSplitsACharacter) {
   EXPECT_EQ(CutSize("ab\xC3\xA4", 4), 4u);
   EXPECT_EQ(CutSize("ab\xC3\xA4", 3), 2u);
   EXPECT_EQ(CutSize("\xF0\x9F\x98\x80", 3), 0u);
+}
+
+std::string CopiedInto(std::size_t size, std::string_view text) {
+  std::string buffer(size, '#');
+  base::CopyCut(text, buffer.data(), size);
+  return buffer.c_str();
+}
+
+TEST(Utf8, ACopyIsCutToTheBufferBetweenCharacters) {
+  EXPECT_EQ(CopiedInto(4, "abc"), "abc");
+  EXPECT_EQ(CopiedInto(1, ""), "");
+  EXPECT_EQ(CopiedInto(4, "abcd"), "abc");
+  EXPECT_EQ(CopiedInto(1, "abcd"), "");
+  EXPECT_EQ(CopiedInto(5, "a\u00e9\u00e9"), "a\u00e9");
+  EXPECT_EQ(CopiedInto(4, "a\u00e9\u00e9"), "a\u00e9");
+  EXPECT_EQ(CopiedInto(6, "\u97f3\u97f3"), "\u97f3");
+  EXPECT_EQ(CopiedInto(7, "\u97f3\u97f3"), "\u97f3\u97f3");
+  EXPECT_EQ(CopiedInto(4, "\U0001F50A"), "");
 }
 
 TEST(Utf8, ValidTextStaysAsItIs) {

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "base/json.h"
+#include "base/utf8.h"
 #include "items/error_log.h"
 #include "items/host_inputs.h"
-#include "items/text.h"
 #include "set/keys.h"
 
 namespace {
@@ -23,7 +23,7 @@ struct NetworkSpeaker {
 // Throws std::runtime_error that says what is wrong with the description.
 std::string Text(const Json::Value& speaker, const char* member) {
   const Json::Value& text = speaker[member];
-  if (!text.isString() || !host::IsPlainText(text.asString())) {
+  if (!text.isString() || !base::IsPlainText(text.asString())) {
     throw std::runtime_error(std::string("a speaker's \"") + member + "\" is not a text");
   }
   return text.asString();
@@ -64,8 +64,8 @@ int GetActiveNetSpkInfo(char* displayName, char* speakerType, std::vector<std::s
   if (active.empty()) {
     return 0;
   }
-  host::CopyCut(active.front().name, displayName, NET_SPEAKER_DISPLAY_NAME_SIZE);
-  host::CopyCut(active.front().type, speakerType, NET_SPEAKER_TYPE_SIZE);
+  base::CopyCut(active.front().name, displayName, NET_SPEAKER_DISPLAY_NAME_SIZE);
+  base::CopyCut(active.front().type, speakerType, NET_SPEAKER_TYPE_SIZE);
   speakers.clear();
   for (const NetworkSpeaker& speaker : active) {
     speakers.push_back(speaker.id);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "items/text.h"
+#include "base/utf8.h"
 
 namespace host {
 
@@ -18,7 +18,7 @@ bool Fits(const Form& form, const Json::Value& value) {
       return value.type() != Json::realValue && value.isInt();
     case Sort::kText: {
       const std::string_view text = TextOf(value);
-      return value.isString() && IsPlainText(text) && (form.canBeEmpty || !text.empty()) &&
+      return value.isString() && base::IsPlainText(text) && (form.canBeEmpty || !text.empty()) &&
              text.size() <= MostBytes(form) && (form.shape == nullptr || Fits(*form.shape, text)) &&
              (form.words.empty() || IsAmong(form.words, text));
     }

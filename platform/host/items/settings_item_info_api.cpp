@@ -2,8 +2,8 @@
 
 #include <json/json.h>
 
+#include "base/utf8.h"
 #include "items/library.h"
-#include "items/text.h"
 #include "items/translation.h"
 #include "system/environment.h"
 
@@ -35,7 +35,7 @@ const host::NumberGrid* FindGrid(const char* menuID, bool displayed) {
 }
 
 void CopyText(const std::string& text, char* buffer) {
-  host::CopyCut(text, buffer, SETTINGS_ITEM_TEXT_SIZE);
+  base::CopyCut(text, buffer, SETTINGS_ITEM_TEXT_SIZE);
 }
 
 Json::Value TopItems() {

@@ -15,7 +15,7 @@
 
 #include <cstdlib>
 
-#include "items/text.h"
+#include "base/utf8.h"
 
 // Documented by gettext for programs that change LANGUAGE: counting it up makes it forget.
 extern "C" int _nl_msg_cat_cntr;
@@ -69,7 +69,7 @@ std::string Translated(const char* domain, const std::string& name) {
   ForgetTranslationsOfOtherLanguages(languages);
   const MessageLocale locale(languages.empty() ? nullptr : LanguageOnlyLocale());
   const std::string translation = dgettext(domain, name.c_str());
-  return IsPlainText(translation) ? translation : name;
+  return base::IsPlainText(translation) ? translation : name;
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "base/json.h"
-#include "items/text.h"
+#include "base/utf8.h"
 
 namespace host {
 namespace {
@@ -76,7 +76,7 @@ std::string ReadText(const KeyValue& value) {
 }
 
 bool IsSourceName(const std::string& name) {
-  return name.size() <= kMostSourceName && IsPlainText(name);
+  return name.size() <= kMostSourceName && base::IsPlainText(name);
 }
 
 SetSource EmptyPort(const Port& port) {
