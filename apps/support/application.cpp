@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "apps/application_id.h"
-#include "support/message_reader.h"
 #include "system/environment.h"
 #include "system/log.h"
 

@@ -3,7 +3,6 @@
 #include <systemd/sd-event.h>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,13 +12,11 @@
 #include "bus/bus.h"
 #include "keystore/key_store.h"
 #include "support/activity_log.h"
+#include "support/message_reader.h"
 
 // An application of a set (docs/applications.md): it owns its ID as bus name, takes what it is
 // asked for through org.freedesktop.Application, and says its state. One thread.
 namespace apps {
-
-// The extra data of a launch request.
-using ExtraData = std::map<std::string, std::string>;
 
 // What can be seen of it.
 using State = host::ApplicationState;

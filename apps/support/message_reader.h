@@ -2,15 +2,17 @@
 
 #include <systemd/sd-bus.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "support/application.h"
-
 // Reads the arguments of org.freedesktop.Application's methods, in their order. Throw
 // std::system_error when there are others.
 namespace apps {
+
+// The extra data of a launch request.
+using ExtraData = std::map<std::string, std::string>;
 
 // a{sv}: the entries that are text; the others are left out.
 ExtraData ReadExtraData(sd_bus_message* message);

@@ -1,7 +1,5 @@
 #include "items/catalogue.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -24,20 +22,6 @@ bool Names(const std::filesystem::path& index, std::string_view name) {
 }
 
 }  // namespace
-
-std::string ToText(const CatalogueProblem& problem) {
-  std::string text = problem.file.string();
-  if (problem.line > 0) {
-    text += fmt::format(":{}", problem.line);
-  }
-  if (!problem.item.empty()) {
-    text += ": " + problem.item;
-  }
-  return text + ": " + problem.message;
-}
-
-CatalogueError::CatalogueError(std::vector<CatalogueProblem> problems)
-    : std::runtime_error(ToText(problems.front())), m_Problems(std::move(problems)) {}
 
 Catalogue Catalogue::Load(const std::filesystem::path& file) { return Catalogue(LoadItems(file)); }
 

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "base/number.h"
-#include "items/catalogue.h"
 #include "items/catalogue_reader.h"
 #include "items/rule_reader.h"
 

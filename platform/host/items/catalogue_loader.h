@@ -1,17 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "items/item.h"
 #include "items/rules.h"
 
 namespace host {
-
-using ItemPlaces = std::unordered_map<std::string_view, std::uint32_t>;
 
 struct LoadedItems {
   std::vector<Item> items;

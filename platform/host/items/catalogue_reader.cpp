@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/utf8.h"
+#include "items/number_grid.h"
 
 namespace host {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "items/catalogue.h"
 #include "items/catalogue_form.h"
+#include "items/catalogue_problem.h"
 #include "items/json_source.h"
 
 namespace host {

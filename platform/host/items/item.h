@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <variant>
 #include <vector>
 
@@ -75,5 +76,8 @@ struct Item {
   States states;
   std::optional<ValueDefinition> value;  // nothing for groups and actions
 };
+
+// Items by their identifiers or other texts of theirs.
+using ItemPlaces = std::unordered_map<std::string_view, std::uint32_t>;
 
 }  // namespace host

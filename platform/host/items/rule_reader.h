@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "items/catalogue_loader.h"
 #include "items/catalogue_reader.h"
+#include "items/item.h"
 #include "items/rules.h"
 
 namespace host {

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "keystore/key_store.h"
+#include "keystore/key_value.h"
 #include "keystore/sqlite.h"
 #include "thread_safety.h"
 

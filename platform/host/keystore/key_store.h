@@ -7,21 +7,11 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
+#include "keystore/key_value.h"
+
 namespace host {
-
-using KeyValue = std::variant<int, std::string>;
-
-// One change of a key. `value` is what the key held right after it; nothing when the key was
-// removed. `number` counts the changes of all "db/" keys, and apart from them those of all
-// "memory/" keys, in the order in which they were made.
-struct KeyChange {
-  std::string key;
-  std::optional<KeyValue> value;
-  std::int64_t number;
-};
 
 // Whether the store takes the key: "db/…" or "memory/…", each segment non-empty and free of
 // control characters, at most 255 bytes in all.

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "keystore/key_store.h"
+#include "keystore/key_value.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
