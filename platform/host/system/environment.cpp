@@ -1,8 +1,9 @@
 #include "system/environment.h"
 
 #include <cstdlib>
-#include <optional>
 #include <utility>
+
+#include "system/host.h"
 
 namespace host {
 namespace {
@@ -28,11 +29,6 @@ std::string LocaleDir() {
   return IsInstalled() ? SETTINGS_INSTALL_LOCALE_DIR : SETTINGS_BUILD_LOCALE_DIR;
 }
 
-std::optional<Environment>& Given() {
-  static std::optional<Environment> environment;
-  return environment;
-}
-
 }  // namespace
 
 Environment EnvironmentFromVariables() {
@@ -45,14 +41,10 @@ Environment EnvironmentFromVariables() {
 }
 
 const Environment& GetEnvironment() {
-  if (Given()) {
-    return *Given();
-  }
-  static const Environment fromVariables = EnvironmentFromVariables();
-  return fromVariables;
+  return g_Host.environment.Get([] { return new Environment(EnvironmentFromVariables()); });
 }
 
-void SetEnvironment(Environment environment) { Given() = std::move(environment); }
+void SetEnvironment(Environment environment) { g_Host.environment.Get() = std::move(environment); }
 
 std::filesystem::path StateDir() { return GetEnvironment().root / "var/lib/settings-service"; }
 

@@ -39,6 +39,7 @@
 #include <utility>
 
 #include "dlog.h"
+#include "system/host.h"
 #include "system/log_sink.h"
 #include "system/signals_blocked.h"
 #include "thread_safety.h"
@@ -55,8 +56,6 @@ constexpr size_t kUrgentSize = 1024 * 1024;
 
 // Longer lines are formatted twice instead of once.
 constexpr size_t kOrdinaryLineSize = 4096;
-
-thread_local int t_Holds = 0;
 
 // A line in the queue. Its bytes follow the object: the tag, then the text.
 struct QueuedLine {
@@ -128,12 +127,13 @@ QueuedLinePtr MakeLine(timespec time, int priority, const char* tag, size_t text
   return line;
 }
 
+}  // namespace
+
 class Log {
  public:
-  static Log& Get() {
-    static Log* const log = new Log;
-    return *log;
-  }
+  static Log& Get() { return g_Host.log.Get(); }
+
+  Log();
 
   // Returns whether the line was taken.
   bool Add(QueuedLinePtr line);
@@ -145,10 +145,12 @@ class Log {
   // Writes what waits, to standard error if no place was chosen. Bounded.
   void Finish();
 
+  // What std::terminate did before there was a log; may be null.
+  std::terminate_handler NextTerminateHandler() const { return m_NextTerminateHandler; }
+
  private:
   enum class Writer { kAbsent, kBusy, kLingers, kSleeps };
 
-  Log();
   bool HasWork() const REQUIRES(m_Mutex) { return !m_Queue.IsEmpty() || m_Lost > 0; }
   void Run();
 
@@ -158,6 +160,7 @@ class Log {
   void Write(LineList lines, uint64_t lostAfter);
   void ReportLost(uint64_t count);
 
+  const std::terminate_handler m_NextTerminateHandler;
   guarded::Mutex m_Mutex;
   std::condition_variable m_WakeUp;    // of the writer, when it becomes kBusy
   std::condition_variable m_Progress;  // of threads in Flush
@@ -174,12 +177,13 @@ class Log {
   std::unique_ptr<LogSink> m_Sink;  // set once, by Open; then the writer's own
 };
 
-std::terminate_handler g_NextTerminateHandler = nullptr;
+namespace {
 
 [[noreturn]] void FinishLogAndTerminate() {
-  Log::Get().Finish();
-  if (g_NextTerminateHandler != nullptr) {
-    g_NextTerminateHandler();
+  Log& log = Log::Get();
+  log.Finish();
+  if (log.NextTerminateHandler() != nullptr) {
+    log.NextTerminateHandler()();
   }
   std::abort();
 }
@@ -187,7 +191,9 @@ std::terminate_handler g_NextTerminateHandler = nullptr;
 // Runs behind the destructors of all static objects and all handlers of std::atexit.
 __attribute__((destructor)) void FinishLog() { Log::Get().Finish(); }
 
-Log::Log() { g_NextTerminateHandler = std::set_terminate(FinishLogAndTerminate); }
+}  // namespace
+
+Log::Log() : m_NextTerminateHandler(std::set_terminate(FinishLogAndTerminate)) {}
 
 bool Log::Add(QueuedLinePtr line) {
   guarded::Lock lock(m_Mutex);
@@ -204,7 +210,7 @@ bool Log::Add(QueuedLinePtr line) {
     ++m_Lost;
   }
   const bool isUrgent = m_Size > kUrgentSize;
-  if ((m_Writer == Writer::kSleeps && (t_Holds == 0 || isUrgent)) ||
+  if ((m_Writer == Writer::kSleeps && (t_Host.logHolds == 0 || isUrgent)) ||
       (m_Writer == Writer::kLingers && isUrgent)) {
     m_Writer = Writer::kBusy;
     lock.Unlock();
@@ -332,18 +338,16 @@ void Log::ReportLost(uint64_t count) {
   m_Sink->Add({now, DLOG_WARN, "log", text}, count);
 }
 
-}  // namespace
-
 void OpenLog(const std::filesystem::path& file, uint64_t limit) { Log::Get().Open(file, limit); }
 
 void DiscardLog() { Log::Get().Discard(); }
 
 bool FlushLog(std::chrono::milliseconds limit) { return Log::Get().Flush(limit); }
 
-LogHold::LogHold() { ++t_Holds; }
+LogHold::LogHold() { ++t_Host.logHolds; }
 
 LogHold::~LogHold() {
-  if (--t_Holds == 0) {
+  if (--t_Host.logHolds == 0) {
     Log::Get().EndHold();
   }
 }

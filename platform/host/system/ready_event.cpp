@@ -24,10 +24,18 @@
 #include "dlog.h"
 #include "lwipc.h"
 #include "system/environment.h"
+#include "system/host.h"
 #include "system/safe_directory.h"
 #include "thread_safety.h"
 
 namespace host {
+
+// The events that could not be announced yet, and why.
+struct RemainingEvents {
+  guarded::Mutex mutex;
+  std::map<std::string, std::string> reasons GUARDED_BY(mutex);
+};
+
 namespace {
 
 constexpr char kLogTag[] = "ready_event";
@@ -36,10 +44,6 @@ constexpr size_t kListLimit = 64 * 1024;
 constexpr size_t kEventFileLimit = 32;
 constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kSharedDirectoryMode = 01777;
-
-// The events that could not be announced yet, and why.
-guarded::Mutex g_RemainingMutex;
-std::map<std::string, std::string> g_Remaining GUARDED_BY(g_RemainingMutex);
 
 // The components of "/a/b", at least one.
 std::vector<std::string> Components(const std::string& event) {
@@ -90,11 +94,12 @@ void MakeEventFile(const std::string& event) {
 
 // Returns whether the event is announced; otherwise it remains.
 bool Announce(const std::string& event) {
-  const guarded::Lock lock(g_RemainingMutex);
+  RemainingEvents& remaining = g_Host.remainingEvents.Get();
+  const guarded::Lock lock(remaining.mutex);
   try {
     MakeEventFile(event);
   } catch (const std::exception& exception) {
-    std::string& reason = g_Remaining[event];
+    std::string& reason = remaining.reasons[event];
     if (reason != exception.what()) {
       reason = exception.what();
       __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "%s cannot be announced: %s\n", event.c_str(),
@@ -102,16 +107,17 @@ bool Announce(const std::string& event) {
     }
     return false;
   }
-  if (g_Remaining.erase(event) > 0) {
+  if (remaining.reasons.erase(event) > 0) {
     __dlog_print(LOG_ID_MAIN, DLOG_INFO, kLogTag, "%s is announced now\n", event.c_str());
   }
   return true;
 }
 
-std::vector<std::string> RemainingEvents() {
-  const guarded::Lock lock(g_RemainingMutex);
+std::vector<std::string> ListRemaining() {
+  RemainingEvents& remaining = g_Host.remainingEvents.Get();
+  const guarded::Lock lock(remaining.mutex);
   std::vector<std::string> events;
-  for (const auto& [event, reason] : g_Remaining) {
+  for (const auto& [event, reason] : remaining.reasons) {
     events.push_back(event);
   }
   return events;
@@ -140,7 +146,7 @@ void RemoveEventFile(const std::string& event) {
 
 bool AnnounceRemainingEvents() {
   bool all = true;
-  for (const std::string& event : RemainingEvents()) {
+  for (const std::string& event : ListRemaining()) {
     all = Announce(event) && all;
   }
   return all;
@@ -148,8 +154,9 @@ bool AnnounceRemainingEvents() {
 
 void WithdrawReadyEvents() {
   {
-    const guarded::Lock lock(g_RemainingMutex);
-    g_Remaining.clear();
+    RemainingEvents& remaining = g_Host.remainingEvents.Get();
+    const guarded::Lock lock(remaining.mutex);
+    remaining.reasons.clear();
   }
   std::error_code ignored;
   if (!std::filesystem::exists(RunDir(), ignored)) {

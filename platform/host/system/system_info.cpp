@@ -20,11 +20,21 @@
 #include "dlog.h"
 #include "system/environment.h"
 #include "system/feature_error.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
 
 using Features = std::map<std::string, std::variant<bool, int>, std::less<>>;
+
+}  // namespace
+
+// Nothing when the file cannot be used.
+struct Model {
+  std::optional<Features> features;
+};
+
+namespace {
 
 Json::Value ReadJson(const std::filesystem::path& file) {
   if (std::filesystem::exists(file) && !std::filesystem::is_regular_file(file)) {
@@ -57,7 +67,7 @@ Features ParseFeatures(const Json::Value& model) {
   return features;
 }
 
-std::optional<Features> ReadModel() {
+std::optional<Features> ReadFeatures() {
   const std::filesystem::path file = GetEnvironment().modelFile;
   try {
     return ParseFeatures(ReadJson(file));
@@ -69,17 +79,13 @@ std::optional<Features> ReadModel() {
   }
 }
 
-const std::optional<Features>& Model() {
-  static const std::optional<Features> features = ReadModel();
-  return features;
-}
-
 template <typename Type>
 int GetFeature(const char* key, Type* value) {
   if (key == nullptr || value == nullptr) {
     return FEATURE_ERROR_INVALID_ARGUMENT;
   }
-  const std::optional<Features>& features = Model();
+  const std::optional<Features>& features =
+      g_Host.model.Get([] { return new Model{ReadFeatures()}; }).features;
   if (!features) {
     return FEATURE_ERROR_NO_MODEL;
   }

@@ -12,8 +12,10 @@ namespace {
 
 using testing::ElementsAre;
 
-std::vector<std::string> EnvironmentFor(const support::Variables& variables) {
-  return Lines(support::RunCommand(ProbeCommand(SYSTEM_PROBE, {"environment"}, variables)).out);
+std::vector<std::string> EnvironmentFor(const support::Variables& variables,
+                                        const std::vector<std::string>& commands = {
+                                            "environment"}) {
+  return Lines(support::RunCommand(ProbeCommand(SYSTEM_PROBE, commands, variables)).out);
 }
 
 TEST(Environment, IsThatOfTheMachineByDefault) {
@@ -44,6 +46,14 @@ TEST(Environment, ARelativeRootBecomesAbsolute) {
 
 TEST(Environment, AnEmptyVariableCountsAsMissing) {
   EXPECT_THAT(EnvironmentFor({{"SETTINGS_ROOT", ""}}), testing::Contains("root /"));
+}
+
+TEST(Environment, IsKnownWhileTheProcessEnds) {
+  const support::Variables variables = {{"SETTINGS_ROOT", "/a/root/with/a/long/name"}};
+  const std::vector<std::string> lines = EnvironmentFor(variables);
+  std::vector<std::string> twice = lines;
+  twice.insert(twice.end(), lines.begin(), lines.end());
+  EXPECT_EQ(EnvironmentFor(variables, {"environment", "at-exit", "environment"}), twice);
 }
 
 TEST(Environment, TheProgramsChoiceCountsMoreThanTheVariables) {

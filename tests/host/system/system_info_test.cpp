@@ -55,6 +55,13 @@ TEST(ModelFiles, BasicHasNothingBesideADefault) {
   EXPECT_THAT(FeaturesOf("basic.json"), ElementsAre("0 false", "0 false", "0 3", "0 0", "0 false"));
 }
 
+TEST(ModelFiles, FeaturesAreKnownWhileTheProcessEnds) {
+  const support::Outcome result =
+      RunProbe(std::filesystem::path(MODEL_DIR) / "full.json",
+               {"bool", kGameBar, "at-exit", "bool", kGameBar, "int", kAutoPowerOff});
+  EXPECT_THAT(Lines(result.out), ElementsAre("0 true", "0 true", "0 2"));
+}
+
 class SystemInfoTest : public testing::Test {
  protected:
   void WriteModel(const std::string& content) { std::ofstream(m_File) << content; }

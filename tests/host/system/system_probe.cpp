@@ -7,6 +7,7 @@
 //   path NUMBER RELATIVE, path-null    a composed path
 //   watch, feed           the deadlock watchdog
 //   environment           what the variables say
+//   at-exit               what follows, when the objects of the program are being destroyed
 
 #include <sys/types.h>
 
@@ -117,11 +118,21 @@ const std::map<std::string, Command> kCommands = {
     {"environment", {0, [](const Arguments&) { PrintEnvironment(); }}},
 };
 
-}  // namespace
+// What follows "at-exit" is left to `AtExit`.
+int Run(const Arguments& words);
 
-int main(int argc, char** argv) {
-  const std::vector<std::string> words(argv + 1, argv + argc);
+// Is destroyed behind all that the commands of main have made.
+struct AtExit {
+  ~AtExit() { Run(words); }
+  Arguments words;
+} g_AtExit;
+
+int Run(const Arguments& words) {
   for (size_t position = 0; position < words.size();) {
+    if (words[position] == "at-exit") {
+      g_AtExit.words.assign(words.begin() + static_cast<std::ptrdiff_t>(position) + 1, words.end());
+      return 0;
+    }
     const auto command = kCommands.find(words[position++]);
     if (command == kCommands.end() || command->second.argumentCount > words.size() - position) {
       std::printf("cannot do %s\n", words[position - 1].c_str());
@@ -134,3 +145,7 @@ int main(int argc, char** argv) {
   }
   return 0;
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return Run(Arguments(argv + 1, argv + argc)); }
