@@ -11,8 +11,8 @@ namespace {
 
 constexpr char kAbsent[] = "the settings service is not running on this bus";
 constexpr char kStartIt[] = "start it, or connect to the bus that it is on";
-constexpr char kForeign[] = "what answers under the service's name is not the settings service";
-constexpr char kEndForeign[] = "end that program";
+constexpr char kForeign[] = "another program has the settings service's name";
+constexpr char kEndForeign[] = "stop that program";
 
 struct NamedError {
   std::string_view name;  // one that ends with a dot stands for all that begin with it
@@ -26,23 +26,23 @@ struct NamedError {
 // when the waiting of this program ran out the name is Timeout.
 constexpr NamedError kNamedErrors[] = {
     {"org.nuvra.Error.InvalidMessage", ErrorCode::kInvalidMessage,
-     "the settings service does not read this request", "send one JSON object", true},
-    {"org.nuvra.Error.Failed", ErrorCode::kFailed, "the settings service failed at this request",
-     "its log says more", true},
+     "the settings service cannot read this request", "send one JSON object", true},
+    {"org.nuvra.Error.Failed", ErrorCode::kFailed,
+     "the settings service failed to handle this request", "see its log", true},
     {"org.freedesktop.DBus.Error.ServiceUnknown", ErrorCode::kNotRunning, kAbsent, kStartIt, false},
     {"org.freedesktop.DBus.Error.NameHasNoOwner", ErrorCode::kNotRunning, kAbsent, kStartIt, false},
     {"org.freedesktop.DBus.Error.NoReply", ErrorCode::kNotRunning,
-     "the settings service ended before it answered", "whether it did the request is not known",
-     false},
+     "the settings service ended before it answered",
+     "the request may or may not have been carried out", false},
     {"org.freedesktop.DBus.Error.Spawn.", ErrorCode::kNotRunning,
-     "the bus could not start the settings service", "its log says more", true},
+     "the bus could not start the settings service", "see its log", true},
     {"org.freedesktop.DBus.Error.Timeout", ErrorCode::kTimedOut,
-     "the settings service did not answer in time", "give it more time", false},
+     "the settings service did not answer in time", "allow more time", false},
     {"org.freedesktop.DBus.Error.TimedOut", ErrorCode::kTimedOut,
-     "the settings service did not start in time", "its log says more", true},
+     "the settings service did not start in time", "see its log", true},
     {"org.freedesktop.DBus.Error.AccessDenied", ErrorCode::kNotAllowed,
-     "the bus does not let this user talk to the settings service",
-     "the policy of the bus says who may", true},
+     "the bus does not let this user talk to the settings service", "see the policy of the bus",
+     true},
     {"org.freedesktop.DBus.Error.UnknownObject", ErrorCode::kProtocol, kForeign, kEndForeign, true},
     {"org.freedesktop.DBus.Error.UnknownInterface", ErrorCode::kProtocol, kForeign, kEndForeign,
      true},
@@ -76,21 +76,21 @@ Error ErrorFromReply(const std::string& name, const std::string& text) {
 Error ErrorFromResult(int result) {
   switch (-result) {
     case ETIMEDOUT:
-      return Error(ErrorCode::kTimedOut, "the bus did not answer in time", "give it more time");
+      return Error(ErrorCode::kTimedOut, "the bus did not answer in time", "allow more time");
     case EACCES:
     case EPERM:
       return Error(ErrorCode::kNotAllowed, "the bus does not let this user in",
-                   "the policy of the bus says who may");
+                   "see the policy of the bus");
     case ECONNRESET:
     case ECONNREFUSED:
     case ENOTCONN:
     case EPIPE:
     case ESHUTDOWN:
-      return Error(ErrorCode::kBus, "the connection to the bus is lost", "connect anew");
+      return Error(ErrorCode::kBus, "the connection to the bus is lost", "reconnect");
     default:
       return Error(ErrorCode::kFailed,
                    std::string("the bus library failed: ") + std::strerror(-result),
-                   "free memory and file descriptors may help");
+                   "free some memory or file descriptors");
   }
 }
 

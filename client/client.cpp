@@ -205,7 +205,7 @@ Message Client::Request(const std::string& body, int type) {
   const char* text = nullptr;
   if (sd_bus_message_has_signature(reply.get(), "is") <= 0 ||
       sd_bus_message_read(reply.get(), "is", &message.type, &text) < 0) {
-    throw Error(ErrorCode::kProtocol, "the reply has not the form of the settings service's",
+    throw Error(ErrorCode::kProtocol, "the reply is not in the settings service's form",
                 "is this the settings service, and of the same release?");
   }
   message.body = text;
@@ -346,7 +346,7 @@ bool Client::IsApplicationId(const std::string& name) { return bus::IsWellKnownN
 bool Client::RequestName(const std::string& name) {
   if (!IsApplicationId(name)) {
     throw std::invalid_argument("\"" + name +
-                                "\" is no bus name; use one such as org.example.game");
+                                "\" is not an application ID; use one such as org.example.game");
   }
   const int result = sd_bus_request_name(m_Impl->bus.get(), name.c_str(), 0);
   if (result == -EEXIST) {

@@ -18,7 +18,7 @@ namespace {
 constexpr char kExitCodes[] =
     "Exit codes:\n"
     "  0 done                       8 the service, its bus or set is not running\n"
-    "  1 the service said no       10 no such item or key\n"
+    "  1 refused, or answered no   10 no such item or key\n"
     "  2 wrong usage               13 not allowed\n"
     "  3 timed out";
 
@@ -36,7 +36,7 @@ std::string UsageProblem(const CLI::App& app, const CLI::Error& error) {
     return error.what();
   }
   const std::vector<std::string> others = app.remaining(true);
-  return others.empty() ? "a verb is missing" : "there is no verb " + Quote(others.front());
+  return others.empty() ? "no verb given" : "unknown verb " + Quote(others.front());
 }
 
 std::string UsageError(const CLI::App* app, const CLI::Error& error) {
@@ -90,8 +90,8 @@ Parameter Syntax::AddFlag(const std::string& name, bool& target,
 
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
     : m_App(std::make_unique<CLI::App>(description, name)) {
-  m_App->set_help_flag("--help", "Print this help and end");
-  m_App->set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and end");
+  m_App->set_help_flag("--help", "Print this help and exit");
+  m_App->set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and exit");
   m_App->footer(footer + "\n\n" + kExitCodes);
   m_App->failure_message(UsageError);
   m_App->require_subcommand(1);
@@ -108,7 +108,7 @@ Syntax Tool::AddVerb(Syntax parent, const std::string& name, const std::string& 
                      std::function<ExitCode()> run) {
   CLI::App* verb = parent.m_App->add_subcommand(name, description);
   verb->group("Verbs");
-  verb->footer("The options of " + m_App->get_name() + " may stand here, too.");
+  verb->footer("The options of " + m_App->get_name() + " may also be given here.");
   verb->fallthrough();
   verb->callback([this, run = std::move(run)] { m_Verb = run; });
   return Syntax(verb);

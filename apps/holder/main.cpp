@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
   try {
     settings::Client client;
     if (!client.RequestName(app)) {
-      std::cerr << app << " runs already\n";
+      std::cerr << app << " is already running\n";
       return 1;
     }
     client.DisableItemsByList(items, app);

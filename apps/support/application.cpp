@@ -72,7 +72,7 @@ Application::Application(const std::string& id)
       m_Bus(OpenBus()) {
   // Asked before anything is changed that the other one goes by.
   if (Check(bus::HasOwner(m_Bus.get(), m_Id), "cannot ask the bus") > 0) {
-    throw std::runtime_error("runs already");
+    throw std::runtime_error("already running");
   }
 }
 
@@ -185,7 +185,7 @@ void Application::m_ActivateAction(sd_bus_message* call) {
 void Application::m_TakeName() {
   const int taken = sd_bus_request_name(m_Bus.get(), m_Id.c_str(), 0);
   if (taken == -EEXIST) {
-    throw std::runtime_error("runs already");
+    throw std::runtime_error("already running");
   }
   Check(taken, "cannot take the name");
 }

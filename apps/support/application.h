@@ -25,7 +25,7 @@ class Application {
  public:
   // Opens the set of the environment's variables and the bus that started this process, or else
   // the session bus. Throws std::exception when one of them cannot be used, and when an
-  // application of this ID runs already.
+  // application of this ID is already running.
   explicit Application(const std::string& id);
   virtual ~Application();
   Application(const Application&) = delete;

@@ -111,7 +111,7 @@ TEST_F(AppVerbs, AStoppedProcessEndsByForceOnly) {
   ASSERT_EQ(kill(pid, SIGSTOP), 0);
   ExpectFailure(App({"start", kCsfs, "--timeout", "0.05"}), 3, "did not answer in time");
   ExpectFailure(App({"stop", kCsfs, "--timeout", "0.05"}), 3,
-                "still runs; wait longer with --timeout SECONDS, or end it by force with --kill");
+                "is still running; wait longer with --timeout SECONDS, or force it with --kill");
   AppDone({"stop", kCsfs, "--kill"});
   EXPECT_TRUE(support::WaitForEnd(pid));
   EXPECT_FALSE(Runs(kCsfs));
@@ -128,8 +128,8 @@ TEST_F(AppVerbs, AStateIsEnteredWhenTheVerbEnds) {
 
 TEST_F(AppVerbs, AnApplicationThatDoesNotRunIsNeitherStoppedNorStartedForAState) {
   ExpectFailure(App({"stop", kMenu}), 1,
-                "org.pavix.menu does not run; start it with setctl app start org.pavix.menu");
-  ExpectFailure(App({"state", kMenu, "visible"}), 1, "does not run");
+                "org.pavix.menu is not running; start it with setctl app start org.pavix.menu");
+  ExpectFailure(App({"state", kMenu, "visible"}), 1, "is not running");
   EXPECT_FALSE(Runs(kMenu));
 }
 
@@ -151,13 +151,13 @@ TEST_F(AppVerbs, AnApplicationThatCannotBeStartedEndsWith1AndOneThatDoesNotAnswe
 
 TEST_F(AppVerbs, WrongUsageEndsWith2) {
   for (const std::string verb : {"start", "stop", "log"}) {
-    ExpectFailure(App({verb, "menu"}), 2, "\"menu\" is no application ID");
-    ExpectFailure(App({verb, "org.freedesktop.DBus"}), 2, "is no application ID");
-    ExpectFailure(App({verb, "../../etc/passwd"}), 2, "is no application ID");
+    ExpectFailure(App({verb, "menu"}), 2, "\"menu\" is not an application ID");
+    ExpectFailure(App({verb, "org.freedesktop.DBus"}), 2, "is not an application ID");
+    ExpectFailure(App({verb, "../../etc/passwd"}), 2, "is not an application ID");
     ExpectFailure(App({verb}), 2, "ID is required");
   }
-  ExpectFailure(App({"start", kMenu, "type"}), 2, "\"type\" is no extra datum");
-  ExpectFailure(App({"start", kMenu, "=x"}), 2, "\"=x\" is no extra datum");
+  ExpectFailure(App({"start", kMenu, "type"}), 2, "\"type\" is not KEY=VALUE");
+  ExpectFailure(App({"start", kMenu, "=x"}), 2, "\"=x\" is not KEY=VALUE");
   ExpectFailure(App({"start", kMenu, "type=\xff"}), 2, "is not UTF-8");
   ExpectFailure(App({"state", kMenu, "asleep"}), 2, "foreground");
   ExpectFailure(App({"list", "--bus", "nowhere"}), 2, "use session, system or a bus address");

@@ -94,7 +94,7 @@ TEST_F(Applications, ASecondOneOfTheSameIdGivesUpAndLeavesTheFirstAlone) {
   AppDone({"start", kMenu});
   const auto second = StartByHand(kMenu);
   EXPECT_EQ(second->Wait(), 1);
-  EXPECT_THAT(support::ReadFile(m_Root / "err"), HasSubstr("runs already"));
+  EXPECT_THAT(support::ReadFile(m_Root / "err"), HasSubstr("already running"));
   EXPECT_TRUE(Runs(kMenu));
   EXPECT_EQ(Status(kMenu), KeyValue(2));
 }

@@ -92,14 +92,14 @@ std::string Refusal(const std::vector<std::string>& arguments) {
 
 TEST(CallArguments, ARefusalNamesTheArgument) {
   EXPECT_EQ(Refusal({"item", "stray"}),
-            "\"stray\" is neither KEY=VALUE nor KEY:=JSON, and an item can only stand right behind "
-            "the method");
+            "\"stray\" is neither KEY=VALUE nor KEY:=JSON, and an item must come right after the "
+            "method");
   EXPECT_EQ(Refusal({"=x"}), "\"=x\" has no key before the =");
   EXPECT_EQ(Refusal({":=1"}), "\":=1\" has no key before the =");
-  EXPECT_EQ(Refusal({"a=1", "a:=2"}), "\"a\" is given twice");
-  EXPECT_EQ(Refusal({"item", "menuID=other"}), "\"menuID\" is given twice");
+  EXPECT_EQ(Refusal({"a=1", "a:=2"}), "\"a\" given twice");
+  EXPECT_EQ(Refusal({"item", "menuID=other"}), "\"menuID\" given twice");
   EXPECT_EQ(Refusal({"a:=tru"}),
-            "\"a:=tru\": what follows := is not JSON; a string is given as KEY=TEXT");
+            "\"a:=tru\": what follows := is not JSON; write a string as KEY=TEXT");
 }
 
 }  // namespace

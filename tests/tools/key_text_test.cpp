@@ -58,14 +58,13 @@ TEST(KeyText, AKeyThatHoldsAStringKeepsHoldingOne) {
 TEST(KeyText, TheTypeCanBeAskedFor) {
   EXPECT_EQ(ParseValue("5", ValueType::kString, std::nullopt), KeyValue("5"));
   EXPECT_EQ(Refusal([] { ParseValue("x", ValueType::kInt, std::nullopt); }),
-            "\"x\" is no integer; leave out --int to store it as text");
+            "\"x\" is not an integer; leave out --int to store it as text");
 }
 
 TEST(KeyText, AnIntegerThatDoesNotFitIsNotQuietlyAString) {
   for (const std::string text : {"2147483648", "-2147483649", "99999999999999999999"}) {
-    EXPECT_EQ(
-        Refusal([&] { ByText(text); }),
-        "\"" + text + "\" does not fit into the 32 bits of an integer; --string stores it as text");
+    EXPECT_EQ(Refusal([&] { ByText(text); }),
+              "\"" + text + "\" does not fit in 32 bits; use --string to store it as text");
   }
 }
 
@@ -75,8 +74,9 @@ TEST(KeyText, AKeyNeedsAStore) {
   for (const std::string key : {"", "x", "db", "db/", "memory/", "db//x", "db/a\nb", "file/x"}) {
     EXPECT_NE(Refusal([&] { setctl::CheckKey(key); }), "none") << key;
   }
-  EXPECT_THAT(Refusal([] { setctl::CheckKey("menu/\x1b"); }),
-              testing::StartsWith("\"menu/\\x1b\" is no key: keys begin with db/ or memory/"));
+  EXPECT_THAT(
+      Refusal([] { setctl::CheckKey("menu/\x1b"); }),
+      testing::StartsWith("\"menu/\\x1b\" is not a valid key: keys begin with db/ or memory/"));
 }
 
 TEST(KeyText, APrefixMustBeTheBeginningOfSomeKey) {

@@ -148,8 +148,8 @@ TEST_F(SetctlSet, APortThatTheSetDidNotHaveIsAdded) {
 TEST_F(SetctlSet, APortWithADeviceKeepsIt) {
   ExpectDone({"source", "add", "hdmi1", "Console"});
   ExpectFailure({"source", "add", "hdmi1", "Player"}, 1,
-                "a source hdmi1 already, \"Console\"; rename it, or remove it first");
-  ExpectFailure({"source", "add", "hdmi2"}, 1, "a source hdmi2 already");
+                "source hdmi1 already exists: \"Console\"; rename it, or remove it first");
+  ExpectFailure({"source", "add", "hdmi2"}, 1, "source hdmi2 already exists");
   EXPECT_EQ(Sources()[1]["name"], "Console");
 }
 
@@ -238,7 +238,7 @@ TEST_F(SetctlSet, ASourceThatIsNotThereIsNotShown) {
   ExpectDone({"source", "preview", "none"});
   ExpectFailure({"source", "switch", "hdmi3"}, 10, "setctl source add hdmi3");
   ExpectFailure({"source", "preview", "99"}, 10, "no source 99");
-  ExpectFailure({"source", "switch", "scart"}, 2, "there are tv, hdmi1");
+  ExpectFailure({"source", "switch", "scart"}, 2, "valid: tv, hdmi1");
   ExpectFailure({"source", "switch", "-1"}, 2, "-1");
   EXPECT_EQ(Get("memory/set/source/current"), KeyValue(0));
 }
@@ -311,22 +311,22 @@ TEST_F(SetctlSet, AStateThatIsNoneEndsWith2) {
   ExpectFailure({"window", "-1", "5"}, 2, "-1");
   ExpectFailure({"window", "5"}, 2, "H");
   ExpectFailure({"rotate", "3000000000"}, 2, "3000000000");
-  ExpectFailure({"speaker", "gramophone"}, 2, "there are tvspeaker, receiver, optical");
-  ExpectFailure({"speaker", ""}, 2, "\"\" is no output; there are tvspeaker");
+  ExpectFailure({"speaker", "gramophone"}, 2, "valid: tvspeaker, receiver, optical");
+  ExpectFailure({"speaker", ""}, 2, "invalid output \"\"; valid: tvspeaker");
   ExpectFailure({"reset", "all"}, 2, "all");
   EXPECT_EQ(Get("memory/set/power"), std::nullopt);
 }
 
 TEST_F(SetctlSet, AValueThatASetDoesNotHaveIsRefusedWithWhatThereIs) {
   const std::pair<std::vector<std::string>, std::string> verbs[] = {
-      {{"rotate", "9"}, "\"9\" is no rotation; there are 0, 1, 2, 3"},
-      {{"rotate", "-1"}, "\"-1\" is no rotation; there are 0, 1, 2, 3"},
-      {{"protection", "2"}, "\"2\" is no protection mode; there are 0, 1"},
-      {{"source", "signal", "99"}, "\"99\" is no signal; there are 25, 26, 27, 28, 29, 30, 128"},
-      {{"game-item", "5"}, "\"5\" is no game item; there are 0, 1, 2"},
-      {{"picture-setting", "77"}, "\"77\" is no picture setting; there are 0, 1"},
-      {{"power", "half"}, "\"half\" is no power state; there are off, picture-off, on"},
-      {{"window", "5", "x"}, "\"x\" is no size; give a number from 0 on"},
+      {{"rotate", "9"}, "invalid rotation \"9\"; valid: 0, 1, 2, 3"},
+      {{"rotate", "-1"}, "invalid rotation \"-1\"; valid: 0, 1, 2, 3"},
+      {{"protection", "2"}, "invalid protection mode \"2\"; valid: 0, 1"},
+      {{"source", "signal", "99"}, "invalid signal \"99\"; valid: 25, 26, 27, 28, 29, 30, 128"},
+      {{"game-item", "5"}, "invalid game item \"5\"; valid: 0, 1, 2"},
+      {{"picture-setting", "77"}, "invalid picture setting \"77\"; valid: 0, 1"},
+      {{"power", "half"}, "invalid power state \"half\"; valid: off, picture-off, on"},
+      {{"window", "5", "x"}, "invalid size \"x\"; valid: a number from 0 up"},
   };
   for (const auto& [verb, message] : verbs) {
     ExpectFailure(verb, 2, message);
@@ -341,8 +341,7 @@ TEST_F(SetctlSet, ALanguageIsALocaleOfATranslatedOne) {
   }
   for (const std::string name : {"xx_YY", "tlh", "", "German", "de-DE", "de_de", "../de", "de_DE.",
                                  "C\n", "de_DE/x", "de_DE\n"}) {
-    ExpectFailure({"language", name}, 2,
-                  "is no language of this set; there are ar, de, en, en_US, es, fr, ko");
+    ExpectFailure({"language", name}, 2, "\"; valid: ar, de, en, en_US, es, fr, ko, any of these");
   }
   EXPECT_EQ(Get("db/menu_widget/language"), KeyValue("ko_KR"));
 }

@@ -87,7 +87,7 @@ TEST_F(Setctl, TheTypeOfAValueFollowsItsTextTheKeyOrTheOptions) {
 TEST_F(Setctl, AValueThatDoesNotFitChangesNothing) {
   Store().Set("db/x", KeyValue(1));
   ExpectFailure(Run({"key", "set", "db/x", "2147483648"}), 2, "32 bits");
-  ExpectFailure(Run({"key", "set", "db/x", "many", "--int"}), 2, "\"many\" is no integer");
+  ExpectFailure(Run({"key", "set", "db/x", "many", "--int"}), 2, "\"many\" is not an integer");
   ExpectFailure(Run({"key", "set", "db/x", "1", "--int", "--string"}), 2, "--int");
   EXPECT_EQ(Store().Get("db/x"), KeyValue(1));
 }
@@ -108,7 +108,7 @@ TEST_F(Setctl, ANameOutsideTheStoresEndsWith2AndSaysWhereKeysAre) {
     ExpectFailure(Run({"key", verb, "menu/x"}), 2, "keys begin with db/ or memory/");
   }
   ExpectFailure(Run({"key", "set", "db/", "1"}), 2, "keys begin with db/ or memory/");
-  ExpectFailure(Run({"key", "get", "db/a\nb"}), 2, "\"db/a\\nb\" is no key");
+  ExpectFailure(Run({"key", "get", "db/a\nb"}), 2, "\"db/a\\nb\" is not a valid key");
 }
 
 TEST_F(Setctl, KeysAreListedInOrderWithTheirTypes) {
@@ -324,7 +324,7 @@ TEST_F(KeyWatch, AfterItsTimeItEndsWith0OrWith3WhenChangesAreMissing) {
   EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.err,
             "watching…\n"
-            "setctl: 0 of 2 changes came in 0.05 s; wait longer with --timeout\n");
+            "setctl: only 0 of 2 changes arrived in 0.05 s; wait longer with --timeout\n");
 }
 
 TEST_F(KeyWatch, InterruptAndTerminationEndItRegularly) {
@@ -408,7 +408,7 @@ TEST_F(Log, WhoFollowsIsToldThatLinesAreStillToCome) {
 TEST_F(Log, AMissingFileEndsWith10AndSaysWhereTheLinesAre) {
   for (const std::vector<std::string>& line :
        {std::vector<std::string>{"log"}, std::vector<std::string>{"log", "--follow"}}) {
-    ExpectFailure(Run(line), 10, "or to the journal when systemd runs it");
+    ExpectFailure(Run(line), 10, "or, under systemd, to the journal");
   }
 }
 

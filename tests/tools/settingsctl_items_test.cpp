@@ -102,7 +102,8 @@ TEST_F(SettingsctlItems, StatesAreAnsweredByTextAndExitCode) {
   ExpectAnswer({"visible", "picturemode", "--value", "movie"}, true);
   ExpectAnswer({"visible", "picturemode", "--value", "standard"}, false);
   ExpectAnswer({"enabled", "picturemode", "--value", "movie"}, false);
-  ExpectFailure(Run({"enabled", "picturemode", "--value", "sepia"}), 1, "no value \"sepia\"");
+  ExpectFailure(Run({"enabled", "picturemode", "--value", "sepia"}), 1,
+                "does not list the value \"sepia\"");
 }
 
 TEST_F(SettingsctlItems, StatesAreAnsweredAsJson) {
@@ -128,7 +129,7 @@ TEST_F(SettingsctlItems, OptionsThatContradictEachOtherAreWrongUsage) {
   ExpectFailure(Run({"disable", "brightness", "--app", ""}), 2, "--app");
   for (const char* verb : {"disable", "enable"}) {
     ExpectFailure(Run({verb, "brightness", "--app", "nodots"}), 2,
-                  "\"nodots\" is no bus name; use one such as org.example.game");
+                  "\"nodots\" is not an application ID; use one such as org.example.game");
   }
 }
 
@@ -181,10 +182,11 @@ TEST_F(SettingsctlItems, HoldSeesTheEndOfItsCommandWhateverItsParentIgnores) {
 }
 
 TEST_F(SettingsctlItems, HoldNeedsACommandThatCanBeRun) {
-  ExpectFailure(Run({"hold", "brightness", "--app", "org.example.hold"}), 2, "command is missing");
+  ExpectFailure(Run({"hold", "brightness", "--app", "org.example.hold"}), 2, "no command given");
   ExpectFailure(Run({"hold", "brightness", "--app", "org.example.hold", "--", "/no/such/command"}),
                 127, "cannot run \"/no/such/command\"");
-  ExpectFailure(Run({"hold", "brightness", "--app", "nodots", "--", "true"}), 2, "no bus name");
+  ExpectFailure(Run({"hold", "brightness", "--app", "nodots", "--", "true"}), 2,
+                "is not an application ID");
 }
 
 class Holding : public SettingsctlItems {
@@ -203,7 +205,7 @@ class Holding : public SettingsctlItems {
 
 TEST_F(Holding, IsRefusedToASecondProgramOfTheSameName) {
   ExpectFailure(Run({"hold", "expert", "--app", "org.example.hold", "--", "true"}), 1,
-                "\"org.example.hold\" runs already");
+                "\"org.example.hold\" is already running");
   ExpectOutput(Run({"disabled"}), "brightness: org.example.hold\n");
 }
 
@@ -236,8 +238,8 @@ TEST_F(SettingsctlItems, HoldSaysThatItCouldNotReleaseAndWhatTheCommandEndedWith
            std::to_string(m_Service->Process().Pid()), SETTINGSCTL});
   ExpectFailure(outcome, 8,
                 "the command ended with 7, but \"org.example.hold\" may still disable items: the "
-                "settings service is not running on this bus; settingsctl release --app "
-                "org.example.hold ends that");
+                "settings service is not running on this bus; run settingsctl release --app "
+                "org.example.hold");
 }
 
 TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
@@ -261,7 +263,7 @@ TEST_F(SettingsctlItems, TheTreeIsAsDeepAsACatalogueCanBe) {
 
 TEST_F(SettingsctlItems, TheTreeOfAMenuThatGoesRoundInACircleIsRefused) {
   ExpectFailure(Run({"tree", "circle"}), 1,
-                "the menu of the service has no end below \"circle\"; its catalogue is damaged");
+                "the service's menu is endless below \"circle\"; its catalogue is damaged");
 }
 
 TEST_F(SettingsctlItems, TheTreeIsCompleteAsJson) {

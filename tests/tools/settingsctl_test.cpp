@@ -36,7 +36,7 @@ TEST_F(Settingsctl, GetPrintsJsonOnRequest) {
 }
 
 TEST_F(Settingsctl, GetOfAnItemWithoutAValueSaysSo) {
-  ExpectFailure(Run({"get", "nosuch\nitem"}), 10, "no item \"nosuch\\nitem\" with a value\n");
+  ExpectFailure(Run({"get", "nosuch\nitem"}), 10, "no item \"nosuch\\nitem\" that has a value\n");
 }
 
 TEST_F(Settingsctl, AValueCannotDisturbATerminal) {
@@ -82,8 +82,9 @@ TEST_F(Settingsctl, APreviewIsNotKept) {
 
 TEST_F(Settingsctl, SetTellsARefusedValueFromAnUnknownItem) {
   ExpectFailure(Run({"set", "brightness", "refused"}), 1,
-                "\"brightness\" does not take the value \"refused\"\n");
-  ExpectFailure(Run({"set", "nosuchitem", "refused"}), 10, "no item \"nosuchitem\" with a value\n");
+                "\"brightness\" does not accept the value \"refused\"\n");
+  ExpectFailure(Run({"set", "nosuchitem", "refused"}), 10,
+                "no item \"nosuchitem\" that has a value\n");
 }
 
 TEST_F(Settingsctl, UnusualValuesArriveAsTheyWereTyped) {
@@ -162,8 +163,8 @@ TEST_F(Settingsctl, AnErrorReplyToARequestHasAnExitCodeOfItsOwn) {
   const auto error = [&](const std::string& name) {
     return Run({"request", R"({"method":"Error","data":{"name":")" + name + "\"}}"});
   };
-  ExpectFailure(error("org.nuvra.Error.InvalidMessage"), 2, "does not read this request");
-  ExpectFailure(error("org.nuvra.Error.Failed"), 1, "failed at this request");
+  ExpectFailure(error("org.nuvra.Error.InvalidMessage"), 2, "cannot read this request");
+  ExpectFailure(error("org.nuvra.Error.Failed"), 1, "failed to handle this request");
   ExpectFailure(error("org.freedesktop.DBus.Error.AccessDenied"), 13, "does not let this user");
 }
 
@@ -204,7 +205,7 @@ TEST_F(Settingsctl, WrongUsageEndsWith2AndPointsToTheHelp) {
 
 TEST_F(Settingsctl, AnUnknownVerbIsNamed) {
   EXPECT_EQ(Run({"nosuch\x1bverb"}).err,
-            "settingsctl: there is no verb \"nosuch\\x1bverb\"; see settingsctl --help\n");
+            "settingsctl: unknown verb \"nosuch\\x1bverb\"; see settingsctl --help\n");
 }
 
 TEST_F(Settingsctl, HelpAndVersionAreNoErrors) {
@@ -362,7 +363,7 @@ TEST_F(Monitor, AfterItsTimeItEndsWith0OrWith3WhenSignalsAreMissing) {
   EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.err,
             "listening…\n"
-            "settingsctl: 0 of 2 signals came in 0.05 s; wait longer with --timeout\n");
+            "settingsctl: only 0 of 2 signals arrived in 0.05 s; wait longer with --timeout\n");
 }
 
 TEST_F(Monitor, TheTimeMayStandBeforeTheVerb) {

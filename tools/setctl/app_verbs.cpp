@@ -50,21 +50,21 @@ Failure FailureOf(const AppError& error) {
     case Kind::kNotText:
       return Failure(ExitCode::kUsage, error.what());
     case Kind::kNotInstalled:
-      return advised(ExitCode::kNotFound, "setctl app list says which there are");
+      return advised(ExitCode::kNotFound, "see setctl app list");
     case Kind::kNotRunning:
       return advised(ExitCode::kRefused, "start it with setctl app start " + error.Subject());
     case Kind::kCannotStart:
-      return advised(ExitCode::kRefused, "its service file says what it runs");
+      return advised(ExitCode::kRefused, "see its service file");
     case Kind::kNoName:
       return Failure(ExitCode::kTimedOut, error.what());
     case Kind::kNoAnswer:
       return advised(ExitCode::kTimedOut,
-                     "wait longer with --timeout SECONDS, or end it with setctl app stop --kill");
+                     "wait longer with --timeout SECONDS, or stop it with setctl app stop --kill");
     case Kind::kNoEnd:
       return advised(ExitCode::kTimedOut,
-                     "wait longer with --timeout SECONDS, or end it by force with --kill");
+                     "wait longer with --timeout SECONDS, or force it with --kill");
     case Kind::kEnded:
-      return advised(ExitCode::kRefused, "setctl app log may say why");
+      return advised(ExitCode::kRefused, "see setctl app log");
     case Kind::kRefused:
       return Failure(ExitCode::kRefused, error.what());
     case Kind::kNotAllowed:
@@ -123,8 +123,7 @@ ExtraData ParseExtraData(const std::vector<std::string>& texts) {
   for (const std::string& text : texts) {
     const std::size_t equals = text.find('=');
     if (equals == 0 || equals == std::string::npos) {
-      throw Failure(ExitCode::kUsage,
-                    Quote(text) + " is no extra datum; write it as KEY=VALUE, e.g. mode=manual");
+      throw Failure(ExitCode::kUsage, Quote(text) + " is not KEY=VALUE; write e.g. mode=manual");
     }
     data[text.substr(0, equals)] = text.substr(equals + 1);
   }
@@ -165,7 +164,7 @@ ExitCode Log(const Options& options, const AppArguments& arguments) {
   EnterSet(options);
   const std::string name = arguments.id + ".log";
   return PrintLog(options, host::GetEnvironment().root / "var/log/apps" / name, arguments.log,
-                  fmt::format("the set's own applications write one from their first start on: "
+                  fmt::format("the set's own applications write one once started: "
                               "setctl app start {}",
                               arguments.id));
 }
@@ -173,7 +172,7 @@ ExitCode Log(const Options& options, const AppArguments& arguments) {
 }  // namespace
 
 void AddAppVerbs(tools::Tool& tool, const Options& options) {
-  tools::Syntax group = tool.AddGroup("app", "Start, end and watch the applications of the set");
+  tools::Syntax group = tool.AddGroup("app", "Start, stop and watch the set's applications");
   auto arguments = std::make_shared<AppArguments>();
   const auto add = [&](const char* name, const char* description,
                        ExitCode (*run)(const Options&, const AppArguments&)) {
@@ -193,27 +192,27 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
                       fmt::format("How long to wait ({})", kPatience));
   };
 
-  addTimeout(add("list", "Print all applications, which of them run, and how", List));
+  addTimeout(add("list", "Print all applications and their states", List));
 
-  tools::Syntax start = add("start", "Launch an application, and wait until it took that", Start);
+  tools::Syntax start = add("start", "Launch an application and wait until it accepts", Start);
   addId(start);
   start.AddArgument("KEY=VALUE", arguments->extraData, "Extra data of the launch request");
   addTimeout(start);
 
-  tools::Syntax stop = add("stop", "End an application, and wait for its end", Stop);
+  tools::Syntax stop = add("stop", "Stop an application and wait until it has ended", Stop);
   addId(stop);
-  stop.AddFlag("--kill", arguments->kill, "By force (SIGKILL instead of SIGTERM)");
+  stop.AddFlag("--kill", arguments->kill, "Use SIGKILL instead of SIGTERM");
   addTimeout(stop);
 
   tools::Syntax state =
-      add("state", "Bring an application to the foreground or another state", State);
+      add("state", "Put an application in the foreground or another state", State);
   addId(state);
   state.AddArgument("STATE", arguments->state, "foreground, visible or background")
       .Required()
       .OneOf(host::StatesToEnter());
   addTimeout(state);
 
-  tools::Syntax log = add("log", "Print what an application was asked for and did", Log);
+  tools::Syntax log = add("log", "Print an application's log", Log);
   addId(log);
   AddLogOptions(log, arguments->log);
 }

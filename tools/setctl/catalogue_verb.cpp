@@ -57,7 +57,7 @@ ExitCode Check(const Options& options, const std::string& file) {
 }  // namespace
 
 void AddCatalogueVerb(tools::Tool& tool, const Options& options) {
-  tools::Syntax catalogue = tool.AddGroup("catalogue", "What the menu is made of");
+  tools::Syntax catalogue = tool.AddGroup("catalogue", "Check the catalogue of menu items");
   auto file = std::make_shared<std::string>();
   tools::Syntax check = tool.AddVerb(catalogue, "check", "Print the mistakes in a catalogue",
                                      [&options, file] { return Check(options, *file); });

@@ -60,13 +60,12 @@ KeyValue ParseValue(const std::string& text, ValueType type, const std::optional
     case Integer::kFits:
       break;
     case Integer::kTooLarge:
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("{} does not fit into the 32 bits of an integer; --string stores "
-                                "it as text",
-                                Quote(text)));
+      throw Failure(
+          ExitCode::kUsage,
+          fmt::format("{} does not fit in 32 bits; use --string to store it as text", Quote(text)));
     case Integer::kNone:
       throw Failure(ExitCode::kUsage, Quote(text) +
-                                          " is no integer; leave out --int to store it "
+                                          " is not an integer; leave out --int to store it "
                                           "as text");
   }
   return number;
@@ -76,7 +75,7 @@ void CheckKey(const std::string& key) {
   if (!host::IsValidKey(key)) {
     throw Failure(ExitCode::kUsage,
                   Quote(key) +
-                      " is no key: keys begin with db/ or memory/, have no empty part "
+                      " is not a valid key: keys begin with db/ or memory/, have no empty part "
                       "and no control characters, and are at most 255 bytes long");
   }
 }

@@ -123,7 +123,7 @@ ExitCode Watch(const Options& options, const KeyArguments& arguments) {
           }
           throw Failure(
               ExitCode::kTimedOut,
-              fmt::format("{} of {} changes came in {} s; wait longer with --timeout",
+              fmt::format("only {} of {} changes arrived in {} s; wait longer with --timeout",
                           *arguments.count - *left, *arguments.count, *arguments.timeout));
         case Listening::Event::kEnd:
           return ExitCode::kDone;
@@ -149,7 +149,7 @@ void AddKeyVerbs(tools::Tool& tool, const Options& options) {
                                    [&options, arguments] { return Set(options, *arguments); });
   addKey(set);
   set.AddArgument("VALUE", arguments->value,
-                  "An integer becomes one unless the key holds a string already")
+                  "Stored as an integer if written as one, unless the key holds a string")
       .Required();
   tools::Parameter isInt = set.AddFlag("--int", arguments->isInt, "Store an integer");
   set.AddFlag("--string", arguments->isString, "Store a string").Excludes(isInt);
@@ -162,11 +162,11 @@ void AddKeyVerbs(tools::Tool& tool, const Options& options) {
                    [&options, arguments] { return List(options, arguments->prefix); });
   list.AddArgument("PREFIX", arguments->prefix, "e.g. db/menu/");
 
-  tools::Syntax watch = tool.AddVerb(group, "watch", "Print each change of a key as it comes",
+  tools::Syntax watch = tool.AddVerb(group, "watch", "Print each change of a key as it happens",
                                      [&options, arguments] { return Watch(options, *arguments); });
-  watch.AddArgument("PREFIX", arguments->prefix, "Only of keys that begin so, e.g. memory/set/");
-  tools::AddCount(watch, arguments->count, "End after N changes");
-  tools::AddSeconds(watch, "--timeout", arguments->timeout, "How long to watch; else for ever");
+  watch.AddArgument("PREFIX", arguments->prefix, "Only keys with this prefix, e.g. memory/set/");
+  tools::AddCount(watch, arguments->count, "Exit after N changes");
+  tools::AddSeconds(watch, "--timeout", arguments->timeout, "How long to watch (default: forever)");
 }
 
 }  // namespace setctl

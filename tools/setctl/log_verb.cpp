@@ -49,8 +49,8 @@ void Follow(LogFile& log, DirectoryWatch& changes, const LogFile::LineCallback& 
 }  // namespace
 
 void AddLogOptions(tools::Syntax verb, LogArguments& arguments) {
-  verb.AddFlag("--follow", arguments.follow, "Go on with what is written from now on");
-  verb.AddOption("--lines", "N", arguments.lines, "Begin with the last N lines only").AtLeast(1);
+  verb.AddFlag("--follow", arguments.follow, "Keep printing new lines");
+  verb.AddOption("--lines", "N", arguments.lines, "Start with the last N lines").AtLeast(1);
 }
 
 ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
@@ -89,10 +89,10 @@ void AddLogVerb(tools::Tool& tool, const Options& options) {
   tools::Syntax log =
       tool.AddVerb(tool.App(), "log", "Print the daemon's log", [&options, arguments] {
         EnterSet(options);
-        return PrintLog(
-            options, host::GetEnvironment().root / "var/log/settings-service.log", *arguments,
-            "a daemon without --log writes to its standard error, or to the journal when "
-            "systemd runs it");
+        return PrintLog(options, host::GetEnvironment().root / "var/log/settings-service.log",
+                        *arguments,
+                        "a daemon without --log writes to its standard error, or, under systemd, "
+                        "to the journal");
       });
   AddLogOptions(log, *arguments);
 }

@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
       .AddOption("--root", "DIR", options.root, "Root directory of the set (SETTINGS_ROOT, or /)")
       .Check([](const std::string& root) { return root.empty() ? "the name is empty" : ""; });
   tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
-  tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
+  tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   setctl::AddKeyVerbs(tool, options);
   setctl::AddSetVerbs(tool, options);
   setctl::AddLogVerb(tool, options);

@@ -46,8 +46,7 @@ Failure FailureOf(const SetError& error) {
     case SetError::Kind::kTooManySources:
       return advised(ExitCode::kRefused, "remove one first");
     case SetError::Kind::kUnreadable:
-      return advised(ExitCode::kRefused,
-                     fmt::format("setctl key unset {} makes it that of a new set", subject));
+      return advised(ExitCode::kRefused, fmt::format("setctl key unset {} resets it", subject));
     case SetError::Kind::kCannotCount:
       return advised(ExitCode::kRefused, "set it to 0");
   }
@@ -137,7 +136,7 @@ void AddParameter(tools::Syntax verb, const host::Parameter& parameter,
 
 void AddSetVerbs(tools::Tool& tool, const Options& options) {
   const tools::Syntax sources =
-      tool.AddGroup("source", "The set's sources: its tuner and its inputs");
+      tool.AddGroup("source", "Manage the sources: the tuner and the inputs");
   tool.AddVerb(sources, "list", "Print the sources, and which is current",
                [&options] { return WithAdvice([&] { return ListSources(options); }); });
   for (const Operation& operation : host::Operations()) {

@@ -37,7 +37,7 @@ std::pair<std::string, Json::Value> Assignment(const std::string& argument, std:
   std::optional<Json::Value> value = base::TryParseJson(right);
   if (!value) {
     throw Failure(ExitCode::kUsage,
-                  fmt::format("{}: what follows := is not JSON; a string is given as KEY=TEXT",
+                  fmt::format("{}: what follows := is not JSON; write a string as KEY=TEXT",
                               Quote(argument)));
   }
   return {std::move(key), std::move(*value)};
@@ -53,8 +53,8 @@ CallArguments ParseCallArguments(const std::vector<std::string>& arguments) {
     const bool isItem = i == 0 && equals == std::string::npos;
     if (!isItem && equals == std::string::npos) {
       throw Failure(ExitCode::kUsage, Quote(argument) +
-                                          " is neither KEY=VALUE nor KEY:=JSON, and an item can "
-                                          "only stand right behind the method");
+                                          " is neither KEY=VALUE nor KEY:=JSON, and an item "
+                                          "must come right after the method");
     }
     auto [key, value] = isItem ? std::pair<std::string, Json::Value>("menuID", argument)
                                : Assignment(argument, equals);
@@ -63,7 +63,7 @@ CallArguments ParseCallArguments(const std::vector<std::string>& arguments) {
     }
     Json::Value& target = IsMember(key) ? result.members : result.data;
     if (target.isMember(key)) {
-      throw Failure(ExitCode::kUsage, Quote(key) + " is given twice");
+      throw Failure(ExitCode::kUsage, Quote(key) + " given twice");
     }
     target[key] = std::move(value);
   }

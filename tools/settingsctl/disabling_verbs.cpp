@@ -99,12 +99,13 @@ void AddDisablingVerbs(tools::Tool& tool, const Options& options) {
   tools::Syntax disable = add("disable", "Disable items for an application", Disable);
   AddItems(disable, arguments->items);
   AddApp(disable, arguments->app);
-  tools::Syntax enable = add("enable", "End that an application disables an item", Enable);
+  tools::Syntax enable = add("enable", "Release an item that an application disables", Enable);
   AddItem(enable, arguments->item);
   AddApp(enable, arguments->app);
-  tools::Syntax release = add("release", "End all that an application disables", Release);
+  tools::Syntax release =
+      add("release", "Release everything that an application disables", Release);
   AddApp(release, arguments->app);
-  add("disabled", "Print the disabled items, each with the applications", Disabled);
+  add("disabled", "Print the disabled items and the applications that disable them", Disabled);
   tools::Syntax who = add("who", "Print the applications that disable an item", Who);
   AddItem(who, arguments->item);
 }

@@ -27,8 +27,9 @@ struct Arguments {
 
 void BecomeApplication(Client& client, const std::string& app) {
   if (!client.RequestName(app)) {
-    throw Failure(ExitCode::kRefused,
-                  fmt::format("{} runs already; give another --app, or end it", Quote(app)));
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} is already running; choose another --app, or stop it", Quote(app)));
   }
 }
 
@@ -56,7 +57,7 @@ void ReleaseWhenThere(const Options& options, Client& client, const std::string&
 
 Failure NotReleased(const std::string& app, int status, ExitCode code, const std::string& problem) {
   return Failure(code, fmt::format("the command ended with {}, but {} may still disable items: {}; "
-                                   "settingsctl release --app {} ends that",
+                                   "run settingsctl release --app {}",
                                    status, Quote(app), problem, app));
 }
 
@@ -79,10 +80,10 @@ ExitCode Hold(const Options& options, const Arguments& arguments, Client& client
 void AddHoldVerb(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<Arguments>();
   tools::Syntax hold = tool.AddVerb(
-      tool.App(), "hold", "Keep items disabled as long as a command runs: … -- COMMAND",
+      tool.App(), "hold", "Keep items disabled while a command runs: … -- COMMAND",
       [&options, arguments] {
         if (arguments->command.empty()) {
-          throw Failure(ExitCode::kUsage, "a command is missing; put it behind --");
+          throw Failure(ExitCode::kUsage, "no command given; put it after --");
         }
         return WithClient(options,
                           [&](Client& client) { return Hold(options, *arguments, client); });

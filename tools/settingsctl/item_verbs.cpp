@@ -202,11 +202,11 @@ void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& n
 }  // namespace
 
 void AddItemVerbs(tools::Tool& tool, const Options& options) {
-  AddItemVerb(tool, options, "describe", "Print all about an item", Describe);
-  AddItemVerb(tool, options, "range", "Print the bounds and the step of an item", Range);
-  AddItemVerb(tool, options, "values", "Print the values that an item can take", Values);
+  AddItemVerb(tool, options, "describe", "Print everything about an item", Describe);
+  AddItemVerb(tool, options, "range", "Print an item's minimum, maximum and step", Range);
+  AddItemVerb(tool, options, "values", "Print the values that an item can have", Values);
   AddItemVerb(tool, options, "path", "Print where an item is in the menu", Path);
-  AddItemVerb(tool, options, "children", "Print the items right below an item", Children);
+  AddItemVerb(tool, options, "children", "Print the items directly below an item", Children);
 }
 
 }  // namespace settingsctl

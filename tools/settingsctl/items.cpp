@@ -73,7 +73,8 @@ void AddApp(tools::Syntax verb, std::string& app) {
       .Check([](const std::string& text) {
         return settings::Client::IsApplicationId(text)
                    ? std::string()
-                   : tools::Quote(text) + " is no bus name; use one such as org.example.game";
+                   : tools::Quote(text) +
+                         " is not an application ID; use one such as org.example.game";
       });
 }
 

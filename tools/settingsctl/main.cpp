@@ -21,8 +21,8 @@ int main(int argc, char** argv) {
   tools::Tool tool("settingsctl", kDescription, kFooter);
   tools::AddBus(tool.App(), options.bus);
   tools::AddSeconds(tool.App(), "--timeout", options.timeout,
-                    "How long an answer may take (5); for monitor: how long to listen");
-  tool.App().AddFlag("--json", options.json, "Print JSON, one object on a line");
+                    "How long to wait for an answer (5); for monitor: how long to listen");
+  tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);

@@ -38,9 +38,10 @@ ExitCode Monitor(const Options& options, std::optional<int> count) {
           if (!count) {
             return ExitCode::kDone;
           }
-          throw Failure(ExitCode::kTimedOut,
-                        fmt::format("{} of {} signals came in {} s; wait longer with --timeout",
-                                    seen, *count, *options.timeout));
+          throw Failure(
+              ExitCode::kTimedOut,
+              fmt::format("only {} of {} signals arrived in {} s; wait longer with --timeout", seen,
+                          *count, *options.timeout));
         case Listening::Event::kEnd:
           return ExitCode::kDone;
       }
@@ -54,9 +55,9 @@ ExitCode Monitor(const Options& options, std::optional<int> count) {
 void AddMonitorVerb(tools::Tool& tool, const Options& options) {
   auto count = std::make_shared<std::optional<int>>();
   tools::Syntax monitor =
-      tool.AddVerb(tool.App(), "monitor", "Print the signals of the service as they come",
+      tool.AddVerb(tool.App(), "monitor", "Print the service's signals as they arrive",
                    [&options, count] { return Monitor(options, *count); });
-  tools::AddCount(monitor, *count, "End after N signals");
+  tools::AddCount(monitor, *count, "Exit after N signals");
 }
 
 }  // namespace settingsctl

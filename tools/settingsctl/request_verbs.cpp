@@ -33,8 +33,8 @@ ExitCode Call(const Options& options, const CallLine& line) {
     const bool tells = reply.body.isMember("call_api_success");
     if (!tells && !options.json) {
       tools::PrintNote(
-          fmt::format("No result in the reply: that of {} comes as a signal (settingsctl monitor), "
-                      "or the service has no such method.",
+          fmt::format("The reply has no result: {} answers by signal (settingsctl monitor), or the "
+                      "service has no such method.",
                       tools::Quote(line.method)));
     }
     return tells && !reply.Succeeded() ? ExitCode::kRefused : ExitCode::kDone;
@@ -56,16 +56,14 @@ void AddRequestVerbs(tools::Tool& tool, const Options& options) {
                                     [&options, line] { return Call(options, *line); });
   call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue").Required();
   // An option of its own: as an element of a list, an ID in brackets would be taken for a list.
-  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that want one");
-  call.AddArgument("KEY=VALUE", line->others,
-                   "A string argument, or KEY:=JSON for one of another type");
+  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that need one");
+  call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types");
 
   auto text = std::make_shared<std::string>();
   tools::Syntax request =
-      tool.AddVerb(tool.App(), "request", "Send a request as it is and print the reply",
+      tool.AddVerb(tool.App(), "request", "Send a request as is and print the reply",
                    [&options, text] { return Request(options, *text); });
-  request.AddArgument("JSON", *text, "The body of the request, sent without a look at it")
-      .Required();
+  request.AddArgument("JSON", *text, "The body of the request, sent as is").Required();
 }
 
 }  // namespace settingsctl

@@ -63,7 +63,7 @@ bool AskBySignal(const Options& options, const State& state, const std::string& 
   (client.*state.bySignal)(item, getpid(), kCallback);
   if (!client.RunUntil([&] { return answer.has_value(); }, AnswerTime(options))) {
     throw Failure(ExitCode::kTimedOut,
-                  "the signal with the answer did not come; wait longer with --timeout SECONDS");
+                  "the answer did not arrive; wait longer with --timeout SECONDS");
   }
   return *answer;
 }
@@ -80,9 +80,9 @@ bool Ask(const Options& options, const State& state, const Question& question, C
     RequireItem(client, item);
     throw Failure(ExitCode::kRefused,
                   question.value
-                      ? fmt::format("{} has no value {} in a list; see settingsctl values",
+                      ? fmt::format("{} does not list the value {}; see settingsctl values",
                                     Quote(item), Quote(*question.value))
-                      : "the service cannot tell for " + Quote(item));
+                      : "the service gave no answer for " + Quote(item));
   }
   return *answer;
 }
@@ -116,9 +116,9 @@ StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State
       });
   AddItem(verb, question->item);
   tools::Parameter path =
-      verb.AddFlag("--path", question->path, "Ask for the groups above the item, too");
+      verb.AddFlag("--path", question->path, "Ask about the groups above the item as well");
   tools::Parameter value =
-      verb.AddOption("--value", "V", question->value, "Ask for one of its values").Excludes(path);
+      verb.AddOption("--value", "V", question->value, "Ask about one of its values").Excludes(path);
   tools::Parameter bySignal = verb.AddFlag("--async", question->bySignal, ofSignal);
   bySignal.Excludes(value);
   return {path, bySignal};
@@ -129,10 +129,10 @@ StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State
 void AddStateVerbs(tools::Tool& tool, const Options& options) {
   const StateOptions visible = AddStateVerb(
       tool, options, kVisible, "Tell whether an item is visible (exit code 0) or not (1)",
-      "Let the answer come as a signal");
+      "Get the answer as a signal");
   visible.bySignal.Excludes(visible.path);
   AddStateVerb(tool, options, kEnabled, "Tell whether an item is enabled (exit code 0) or not (1)",
-               "Let the answer come as a signal; it is that of --path");
+               "Get the answer as a signal; implies --path");
 }
 
 }  // namespace settingsctl

@@ -21,8 +21,8 @@ constexpr int kMostLevels = base::kMaxJsonDepth / 2;
 
 Branch Ask(Client& client, const std::string& item, const Names& disabled, int level) {
   if (level > kMostLevels) {
-    throw Failure(ExitCode::kRefused, "the menu of the service has no end below " +
-                                          tools::Quote(item) + "; its catalogue is damaged");
+    throw Failure(ExitCode::kRefused, "the service's menu is endless below " + tools::Quote(item) +
+                                          "; its catalogue is damaged");
   }
   Branch branch;
   branch.item = item;
@@ -89,11 +89,11 @@ ExitCode Tree(const Options& options, const std::string& top, Client& client) {
 
 void AddTreeVerb(tools::Tool& tool, const Options& options) {
   auto top = std::make_shared<std::string>();
-  tools::Syntax tree = tool.AddVerb(
-      tool.App(), "tree", "Draw the menu, or what lies below an item", [&options, top] {
+  tools::Syntax tree =
+      tool.AddVerb(tool.App(), "tree", "Draw the menu, or the part below an item", [&options, top] {
         return WithClient(options, [&](Client& client) { return Tree(options, *top, client); });
       });
-  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; without it the whole menu");
+  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; by default the whole menu");
 }
 
 }  // namespace settingsctl

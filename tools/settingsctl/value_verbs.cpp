@@ -21,7 +21,7 @@ struct ValueArguments {
 };
 
 Failure NoItemWithValue(const std::string& item) {
-  return Failure(ExitCode::kNotFound, fmt::format("no item {} with a value", Quote(item)));
+  return Failure(ExitCode::kNotFound, fmt::format("no item {} that has a value", Quote(item)));
 }
 
 ExitCode Get(const Options& options, const ValueArguments& arguments, Client& client) {
@@ -43,7 +43,7 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
     if (!client.GetItemValue(arguments.item)) {
       throw NoItemWithValue(arguments.item);
     }
-    throw Failure(ExitCode::kRefused, fmt::format("{} does not take the value {}",
+    throw Failure(ExitCode::kRefused, fmt::format("{} does not accept the value {}",
                                                   Quote(arguments.item), Quote(arguments.value)));
   }
   if (options.json) {
@@ -57,23 +57,20 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
 
 void AddValueVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<ValueArguments>();
-  tools::Syntax get = tool.AddVerb(
-      tool.App(), "get", "Print the value of an item and its name", [&options, arguments] {
+  tools::Syntax get =
+      tool.AddVerb(tool.App(), "get", "Print an item's value and its name", [&options, arguments] {
         return WithClient(options,
                           [&](Client& client) { return Get(options, *arguments, client); });
       });
   get.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
 
-  tools::Syntax set =
-      tool.AddVerb(tool.App(), "set", "Store the value of an item", [&options, arguments] {
-        return WithClient(options,
-                          [&](Client& client) { return Set(options, *arguments, client); });
-      });
+  tools::Syntax set = tool.AddVerb(tool.App(), "set", "Set an item's value", [&options, arguments] {
+    return WithClient(options, [&](Client& client) { return Set(options, *arguments, client); });
+  });
   set.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
-  set.AddArgument("VALUE", arguments->value,
-                  "The value to store; put -- before one that begins with -")
+  set.AddArgument("VALUE", arguments->value, "The value; put -- before one that starts with -")
       .Required();
-  set.AddFlag("--preview", arguments->preview, "Show the value, but do not keep it");
+  set.AddFlag("--preview", arguments->preview, "Show the value without keeping it");
 }
 
 }  // namespace settingsctl

@@ -29,12 +29,11 @@ Kind KindOf(int result, Kind otherwise) {
 
 AppError BusFailure(const std::string& bus, int result) {
   const Kind kind = KindOf(result, Kind::kBusLost);
-  return AppError(
-      kind, bus,
-      kind == Kind::kBusSilent ? "the bus did not answer in time"
-      : kind == Kind::kNotAllowed
-          ? "the bus does not let this user in; its policy says who may"
-          : fmt::format("the connection to the bus is lost: {}", std::strerror(-result)));
+  return AppError(kind, bus,
+                  kind == Kind::kBusSilent    ? "the bus did not answer in time"
+                  : kind == Kind::kNotAllowed ? "the bus does not let this user in; see its policy"
+                                              : fmt::format("the connection to the bus is lost: {}",
+                                                            std::strerror(-result)));
 }
 
 bool IsName(const bus::Error& error, const char* name) {
@@ -59,8 +58,7 @@ AppError CallFailure(const std::string& id, const bus::Error& error) {
     return failure(Kind::kEnded, "\"{}\" ended before it answered");
   }
   if (IsName(error, "AccessDenied")) {
-    return failure(Kind::kNotAllowed,
-                   "the bus does not let this user ask \"{}\"; its policy says who may");
+    return failure(Kind::kNotAllowed, "the bus does not let this user ask \"{}\"; see its policy");
   }
   if (error.Name().starts_with("org.freedesktop.DBus.Error.Spawn.")) {
     return AppError(Kind::kCannotStart, id,
@@ -69,8 +67,8 @@ AppError CallFailure(const std::string& id, const bus::Error& error) {
   if (IsName(error, "UnknownMethod") || IsName(error, "UnknownObject") ||
       IsName(error, "UnknownInterface")) {
     return AppError(Kind::kRefused, id,
-                    fmt::format("\"{}\" runs, but has no org.freedesktop.Application at {}", id,
-                                ApplicationObjectPath(id)));
+                    fmt::format("\"{}\" is running, but has no org.freedesktop.Application at {}",
+                                id, ApplicationObjectPath(id)));
   }
   return AppError(Kind::kRefused, id, fmt::format("\"{}\" refused: {}", id, error.Text()));
 }
@@ -86,7 +84,7 @@ void WaitForEnd(const std::string& id, int process, const Deadline& deadline) {
       return;
     }
     if (deadline.Passed()) {
-      throw AppError(Kind::kNoEnd, id, fmt::format("\"{}\" still runs", id));
+      throw AppError(Kind::kNoEnd, id, fmt::format("\"{}\" is still running", id));
     }
   }
 }
@@ -151,9 +149,9 @@ AppOwner AppOperator::m_ExistingOwner(const std::string& id) {
   }
   if (!Installed().contains(id)) {
     throw AppError(Kind::kNotInstalled, id,
-                   fmt::format("no application \"{}\" is installed or runs", id));
+                   fmt::format("no application \"{}\" is installed or running", id));
   }
-  throw AppError(Kind::kNotRunning, id, fmt::format("{} does not run", id));
+  throw AppError(Kind::kNotRunning, id, fmt::format("{} is not running", id));
 }
 
 bus::Message AppOperator::m_MakeCall(const std::string& id, const char* method) {
@@ -237,10 +235,11 @@ void AppOperator::m_WaitForLossOf(const std::string& id, const std::string& conn
 
 void CheckApplicationId(const std::string& id) {
   if (!IsApplicationId(id)) {
-    throw AppError(Kind::kNotAnId, id,
-                   fmt::format("\"{}\" is no application ID: it has at least two parts of letters, "
-                               "digits, _ and - with a dot between them, as org.pavix.menu",
-                               id));
+    throw AppError(
+        Kind::kNotAnId, id,
+        fmt::format("\"{}\" is not an application ID: it has at least two parts of letters, "
+                    "digits, _ and -, separated by dots, as in org.pavix.menu",
+                    id));
   }
 }
 

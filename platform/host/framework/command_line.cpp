@@ -18,7 +18,7 @@ constexpr char kFooter[] =
     "  SETTINGS_DATA_DIR           catalogue and models\n"
     "  DBUS_SESSION_BUS_ADDRESS    the session bus\n"
     "\n"
-    "Exit status: 0 ended by a signal, 1 failed, 2 wrong usage, 5 the service runs already,\n"
+    "Exit status: 0 stopped by a signal, 1 failed, 2 wrong usage, 5 already running,\n"
     "8 no bus, 13 the bus does not allow it.";
 
 std::string CheckBus(const std::string& bus) {
@@ -59,11 +59,11 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   const std::string program = ProgramName(argv[0]);
 
   CLI::App app(
-      "Serves the settings of a television on a message bus until it is ended by SIGTERM "
+      "Serves the settings of a television over D-Bus until stopped by SIGTERM "
       "or SIGINT.",
       program);
-  app.set_version_flag("--version", program + " " SETTINGS_VERSION, "Print the version and end");
-  app.set_help_flag("--help", "Print this and end");
+  app.set_version_flag("--version", program + " " SETTINGS_VERSION, "Print the version and exit");
+  app.set_help_flag("--help", "Print this help and exit");
   app.add_option("--bus", line.bus, "The bus to serve on: session, system or an address")
       ->type_name("BUS")
       ->check(CheckBus)

@@ -17,7 +17,7 @@ namespace host {
 namespace {
 
 constexpr char kNone[] = "none";
-constexpr char kFromZero[] = "a number from 0 on";
+constexpr char kFromZero[] = "a number from 0 up";
 
 std::vector<std::string> NoValues() { return {}; }
 
@@ -87,9 +87,8 @@ Parameter Name(const std::string& name, const std::string& description, bool isR
   const auto read = [](const std::string& text) {
     return IsSourceName(text) ? std::optional<KeyValue>(text) : std::nullopt;
   };
-  return {name,        "name of a source",
-          description, isRequired,
-          NoValues,    fmt::format("plain text of at most {} bytes", kMostSourceName),
+  return {name,       "source name", description,
+          isRequired, NoValues,      fmt::format("plain text of at most {} bytes", kMostSourceName),
           read};
 }
 
@@ -102,11 +101,11 @@ Parameter Language() {
     return IsLanguage(text) ? std::optional<KeyValue>(text) : std::nullopt;
   };
   return {"NAME",
-          "language of this set",
+          "language",
           "e.g. de_DE",
           true,
           TranslatedLanguages,
-          "one of them with a country, as de_DE, or another locale that this machine has",
+          "any of these with a country, such as de_DE, or another locale of this machine",
           read};
 }
 
@@ -140,31 +139,31 @@ const std::vector<Operation>& Operations() {
   static const std::vector<Operation> operations = {
       {"source add",
        "Attach a device, or add an empty port",
-       {Source(), Name("NAME", "What the user reads; the port's own name if not given", false),
-        Name("--detected", "What the device calls itself, if not NAME", false)},
+       {Source(), Name("NAME", "The name that the user sees (default: the port's)", false),
+        Name("--detected", "The name that the device reports (default: NAME)", false)},
        [](const SetView& view, Given given) {
          return AddSource(view, Number(given[0]), Text(given[1]),
                           given[2] ? std::optional(Text(given[2])) : std::nullopt);
        }},
       {"source remove",
-       "Unplug a device, or take an empty port out of the list",
+       "Unplug a device, or remove an empty port",
        {Source()},
        [](const SetView& view, Given given) { return RemoveSource(view, Number(given[0])); }},
       {"source rename",
-       "Change what the user reads",
+       "Change the name that the user sees",
        {Source(), Name("NAME", "The new name", true)},
        [](const SetView& view, Given given) {
          return RenameSource(view, Number(given[0]), Text(given[1]));
        }},
       {"source switch",
-       "Play a change to that source, from its start to a picture, or to none",
+       "Switch to a source, with all signals of the change",
        {Source()},
        [](const SetView& view, Given given) { return SwitchTo(view, Number(given[0])); }},
       {"source preview",
-       "Show that source as a preview; none ends it",
+       "Show a source as a preview; none ends it",
        {SourceOrNone()},
        [](const SetView& view, Given given) { return Preview(view, Number(given[0])); }},
-      Write("source signal", "Play one signal of the TV service alone", kSignalKey,
+      Write("source signal", "Send one signal of the TV service", kSignalKey,
             NumberOneOf(
                 "signal", "25 for the start of a change, 28 for no signal",
                 {SIGNAL_EXT_SOURCE_CHANGE_START, SIGNAL_EXT_SOURCE_SIGNAL_OK,
@@ -172,14 +171,14 @@ const std::vector<Operation>& Operations() {
                  SIGNAL_EXT_SOURCE_UNPLUG, SIGNAL_EXT_SOURCE_STOP, SIGNAL_SOURCE_INFO_CHANGE})),
       Write("game-item", "Change the picture's game item", kGameItemKey,
             NumberOneOf("game item", "1 on, 2 the second game state, 0 off", {0, 1, 2})),
-      Write("game-mode", "Switch the game mode", kGameModeKey,
+      Write("game-mode", "Turn the game mode on or off", kGameModeKey,
             NumberOneOf("game mode", "1 on, 0 off", {0, 1})),
-      Write("picture-setting", "Tell how far a new source's picture settings are",
+      Write("picture-setting", "Report whether a new source's picture settings are done",
             kPictureSettingKey,
             NumberOneOf("picture setting", "0 when they are done, 1 before",
                         {kPictureSettingDone, 1})),
-      Write("power", "Switch the set", kPowerKey,
-            OneOf("STATE", "power state", "What it is from now on",
+      Write("power", "Turn the set off or on", kPowerKey,
+            OneOf("STATE", "power state", "The new state",
                   {{"off", kPowerOff}, {"picture-off", kPowerPictureOff}, {"on", kPowerOn}})),
       {"window",
        "Change the size of the picture",
@@ -187,15 +186,15 @@ const std::vector<Operation>& Operations() {
        [](const SetView& view, Given given) {
          return Resize(view, Number(given[0]), Number(given[1]));
        }},
-      Write("rotate", "Turn the screen", kRotationKey,
+      Write("rotate", "Rotate the screen", kRotationKey,
             NumberOneOf("rotation", "1 is upright, 2 on its side, 0 not known", {0, 1, 2, 3})),
       Write("speaker", "Send the sound to another output", kSpeakerKey, Speaker()),
       Write("language", "Change the menu language", kLanguageKey, Language()),
-      Write("protection", "Switch the protection mode", kProtectionKey,
+      Write("protection", "Turn the protection mode on or off", kProtectionKey,
             NumberOneOf("protection mode", "1 on, 0 off", {0, 1})),
       {"reset",
-       "Play a reset of the set",
-       {OneOf("WHAT", "reset", "How much of it", {{"general", "general"}, {"factory", "factory"}})},
+       "Simulate a reset of the set",
+       {OneOf("WHAT", "reset", "Which reset", {{"general", "general"}, {"factory", "factory"}})},
        [](const SetView& view, Given given) {
          return Text(given[0]) == "general" ? GeneralReset() : FactoryReset(view);
        }},
@@ -214,14 +213,13 @@ Arguments ReadArguments(const Operation& operation, const Texts& texts) {
     }
     arguments.push_back(text ? parameter.read(*text) : std::nullopt);
     if (text && !arguments.back()) {
-      const std::vector<std::string> values = parameter.values();
-      const std::string there =
-          values.empty() ? "" : fmt::format("there are {}", fmt::join(values, ", "));
-      const std::string others =
-          parameter.others.empty() ? "" : fmt::format("give {}", parameter.others);
+      std::vector<std::string> valid = parameter.values();
+      if (!parameter.others.empty()) {
+        valid.push_back(parameter.others);
+      }
       throw SetError(SetError::Kind::kNotAllowed, *text,
-                     fmt::format("\"{}\" is no {}; {}{}{}", *text, parameter.noun, there,
-                                 there.empty() || others.empty() ? "" : ", or ", others));
+                     fmt::format("invalid {} \"{}\"; valid: {}", parameter.noun, *text,
+                                 fmt::join(valid, ", ")));
     }
   }
   return arguments;

@@ -19,7 +19,7 @@ struct Parameter {
   bool isRequired;
 
   // The values that it takes: each of these, and `others`, which is empty when there are no others:
-  // "a number from 0 on".
+  // "a number from 0 up".
   std::function<std::vector<std::string>()> values;
   std::string others;
 

@@ -57,15 +57,14 @@ Steps AddSource(const SetView& view, int source, const std::string& name,
   if (held == sources.end()) {
     if (sources.size() == kMostSources) {
       throw SetError(SetError::Kind::kTooManySources, NameOf(source),
-                     fmt::format("a set has {} sources at most", kMostSources));
+                     fmt::format("a set has at most {} sources", kMostSources));
     }
     sources.push_back(added);
   } else if (!added.isEmpty && held->isEmpty) {
     *held = added;
   } else {
-    throw SetError(
-        SetError::Kind::kSourceExists, NameOf(source),
-        fmt::format("there is a source {} already, \"{}\"", NameOf(source), held->editName));
+    throw SetError(SetError::Kind::kSourceExists, NameOf(source),
+                   fmt::format("source {} already exists: \"{}\"", NameOf(source), held->editName));
   }
   return {{kSourcesKey, WriteSources(sources)}};
 }

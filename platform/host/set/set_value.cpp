@@ -43,7 +43,7 @@ SetSource ReadSource(const Json::Value& source) {
   }
   const Json::Value& id = source["id"];
   if (!id.isInt() || id.asInt() < 0) {
-    Fail("a source's \"id\" is not a number from 0 on");
+    Fail("a source's \"id\" is not a number from 0 up");
   }
   SetSource item;
   item.sourceId = id.asInt();
