@@ -128,9 +128,10 @@ int HasOwner(sd_bus* bus, const std::string& name) {
   return result < 0 ? result : owned;
 }
 
-bool IsWellKnownName(const std::string& text) {
-  return text.find('\0') == std::string::npos && !text.starts_with(':') &&
-         sd_bus_service_name_is_valid(text.c_str()) > 0;
+bool IsApplicationId(const std::string& id) {
+  return id.find('\0') == std::string::npos && !id.starts_with(':') &&
+         sd_bus_service_name_is_valid(id.c_str()) > 0 && !id.starts_with("org.freedesktop.") &&
+         !id.starts_with("org.nuvra.service.");
 }
 
 std::vector<std::string> TakeTexts(char** array) {

@@ -98,8 +98,10 @@ bool IsFromBus(sd_bus_message* message);
 // Whether somebody owns the name: 1 or 0, or a negative errno.
 int HasOwner(sd_bus* bus, const std::string& name);
 
-// Whether it can be a name that a program takes. Takes any text.
-bool IsWellKnownName(const std::string& text);
+// Whether `id` can be the ID of an application: a name that a program can take and that belongs
+// neither to the bus and its services (org.freedesktop.*) nor to the set's (org.nuvra.service.*).
+// Takes any text.
+bool IsApplicationId(const std::string& id);
 
 // The texts of an array that sd-bus made, which is freed; none when it is null.
 std::vector<std::string> TakeTexts(char** array);

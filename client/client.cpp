@@ -341,7 +341,7 @@ std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
   return ListOf(*this, "GetDisabledItemsList", {});
 }
 
-bool Client::IsApplicationId(const std::string& name) { return bus::IsWellKnownName(name); }
+bool Client::IsApplicationId(const std::string& name) { return bus::IsApplicationId(name); }
 
 bool Client::RequestName(const std::string& name) {
   if (!IsApplicationId(name)) {

@@ -185,12 +185,14 @@ TEST(BusDeadline, TooFarForTheClockNeverPasses) {
   EXPECT_EQ(bus::Deadline(std::chrono::microseconds::max()).Left(), UINT64_MAX);
 }
 
-TEST(BusName, IsOneThatAProgramMayTake) {
-  EXPECT_TRUE(bus::IsWellKnownName(kName));
+TEST(BusName, IsAnApplicationsWhenAProgramCanTakeItAndNoServiceDoes) {
+  EXPECT_TRUE(bus::IsApplicationId(kName));
+  EXPECT_TRUE(bus::IsApplicationId("org.freedesktops.game"));
   for (const std::string& text :
        {std::string(), std::string("one"), std::string(":1.7"), std::string("org..example"),
-        std::string("org.example.name\0", 17)}) {
-    EXPECT_FALSE(bus::IsWellKnownName(text)) << text;
+        std::string("org.example.name\0", 17), std::string("org.freedesktop.DBus"),
+        std::string("org.nuvra.service.menu")}) {
+    EXPECT_FALSE(bus::IsApplicationId(text)) << text;
   }
 }
 

@@ -153,7 +153,8 @@ TEST_F(ClientTest, ABusNameHasOneClientUntilThatEnds) {
     EXPECT_FALSE(second.RequestName("org.example.app"));
   }
   EXPECT_TRUE(support::WaitUntil([&] { return second.RequestName("org.example.app"); }));
-  for (const std::string name : {"nodots", "", ":1.5", "a..b"}) {
+  for (const std::string name :
+       {"nodots", "", ":1.5", "a..b", "org.freedesktop.X", "org.nuvra.service.menu"}) {
     EXPECT_THROW(second.RequestName(name), std::invalid_argument) << name;
   }
 }

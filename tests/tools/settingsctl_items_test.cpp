@@ -127,9 +127,13 @@ TEST_F(SettingsctlItems, OptionsThatContradictEachOtherAreWrongUsage) {
   ExpectFailure(Run({"enabled", "brightness", "--value", "x", "--async"}), 2, "--help");
   ExpectFailure(Run({"disable", "brightness"}), 2, "--app");
   ExpectFailure(Run({"disable", "brightness", "--app", ""}), 2, "--app");
-  for (const char* verb : {"disable", "enable"}) {
-    ExpectFailure(Run({verb, "brightness", "--app", "nodots"}), 2,
-                  "\"nodots\" is not an application ID; use one such as org.example.game");
+  ExpectFailure(Run({"release", "--app", "nodots"}), 2,
+                "\"nodots\" is not an application ID; use one such as org.example.game");
+  for (const std::string app : {"nodots", "org.freedesktop.X", "org.nuvra.service.menu"}) {
+    for (const char* verb : {"disable", "enable"}) {
+      ExpectFailure(Run({verb, "brightness", "--app", app}), 2,
+                    "\"" + app + "\" is not an application ID");
+    }
   }
 }
 

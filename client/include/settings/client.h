@@ -149,7 +149,8 @@ class Client {
   std::optional<std::vector<std::string>> GetDisablerAppNamesByMenuId(const std::string& item);
   std::optional<std::vector<std::string>> GetDisabledItemsList();
 
-  // Whether `name` can be an application's: a bus name that is no connection's.
+  // Whether `name` can be an application's: a bus name that is neither a connection's nor that of
+  // the bus, its services or the set's (org.freedesktop.*, org.nuvra.service.*).
   static bool IsApplicationId(const std::string& name);
 
   // Makes `name` a bus name of this connection until the client ends, so that the service takes

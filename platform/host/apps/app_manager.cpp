@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
-#include "apps/application_id.h"
 #include "apps/living_applications.h"
+#include "bus/bus.h"
 #include "dlog.h"
 #include "framework/before_messages.h"
 #include "framework/exception_border.h"
@@ -52,7 +52,7 @@ class ApplicationWatcher {
 
  private:
   void Deliver(const std::string& name, const std::string& oldOwner, const std::string& newOwner) {
-    if (!IsApplicationId(name)) {
+    if (!bus::IsApplicationId(name)) {
       return;
     }
     if (!oldOwner.empty()) {

@@ -118,7 +118,7 @@ std::set<std::string> AppOperator::m_Names(bool running) {
                   : sd_bus_list_names(m_Bus.get(), nullptr, &names));
   std::set<std::string> ids;
   for (const std::string& name : bus::TakeTexts(names)) {
-    if (IsApplicationId(name)) {
+    if (bus::IsApplicationId(name)) {
       ids.insert(name);
     }
   }
@@ -234,7 +234,7 @@ void AppOperator::m_WaitForLossOf(const std::string& id, const std::string& conn
 }
 
 void CheckApplicationId(const std::string& id) {
-  if (!IsApplicationId(id)) {
+  if (!bus::IsApplicationId(id)) {
     throw AppError(
         Kind::kNotAnId, id,
         fmt::format("\"{}\" is not an application ID: it has at least two parts of letters, "

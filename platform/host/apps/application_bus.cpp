@@ -126,7 +126,7 @@ SharedConnection& Bus() {
 
 int ActivateApplication(const std::string& id,
                         const std::map<std::string, std::string>& extraData) {
-  if (!IsApplicationId(id)) {
+  if (!bus::IsApplicationId(id)) {
     return -EINVAL;
   }
   if (SizeOf(extraData) > kMostExtraData) {
@@ -136,7 +136,7 @@ int ActivateApplication(const std::string& id,
 }
 
 int IsApplicationRunning(const std::string& id) {
-  if (!IsApplicationId(id)) {
+  if (!bus::IsApplicationId(id)) {
     return -EINVAL;
   }
   return Bus().Use([&](sd_bus* bus) { return bus::HasOwner(bus, id); });

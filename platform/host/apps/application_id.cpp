@@ -1,13 +1,6 @@
 #include "apps/application_id.h"
 
-#include "bus/bus.h"
-
 namespace host {
-
-bool IsApplicationId(const std::string& id) {
-  return bus::IsWellKnownName(id) && !id.starts_with("org.freedesktop.") &&
-         !id.starts_with("org.nuvra.service.");
-}
 
 std::string ApplicationObjectPath(const std::string& id) {
   std::string path = "/" + id;

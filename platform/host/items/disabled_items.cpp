@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "apps/application_id.h"
 #include "apps/living_applications.h"
+#include "bus/bus.h"
 #include "items/error_log.h"
 
 namespace host {
@@ -26,7 +26,7 @@ void LogRefused(const std::string& app) {
 
 std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids,
                                                 const std::string& app) {
-  if (!IsApplicationId(app)) {
+  if (!bus::IsApplicationId(app)) {
     LogRefused(app);
     return {};
   }

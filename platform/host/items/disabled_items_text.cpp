@@ -8,8 +8,8 @@
 #include <unordered_set>
 #include <utility>
 
-#include "apps/application_id.h"
 #include "base/json.h"
+#include "bus/bus.h"
 
 // One line for each item and each application, so that damage to a part of the text costs that
 // part only: JSON text holds no line ends but those between its values, and no beginning of an
@@ -46,7 +46,7 @@ class LineReader {
 
  private:
   static std::string NameOf(const Json::Value& app) {
-    if (!app.isString() || !IsApplicationId(app.asString())) {
+    if (!app.isString() || !bus::IsApplicationId(app.asString())) {
       throw std::runtime_error("an application is not a name");
     }
     return app.asString();
