@@ -8,7 +8,7 @@
 
 #include "apps/application_id.h"
 #include "bus/bus.h"
-#include "framework/bus_address.h"
+#include "framework/service_bus.h"
 #include "thread_safety.h"
 
 // All threads share one connection that no main loop reads: it is opened by the first call and

@@ -21,6 +21,7 @@
 #include "framework/set_preparation.h"
 #include "nuvra/alarm.h"
 #include "system/environment.h"
+#include "system/host.h"
 #include "system/log.h"
 #include "system/ready_event.h"
 
@@ -30,12 +31,6 @@ namespace {
 constexpr int kFailure = 1;
 constexpr std::chrono::seconds kLogPatience{2};
 constexpr unsigned kAnnouncementPeriodInMilliseconds = 1000;
-
-// Not used for anything, but read by leak checkers: the caller keeps the service until the
-// process ends and never deletes it.
-[[gnu::used]] Nuvra::TCDaemonService* g_Service = nullptr;
-
-void (*g_PrepareSet)() = nullptr;
 
 bool Create(Nuvra::TCDaemonService& service) {
   bool created = false;
@@ -70,19 +65,22 @@ int Serve(MainLoop& loop, sd_bus* bus) {
   return exitStatus;
 }
 
+struct EndOfService {
+  ~EndOfService() { g_Host.EndService(); }
+};
+
 int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
-  MainLoop loop;
-  ServiceBus bus(line.bus);
-  const NameOwners owners(bus.Get());
+  const EndOfService end;
+  MainLoop& loop = g_Host.mainLoop.Get();
+  ServiceBus& bus = g_Host.serviceBus.Get([&] { return new ServiceBus(line.bus); });
+  g_Host.nameOwners.Get([&] { return new NameOwners(bus.Get()); });
   // Whoever sees the name finds the object.
   const ServiceObject object(bus.Get(), service);
   const std::string name = ServiceBusName(service.ServiceName());
   bus.TakeName(name);
 
   WithdrawReadyEvents();
-  if (g_PrepareSet != nullptr) {
-    Contain("the preparation of the set", g_PrepareSet);
-  }
+  Contain("the preparation of the set", PrepareSet);
   int exitStatus = kFailure;
   std::exception_ptr failure;
   if (Create(service)) {
@@ -149,17 +147,12 @@ int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
 
 }  // namespace
 
-bool PrepareSetWith(void (*prepare)()) {
-  g_PrepareSet = prepare;
-  return true;
-}
-
 }  // namespace host
 
 namespace Nuvra {
 
 int AppMain(int argc, char** argv, TCDaemonService* service) {
-  host::g_Service = service;
+  host::g_Host.service = service;
   return host::Main(argc, argv, *service);
 }
 

@@ -5,28 +5,21 @@
 #include <vector>
 
 #include "framework/exception_border.h"
+#include "system/host.h"
 
 namespace host {
-namespace {
-
-// Never destroyed: some of what is in it lives as long as the process.
-std::vector<const BeforeMessages*>& All() {
-  static auto* const all = new std::vector<const BeforeMessages*>();
-  return *all;
-}
-
-}  // namespace
 
 BeforeMessages::BeforeMessages(std::function<void()> catchUp) : m_CatchUp(std::move(catchUp)) {
-  All().push_back(this);
+  g_Host.beforeMessages.Get().push_back(this);
 }
 
-BeforeMessages::~BeforeMessages() { std::erase(All(), this); }
+BeforeMessages::~BeforeMessages() { std::erase(g_Host.beforeMessages.Get(), this); }
 
 void CatchUpBeforeMessage() {
+  const std::vector<const BeforeMessages*>& all = g_Host.beforeMessages.Get();
   // By index: what is done may make more of them.
-  for (std::size_t i = 0; i < All().size(); ++i) {
-    Contain("what goes before a message", All()[i]->m_CatchUp);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    Contain("what goes before a message", all[i]->m_CatchUp);
   }
 }
 

@@ -26,6 +26,7 @@
 #include "bus/bus.h"
 #include "framework/before_messages.h"
 #include "framework/exception_border.h"
+#include "system/host.h"
 #include "system/log.h"
 
 namespace host {
@@ -94,13 +95,11 @@ struct BusPump::Impl {
       throw std::system_error(-result, std::generic_category(), "cannot serve a bus");
     }
     sd_bus_ref(bus);
-    current = this;
     ecore_main_loop_select_func_set(Select);
   }
 
   ~Impl() {
     ecore_main_loop_select_func_set(sleep);
-    current = nullptr;
     sd_bus_unref(bus);
   }
 
@@ -111,7 +110,7 @@ struct BusPump::Impl {
   }
 
   static int Select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
-    return current->SelectWithBus(count, read, write, error, limit);
+    return g_Host.busPump->m_Impl->SelectWithBus(count, read, write, error, limit);
   }
 
   int SelectWithBus(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
@@ -170,8 +169,6 @@ struct BusPump::Impl {
     Contain("the handler of a lost connection", [&] { onLost(error); });
   }
 
-  static inline Impl* current = nullptr;
-
   sd_bus* const bus;
   const std::function<void(int error)> onLost;
   const Ecore_Select_Function sleep = ecore_main_loop_select_func_get();
@@ -181,8 +178,13 @@ struct BusPump::Impl {
 };
 
 BusPump::BusPump(sd_bus* bus, std::function<void(int error)> onLost)
-    : m_Impl(std::make_unique<Impl>(bus, std::move(onLost))) {}
+    : m_Impl(std::make_unique<Impl>(bus, std::move(onLost))) {
+  g_Host.busPump = this;
+}
 
-BusPump::~BusPump() = default;
+BusPump::~BusPump() {
+  m_Impl.reset();
+  g_Host.busPump = nullptr;
+}
 
 }  // namespace host

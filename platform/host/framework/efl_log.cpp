@@ -1,7 +1,6 @@
 #include "framework/efl_log.h"
 
 #include <Eina.h>
-#include <signal.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -9,11 +8,10 @@
 
 #include "base/utf8.h"
 #include "dlog.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
-
-volatile sig_atomic_t g_LostSignal = 0;
 
 int Priority(Eina_Log_Level level) {
   switch (level) {
@@ -33,7 +31,7 @@ void Print(const Eina_Log_Domain* domain, Eina_Log_Level level, const char*, con
            int, const char* format, void*, va_list arguments) {
   // Ecore's signal handler reports here too, and may have interrupted the log.
   if (std::strcmp(function, "_ecore_signal_callback") == 0) {
-    g_LostSignal = 1;
+    g_Host.hasLostSignal = 1;
     return;
   }
   char text[1024];
@@ -47,8 +45,8 @@ void Print(const Eina_Log_Domain* domain, Eina_Log_Level level, const char*, con
 void TakeEflLog() { eina_log_print_cb_set(Print, nullptr); }
 
 bool TakeLostSignal() {
-  const bool lost = g_LostSignal != 0;
-  g_LostSignal = 0;
+  const bool lost = g_Host.hasLostSignal != 0;
+  g_Host.hasLostSignal = 0;
   return lost;
 }
 

@@ -20,12 +20,10 @@
 #include "framework/efl_log.h"
 #include "framework/exception_border.h"
 #include "framework/process_signals.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
-
-bool g_MainLoopLives = false;
-unsigned g_EndedMainLoops = 0;
 
 // Eina wants a directory for what ends with the session. Without XDG_RUNTIME_DIR it makes one in
 // the home directory and ends the process when it cannot, and in either it looks for a debugger
@@ -34,11 +32,10 @@ unsigned g_EndedMainLoops = 0;
 class EinaStart {
  public:
   EinaStart() {
-    static char runtimeDirectory[] = "XDG_RUNTIME_DIR=/dev/null";
     // Another array of variables instead of a changed one, and one that stays: a thread that looks
     // for a variable just now goes on in what it has begun to read.
-    static std::vector<char*> variables;
-    variables = {runtimeDirectory};
+    std::vector<char*>& variables = g_Host.startVariables.Get();
+    variables = {const_cast<char*>(kNoRuntimeDirectory)};
     for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
       if (!std::string_view(*variable).starts_with("XDG_RUNTIME_DIR=")) {
         variables.push_back(*variable);
@@ -52,6 +49,8 @@ class EinaStart {
   EinaStart& operator=(const EinaStart&) = delete;
 
  private:
+  static constexpr char kNoRuntimeDirectory[] = "XDG_RUNTIME_DIR=/dev/null";
+
   char** const m_OwnVariables = environ;
 };
 
@@ -96,7 +95,7 @@ MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   if (!started) {
     throw std::runtime_error("Ecore cannot be started");
   }
-  g_MainLoopLives = true;
+  g_Host.hasMainLoop = true;
   m_Impl->signalsOfEcore =
       ecore_event_handler_add(ECORE_EVENT_SIGNAL_EXIT, Impl::OnSignalOfEcore, m_Impl.get());
   BlockEndSignals();
@@ -112,8 +111,8 @@ MainLoop::~MainLoop() {
   m_Impl->endSignalWatch.reset();
   close(m_Impl->endSignals);
   ecore_event_handler_del(m_Impl->signalsOfEcore);
-  g_MainLoopLives = false;
-  ++g_EndedMainLoops;
+  g_Host.hasMainLoop = false;
+  ++g_Host.endedMainLoops;
   while (ecore_shutdown() > 0) {
   }
 }
@@ -127,7 +126,7 @@ void MainLoop::Run() {
 void MainLoop::Quit() { m_Impl->Quit(); }
 
 bool MainLoopExists() {
-  if (g_MainLoopLives) {
+  if (g_Host.hasMainLoop) {
     return true;
   }
   const SignalKeeper signals;
@@ -138,7 +137,7 @@ bool MainLoopExists() {
   return exists;
 }
 
-unsigned EndedMainLoops() { return g_EndedMainLoops; }
+unsigned EndedMainLoops() { return g_Host.endedMainLoops; }
 
 struct FdWatch::Impl {
   static Eina_Bool OnReadable(void* self, Ecore_Fd_Handler*) {

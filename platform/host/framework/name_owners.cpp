@@ -5,11 +5,10 @@
 #include <list>
 
 #include "framework/exception_border.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
-
-NameOwners* g_Current = nullptr;
 
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
@@ -50,10 +49,7 @@ NameOwners::NameOwners(sd_bus* bus) {
   Check(sd_bus_match_signal(bus, bus::Out(m_Slot), kBus, kBusPath, kBus, "NameOwnerChanged",
                             OnNameOwnerChanged, this));
   AskForAll(bus);
-  g_Current = this;
 }
-
-NameOwners::~NameOwners() { g_Current = nullptr; }
 
 // All questions are sent before the first answer is awaited. News that come between the answers
 // are taken in their order, so each name ends up with what was said of it last.
@@ -115,6 +111,6 @@ std::string NameOwners::OwnerOf(const std::string& name) const {
   return found != m_Owners.end() ? found->second : "";
 }
 
-NameOwners* NameOwners::Current() { return g_Current; }
+NameOwners* NameOwners::Current() { return g_Host.nameOwners.Find(); }
 
 }  // namespace host

@@ -22,7 +22,6 @@ class NameOwners {
   // Asks the bus who owns what now, and from then on listens. Keeps a reference to `bus`, which
   // is connected and serves no object yet. Throws std::system_error.
   explicit NameOwners(sd_bus* bus);
-  ~NameOwners();
   NameOwners(const NameOwners&) = delete;
   NameOwners& operator=(const NameOwners&) = delete;
 

@@ -6,7 +6,7 @@
 
 #include "base/utf8.h"
 #include "dlog.h"
-#include "framework/bus_address.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
@@ -20,8 +20,6 @@ constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 1'000'000;
 
 // As the kernel keeps it.
 constexpr std::size_t kProgramSize = 15;
-
-sd_bus* g_Current = nullptr;
 
 std::string Describe(const std::string& choice) {
   return choice == "session" || choice == "system" ? "the " + choice + " bus"
@@ -39,11 +37,8 @@ ServiceBus::ServiceBus(const std::string& choice) : m_Description(Describe(choic
   if (result < 0) {
     FailConnecting(result);
   }
-  SetBusAddress(address);
-  g_Current = m_Bus.get();
+  g_Host.busAddress.Get() = address;
 }
-
-ServiceBus::~ServiceBus() { g_Current = nullptr; }
 
 void ServiceBus::FailConnecting(int error) const {
   if (error == -ENOMEDIUM) {
@@ -128,6 +123,11 @@ void ServiceBus::ReleaseName(const std::string& name) {
   }
 }
 
-sd_bus* ServiceBus::Current() { return g_Current; }
+sd_bus* ServiceBus::Current() {
+  const ServiceBus* const current = g_Host.serviceBus.Find();
+  return current != nullptr ? current->Get() : nullptr;
+}
+
+const std::string& BusAddress() { return g_Host.busAddress.Get(); }
 
 }  // namespace host

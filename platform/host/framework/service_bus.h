@@ -25,8 +25,7 @@ class ServiceBus {
   // Connects to `choice`: "session", "system" or the address of a bus. Throws StartFailure.
   explicit ServiceBus(const std::string& choice);
 
-  // Sends nothing that still waits.
-  ~ServiceBus();
+  // Its end sends nothing that still waits.
   ServiceBus(const ServiceBus&) = delete;
   ServiceBus& operator=(const ServiceBus&) = delete;
 
@@ -51,5 +50,9 @@ class ServiceBus {
   const std::string m_Description;  // "the session bus"
   bus::Connection m_Bus;
 };
+
+// The address of the set's bus: that of the bus that AppMain connected to; empty before it did. Any
+// thread once AppMain called the service.
+const std::string& BusAddress();
 
 }  // namespace host

@@ -1,5 +1,4 @@
-// A daemon that is started by hand on an empty directory finds a set that works, too. This object
-// is linked into every program that is linked with the platform; nobody calls anything in it.
+// A daemon that is started by hand on an empty directory finds a set that works, too.
 
 #include "framework/set_preparation.h"
 #include "keystore/process_store.h"
@@ -7,14 +6,10 @@
 #include "system/environment.h"
 
 namespace host {
-namespace {
 
-void Prepare() {
+void PrepareSet() {
   KeyStore& store = ProcessStore();
   PrepareFreshSet(store, SetLock(RunDir()));
 }
 
-[[maybe_unused]] const bool g_Registered = PrepareSetWith(Prepare);
-
-}  // namespace
 }  // namespace host

@@ -1,13 +1,26 @@
 #pragma once
 
+#include <csignal>
+#include <string>
 #include <type_traits>
+#include <vector>
 
+#include "system/ends_with_service.h"
 #include "system/outlives_exit.h"
+
+namespace Nuvra {
+class TCDaemonService;
+}
 
 namespace host {
 
 // Parts of the host, declared where they belong: here they have names and no more.
+class BeforeMessages;
+class BusPump;
 class Log;
+class MainLoop;
+class NameOwners;
+class ServiceBus;
 struct Environment;
 struct Model;
 struct RemainingEvents;
@@ -24,6 +37,30 @@ struct Host {
   OutlivesExit<Environment> environment;
   OutlivesExit<Model> model;
   OutlivesExit<RemainingEvents> remainingEvents;
+
+  // Not used for anything, but read by leak checkers: AppMain's caller keeps the service until the
+  // process ends and never deletes it.
+  Nuvra::TCDaemonService* service = nullptr;
+
+  // The variables of the environment while Eina starts.
+  OutlivesExit<std::vector<char*>> startVariables;
+  volatile std::sig_atomic_t hasLostSignal = 0;  // set by Ecore's signal handler
+  bool hasMainLoop = false;
+  unsigned endedMainLoops = 0;
+  EndsWithService<MainLoop> mainLoop;
+  OutlivesExit<std::vector<const BeforeMessages*>> beforeMessages;
+
+  OutlivesExit<std::string> busAddress;
+  EndsWithService<ServiceBus> serviceBus;
+  EndsWithService<NameOwners> nameOwners;
+  BusPump* busPump = nullptr;  // the one that lives
+
+  // Ends what ends with the service, the last first. Main-loop thread only.
+  void EndService() {
+    nameOwners.End();
+    serviceBus.End();
+    mainLoop.End();
+  }
 };
 
 static_assert(std::is_trivially_destructible_v<Host>);

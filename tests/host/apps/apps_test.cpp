@@ -14,9 +14,10 @@
 
 #include "aul.h"
 #include "contract/main_loop.h"
-#include "framework/bus_address.h"
+#include "framework/service_bus.h"
 #include "support/wait.h"
 #include "system/environment.h"
+#include "system/host.h"
 #include "system/log.h"
 
 namespace {
@@ -155,16 +156,16 @@ void AppsTest::EndBus() {
 }
 
 void AppsTest::BeginService() {
-  m_ServiceBus = std::make_unique<host::ServiceBus>(m_Bus->Address());
-  m_Owners = std::make_unique<host::NameOwners>(m_ServiceBus->Get());
+  host::g_Host.serviceBus.Get([this] { return new host::ServiceBus(m_Bus->Address()); });
+  sd_bus* const bus = host::ServiceBus::Current();
+  host::g_Host.nameOwners.Get([bus] { return new host::NameOwners(bus); });
   m_Pump = std::make_unique<host::BusPump>(
-      m_ServiceBus->Get(), [](int error) { ADD_FAILURE() << "the connection is lost: " << error; });
+      bus, [](int error) { ADD_FAILURE() << "the connection is lost: " << error; });
 }
 
 void AppsTest::EndService() {
   m_Pump.reset();
-  m_Owners.reset();
-  m_ServiceBus.reset();
+  host::g_Host.EndService();
 }
 
 void AppsTest::Watch() { ASSERT_EQ(app_manager_set_app_context_event_cb(CollectEvent, this), 0); }
@@ -182,7 +183,7 @@ bool AppsTest::RunUntilEvents(std::size_t count) {
 
 std::string AppsTest::ServiceConnection() const {
   const char* name = nullptr;
-  EXPECT_GE(sd_bus_get_unique_name(m_ServiceBus->Get(), &name), 0);
+  EXPECT_GE(sd_bus_get_unique_name(host::ServiceBus::Current(), &name), 0);
   return name;
 }
 
@@ -191,7 +192,8 @@ void AppsTest::ServeAll() {
   const std::string mark = "org.nuvra.service.mark" + std::to_string(++m_Marks);
   BusClient client;
   client.Own(mark);
-  EXPECT_TRUE(contract::RunMainLoopUntil([&] { return !m_Owners->OwnerOf(mark).empty(); }));
+  EXPECT_TRUE(contract::RunMainLoopUntil(
+      [&] { return !host::NameOwners::Current()->OwnerOf(mark).empty(); }));
 }
 
 std::unique_ptr<support::Process> AppsTest::Start(const std::string& appId) {

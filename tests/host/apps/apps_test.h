@@ -126,8 +126,6 @@ class AppsTest : public testing::Test {
   support::TempDirectory m_Directory;
   const std::filesystem::path m_RecordFile = m_Directory / "record";
   std::unique_ptr<support::PrivateBus> m_Bus;
-  std::unique_ptr<host::ServiceBus> m_ServiceBus;
-  std::unique_ptr<host::NameOwners> m_Owners;
   std::unique_ptr<host::BusPump> m_Pump;
   std::vector<AppEvent> m_Events;
   std::vector<pid_t> m_Stopped;

@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "dlog.h"
+#include "framework/set_preparation.h"
 #include "lwipc.h"
 #include "nuvra/alarm.h"
 #include "nuvra/app_main.h"
@@ -204,6 +205,9 @@ int __wrap_sd_bus_get_fd(sd_bus* bus) {
   return Variable("OPEN_FILES") == "many" ? FD_SETSIZE : __real_sd_bus_get_fd(bus);
 }
 }
+
+// There is no set around it.
+void host::PrepareSet() {}
 
 int main(int argc, char** argv) {
   __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "main\n");
