@@ -14,6 +14,7 @@
 #include "framework/before_messages.h"
 #include "framework/exception_border.h"
 #include "framework/name_owners.h"
+#include "system/host.h"
 
 // An application lives while it owns its name. The bus tells who owns what on the connection on
 // which the requests come, and that is what puts both into one order.
@@ -28,6 +29,8 @@ namespace {
 void LogError(const char* what, const std::string& reason) {
   __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "apps", "%s: %s\n", what, reason.c_str());
 }
+
+}  // namespace
 
 class ApplicationWatcher {
  public:
@@ -94,11 +97,9 @@ class ApplicationWatcher {
   BeforeMessages m_BeforeMessages{[this] { DeliverMissedEnds(); }};
 };
 
-// Never destroyed: the bus it listens to ends before the process does.
-ApplicationWatcher& Watcher() {
-  static auto* const watcher = new ApplicationWatcher();
-  return *watcher;
-}
+namespace {
+
+ApplicationWatcher& Watcher() { return g_Host.applicationWatcher.Get(); }
 
 }  // namespace
 

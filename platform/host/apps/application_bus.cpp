@@ -9,6 +9,7 @@
 #include "apps/application_id.h"
 #include "bus/bus.h"
 #include "framework/service_bus.h"
+#include "system/host.h"
 #include "thread_safety.h"
 
 // All threads share one connection that no main loop reads: it is opened by the first call and
@@ -89,7 +90,9 @@ std::size_t SizeOf(const std::map<std::string, std::string>& extraData) {
   return size;
 }
 
-class SharedConnection {
+}  // namespace
+
+class ApplicationBus {
  public:
   // Runs `body` with the connection. Returns what it returns, or a negative errno when there is
   // no connection.
@@ -116,14 +119,6 @@ class SharedConnection {
   bus::Connection m_Connection GUARDED_BY(m_Mutex);
 };
 
-// Never destroyed: threads may still need it while the process ends.
-SharedConnection& Bus() {
-  static auto* const connection = new SharedConnection();
-  return *connection;
-}
-
-}  // namespace
-
 int ActivateApplication(const std::string& id,
                         const std::map<std::string, std::string>& extraData) {
   if (!bus::IsApplicationId(id)) {
@@ -132,14 +127,14 @@ int ActivateApplication(const std::string& id,
   if (SizeOf(extraData) > kMostExtraData) {
     return -E2BIG;
   }
-  return Bus().Use([&](sd_bus* bus) { return Activate(bus, id, extraData); });
+  return g_Host.applicationBus.Get().Use([&](sd_bus* bus) { return Activate(bus, id, extraData); });
 }
 
 int IsApplicationRunning(const std::string& id) {
   if (!bus::IsApplicationId(id)) {
     return -EINVAL;
   }
-  return Bus().Use([&](sd_bus* bus) { return bus::HasOwner(bus, id); });
+  return g_Host.applicationBus.Get().Use([&](sd_bus* bus) { return bus::HasOwner(bus, id); });
 }
 
 }  // namespace host

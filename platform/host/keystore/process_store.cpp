@@ -1,12 +1,12 @@
 #include "keystore/process_store.h"
 
 #include "system/environment.h"
+#include "system/host.h"
 
 namespace host {
 
 KeyStore& ProcessStore() {
-  static auto* const store = new KeyStore(StateDir(), RunDir());
-  return *store;
+  return g_Host.keyStore.Get([] { return new KeyStore(StateDir(), RunDir()); });
 }
 
 }  // namespace host

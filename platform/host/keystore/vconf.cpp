@@ -18,6 +18,7 @@
 #include "framework/main_loop.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
+#include "system/host.h"
 
 struct _keynode_t {
   host::KeyChange change;
@@ -41,37 +42,39 @@ Result Guarded(const char* function, Result failure, Body body) noexcept {
   }
 }
 
-// The change whose callback runs on this thread; null outside, and once the callback has written
-// the key itself.
-thread_local const KeyChange* t_change = nullptr;
-
 // Callbacks read the key instead of taking the value from the node. For one that comes late that
 // would be the newest value, several times over, and a key that was 1 for a moment would never
 // have been it. So the callback of a change reads what the change left.
-class Moment {
+class ScopedChange {
  public:
-  explicit Moment(const KeyChange& change) : m_Outer(t_change) { t_change = &change; }
-  ~Moment() { t_change = m_Outer; }
-  Moment(const Moment&) = delete;
-  Moment& operator=(const Moment&) = delete;
+  explicit ScopedChange(const KeyChange& change) : m_Outer(t_Host.change) {
+    t_Host.change = &change;
+  }
+  ~ScopedChange() { t_Host.change = m_Outer; }
+  ScopedChange(const ScopedChange&) = delete;
+  ScopedChange& operator=(const ScopedChange&) = delete;
 
  private:
   const KeyChange* const m_Outer;
 };
 
-bool IsChanging(std::string_view key) { return t_change != nullptr && t_change->key == key; }
+bool IsChanging(std::string_view key) {
+  return t_Host.change != nullptr && t_Host.change->key == key;
+}
 
 std::optional<KeyValue> Read(std::string_view key) {
-  return IsChanging(key) ? t_change->value : ProcessStore().Get(key);
+  return IsChanging(key) ? t_Host.change->value : ProcessStore().Get(key);
 }
 
 bool Write(std::string_view key, const KeyValue& value) {
   const bool written = ProcessStore().Set(key, value);
   if (written && IsChanging(key)) {
-    t_change = nullptr;
+    t_Host.change = nullptr;
   }
   return written;
 }
+
+}  // namespace
 
 // The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
 class Subscriptions {
@@ -159,7 +162,7 @@ class Subscriptions {
   // An exception ends its callback only: the others, and the changes behind, are still due.
   static void Call(Subscription subscription, _keynode_t& node) {
     const std::string what = "a callback of " + node.change.key + " threw";
-    const Moment moment(node.change);
+    const ScopedChange change(node.change);
     try {
       subscription.callback(&node, subscription.userData);
     } catch (const std::exception& error) {
@@ -175,11 +178,9 @@ class Subscriptions {
   BeforeMessages m_BeforeMessages;
 };
 
-// Lives as long as the process: a callback may still come while it ends.
-Subscriptions& ProcessSubscriptions() {
-  static auto* const subscriptions = new Subscriptions();
-  return *subscriptions;
-}
+namespace {
+
+Subscriptions& ProcessSubscriptions() { return g_Host.subscriptions.Get(); }
 
 // Null becomes a key that no store takes.
 std::string_view KeyOf(const char* key) { return key != nullptr ? key : ""; }

@@ -15,13 +15,18 @@ class TCDaemonService;
 namespace host {
 
 // Parts of the host, declared where they belong: here they have names and no more.
+class ApplicationBus;
+class ApplicationWatcher;
 class BeforeMessages;
 class BusPump;
+class KeyStore;
 class Log;
 class MainLoop;
 class NameOwners;
 class ServiceBus;
+class Subscriptions;
 struct Environment;
+struct KeyChange;
 struct Model;
 struct RemainingEvents;
 
@@ -37,6 +42,7 @@ struct Host {
   OutlivesExit<Environment> environment;
   OutlivesExit<Model> model;
   OutlivesExit<RemainingEvents> remainingEvents;
+  OutlivesExit<KeyStore> keyStore;
 
   // Not used for anything, but read by leak checkers: AppMain's caller keeps the service until the
   // process ends and never deletes it.
@@ -55,8 +61,14 @@ struct Host {
   EndsWithService<NameOwners> nameOwners;
   BusPump* busPump = nullptr;  // the one that lives
 
+  EndsWithService<Subscriptions> subscriptions;
+  EndsWithService<ApplicationWatcher> applicationWatcher;
+  OutlivesExit<ApplicationBus> applicationBus;
+
   // Ends what ends with the service, the last first. Main-loop thread only.
   void EndService() {
+    applicationWatcher.End();
+    subscriptions.End();
     nameOwners.End();
     serviceBus.End();
     mainLoop.End();
@@ -70,6 +82,9 @@ inline constinit Host g_Host;
 // What each thread has once.
 struct HostThread {
   int logHolds = 0;
+
+  // The change whose callback runs; null outside, and once the callback has written the key itself.
+  const KeyChange* change = nullptr;
 };
 
 inline thread_local constinit HostThread t_Host;
