@@ -1,11 +1,10 @@
 // Shows several pictures at once. While it is in the foreground there is neither a game bar nor a
 // crosshair.
 
+#include "set/keys.h"
 #include "support/application.h"
 
 namespace {
-
-constexpr char kInfoKey[] = "memory/multiscreen/info";
 
 class MultiScreenLauncher : public apps::Application {
  public:
@@ -14,7 +13,7 @@ class MultiScreenLauncher : public apps::Application {
  private:
   void OnState(apps::State state) override {
     const bool on = state == apps::State::kForeground;
-    Keys().Set(kInfoKey, on ? R"({"mode":"on"})" : R"({"mode":"off"})");
+    Keys().Set(host::kMultiScreenKey, on ? R"({"mode":"on"})" : R"({"mode":"off"})");
   }
 };
 

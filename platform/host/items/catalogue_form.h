@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "set/keys.h"
+
 // What a catalogue consists of, said once: the reader checks by these tables, and the JSON Schema
 // (catalogue_schema.h) is written from them. What concerns two members or two items is the
 // loader's.
@@ -96,17 +98,12 @@ inline constexpr std::string_view kPreviews[] = {kPreviewKeys};
 // What the set keeps its state in, and what programs tell each other in: no item can keep its value
 // there.
 inline constexpr std::string_view kTakenKeys[] = {
-    "db/factory/factory_reset_count",
-    "db/menu/refresh_menu",
-    "db/sysman/rotation_state",
-    "memory/ave/protection",
-    "memory/detection/game",
-    "memory/gamebar/launch_by_erbrightness",
-    "memory/menu/disabled_items",
-    "memory/menu/general/reset/progressing",
-    "memory/multiscreen/info",
-    "memory/set/",
-    "memory/tv-viewer/",
+    kFactoryResetCountKey, kRefreshMenuKey,
+    kRotationKey,          kProtectionKey,
+    kGameDetectionKey,     kLaunchByERBrightnessKey,
+    kDisabledItemsKey,     kGeneralResetKey,
+    kMultiScreenKey,       kSetPrefix,
+    kViewerPrefix,
 };
 
 inline constexpr std::string_view kKindWords[] = {"group", "switch", "list", "range", "action"};

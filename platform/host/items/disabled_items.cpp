@@ -8,11 +8,10 @@
 #include "apps/living_applications.h"
 #include "bus/bus.h"
 #include "items/error_log.h"
+#include "set/keys.h"
 
 namespace host {
 namespace {
-
-constexpr char kMirrorKey[] = "memory/menu/disabled_items";
 
 void LogRefused(const std::string& app) {
   constexpr std::size_t kShown = 64;
@@ -174,11 +173,11 @@ std::vector<std::string> DisabledItems::InMenuOrder(const std::vector<std::strin
 }
 
 void DisabledItems::ReadMirror() {
-  const std::string text = m_Inputs.Text(kMirrorKey).value_or("");
+  const std::string text = m_Inputs.Text(kDisabledItemsKey).value_or("");
   std::string damage;
   m_Record = ReadDisabledRecord(text, damage);
   if (!damage.empty()) {
-    LogError(fmt::format("{}: {}", kMirrorKey, damage));
+    LogError(fmt::format("{}: {}", kDisabledItemsKey, damage));
   }
   DropUnknownItems();
   if (WriteDisabledRecord(m_Record) != text) {
@@ -217,7 +216,7 @@ bool DisabledItems::DropUnknownItems() {
   if (count > 0) {
     std::erase_if(m_Record.disablers, [](const auto& each) { return each.second.items == 0; });
     LogError(fmt::format("{}: dropped {} items that are not in the catalogue; the first is {}",
-                         kMirrorKey, count, unknown));
+                         kDisabledItemsKey, count, unknown));
   }
   return count > 0;
 }
@@ -225,13 +224,14 @@ bool DisabledItems::DropUnknownItems() {
 bool DisabledItems::WriteMirror() {
   const std::string text = WriteDisabledRecord(m_Record);
   if (text.size() > kMostRecordText || RelationCount(m_Record) > kMostRelations) {
-    LogError(fmt::format("{}: full, so the record stays as it is there", kMirrorKey));
+    LogError(fmt::format("{}: full, so the record stays as it is there", kDisabledItemsKey));
     return false;
   }
-  if (m_Inputs.WriteText(kMirrorKey, text)) {
+  if (m_Inputs.WriteText(kDisabledItemsKey, text)) {
     return true;
   }
-  LogError(std::string(kMirrorKey) + ": cannot be written, so the record stays as it is there");
+  LogError(std::string(kDisabledItemsKey) +
+           ": cannot be written, so the record stays as it is there");
   return false;
 }
 

@@ -20,6 +20,7 @@ inline constexpr char kPowerKey[] = "memory/set/power";
 inline constexpr char kSpeakerKey[] = "memory/set/speaker";
 inline constexpr char kNetworkSpeakersKey[] = "memory/set/network_speakers";
 
+inline constexpr char kViewerPrefix[] = "memory/tv-viewer/";
 inline constexpr char kViewerStateKey[] = "memory/tv-viewer/viewer_state";
 inline constexpr char kVisibleBannersKey[] = "memory/tv-viewer/visible_banners";
 inline constexpr char kRotationKey[] = "db/sysman/rotation_state";
@@ -27,6 +28,11 @@ inline constexpr char kFactoryResetCountKey[] = "db/factory/factory_reset_count"
 inline constexpr char kGeneralResetKey[] = "memory/menu/general/reset/progressing";
 inline constexpr char kProtectionKey[] = "memory/ave/protection";
 inline constexpr char kLanguageKey[] = "db/menu_widget/language";
+inline constexpr char kDisabledItemsKey[] = "memory/menu/disabled_items";
+inline constexpr char kRefreshMenuKey[] = "db/menu/refresh_menu";
+inline constexpr char kMultiScreenKey[] = "memory/multiscreen/info";
+inline constexpr char kGameDetectionKey[] = "memory/detection/game";
+inline constexpr char kLaunchByERBrightnessKey[] = "memory/gamebar/launch_by_erbrightness";
 
 // In kPreviewKey.
 inline constexpr int kNoPreview = -1;
