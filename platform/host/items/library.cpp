@@ -2,22 +2,19 @@
 
 #include "apps/living_applications.h"
 #include "items/host_inputs.h"
+#include "system/host.h"
 
 namespace host {
-namespace {
 
-struct ListeningLibrary : ItemLibrary {
-  explicit ListeningLibrary(Inputs& inputs) : ItemLibrary(inputs) {
-    OnInstanceBegin([this](const std::string& app) { Disabled().NoteInstance(app); });
+struct HostLibrary {
+  HostLibrary() {
+    OnInstanceBegin([this](const std::string& app) { library.Disabled().NoteInstance(app); });
   }
+
+  HostInputs inputs;
+  ItemLibrary library{inputs};
 };
 
-}  // namespace
-
-ItemLibrary& Library() {
-  static HostInputs inputs;
-  static ListeningLibrary library(inputs);
-  return library;
-}
+ItemLibrary& Library() { return g_Host.itemLibrary.Get().library; }
 
 }  // namespace host

@@ -16,17 +16,24 @@
 #include <cstdlib>
 
 #include "base/utf8.h"
+#include "system/host.h"
 
 // Documented by gettext for programs that change LANGUAGE: counting it up makes it forget.
 extern "C" int _nl_msg_cat_cntr;
 
 namespace host {
+
+struct Translations {
+  bool exist = false;
+  std::string languages;  // in which gettext has looked last
+  // Null, for which uselocale changes nothing, when the C library has none.
+  const locale_t languageOnly = newlocale(LC_MESSAGES_MASK, "C.UTF-8", nullptr);
+};
+
 namespace {
 
 constexpr char kItemNames[] = "settings-items";
 constexpr char kValueNames[] = "settings-values";
-
-bool g_HasTranslations = false;
 
 // While one lives, messages of this thread are looked up in the given locale.
 class MessageLocale {
@@ -40,34 +47,28 @@ class MessageLocale {
   locale_t m_Previous;
 };
 
-// Null, for which uselocale changes nothing, when the C library has none.
-locale_t LanguageOnlyLocale() {
-  static const locale_t locale = newlocale(LC_MESSAGES_MASK, "C.UTF-8", nullptr);
-  return locale;
-}
-
 std::string WantedLanguages() {
   const char* languages = std::getenv("LANGUAGE");
   return languages != nullptr ? languages : "";
 }
 
-void ForgetTranslationsOfOtherLanguages(const std::string& languages) {
-  static std::string known;
-  if (languages != known) {
-    known = languages;
+void ForgetTranslationsOfOtherLanguages(const std::string& languages, Translations& translations) {
+  if (languages != translations.languages) {
+    translations.languages = languages;
     ++_nl_msg_cat_cntr;
   }
 }
 
 std::string Translated(const char* domain, const std::string& name) {
+  Translations& translations = g_Host.translations.Get();
   const std::string languages = WantedLanguages();
   // A language is part of a path: it must not lead out of the directory of translations. An empty
   // name would give the header of the catalogue.
-  if (!g_HasTranslations || name.empty() || languages.find('/') != std::string::npos) {
+  if (!translations.exist || name.empty() || languages.find('/') != std::string::npos) {
     return name;
   }
-  ForgetTranslationsOfOtherLanguages(languages);
-  const MessageLocale locale(languages.empty() ? nullptr : LanguageOnlyLocale());
+  ForgetTranslationsOfOtherLanguages(languages, translations);
+  const MessageLocale locale(languages.empty() ? nullptr : translations.languageOnly);
   const std::string translation = dgettext(domain, name.c_str());
   return base::IsPlainText(translation) ? translation : name;
 }
@@ -75,8 +76,8 @@ std::string Translated(const char* domain, const std::string& name) {
 }  // namespace
 
 void UseTranslations(const std::filesystem::path& directory) {
-  g_HasTranslations = !directory.empty();
-  if (!g_HasTranslations) {
+  g_Host.translations.Get().exist = !directory.empty();
+  if (directory.empty()) {
     return;
   }
   for (const char* domain : {kItemNames, kValueNames}) {

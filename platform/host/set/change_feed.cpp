@@ -15,11 +15,6 @@
 
 namespace host {
 
-ChangeFeed& ChangeFeed::Get() {
-  static auto* const feed = new ChangeFeed();
-  return *feed;
-}
-
 ChangeFeed::ChangeFeed() : m_Watcher(ProcessStore()) {
   StartServiceThread("set-changes", [this] { m_Run(); });
 }

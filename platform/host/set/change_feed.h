@@ -12,15 +12,14 @@ namespace host {
 // thread of its own, which sleeps until something is written.
 class ChangeFeed {
  public:
-  // The one of this process, which lives until it ends. Throws std::runtime_error, and is made
-  // again at the next call, when the key store cannot be watched.
-  static ChangeFeed& Get();
+  // Lives until the process ends, as its thread does: to be made by the host only. Throws
+  // std::runtime_error when the key store cannot be watched.
+  ChangeFeed();
 
   // From now on calls `sink` for each change. It must be quick and not throw.
   void Add(std::function<void(const KeyChange&)> sink);
 
  private:
-  ChangeFeed();
   [[noreturn]] void m_Run();
   void m_Take();
 

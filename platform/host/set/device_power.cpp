@@ -8,9 +8,9 @@
 #include "set/state.h"
 
 namespace host {
-namespace {
 
-class Power final : public EventService<_device_power_state_info, device_power_state_changed_cb> {
+class PowerEvents final
+    : public EventService<_device_power_state_info, device_power_state_changed_cb> {
  private:
   void Read(KeyStore& store) override {
     m_State = Usable(kPowerKey, store.Get(kPowerKey), ReadNumber).value_or(kPowerOn);
@@ -34,7 +34,9 @@ class Power final : public EventService<_device_power_state_info, device_power_s
   int m_State = kPowerOn;
 };
 
-Power& ThePower() { return TheService<Power>("set-power"); }
+namespace {
+
+PowerEvents& Events() { return GetStarted(g_Host.powerEvents, "set-power"); }
 
 }  // namespace
 }  // namespace host
@@ -47,7 +49,7 @@ int device_power_subscribe_state_changed_event(device_power_state_changed_cb cal
     return host::kFailure;
   }
   return host::Guarded(__func__, host::kFailure, [&] {
-    host::ThePower().Set(callback, [callback, user_data](_device_power_state_info info) {
+    host::Events().Set(callback, [callback, user_data](_device_power_state_info info) {
       callback(&info, user_data);
     });
     return 0;
@@ -56,7 +58,7 @@ int device_power_subscribe_state_changed_event(device_power_state_changed_cb cal
 
 int device_power_unsubscribe_state_changed_event(device_power_state_changed_cb callback) {
   return host::Guarded(__func__, host::kFailure,
-                       [&] { return host::ThePower().Remove(callback) ? 0 : host::kFailure; });
+                       [&] { return host::Events().Remove(callback) ? 0 : host::kFailure; });
 }
 
 }  // extern "C"

@@ -15,6 +15,7 @@
 #include "set/change_feed.h"
 #include "set/keys.h"
 #include "set/service_thread.h"
+#include "system/host.h"
 #include "thread_safety.h"
 
 namespace host {
@@ -31,7 +32,7 @@ class EventService {
 
   // Once, before anything else: brings the service's thread up. Throws std::exception.
   void Start(const char* threadName) {
-    ChangeFeed& feed = ChangeFeed::Get();
+    ChangeFeed& feed = g_Host.changeFeed.Get();
     StartServiceThread(threadName, [this] { Run(); });
     feed.Add([this](const KeyChange& change) { Take(change); });
   }
@@ -178,17 +179,15 @@ class EventService {
   std::optional<Key> m_Running GUARDED_BY(m_Mutex);  // whose callback is being called
 };
 
-// The one service of its kind in this process. It lives until the process ends, because its
-// thread does, and if it did not come up as well. Throws std::exception, and is made again at the
-// next call, when it does not come up.
+// The service, started. One that does not come up stays until the process ends, too, because its
+// thread may. Throws std::exception, and makes another one at the next call, when it does not.
 template <typename Service>
-Service& TheService(const char* threadName) {
-  static Service* const service = [&] {
+Service& GetStarted(OutlivesExit<Service>& service, const char* threadName) {
+  return service.Get([&] {
     auto* made = new Service();
     made->Start(threadName);
     return made;
-  }();
-  return *service;
+  });
 }
 
 }  // namespace host

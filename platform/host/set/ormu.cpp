@@ -39,7 +39,9 @@ struct OutputEvent {
   int value;
 };
 
-class OutputControl final : public EventService<OutputEvent, OutputKey> {
+}  // namespace
+
+class OutputEvents final : public EventService<OutputEvent, OutputKey> {
  public:
   int NextId() { return ++m_LastId; }
 
@@ -61,7 +63,9 @@ class OutputControl final : public EventService<OutputEvent, OutputKey> {
   std::atomic<int> m_LastId = 0;
 };
 
-OutputControl& TheOutputControl() { return TheService<OutputControl>("set-output"); }
+namespace {
+
+OutputEvents& Events() { return GetStarted(g_Host.outputEvents, "set-output"); }
 
 int Get(const char* function, const char* key, int* value) {
   return Guarded(function, kFailure, [&] {
@@ -98,9 +102,9 @@ int ormu_register_callback_id(const char* name, ormu_notification_cb callback, v
   return host::Guarded(__func__, 0, [&] {
     for (const host::Notification& each : host::kNotifications) {
       if (std::strcmp(each.name, name) == 0) {
-        host::OutputControl& control = host::TheOutputControl();
-        const int id = control.NextId();
-        control.Set({id, &each}, [callback, user_data](const host::OutputEvent& event) {
+        host::OutputEvents& events = host::Events();
+        const int id = events.NextId();
+        events.Set({id, &each}, [callback, user_data](const host::OutputEvent& event) {
           callback(nullptr, event.value, user_data);
         });
         return id;
@@ -112,7 +116,7 @@ int ormu_register_callback_id(const char* name, ormu_notification_cb callback, v
 
 int ormu_unregister_callback_id(int id) {
   return host::Guarded(__func__, host::kFailure, [&] {
-    return host::TheOutputControl().Remove({id, nullptr}) ? 0 : host::kFailure;
+    return host::Events().Remove({id, nullptr}) ? 0 : host::kFailure;
   });
 }
 

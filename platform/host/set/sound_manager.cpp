@@ -7,14 +7,17 @@
 #include "set/set_value.h"
 #include "set/speakers.h"
 #include "set/state.h"
+#include "system/host.h"
 #include "vconf.h"
 
 namespace host {
-namespace {
 
-// Main-loop thread only, and never destroyed.
-constinit sound_speaker_changed_cb g_Callback = nullptr;
-constinit void* g_UserData = nullptr;
+struct SpeakerCallback {
+  sound_speaker_changed_cb function;
+  void* userData;
+};
+
+namespace {
 
 void OnSpeaker(keynode_t*, void*) {
   constexpr int kUnknownRoute = -1;
@@ -22,8 +25,10 @@ void OnSpeaker(keynode_t*, void*) {
     const std::optional<KeyValue> value = ProcessStore().Get(kSpeakerKey);
     return value ? Usable(kSpeakerKey, value, ReadText) : std::optional<std::string>("");
   });
-  g_Callback(static_cast<sound_tv_output_route_e>(name ? SpeakerRoute(*name) : kUnknownRoute),
-             g_UserData);
+  const SpeakerCallback callback = g_Host.speakerCallback.Get();
+  callback.function(
+      static_cast<sound_tv_output_route_e>(name ? SpeakerRoute(*name) : kUnknownRoute),
+      callback.userData);
 }
 
 }  // namespace
@@ -31,11 +36,9 @@ void OnSpeaker(keynode_t*, void*) {
 
 int sound_manager_set_speaker_changed_cb(sound_speaker_changed_cb callback, void* user_data) {
   if (callback == nullptr ||
-      (host::g_Callback == nullptr &&
-       vconf_notify_key_changed(host::kSpeakerKey, host::OnSpeaker, nullptr) != 0)) {
+      vconf_notify_key_changed(host::kSpeakerKey, host::OnSpeaker, nullptr) != 0) {
     return host::kFailure;
   }
-  host::g_Callback = callback;
-  host::g_UserData = user_data;
+  host::g_Host.speakerCallback.Get() = {callback, user_data};
   return 0;
 }

@@ -12,6 +12,8 @@ namespace {
 
 constexpr int kListChanged = 0;
 
+}  // namespace
+
 // A callback's user data tells it apart.
 class SourceEvents final : public EventService<int, void*> {
  private:
@@ -28,7 +30,9 @@ class SourceEvents final : public EventService<int, void*> {
   bool Concerns(const int&, void* const&) const override { return true; }
 };
 
-SourceEvents& TheSourceEvents() { return TheService<SourceEvents>("set-sources"); }
+namespace {
+
+SourceEvents& Events() { return GetStarted(g_Host.sourceEvents, "set-sources"); }
 
 class SourceLibrary final : public CSourceAPI {
  public:
@@ -55,15 +59,13 @@ class SourceLibrary final : public CSourceAPI {
       return kFailure;
     }
     return Guarded(__func__, kFailure, [&] {
-      TheSourceEvents().Set(userData,
-                            [callback, userData](const int& event) { callback(event, userData); });
+      Events().Set(userData, [callback, userData](const int& event) { callback(event, userData); });
       return 0;
     });
   }
 
   int UnregisterSourceAPICallback(void* userData) override {
-    return Guarded(__func__, kFailure,
-                   [&] { return TheSourceEvents().Remove(userData) ? 0 : kFailure; });
+    return Guarded(__func__, kFailure, [&] { return Events().Remove(userData) ? 0 : kFailure; });
   }
 };
 
@@ -71,7 +73,5 @@ class SourceLibrary final : public CSourceAPI {
 }  // namespace host
 
 CSourceAPI* CSourceAPI::Get() {
-  // Never destroyed: a callback may ask for the list while the process ends.
-  static auto* const library = new host::SourceLibrary();
-  return library;
+  return &host::g_Host.sourceLibrary.Get([] { return new host::SourceLibrary(); });
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "system/host.h"
 #include "thread_safety.h"
 
 namespace host {
@@ -12,24 +13,19 @@ namespace {
 // So many values of a key are remembered; then it begins anew.
 constexpr std::size_t kMaxRemembered = 1000;
 
+}  // namespace
+
 // What was said about which key since it held a value that can be used. Readers may be changes
-// apart, so the last one is not enough. Never destroyed: the threads that use it are not, either.
-struct Reports {
+// apart, so the last one is not enough.
+struct UnusableReports {
   guarded::Mutex mutex;
   // Hashes: a value may be large.
   std::map<std::string, std::set<std::size_t>> values GUARDED_BY(mutex);
 };
 
-Reports& AllReports() {
-  static auto* const reports = new Reports();
-  return *reports;
-}
-
-}  // namespace
-
 void ReportUnusable(const std::string& key, const KeyValue& value, const std::string& problem) {
   const std::size_t hash = std::hash<KeyValue>()(value);
-  Reports& reports = AllReports();
+  UnusableReports& reports = g_Host.unusableReports.Get();
   {
     const guarded::Lock lock(reports.mutex);
     std::set<std::size_t>& said = reports.values[key];
@@ -45,7 +41,7 @@ void ReportUnusable(const std::string& key, const KeyValue& value, const std::st
 }
 
 void ForgetUnusable(const std::string& key) {
-  Reports& reports = AllReports();
+  UnusableReports& reports = g_Host.unusableReports.Get();
   const guarded::Lock lock(reports.mutex);
   reports.values.erase(key);
 }

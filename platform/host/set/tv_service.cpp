@@ -85,7 +85,12 @@ struct SignalEvent {
   TSSignalData data;
 };
 
-class Signals final : public EventService<SignalEvent, Subscription> {
+}  // namespace
+
+class SignalEvents final : public EventService<SignalEvent, Subscription> {
+ public:
+  std::uint64_t NextSubscriber() { return ++m_LastSubscriber; }
+
  private:
   void Read(KeyStore& store) override {
     m_Current = store.Get(kCurrentSourceKey);
@@ -119,27 +124,33 @@ class Signals final : public EventService<SignalEvent, Subscription> {
 
   std::optional<KeyValue> m_Current;
   std::optional<KeyValue> m_Preview;
+  std::atomic<std::uint64_t> m_LastSubscriber = 0;
 };
 
-Signals& TheSignals() { return TheService<Signals>("set-signals"); }
+namespace {
+
+SignalEvents& Events() { return GetStarted(g_Host.signalEvents, "set-signals"); }
 
 class SignalSubscriber final : public ISignalSubscriber {
  public:
   explicit SignalSubscriber(TVSSignalCallback callback) : m_Callback(callback) {}
 
   ~SignalSubscriber() override {
-    if (m_HasSubscribed) {
-      TheSignals().RemoveAll([this](const Subscription& each) { return each.subscriber == m_Id; });
+    if (m_Id != 0) {
+      Events().RemoveAll([this](const Subscription& each) { return each.subscriber == m_Id; });
     }
   }
 
   int Subscribe(ESignalType type, void* userData, EProfile profile) override {
     return Guarded(__func__, kFailure, [&] {
-      TheSignals().Set({m_Id, type, profile},
-                       [callback = m_Callback, profile, userData](const SignalEvent& event) {
-                         callback(event.type, profile, 0, event.data, userData);
-                       });
-      m_HasSubscribed = true;
+      SignalEvents& events = Events();
+      if (m_Id == 0) {
+        m_Id = events.NextSubscriber();
+      }
+      events.Set({m_Id, type, profile},
+                 [callback = m_Callback, profile, userData](const SignalEvent& event) {
+                   callback(event.type, profile, 0, event.data, userData);
+                 });
       return 0;
     });
   }
@@ -149,16 +160,13 @@ class SignalSubscriber final : public ISignalSubscriber {
       return kFailure;
     }
     return Guarded(__func__, kFailure, [&] {
-      return m_HasSubscribed && TheSignals().Remove({m_Id, type, profile}) ? 0 : kFailure;
+      return m_Id != 0 && Events().Remove({m_Id, type, profile}) ? 0 : kFailure;
     });
   }
 
  private:
-  static inline std::atomic<std::uint64_t> s_LastId = 0;
-
-  const std::uint64_t m_Id = ++s_LastId;
   const TVSSignalCallback m_Callback;
-  bool m_HasSubscribed = false;
+  std::uint64_t m_Id = 0;  // 0: has never subscribed
 };
 
 template <typename Interface, typename Made, typename... Arguments>

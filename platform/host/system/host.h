@@ -8,6 +8,8 @@
 #include "system/ends_with_service.h"
 #include "system/outlives_exit.h"
 
+class CSourceAPI;
+
 namespace Nuvra {
 class TCDaemonService;
 }
@@ -19,16 +21,25 @@ class ApplicationBus;
 class ApplicationWatcher;
 class BeforeMessages;
 class BusPump;
+class ChangeFeed;
 class KeyStore;
 class Log;
 class MainLoop;
 class NameOwners;
+class OutputEvents;
+class PowerEvents;
 class ServiceBus;
+class SignalEvents;
+class SourceEvents;
 class Subscriptions;
 struct Environment;
 struct KeyChange;
 struct Model;
+struct HostLibrary;
 struct RemainingEvents;
+struct SpeakerCallback;
+struct Translations;
+struct UnusableReports;
 
 // All that the host has once in a process; nothing else in it is a variable of a namespace, a class
 // or a function. A part comes after those that it needs, and is reached through the function that
@@ -64,6 +75,19 @@ struct Host {
   EndsWithService<Subscriptions> subscriptions;
   EndsWithService<ApplicationWatcher> applicationWatcher;
   OutlivesExit<ApplicationBus> applicationBus;
+
+  // Of the set, whose threads never end.
+  OutlivesExit<UnusableReports> unusableReports;
+  OutlivesExit<ChangeFeed> changeFeed;
+  OutlivesExit<PowerEvents> powerEvents;
+  OutlivesExit<OutputEvents> outputEvents;
+  OutlivesExit<SignalEvents> signalEvents;
+  OutlivesExit<SourceEvents> sourceEvents;
+  OutlivesExit<CSourceAPI> sourceLibrary;
+  OutlivesExit<SpeakerCallback> speakerCallback;
+
+  OutlivesExit<HostLibrary> itemLibrary;
+  OutlivesExit<Translations> translations;
 
   // Ends what ends with the service, the last first. Main-loop thread only.
   void EndService() {
