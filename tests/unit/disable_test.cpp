@@ -1,5 +1,4 @@
 #include <ostream>
-#include <stdexcept>
 #include <string>
 
 #include "service_test.h"
@@ -124,49 +123,6 @@ TEST_P(DisabledItemsChange, IsSignalledOnceThoughTheSignalCannotBeSent) {
               change.after);
 }
 
-TEST_P(DisabledItemsChange, IsAskedForWithTheTextOfANumberOrABool) {
-  Let("menuID", "17");
-  Let("appName", "true");
-  fake.SetDisabledItems({.changedItems = {"17"}});
-  EXPECT_EQ(Ask(R"({"appName":true,"menuID":17,"menuIDList":[17]})"), kNoResult);
-  ExpectTrace(Question(Answer("false")) + change.end + change.after);
-}
-
-TEST_P(DisabledItemsChange, IsAskedForWithEmptyTextsWhenNamesAreMissing) {
-  Let("menuID", "");
-  Let("appName", "");
-  fake.SetDisabledItems({.changedItems = {""}});
-  // A list has no item without a name unless it says so.
-  EXPECT_EQ(Ask(R"({"menuIDList":[null]})"), kNoResult);
-  ExpectTrace(Question(Answer("false")) + change.end + change.after);
-}
-
-TEST_P(DisabledItemsChange, IsNotAskedForWithDataThatIsNoObject) {
-  for (const char* data : {R"("brightness")", "17", "true", R"(["appName","menuID"])", "[]"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Ask(data), kNoResult);
-    ExpectTrace(
-        "{request}\n" +
-        AfterException("in Json::Value::find(begin, end): requires objectValue or nullValue"));
-  }
-}
-
-TEST_P(DisabledItemsChange, IsNotAskedForByAnApplicationWithoutText) {
-  for (const char* appName : {"{}", R"({"id":"org.example.app"})", R"(["org.example.app"])"}) {
-    SCOPED_TRACE(appName);
-    EXPECT_EQ(Ask(R"({"menuID":"brightness","menuIDList":["brightness"],"appName":)" +
-                  std::string(appName) + "}"),
-              kNoResult);
-    ExpectTrace("{request}\n" + AfterException("Type is not convertible to string"));
-  }
-}
-
-TEST_P(DisabledItemsChange, IsNotSignalledAfterAJsonExceptionOfTheLibrary) {
-  fake.Fail("CSettingsItemInfoAPI::" + std::string(change.method), {.exception = JsonException()});
-  EXPECT_EQ(Ask(kData), kNoResult);
-  ExpectTrace(Question(" throws") + AfterException("broken"));
-}
-
 TEST_P(DisabledItemsChange, CatchesAJsonExceptionOfTheSignalToo) {
   fake.SetDisabledItems({.changed = true, .changedItems = {"brightness"}});
   fake.Fail("SendSignal", {.exception = JsonException()});
@@ -174,56 +130,11 @@ TEST_P(DisabledItemsChange, CatchesAJsonExceptionOfTheSignalToo) {
   ExpectTrace(Question(Answer("true")) + Signal(" throws") + AfterException("broken"));
 }
 
-TEST_P(DisabledItemsChange, LetsEveryOtherExceptionPassBeforeAnythingFollows) {
-  fake.Fail("CSettingsItemInfoAPI::" + std::string(change.method), {.exception = OtherException()});
-  EXPECT_THROW(Ask(kData), std::runtime_error);
-  ExpectTrace(Question(" throws"));
-}
-
-TEST_P(DisabledItemsChange, LeavesTheReplyAsItFoundIt) {
-  for (const char* data : {kData, R"("ill-typed")"}) {
-    Nuvra::TCMessage reply;
-    reply.body["other"] = "kept";
-    Send(Request(change.method, data), reply);
-    EXPECT_EQ(Text(reply.body), R"({"other":"kept","return_data":""})");
-  }
-}
-
-TEST_P(DisabledItemsChange, IsNotAskedForByWhatStandsBesideTheData) {
-  Let("menuID", "");
-  Let("appName", "");
-  fake.SetDisabledItems({.changedItems = {""}});
-  EXPECT_EQ(Send(R"({"appName":"a","data":{"menuIDList":[""]},"menuID":"m","method":")" +
-                 std::string(change.method) + "\"}"),
-            kNoResult);
-  ExpectTrace(Question(Answer("false")) + change.end + change.after);
-}
-
 // The two that change one item.
 class OneItemChange : public DisabledItemsChange {};
 
 INSTANTIATE_TEST_SUITE_P(Method, OneItemChange, testing::Values(kChanges[0], kChanges[1]),
                          [](const auto& info) { return info.param.method; });
-
-TEST_P(OneItemChange, IsNotAskedForWithAnItemWithoutText) {
-  for (const char* menuID : {"{}", R"({"id":"brightness"})", R"(["brightness"])"}) {
-    SCOPED_TRACE(menuID);
-    EXPECT_EQ(Ask(R"({"appName":"org.example.app","menuID":)" + std::string(menuID) + "}"),
-              kNoResult);
-    ExpectTrace("{request}\n" + AfterException("Type is not convertible to string"));
-  }
-}
-
-TEST_P(OneItemChange, IsAskedForWithoutNamesWhenThereIsNoData) {
-  Let("menuID", "");
-  Let("appName", "");
-  for (const std::string& request :
-       {R"({"method":")" + std::string(change.method) + "\"}", Request(change.method, "null")}) {
-    SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kNoResult);
-    ExpectTrace(Question(Answer("false")) + change.after);
-  }
-}
 
 TEST_P(OneItemChange, IsAskedForAndSignalledWithTheWholeTextsThoughTheyHoldZeros) {
   fake.SetDisabledItems({.changed = true});
@@ -242,14 +153,6 @@ TEST_P(OneItemChange, DoesNotLookAtAList) {
   EXPECT_EQ(Ask(R"({"appName":"org.example.app","menuID":"brightness","menuIDList":[{}]})"),
             kNoResult);
   ExpectTrace(Question(Answer("false")) + change.after);
-}
-
-TEST_P(OneItemChange, IsSignalledEachTimeThatItHappened) {
-  for (const bool changed : {true, false, true}) {
-    fake.SetDisabledItems({.changed = changed});
-    Ask(kData);
-    EXPECT_EQ(fake.TakeSignals().size(), changed ? 1u : 0u);
-  }
 }
 
 class DisableItemsByList : public CreatedServiceTest {
@@ -310,16 +213,6 @@ TEST_F(DisableItemsByList, AsksForNoItemsWhenTheListIsEmptyMissingOrNoList) {
   ExpectAsked("[]", "false: []");
 }
 
-TEST_F(DisableItemsByList, AsksForNoItemsByNoApplicationWhenThereIsNoData) {
-  Let("appName", "");
-  for (const std::string& request :
-       {std::string(R"({"method":"DisableItemsByList"})"), Request("DisableItemsByList", "null")}) {
-    SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kNoResult);
-    ExpectAsked("[]", "false: []");
-  }
-}
-
 TEST_F(DisableItemsByList, AsksForTheValuesOfAnObjectInTheOrderOfItsKeys) {
   EXPECT_EQ(Disable(R"({"b":"x","c":17,"a":"y"})"), kNoResult);
   ExpectAsked(R"(["y", "x", "17"])", "false: []");
@@ -358,19 +251,6 @@ TEST_F(RemoveDisabledItems, SignalsTheReleasedItemsInTheLibrarysOrder) {
     SendSignal("settings_service", "settings_service_signal", 3, {"menuIDList":["c","a"],"status":1}) -> true
     I SettingsServiceCommand m_BlockedMenuStateSendSignal | SendSignalCallback-\n
   )") + kAfterEnabling);
-}
-
-TEST_F(RemoveDisabledItems, IsAskedForByNoApplicationWhenThereIsNoData) {
-  for (const std::string& request : {std::string(R"({"method":"RemoveDisabledItemsByAppname"})"),
-                                     Request("RemoveDisabledItemsByAppname", "null")}) {
-    SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kNoResult);
-    ExpectTrace(std::string(R"(
-      {request}
-      I SettingsServiceCommand RemoveDisabledItemsByAppname | Remove disabled items by \n
-      CSettingsItemInfoAPI::RemoveDisabledItemsByAppname("") -> false: []
-    )") + kAfterEnabling);
-  }
 }
 
 TEST_F(RemoveDisabledItems, SignalsAnEmptyListWhenTheLibraryNamedNoItem) {

@@ -1,5 +1,4 @@
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -10,104 +9,15 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-class IsItemEnabled : public CreatedServiceTest {
- protected:
-  std::string Ask(const std::string& data) { return Send(Request("IsItemEnabled", data)); }
+class IsItemEnabled : public CreatedServiceTest {};
 
-  void ExpectAsked(const std::string& menuID, const std::string& answer,
-                   fakes::Place where = fakes::Place::Current()) {
-    ExpectTrace(R"(
-      {request}
-      CSettingsItemInfoAPI::IsItemEnabled(")" +
-                    menuID + "\") -> " + answer + R"(
-      I SettingsService IfMessageReceived | ret_data = )" +
-                    answer + R"(\n
-    )",
-                where);
-  }
-
-  void ExpectIllTyped(const std::string& exception, fakes::Place where = fakes::Place::Current()) {
-    Let("exception", exception);
-    ExpectTrace(R"(
-      {request}
-      E SettingsServiceCommand IsItemEnabled | Exception occured! [{exception}]\n
-      I SettingsService IfMessageReceived | ret_data = false\n
-    )",
-                where);
-  }
-};
-
-TEST_F(IsItemEnabled, IsWhatTheLibrarySays) {
-  fake.SetItem("x", {});
-  for (const bool enabled : {false, true}) {
-    fake.SetDisabledItems({.enabled = enabled});
-    EXPECT_EQ(Ask(R"({"menuID":"x"})"), SuccessWith(enabled));
-    ExpectAsked("x", enabled ? "true" : "false");
-  }
-}
-
-TEST_F(IsItemEnabled, IsASuccessForAnUnknownItemToo) {
-  fake.Fail("CSettingsItemInfoAPI::IsItemEnabled");
-  EXPECT_EQ(Ask(R"({"menuID":"unknown"})"), SuccessWith(false));
-  ExpectAsked("unknown", "false");
-}
-
-TEST_F(IsItemEnabled, IsTrueForAnUnknownItemWhenTheLibrarySaysSo) {
-  fake.SetItem("x", {});
+TEST_F(IsItemEnabled, IsWhatTheLibrarySaysAlsoOfAnUnknownItem) {
   fake.SetDisabledItems({.enabled = true});
-  EXPECT_EQ(Ask(R"({"menuID":"unknown"})"), SuccessWith(true));
-  ExpectAsked("unknown", "true");
-}
-
-TEST_F(IsItemEnabled, IsAskedOfTheItemWithoutANameWhenTheRequestNamesNone) {
-  fake.SetDisabledItems({.enabled = true});
-  for (const char* data : {"null", "{}", R"({"menuID":null})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Ask(data), SuccessWith(true));
-    ExpectAsked("", "true");
-  }
-  EXPECT_EQ(Send(R"({"method":"IsItemEnabled"})"), SuccessWith(true));
-  ExpectAsked("", "true");
-}
-
-TEST_F(IsItemEnabled, IsAskedOfTheTextOfANumber) {
-  EXPECT_EQ(Ask(R"({"menuID":17})"), SuccessWith(false));
-  ExpectAsked("17", "false");
-}
-
-TEST_F(IsItemEnabled, IsRefusedForDataThatIsNoObject) {
-  for (const char* data : {R"("x")", "17", "true", R"(["menuID"])"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Ask(data), kIllTypedWithBool);
-    ExpectIllTyped("in Json::Value::resolveReference(key, end): requires objectValue");
-  }
-}
-
-TEST_F(IsItemEnabled, IsRefusedForAnIdentifierWithoutText) {
-  for (const char* data : {R"({"menuID":{}})", R"({"menuID":["x"]})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Ask(data), kIllTypedWithBool);
-    ExpectIllTyped("Type is not convertible to string");
-  }
-}
-
-TEST_F(IsItemEnabled, IsAnErrorAfterAJsonExceptionOfTheLibrary) {
-  fake.Fail("CSettingsItemInfoAPI::IsItemEnabled", {.exception = JsonException()});
-  EXPECT_EQ(Ask(R"({"menuID":"x"})"), kIllTypedWithBool);
+  EXPECT_EQ(Send(Request("IsItemEnabled", R"({"menuID":"unknown"})")), SuccessWith(true));
   ExpectTrace(R"(
     {request}
-    CSettingsItemInfoAPI::IsItemEnabled("x") throws
-    E SettingsServiceCommand IsItemEnabled | Exception occured! [broken]\n
-    I SettingsService IfMessageReceived | ret_data = false\n
-  )");
-}
-
-TEST_F(IsItemEnabled, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::IsItemEnabled", {.exception = OtherException()});
-  EXPECT_THROW(Ask(R"({"menuID":"x"})"), std::runtime_error);
-  ExpectTrace(R"(
-    {request}
-    CSettingsItemInfoAPI::IsItemEnabled("x") throws
+    CSettingsItemInfoAPI::IsItemEnabled("unknown") -> true
+    I SettingsService IfMessageReceived | ret_data = true\n
   )");
 }
 
@@ -133,9 +43,7 @@ class DisabledItemsQuery : public CreatedServiceTest,
  protected:
   DisabledItemsQuery() { Let("method", query.method); }
 
-  std::string Ask(const std::string& data = R"({"menuID":"x"})") {
-    return Send(Request(query.method, data));
-  }
+  std::string Ask() { return Send(Request(query.method, R"({"menuID":"x"})")); }
 
   void SetAnswer(bool answered, const Texts& texts) {
     fakes::DisabledItems answers;
@@ -201,67 +109,6 @@ TEST_P(DisabledItemsQuery, IsAFailureWhenTheLibrarySaysSoWhateverItGave) {
   SetAnswer(false, {"a"});
   EXPECT_EQ(Ask(), kFailureWithText);
   ExpectTrace(Question(R"( -> false: ["a"])"));
-}
-
-TEST_P(DisabledItemsQuery, IsAnErrorAfterAJsonExceptionOfTheLibrary) {
-  fake.Fail("CSettingsItemInfoAPI::" + std::string(query.method), {.exception = JsonException()});
-  EXPECT_EQ(Ask(), kIllTypedWithText);
-  ExpectTrace(Question(" throws") + R"(
-    E SettingsServiceCommand {method} | Exception occured! [broken]\n
-  )");
-}
-
-TEST_P(DisabledItemsQuery, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::" + std::string(query.method), {.exception = OtherException()});
-  EXPECT_THROW(Ask(), std::runtime_error);
-  ExpectTrace(Question(" throws"));
-}
-
-TEST_P(DisabledItemsQuery, IsRefusedForAnIllTypedRequestOnlyWhereAnItemIsAskedAbout) {
-  SetAnswer(true, {});
-  struct IllTyped {
-    const char* data;
-    const char* exception;
-  };
-  for (const IllTyped& illTyped :
-       {IllTyped{R"("x")", "in Json::Value::resolveReference(key, end): requires objectValue"},
-        IllTyped{"17", "in Json::Value::resolveReference(key, end): requires objectValue"},
-        IllTyped{R"(["x"])", "in Json::Value::resolveReference(key, end): requires objectValue"},
-        IllTyped{R"({"menuID":{}})", "Type is not convertible to string"},
-        IllTyped{R"({"menuID":["x"]})", "Type is not convertible to string"}}) {
-    SCOPED_TRACE(illTyped.data);
-    const std::string reply = Ask(illTyped.data);
-    if (query.method == std::string("GetDisabledItemsList")) {
-      EXPECT_EQ(reply, SuccessWith("[]\n"));
-      ExpectTrace(Question(" -> true: []") + R"(
-        I SettingsService IfMessageReceived | ret_data = []\n\n
-      )");
-    } else {
-      EXPECT_EQ(reply, kIllTypedWithText);
-      Let("exception", illTyped.exception);
-      ExpectTrace(R"(
-        {request}
-        I SettingsServiceCommand {method} |  Enter {method} \n
-        E SettingsServiceCommand {method} | Exception occured! [{exception}]\n
-      )");
-    }
-  }
-}
-
-class DisablersQuery : public CreatedServiceTest {};
-
-TEST_F(DisablersQuery, AsksForTheItemWithoutANameWhenTheRequestNamesNone) {
-  for (const char* request : {R"({"method":"GetDisablerAppNamesByMenuId"})",
-                              R"({"data":{},"method":"GetDisablerAppNamesByMenuId"})",
-                              R"({"menuID":"x","method":"GetDisablerAppNamesByMenuId"})"}) {
-    SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kFailureWithText);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand GetDisablerAppNamesByMenuId |  Enter GetDisablerAppNamesByMenuId \n
-      CSettingsItemInfoAPI::GetDisablerAppNamesByMenuId("") -> false: []
-    )");
-  }
 }
 
 class UpdateDisabledItemList : public fakes::FakePlatformTest {};

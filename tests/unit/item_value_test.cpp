@@ -1,5 +1,4 @@
 #include <climits>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -37,16 +36,6 @@ TEST_P(ReadItemValue, AnswersWithItsOneOfTheTwoTextsOfTheLibrary) {
     CSettingsItemInfoAPI::GetItemValue("mode") -> 0: "Standard", "1"
     I SettingsServiceCommand {method} | 0 [{reported}]\n
     I SettingsService IfMessageReceived | ret_data = {reported}\n
-  )");
-}
-
-TEST_P(ReadItemValue, ReportsAFailureOfTheLibrary) {
-  EXPECT_EQ(Read("unknown"), kFailureWithText);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand {method} |  Enter {method} \n
-    CSettingsItemInfoAPI::GetItemValue("unknown") -> -1
-    I SettingsServiceCommand {method} | -1 []\n
   )");
 }
 
@@ -146,76 +135,6 @@ TEST_P(ReadItemValue, RefreshesTheSpeakerTypeForNoOtherItem) {
   }
 }
 
-TEST_P(ReadItemValue, AsksForTheItemWithoutANameWhenTheRequestNamesNone) {
-  for (const char* data : {"null", "{}", R"({"menuID":null})", R"({"Value":"brightness"})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(ReadWithData(data), kFailureWithText);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand {method} |  Enter {method} \n
-      CSettingsItemInfoAPI::GetItemValue("") -> -1
-      I SettingsServiceCommand {method} | -1 []\n
-    )");
-  }
-  EXPECT_EQ(Send(R"({"method":")" + GetParam() + "\"}"), kFailureWithText);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand {method} |  Enter {method} \n
-    CSettingsItemInfoAPI::GetItemValue("") -> -1
-    I SettingsServiceCommand {method} | -1 []\n
-  )");
-}
-
-TEST_P(ReadItemValue, TakesAnIdentifierThatIsANumberForItsText) {
-  fake.SetItem("17", {.value = "5"});
-  EXPECT_EQ(ReadWithData(R"({"menuID":17})"), SuccessWith("5"));
-}
-
-TEST_P(ReadItemValue, AnswersDataThatIsNoObjectWithAnError) {
-  for (const char* data : {R"("brightness")", "17", "true", R"(["menuID","brightness"])"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(ReadWithData(data), kIllTypedWithText);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand {method} |  Enter {method} \n
-      E SettingsServiceCommand {method} | Exception occured! [in Json::Value::resolveReference(key, end): requires objectValue]\n
-    )");
-  }
-}
-
-TEST_P(ReadItemValue, AnswersAnIdentifierWithoutTextWithAnError) {
-  for (const char* data : {R"({"menuID":{}})", R"({"menuID":{"a":1}})", R"({"menuID":["x"]})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(ReadWithData(data), kIllTypedWithText);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand {method} |  Enter {method} \n
-      E SettingsServiceCommand {method} | Exception occured! [Type is not convertible to string]\n
-    )");
-  }
-}
-
-TEST_P(ReadItemValue, AnswersAJsonExceptionOfTheLibraryWithAnError) {
-  fake.Fail("CSettingsItemInfoAPI::GetItemValue", {.exception = JsonException()});
-  EXPECT_EQ(Read("brightness"), kIllTypedWithText);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand {method} |  Enter {method} \n
-    CSettingsItemInfoAPI::GetItemValue("brightness") throws
-    E SettingsServiceCommand {method} | Exception occured! [broken]\n
-  )");
-}
-
-TEST_P(ReadItemValue, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::GetItemValue", {.exception = OtherException()});
-  EXPECT_THROW(Read("brightness"), std::runtime_error);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand {method} |  Enter {method} \n
-    CSettingsItemInfoAPI::GetItemValue("brightness") throws
-  )");
-}
-
 class SetItemValue : public CreatedServiceTest {
  protected:
   SetItemValue() { fake.SetItem("brightness", {.value = "50"}); }
@@ -257,33 +176,6 @@ TEST_F(SetItemValue, TakesEveryResultButTheFailureForSuccess) {
   }
 }
 
-TEST_F(SetItemValue, ReportsAFailureOfTheLibrary) {
-  EXPECT_EQ(Set(R"({"menuID":"unknown","Value":"60"})"), kFailureWithBool);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-    I SettingsServiceCommand SetItemValue | MenuID = unknown\n
-    CSettingsItemInfoAPI::SetItemValue("unknown", "60", false) -> -1
-    I SettingsService IfMessageReceived | ret_data = false\n
-  )");
-}
-
-TEST_F(SetItemValue, TakesAMissingPreviewFlagForFalse) {
-  for (const char* data : {R"({"menuID":"brightness","Value":"60"})",
-                           R"({"menuID":"brightness","Value":"60","PreViewFlag":null})",
-                           R"({"menuID":"brightness","Value":"60","PreviewFlag":true})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Set(data), kSuccess);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-      I SettingsServiceCommand SetItemValue | MenuID = brightness\n
-      CSettingsItemInfoAPI::SetItemValue("brightness", "60", false) -> 0
-      I SettingsService IfMessageReceived | ret_data = true\n
-    )");
-  }
-}
-
 TEST_F(SetItemValue, TakesAPreviewFlagThatIsANumberForWhetherItIsNotZero) {
   for (const auto& [number, flag] : {std::pair{"1", "true"},
                                      {"-3", "true"},
@@ -321,75 +213,6 @@ TEST_F(SetItemValue, AnswersAPreviewFlagThatIsNoFlagWithAnError) {
   }
 }
 
-TEST_F(SetItemValue, TakesAMissingValueForAnEmptyOne) {
-  for (const char* data : {R"({"menuID":"brightness"})", R"({"menuID":"brightness","Value":null})",
-                           R"({"menuID":"brightness","value":"60"})"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Set(data), kSuccess);
-    EXPECT_EQ(fake.ItemState("brightness")->value, "");
-  }
-}
-
-TEST_F(SetItemValue, TakesAValueThatIsANumberOrABoolForItsText) {
-  EXPECT_EQ(Set(R"({"menuID":"brightness","Value":60})"), kSuccess);
-  EXPECT_EQ(fake.ItemState("brightness")->value, "60");
-  EXPECT_EQ(Set(R"({"menuID":"brightness","Value":true})"), kSuccess);
-  EXPECT_EQ(fake.ItemState("brightness")->value, "true");
-}
-
-TEST_F(SetItemValue, AnswersAValueWithoutTextWithAnError) {
-  for (const char* value : {R"({"a":1})", R"(["60"])", "{}"}) {
-    SCOPED_TRACE(value);
-    EXPECT_EQ(Set(R"({"menuID":"brightness","Value":)" + std::string(value) + "}"),
-              kIllTypedWithBool);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-      E SettingsServiceCommand SetItemValue | Exception occured! [Type is not convertible to string]\n
-      I SettingsService IfMessageReceived | ret_data = false\n
-    )");
-  }
-}
-
-TEST_F(SetItemValue, AnswersAnIdentifierWithoutTextWithAnError) {
-  EXPECT_EQ(Set(R"({"menuID":{},"Value":"60"})"), kIllTypedWithBool);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-    E SettingsServiceCommand SetItemValue | Exception occured! [Type is not convertible to string]\n
-    I SettingsService IfMessageReceived | ret_data = false\n
-  )");
-}
-
-TEST_F(SetItemValue, AnswersDataThatIsNoObjectWithAnError) {
-  for (const char* data : {R"("brightness")", "17", "false", R"(["brightness","60"])"}) {
-    SCOPED_TRACE(data);
-    EXPECT_EQ(Set(data), kIllTypedWithBool);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-      E SettingsServiceCommand SetItemValue | Exception occured! [in Json::Value::resolveReference(key, end): requires objectValue]\n
-      I SettingsService IfMessageReceived | ret_data = false\n
-    )");
-  }
-}
-
-TEST_F(SetItemValue, SetsTheItemWithoutANameWhenTheDataIsMissing) {
-  for (const char* request :
-       {R"({"method":"SetItemValue"})", R"({"data":null,"method":"SetItemValue"})",
-        R"({"data":{},"method":"SetItemValue"})"}) {
-    SCOPED_TRACE(request);
-    EXPECT_EQ(Send(request), kFailureWithBool);
-    ExpectTrace(R"(
-      {request}
-      I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-      I SettingsServiceCommand SetItemValue | MenuID = \n
-      CSettingsItemInfoAPI::SetItemValue("", "", false) -> -1
-      I SettingsService IfMessageReceived | ret_data = false\n
-    )");
-  }
-}
-
 TEST_F(SetItemValue, DoesNotRefreshTheSpeakerType) {
   fake.SetItem("soundoutput", {.value = "1"});
   EXPECT_EQ(Set(R"({"menuID":"soundoutput","Value":"2"})"), kSuccess);
@@ -399,31 +222,6 @@ TEST_F(SetItemValue, DoesNotRefreshTheSpeakerType) {
     I SettingsServiceCommand SetItemValue | MenuID = soundoutput\n
     CSettingsItemInfoAPI::SetItemValue("soundoutput", "2", false) -> 0
     I SettingsService IfMessageReceived | ret_data = true\n
-  )");
-}
-
-TEST_F(SetItemValue, AnswersAJsonExceptionOfTheLibraryWithAnError) {
-  fake.Fail("CSettingsItemInfoAPI::SetItemValue",
-            {.exception = std::make_exception_ptr(Json::LogicError("broken"))});
-  EXPECT_EQ(Set(R"({"menuID":"brightness","Value":"60"})"), kIllTypedWithBool);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-    I SettingsServiceCommand SetItemValue | MenuID = brightness\n
-    CSettingsItemInfoAPI::SetItemValue("brightness", "60", false) throws
-    E SettingsServiceCommand SetItemValue | Exception occured! [broken]\n
-    I SettingsService IfMessageReceived | ret_data = false\n
-  )");
-}
-
-TEST_F(SetItemValue, LetsEveryOtherExceptionPass) {
-  fake.Fail("CSettingsItemInfoAPI::SetItemValue", {.exception = OtherException()});
-  EXPECT_THROW(Set(R"({"menuID":"brightness","Value":"60"})"), std::runtime_error);
-  ExpectTrace(R"(
-    {request}
-    I SettingsServiceCommand SetItemValue |  Enter SetItemValue \n
-    I SettingsServiceCommand SetItemValue | MenuID = brightness\n
-    CSettingsItemInfoAPI::SetItemValue("brightness", "60", false) throws
   )");
 }
 

@@ -75,7 +75,8 @@ Json::Value Parsed(const std::string& text);
 std::string Request(const std::string& method, const std::string& data);
 
 // The replies that there are: to a library call that succeeded and to one that failed, to an
-// ill-typed request, and from a handler that leaves the reply alone.
+// ill-typed request, to a question for a range that there is not, and from a handler that leaves
+// the reply alone.
 std::string SuccessWith(const Json::Value& result);
 inline constexpr char kFailureWithText[] =
     R"({"call_api_success":false,"connect_server":true,"return_data":""})";
@@ -85,6 +86,8 @@ inline constexpr char kIllTypedWithText[] =
     R"({"call_api_success":false,"connect_server":false,"return_data":""})";
 inline constexpr char kIllTypedWithBool[] =
     R"({"call_api_success":false,"connect_server":false,"return_data":false})";
+inline constexpr char kNoRange[] =
+    R"({"call_api_success":false,"connect_server":true,"return_data":"","return_max":0,"return_min":0,"return_step":0})";
 inline constexpr char kNoResult[] = R"({"return_data":""})";
 
 // What a platform call can throw: an exception of the JSON library, which handlers catch, and
