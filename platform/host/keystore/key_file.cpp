@@ -37,6 +37,8 @@ constexpr const char* kTakeOldChanges =
     "INSERT INTO changes (number, at, key, value) SELECT number, at, key, value FROM old;"
     "DROP TABLE old";
 
+constexpr const char* kNewest = "SELECT number, bytes FROM changes ORDER BY number DESC LIMIT 1";
+
 // By how much a journal grows until it is pruned, how much of it goes at a time (more than it grew,
 // so that a long one shrinks, yet no writer waits long), and how much of it a watcher that does
 // not go on can keep. In changes, and in bytes of text: a change of an integer is small.
@@ -121,34 +123,37 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
 }
 
 KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
-                 std::filesystem::path changed)
+                 std::filesystem::path changed, const std::filesystem::path& line)
     : m_Changed(std::move(changed)),
+      m_Line(line, file),
       m_Database(file, durability),
-      m_Get(m_Database, "SELECT value FROM keys WHERE key = ?1"),
-      m_List(m_Database, "SELECT key, value FROM keys WHERE key >= ?1 ORDER BY key"),
       m_Store(m_Database,
               "INSERT INTO keys (key, value) VALUES (?1, ?2)"
               " ON CONFLICT DO UPDATE SET value = excluded.value"),
       m_Remove(m_Database, "DELETE FROM keys WHERE key = ?1"),
       m_Append(m_Database, "INSERT INTO changes (at, bytes, key, value) VALUES (?1, ?2, ?3, ?4)"),
       m_Oldest(m_Database, "SELECT number, bytes FROM changes ORDER BY number LIMIT 1"),
-      m_Newest(m_Database, "SELECT number, bytes FROM changes ORDER BY number DESC LIMIT 1"),
-      m_After(m_Database,
-              "SELECT number, at, key, value FROM changes"
-              " WHERE number > ?1 ORDER BY number LIMIT ?2"),
+      m_Newest(m_Database, kNewest),
       m_Prune(m_Database,
               "DELETE FROM changes WHERE number <= ?1 AND bytes <= ?2"
               " AND (number <= ?3 OR bytes <= ?4)"),
-      m_Transaction(m_Database) {}
+      m_Transaction(m_Database),
+      m_Reading(file),
+      m_Get(m_Reading, "SELECT value FROM keys WHERE key = ?1"),
+      m_List(m_Reading, "SELECT key, value FROM keys WHERE key >= ?1 ORDER BY key"),
+      m_NewestVisible(m_Reading, kNewest),
+      m_After(m_Reading,
+              "SELECT number, at, key, value FROM changes"
+              " WHERE number > ?1 ORDER BY number LIMIT ?2") {}
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
-  const guarded::Lock lock(m_Mutex);
+  const guarded::Lock lock(m_ReadMutex);
   Rows rows = m_Get.Query(key);
   return rows.Next() ? rows.Value(0) : std::nullopt;
 }
 
 std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view prefix) {
-  const guarded::Lock lock(m_Mutex);
+  const guarded::Lock lock(m_ReadMutex);
   std::vector<std::pair<std::string, KeyValue>> keys;
   Rows rows = m_List.Query(prefix);
   while (rows.Next()) {
@@ -162,6 +167,7 @@ std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view pre
 }
 
 std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<KeyValue>& value) {
+  const WriteLine::Turn turn(m_Line);
   const guarded::Lock lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
@@ -190,12 +196,12 @@ KeyFile::Place KeyFile::PlaceOf(Statement& statement) {
 }
 
 std::int64_t KeyFile::NewestChange() {
-  const guarded::Lock lock(m_Mutex);
-  return PlaceOf(m_Newest).number;
+  const guarded::Lock lock(m_ReadMutex);
+  return PlaceOf(m_NewestVisible).number;
 }
 
 JournalPart KeyFile::ChangesAfter(std::int64_t number) {
-  const guarded::Lock lock(m_Mutex);
+  const guarded::Lock lock(m_ReadMutex);
   JournalPart part{.entries = {}, .isCut = false};
   std::int64_t bytes = 0;
   Rows rows = m_After.Query(number, kTakeLimit);
@@ -210,6 +216,7 @@ JournalPart KeyFile::ChangesAfter(std::int64_t number) {
 }
 
 void KeyFile::Prune(std::int64_t number) {
+  const WriteLine::Turn turn(m_Line);
   const guarded::Lock lock(m_Mutex);
   WriteTransaction transaction(m_Database, m_Transaction);
   const Place oldest = PlaceOf(m_Oldest);

@@ -9,6 +9,7 @@
 
 #include "keystore/key_value.h"
 #include "keystore/sqlite.h"
+#include "keystore/write_line.h"
 #include "thread_safety.h"
 
 namespace host {
@@ -46,9 +47,11 @@ std::int64_t MonotonicNow();
 class KeyFile {
  public:
   // Opens `file`, made when missing; its directory exists. `changed` is an existing file that
-  // everybody who waits for changes watches: each write opens it before and closes it after.
-  // Two processes must not open the same new file at once.
-  KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed);
+  // everybody who waits for changes watches: each write opens it before and closes it after. Those
+  // who write wait in the line in the file `line`; reading waits for nobody.
+  // Two processes must not open the same file at once.
+  KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed,
+          const std::filesystem::path& line);
 
   std::optional<KeyValue> Get(std::string_view key);
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
@@ -82,18 +85,24 @@ class KeyFile {
   static Place PlaceOf(Statement& statement);
 
   const std::filesystem::path m_Changed;
+  WriteLine m_Line;
   guarded::Mutex m_Mutex;
   Opened m_Database GUARDED_BY(m_Mutex);
-  Statement m_Get GUARDED_BY(m_Mutex);
-  Statement m_List GUARDED_BY(m_Mutex);
   Statement m_Store GUARDED_BY(m_Mutex);
   Statement m_Remove GUARDED_BY(m_Mutex);
   Statement m_Append GUARDED_BY(m_Mutex);
   Statement m_Oldest GUARDED_BY(m_Mutex);
   Statement m_Newest GUARDED_BY(m_Mutex);
-  Statement m_After GUARDED_BY(m_Mutex);
   Statement m_Prune GUARDED_BY(m_Mutex);
   WriteTransaction::Statements m_Transaction GUARDED_BY(m_Mutex);
+
+  // A connection of its own, so that who reads does not wait for a thread that writes.
+  guarded::Mutex m_ReadMutex;
+  Database m_Reading GUARDED_BY(m_ReadMutex);
+  Statement m_Get GUARDED_BY(m_ReadMutex);
+  Statement m_List GUARDED_BY(m_ReadMutex);
+  Statement m_NewestVisible GUARDED_BY(m_ReadMutex);
+  Statement m_After GUARDED_BY(m_ReadMutex);
 };
 
 }  // namespace host

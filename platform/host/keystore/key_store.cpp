@@ -119,8 +119,10 @@ struct KeyStore::Impl {
     // One process at a time: SQLite fails instead of waiting when two turn the same new file to
     // write-ahead logging.
     const FileDescriptor lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
-    files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed);
-    files[kMemory] = std::make_unique<KeyFile>(runDir / kFileName, Durability::kProcess, changed);
+    files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed,
+                                                runDir / "line-db");
+    files[kMemory] = std::make_unique<KeyFile>(runDir / kFileName, Durability::kProcess, changed,
+                                               runDir / "line-memory");
   }
 
   // Index in `files` of where a valid key lives.

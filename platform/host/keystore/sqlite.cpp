@@ -6,21 +6,24 @@
 #include <system_error>
 #include <thread>
 
+#include "keystore/lock_holder.h"
+
 namespace host {
 namespace {
 
-// How long a call waits for another process that holds the file's lock, and how often it looks.
+// How long a call waits for a program that does not stand in the line of writers and holds the
+// file's lock, and how often it looks.
 // SQLite's own waiting sleeps up to 100 ms at a time, which is long beside a write of 20 µs.
-constexpr auto kBusyLimit = std::chrono::seconds(5);
+constexpr auto kBusyLimit = std::chrono::seconds(kHeldTooLongSeconds);
 constexpr auto kBusyPause = std::chrono::microseconds(200);
 
 // Memory for pages of one file. A set's keys fit; what does not comes from the system's cache.
 constexpr const char* kCacheSize = "PRAGMA cache_size = -256";
 
-std::string_view Advice(int code) {
+std::string Advice(int code, const std::string& file) {
   switch (code & 0xff) {
     case SQLITE_BUSY:
-      return "another process has kept it locked for 5 seconds: look for one that is stopped";
+      return HeldTooLong(HolderOfWriteLock(file));
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
       return "put a good copy in its place, or move it away to begin with an empty one";
@@ -79,12 +82,12 @@ void Database::Fail(int code) const {
   if (const int error = sqlite3_system_errno(m_Handle); bySystem && error != 0) {
     reason += ": " + std::generic_category().message(error);
   }
-  throw std::runtime_error("key file " + m_File + ": " + reason + "; " + std::string(Advice(code)));
+  throw std::runtime_error("key file " + m_File + ": " + reason + "; " + Advice(code, m_File));
 }
 
 void Database::FailAs(std::string_view reason) const {
   throw std::runtime_error("key file " + m_File + ": " + std::string(reason) + "; " +
-                           std::string(Advice(SQLITE_NOTADB)));
+                           Advice(SQLITE_NOTADB, m_File));
 }
 
 int Database::OnBusy(void* database, int attempt) {

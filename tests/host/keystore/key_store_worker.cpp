@@ -2,19 +2,28 @@
 //
 //   count LAST KEY…   sets all keys to 1, then to 2 and so on up to LAST, and says "KEY VALUE"
 //                     after each write that returned
+//   hurry LAST KEY    sets the key to 1, then to 2 and so on up to LAST, without a pause
 //   remove KEY        removes the key
 //   watch KEY         says "ready", then every change, up to and including the first of KEY
 //   tally KEY         the same, but only says how many changes there were
+//   slowly TIME COMMAND…  what COMMAND does, on a disk whose flush takes so many microseconds more
+//   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
 //
 // What it said is in its output even when it is killed at the next instruction.
 
 #include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "change_text.h"
@@ -26,6 +35,16 @@ namespace {
 using host::KeyChange;
 using host::KeyStore;
 using host::KeyWatcher;
+
+std::chrono::microseconds g_FlushTime{0};
+bool g_StopsInFlush = false;
+
+void BeforeFlush() {
+  if (std::exchange(g_StopsInFlush, false)) {
+    ::raise(SIGSTOP);
+  }
+  std::this_thread::sleep_for(g_FlushTime);
+}
 
 void Say(const std::string& line) {
   std::puts(line.c_str());
@@ -60,6 +79,10 @@ void Watch(KeyStore& store, const std::string& lastKey, Each each) {
 void Run(KeyStore& store, const std::string& command, const std::vector<std::string>& arguments) {
   if (command == "count") {
     Count(store, std::stoi(arguments.at(0)), {arguments.begin() + 1, arguments.end()});
+  } else if (command == "hurry") {
+    for (int value = 1; value <= std::stoi(arguments.at(0)); ++value) {
+      store.Set(arguments.at(1), value);
+    }
   } else if (command == "remove") {
     store.Unset(arguments.at(0));
   } else if (command == "watch") {
@@ -68,12 +91,29 @@ void Run(KeyStore& store, const std::string& command, const std::vector<std::str
     long changes = 0;
     Watch(store, arguments.at(0), [&](const KeyChange&) { ++changes; });
     Say(std::to_string(changes));
+  } else if (command == "slowly") {
+    g_FlushTime = std::chrono::microseconds(std::stoi(arguments.at(0)));
+    Run(store, arguments.at(1), {arguments.begin() + 2, arguments.end()});
+  } else if (command == "stuck") {
+    g_StopsInFlush = true;
+    Run(store, arguments.at(0), {arguments.begin() + 1, arguments.end()});
   } else {
     throw std::invalid_argument("no command " + command);
   }
 }
 
 }  // namespace
+
+// They stand before the C library's, also for SQLite.
+extern "C" int fsync(int fd) {
+  BeforeFlush();
+  return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int fdatasync(int fd) {
+  BeforeFlush();
+  return static_cast<int>(syscall(SYS_fdatasync, fd));
+}
 
 int main(int argc, char** argv) try {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
