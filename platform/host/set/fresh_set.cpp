@@ -22,27 +22,24 @@ constexpr int kUpright = 1;
 SetLock::SetLock(const std::filesystem::path& runDir)
     : m_File(OpenLocked(runDir / "set.lock", O_RDWR | O_CREAT)) {}
 
-const std::vector<std::pair<std::string, KeyValue>>& FreshSet() {
-  static const auto* const box = [] {
-    SetSource tuner = EmptyPort("tv");
-    tuner.isEmpty = false;
-    return new std::vector<std::pair<std::string, KeyValue>>{
-        {kSourcesKey, WriteSources({tuner, EmptyPort("hdmi1"), EmptyPort("hdmi2")})},
-        {kCurrentSourceKey, tuner.sourceId},
-        {kPreviewKey, kNoPreview},
-        {kSourceStateKey, kPictureShown},
-        {kSourceTypeKey, std::string(SourceType(tuner.sourceId))},
-        {kWindowKey, WriteWindow(kWholeScreen)},
-        {kGameItemKey, 0},
-        {kGameModeKey, 0},
-        {kPowerKey, kPowerOn},
-        {kViewerStateKey, ""},
-        {kVisibleBannersKey, ""},
-        {kRotationKey, kUpright},
-        {kFactoryResetCountKey, 0},
-    };
-  }();
-  return *box;
+std::vector<std::pair<std::string, KeyValue>> FreshSet() {
+  SetSource tuner = EmptyPort("tv");
+  tuner.isEmpty = false;
+  return {
+      {kSourcesKey, WriteSources({tuner, EmptyPort("hdmi1"), EmptyPort("hdmi2")})},
+      {kCurrentSourceKey, tuner.sourceId},
+      {kPreviewKey, kNoPreview},
+      {kSourceStateKey, kPictureShown},
+      {kSourceTypeKey, std::string(SourceType(tuner.sourceId))},
+      {kWindowKey, WriteWindow(kWholeScreen)},
+      {kGameItemKey, 0},
+      {kGameModeKey, 0},
+      {kPowerKey, kPowerOn},
+      {kViewerStateKey, ""},
+      {kVisibleBannersKey, ""},
+      {kRotationKey, kUpright},
+      {kFactoryResetCountKey, 0},
+  };
 }
 
 void PrepareFreshSet(KeyStore& store, const SetLock&) {

@@ -21,7 +21,7 @@ class SetLock {
 };
 
 // The keys of a set as it leaves its box.
-const std::vector<std::pair<std::string, KeyValue>>& FreshSet();
+std::vector<std::pair<std::string, KeyValue>> FreshSet();
 
 // Gives the set every key of a fresh one that is missing. What is there stays. The lock is the
 // set's own.

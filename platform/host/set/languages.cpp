@@ -25,10 +25,9 @@ std::vector<std::string> TranslatedLanguages() {
 }
 
 bool IsLanguage(const std::string& locale) {
-  static const std::regex kLocale(
-      "([a-z]{2,3})(_[A-Z]{2})?(\\.[A-Za-z0-9-]{1,16})?(@[a-z]{1,16})?");
+  const std::regex syntax("([a-z]{2,3})(_[A-Z]{2})?(\\.[A-Za-z0-9-]{1,16})?(@[a-z]{1,16})?");
   std::smatch parts;
-  if (!std::regex_match(locale, parts, kLocale)) {
+  if (!std::regex_match(locale, parts, syntax)) {
     return false;
   }
   const std::vector<std::string> translated = TranslatedLanguages();

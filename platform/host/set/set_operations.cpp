@@ -11,6 +11,7 @@
 #include "set/ports.h"
 #include "set/set_error.h"
 #include "set/speakers.h"
+#include "system/host.h"
 #include "tv_service.h"
 
 namespace host {
@@ -132,11 +133,9 @@ std::string Text(const std::optional<KeyValue>& argument) {
   return argument ? std::get<std::string>(*argument) : "";
 }
 
-}  // namespace
-
-const std::vector<Operation>& Operations() {
+std::vector<Operation> MakeOperations() {
   using Given = const Arguments&;
-  static const std::vector<Operation> operations = {
+  return {
       {"source add",
        "Attach a device, or add an empty port",
        {Source(), Name("NAME", "The name that the user sees (default: the port's)", false),
@@ -199,7 +198,12 @@ const std::vector<Operation>& Operations() {
          return Text(given[0]) == "general" ? GeneralReset() : FactoryReset(view);
        }},
   };
-  return operations;
+}
+
+}  // namespace
+
+const std::vector<Operation>& Operations() {
+  return g_Host.operations.Get([] { return new std::vector<Operation>(MakeOperations()); });
 }
 
 Arguments ReadArguments(const Operation& operation, const Texts& texts) {

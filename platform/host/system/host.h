@@ -34,6 +34,7 @@ class SourceEvents;
 class Subscriptions;
 struct Environment;
 struct KeyChange;
+struct Operation;
 struct Model;
 struct HostLibrary;
 struct RemainingEvents;
@@ -85,6 +86,8 @@ struct Host {
   OutlivesExit<SourceEvents> sourceEvents;
   OutlivesExit<CSourceAPI> sourceLibrary;
   OutlivesExit<SpeakerCallback> speakerCallback;
+
+  OutlivesExit<const std::vector<Operation>> operations;
 
   OutlivesExit<HostLibrary> itemLibrary;
   OutlivesExit<Translations> translations;
