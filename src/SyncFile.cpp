@@ -20,9 +20,10 @@ constexpr mode_t kMode = 0644;
 // More than any number needs; what else a file holds is not read.
 constexpr std::size_t kMostRead = 64;
 
-class OpenFile {
+// Of a regular file; of nothing when it cannot be opened or is anything else.
+class FileDescriptor {
  public:
-  OpenFile(const std::string& path, int flags)
+  FileDescriptor(const std::string& path, int flags)
       : m_File(open(path.c_str(), flags | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, kMode)) {
     struct stat status {};
     if (m_File >= 0 && (fstat(m_File, &status) != 0 || !S_ISREG(status.st_mode))) {
@@ -30,13 +31,13 @@ class OpenFile {
       m_File = -1;
     }
   }
-  ~OpenFile() {
+  ~FileDescriptor() {
     if (m_File >= 0) {
       close(m_File);
     }
   }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
 
   explicit operator bool() const { return m_File >= 0; }
   int Get() const { return m_File; }
@@ -68,7 +69,7 @@ SyncFile::SyncFile()
 bool SyncFile::Exists() const { return IsThere(m_Path); }
 
 bool SyncFile::Read(int& count) const {
-  const OpenFile file(m_Path, O_RDWR);
+  const FileDescriptor file(m_Path, O_RDWR);
   if (!file) {
     return false;
   }
@@ -82,10 +83,10 @@ bool SyncFile::Read(int& count) const {
 bool SyncFile::IsMarked() const { return IsThere(m_Mark); }
 
 SyncFile::Written SyncFile::Write(int count) const {
-  if (OpenFile(m_Mark, O_WRONLY | O_CREAT)) {
+  if (FileDescriptor(m_Mark, O_WRONLY | O_CREAT)) {
     m_FlushDirectory();
   }
-  const OpenFile file(m_Path, O_WRONLY | O_CREAT);
+  const FileDescriptor file(m_Path, O_WRONLY | O_CREAT);
   if (!file || ftruncate(file.Get(), 0) != 0) {
     return Written::kNotOpened;
   }

@@ -55,23 +55,23 @@ std::uint64_t Now() {
 }
 
 // What sd-bus waits for.
-struct Wish {
+struct PollRequest {
   int fd = -1;
   int events = 0;
   std::uint64_t due = kNever;  // when it wants to be called in any case, by Now
 };
 
 // Returns a negative errno when the connection is lost.
-int AskWish(sd_bus* bus, Wish& wish) {
-  wish.fd = sd_bus_get_fd(bus);
-  if (wish.fd < 0) {
-    return wish.fd;
+int GetPollRequest(sd_bus* bus, PollRequest& request) {
+  request.fd = sd_bus_get_fd(bus);
+  if (request.fd < 0) {
+    return request.fd;
   }
-  wish.events = sd_bus_get_events(bus);
-  if (wish.events < 0) {
-    return wish.events;
+  request.events = sd_bus_get_events(bus);
+  if (request.events < 0) {
+    return request.events;
   }
-  const int result = sd_bus_get_timeout(bus, &wish.due);
+  const int result = sd_bus_get_timeout(bus, &request.due);
   return result < 0 ? result : 0;
 }
 
@@ -118,31 +118,31 @@ struct BusPump::Impl {
     if (!serves || dispatching) {
       return sleep(count, read, write, error, limit);
     }
-    Wish wish;
-    if (const int result = AskWish(bus, wish); result < 0) {
+    PollRequest request;
+    if (const int result = GetPollRequest(bus, request); result < 0) {
       Lose(result);
       timeval noTime{};
       return sleep(count, read, write, error, &noTime);
     }
-    if ((wish.events & POLLIN) != 0) {
-      FD_SET(wish.fd, read);
+    if ((request.events & POLLIN) != 0) {
+      FD_SET(request.fd, read);
     }
-    if ((wish.events & POLLOUT) != 0) {
-      FD_SET(wish.fd, write);
+    if ((request.events & POLLOUT) != 0) {
+      FD_SET(request.fd, write);
     }
     timeval untilDue;
-    if (wish.due != kNever) {
+    if (request.due != kNever) {
       const std::uint64_t now = Now();
-      const std::uint64_t left = wish.due - std::min(wish.due, now);
+      const std::uint64_t left = request.due - std::min(request.due, now);
       untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
       limit = &untilDue;
     }
-    const int ready = sleep(std::max(count, wish.fd + 1), read, write, error, limit);
+    const int ready = sleep(std::max(count, request.fd + 1), read, write, error, limit);
     if (ready < 0) {
       return ready;
     }
-    const int own = Take(wish.fd, read) + Take(wish.fd, write);
-    if (own > 0 || (wish.due != kNever && wish.due <= Now())) {
+    const int own = Take(request.fd, read) + Take(request.fd, write);
+    if (own > 0 || (request.due != kNever && request.due <= Now())) {
       Dispatch();
     }
     return ready - own;
