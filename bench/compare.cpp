@@ -1,7 +1,6 @@
-// What a request costs beside what it cannot avoid. All of it is measured in turns in one run, on
-// one bus, because the machine's mood changes from second to second: only the ratios mean
-// something. The bare socket pair is the floor for any two processes, the empty echo the floor for
-// any two processes on a bus.
+// Measures a request against the least that it could cost, in turns in one run on one bus: the
+// machine's speed varies from second to second, so only the ratios mean something. The bare socket
+// pair is the minimum for any two processes, the empty echo that for any two processes on a bus.
 
 #include <sqlite3.h>
 #include <sys/prctl.h>

@@ -1,6 +1,6 @@
 # Every target of this project links build_options: the warnings are the same everywhere, and a
-# sanitizer runs in all of a program or in none of it. The presets make the warnings errors; what a
-# product's compiler finds besides does not keep the product from being built.
+# sanitizer runs in all of a program or in none of it. The presets make the warnings errors;
+# whatever else a product's compiler finds does not stop the product from being built.
 add_library(build_options INTERFACE)
 target_compile_options(build_options INTERFACE -Wall -Wextra
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)

@@ -1,6 +1,6 @@
 # Shared by run and test; sourced with the project's directory in $project.
 
-# say TEXT: a line for the person at the terminal. Standard output belongs to the commands.
+# say TEXT: prints a line for the user. Standard output belongs to the commands.
 say() {
   if [ -z "${quiet:-}" ]; then
     printf '%s\n' "$*" >&2
@@ -12,7 +12,7 @@ die() {
   exit 2
 }
 
-# logged FILE COMMAND…: runs the command with all its output in FILE, shown only when it fails.
+# logged FILE COMMAND…: runs the command with its output in FILE, shown only if it fails.
 logged() {
   local log=$1
   shift
@@ -34,7 +34,7 @@ as_root() {
   fi
 }
 
-# install_missing_packages SECTION…: those of packaging/debian-packages.
+# install_missing_packages SECTION…: sections of packaging/debian-packages.
 install_missing_packages() {
   command -v dpkg-query >/dev/null || return 0
   local list=$project/packaging/debian-packages missing=() section package
@@ -50,7 +50,7 @@ install_missing_packages() {
   [ ${#missing[@]} -gt 0 ] || return 0
 
   if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
-    die "these packages are missing and neither root nor sudo is at hand: ${missing[*]}"
+    die "these packages are missing; run as root or install sudo: ${missing[*]}"
   fi
   say "installing: ${missing[*]}"
   local log=$project/build/install.log
@@ -60,13 +60,13 @@ install_missing_packages() {
     apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# build PRESET [TARGET…]: all targets unless some are named. Waits for another build of the same
-# tree to end.
+# build PRESET [TARGET…]: builds all targets unless some are named. Waits for another build of the
+# same tree to end.
 build() {
   local preset=$1 log=$project/build/$1.log targets=()
   shift
   [ $# -eq 0 ] || targets=(--target "$@")
-  say "building ($preset; what the compiler says is in build/$preset.log)"
+  say "building ($preset; compiler output is in build/$preset.log)"
   (
     flock 9
     cd "$project" || exit 1

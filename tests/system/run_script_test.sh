@@ -20,11 +20,11 @@ trap 'rm -rf "$state"' EXIT
 expect "a value is answered" "standard (Standard)" \
   "$("$project/run" -- settingsctl get picturemode 2>"$state/err" || cat "$state/err")"
 
-# Alone it shows a set at work, and serves until it is ended.
+# Without a command it shows a set at work, and runs until it is ended.
 "$project/run" >"$state/out" 2>"$state/err" &
 run=$!
 for ((tries = 0; tries < 600; ++tries)); do
-  grep -q 'serves until Ctrl-C' "$state/out" && break
+  grep -q 'runs until Ctrl-C' "$state/out" && break
   kill -0 "$run" 2>/dev/null || break
   sleep 0.1
 done
