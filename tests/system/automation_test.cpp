@@ -176,13 +176,6 @@ TEST_F(Automation, AForeignApplicationInTheBackgroundDoesNot) {
   EXPECT_TRUE(GameBarLogs("mode auto_source_change"));
 }
 
-TEST_F(Automation, TheMultiScreenLauncherKeepsTheGameBarAway) {
-  Setctl({"app", "start", "com.velmora.tv.multiscreenlauncher"});
-  Setctl({"key", "set", "memory/multiscreen/info", R"({"mode":"off"})"});
-  ExpectVeto(
-      "[GameBarService]  CSFS or MultiScreenLauncher is Running, Gamebar app can not be launched!");
-}
-
 TEST_F(Automation, TheMultiScreenViewKeepsTheGameBarAndTheCrosshairAway) {
   Setctl({"key", "set", kAimPosition, kAim});
   Setctl({"app", "start", "com.velmora.tv.multiscreenlauncher"});
@@ -205,25 +198,6 @@ TEST_F(Automation, AViewerThatIsNotInFrontKeepsTheGameBarAway) {
 TEST_F(Automation, ABannerAboutTheDisplayModeKeepsTheGameBarAway) {
   Setctl({"app", "start", kViewer, "banners=screen_ratio"});
   ExpectNoTry("[GameBarService] tv-viewer state / visible banner: resume_focus, screen_ratio");
-}
-
-TEST_F(Automation, WithoutTheGameItemThereIsNoGameBar) {
-  Setctl({"game-item", "0"});
-  Setctl({"source", "switch", "hdmi1"});
-  ASSERT_TRUE(Logs("[GameBarService] game vconf is 1", 1));
-  Setctl({"source", "switch", "hdmi1"});
-  ASSERT_TRUE(Logs("[GameBarService] game vconf is 1", 2));
-  EXPECT_EQ(Logged(kLaunch), 0);
-  EXPECT_FALSE(IsRunning(kGameBar));
-}
-
-TEST_F(Automation, TheSecondGameStateNeedsAGameThatWasDetected) {
-  Setctl({"game-item", "2"});
-  Setctl({"key", "set", "memory/detection/game", "4"});
-  ExpectNoTry("[GameBarService] game vconf is 4");
-  Setctl({"key", "set", "memory/detection/game", "5"});
-  Setctl({"source", "switch", "hdmi1"});
-  EXPECT_TRUE(GameBarLogs("mode auto_source_change"));
 }
 
 TEST_F(Automation, AViewerKeyThatHoldsNoTextEndsNeitherTheDaemonNorTheNextTry) {
@@ -249,12 +223,6 @@ std::string ModelWith(const std::string& feature, const std::string& value) {
   return directory / feature;
 }
 
-// A set that never launches the game bar by itself.
-class NeverByItself : public Automation {
- protected:
-  NeverByItself() : Automation(ModelWith("game_bar.auto_launch_support_type", "0")) {}
-};
-
 // A set whose first use has no step for the energy regulation.
 class WithoutBrightnessStep : public Automation {
  protected:
@@ -269,15 +237,6 @@ TEST_F(WithoutBrightnessStep, TheGameModeAloneBringsTheGameBarInAModeOfItsOwn) {
   Setctl({"game-mode", "1"});
   EXPECT_TRUE(GameBarLogs("mode auto_internal_game_mode_on"));
 }
-
-TEST_F(WithoutBrightnessStep, TheGameItemBringsTheGameBarInAModeOfItsOwn) {
-  Setctl({"source", "switch", "hdmi1"});
-  ASSERT_TRUE(GameBarLogs("mode auto_source_change"));
-  Setctl({"game-item", "1"});
-  EXPECT_TRUE(GameBarLogs("mode auto_game_item_on"));
-}
-
-TEST_F(NeverByItself, TheGameBarStaysAway) { ExpectVeto("[GameBarService]  Never Auto Launch!"); }
 
 TEST_F(Automation, TheGameBarComesBackWhenTheSetIsSwitchedOn) {
   for (const auto& [name, delay] : {std::pair{"Game Console", milliseconds(2500)},

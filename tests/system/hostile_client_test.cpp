@@ -61,7 +61,7 @@ class Way {
   const bus::Connection m_Bus;
 };
 
-class HostileClient : public SystemTest, public testing::WithParamInterface<Bad> {};
+class HostileClient : public SharedSetTest, public testing::WithParamInterface<Bad> {};
 
 TEST_P(HostileClient, IsToldWhatWasWrongAtOnceAndTheNextRequestIsServed) {
   settings::Client client(m_Set.Bus().Address());
@@ -91,7 +91,7 @@ TEST_P(HostileClient, IsToldWhatWasWrongAtOnceAndTheNextRequestIsServed) {
 INSTANTIATE_TEST_SUITE_P(Bodies, HostileClient, testing::ValuesIn(kBad),
                          [](const auto& info) { return std::string(info.param.name); });
 
-class OtherClients : public SystemTest {};
+class OtherClients : public SharedSetTest {};
 
 TEST_F(OtherClients, AClientThatIsNotOursIsServed) {
   const support::Outcome outcome = m_Set.Run(

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A question and its whole reply, on a set that nobody has used yet.
+// A question and its whole reply. What one of them stores, no other asks for.
 struct Question {
   const char* name;
   const char* request;
@@ -56,6 +56,8 @@ const Question kQuestions[] = {
     {"PathVisibleOfAHiddenItem",
      R"({"method":"GetItemPathVisible","data":{"menuID":"hdmiblacklevel"}})", DONE("false")},
     {"Value", R"({"method":"GetItemValue","data":{"menuID":"hlgsystemgamma"}})", DONE(R"("1.20")")},
+    {"ValueOfAList", R"({"method":"GetItemValue","data":{"menuID":["brightness"]}})",
+     ILL_TYPED(R"("")")},
     {"ValueOfAGroup", R"({"method":"GetItemValue","data":{"menuID":"picture"}})", FAILED(R"("")")},
     {"ValueName", R"({"method":"GetItemValueName","data":{"menuID":"sounddelay"}})",
      DONE(R"("0 ms")")},
@@ -65,6 +67,12 @@ const Question kQuestions[] = {
     {"SetValueOutsideTheRange",
      R"({"method":"SetItemValue","data":{"menuID":"tint","Value":"-16","PreViewFlag":false}})",
      FAILED("false")},
+    {"SetValueOutsideTheList",
+     R"({"method":"SetItemValue","data":{"menuID":"picturemode","Value":"sepia"}})",
+     FAILED("false")},
+    {"SetValueWithAnIllTypedFlag",
+     R"({"method":"SetItemValue","data":{"menuID":"tint","Value":"3","PreViewFlag":"yes"}})",
+     ILL_TYPED("false")},
     {"Children", R"({"method":"GetItemChildList","data":{"menuID":"bluelightsettings"}})",
      DONE(R"("[\"bluelight\",\"bluelightschedule\",\"bluelightwarmth\"]")")},
     {"ChildrenOfALeaf", R"({"method":"GetItemChildList","data":{"menuID":"brightness"}})",
@@ -103,16 +111,18 @@ const Question kQuestions[] = {
     {"DisabledItems", R"({"method":"GetDisabledItemsList"})", DONE(R"("[]\n")")},
     {"AnAsynchronousQuestion", R"({"method":"GetItemVisibleAsync","data":{"menuID":"brightness"}})",
      "{\"return_data\":\"\"}\n"},
+    {"AnUnknownMethod", R"({"method":"NoSuchMethod"})", "{\"return_data\":\"\"}\n"},
+    {"NoMethod", "{}", "{\"return_data\":\"\"}\n"},
 };
 
-class Methods : public SystemTest, public testing::WithParamInterface<Question> {};
+class Methods : public SharedSetTest, public testing::WithParamInterface<Question> {};
 
 TEST_P(Methods, AnswerExactlyThis) { EXPECT_EQ(Request(GetParam().request), GetParam().reply); }
 
 INSTANTIATE_TEST_SUITE_P(Of, Methods, testing::ValuesIn(kQuestions),
                          [](const auto& info) { return std::string(info.param.name); });
 
-class Signals : public SystemTest {
+class Signals : public SharedSetTest {
  protected:
   SignalLog m_Signals{m_Set};
 };
