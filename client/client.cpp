@@ -20,6 +20,7 @@ using std::chrono::steady_clock;
 constexpr char kBusName[] = "org.nuvra.service.settings_service";
 constexpr char kObject[] = "/org/nuvra/service/settings_service";
 constexpr char kInterface[] = "org.nuvra.Service1";
+constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
 
 int Check(int result) {
   if (result < 0) {
@@ -339,6 +340,27 @@ std::optional<std::vector<std::string>> Client::GetDisablerAppNamesByMenuId(
 
 std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
   return ListOf(*this, "GetDisabledItemsList", {});
+}
+
+std::optional<std::string> Client::StoreFailureSince(steady_clock::time_point begin) {
+  sd_bus* bus = m_Impl->bus.get();
+  bus::Message question;
+  Check(sd_bus_message_new_method_call(bus, bus::Out(question), kBusName, kObject,
+                                       "org.freedesktop.DBus.Properties", "Get"));
+  Check(sd_bus_message_append(question.get(), "ss", kKeyStoreInterface, "Failure"));
+  bus::Error error;
+  bus::Message reply;
+  const int result =
+      sd_bus_call(bus, question.get(), m_Impl->timeout.count(), error.Out(), bus::Out(reply));
+  std::uint64_t at = 0;
+  const char* text = nullptr;
+  if (result < 0 || sd_bus_message_enter_container(reply.get(), 'v', "(ts)") <= 0 ||
+      sd_bus_message_read(reply.get(), "(ts)", &at, &text) <= 0) {
+    return std::nullopt;
+  }
+  // The monotonic clock is one for all processes.
+  const auto since = std::chrono::duration_cast<microseconds>(begin.time_since_epoch()).count();
+  return at >= static_cast<std::uint64_t>(since) ? std::optional<std::string>(text) : std::nullopt;
 }
 
 bool Client::IsApplicationId(const std::string& name) { return bus::IsApplicationId(name); }

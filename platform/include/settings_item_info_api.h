@@ -22,7 +22,8 @@ class CSettingsItemInfoAPI {
   static void InitSettingsItemInfoAPI();
 
   // The value of an item and that value's display name in the menu language. -1 when the item
-  // is unknown or of a kind that has no value, with both buffers untouched.
+  // is unknown or of a kind that has no value, or the store cannot be read, with both buffers
+  // untouched.
   static int GetItemValue(const char* menuID, char* valueName, char* value);
 
   // Stores a value; with `preview` it is shown but not kept. -1 and nothing stored when the
@@ -30,11 +31,11 @@ class CSettingsItemInfoAPI {
   // failed.
   static int SetItemValue(const char* menuID, const char* value, bool preview);
 
-  // State questions: -1 cannot answer, 0 no, any other value yes. A path is visible or enabled
-  // when the item and every group above it are. With `byRulesOnly` an item that applications
-  // disabled is judged as if they had not. The last two are about one value of a list or a
-  // switch, whatever the state of the item is; any other value and any other item is -1. States
-  // hinder nobody from setting a value.
+  // State questions: -1 cannot answer (also when the store cannot be read), 0 no, any other value
+  // yes. A path is visible or enabled when the item and every group above it are. With
+  // `byRulesOnly` an item that applications disabled is judged as if they had not. The last two are
+  // about one value of a list or a switch, whatever the state of the item is; any other value and
+  // any other item is -1. States hinder nobody from setting a value.
   static int GetItemVisible(const char* menuID);
   static int GetItemEnable(const char* menuID, bool byRulesOnly);
   static int GetItemPathVisible(const char* menuID);

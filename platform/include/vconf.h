@@ -4,6 +4,11 @@
 // (docs/keystore.md). Keys begin with "db/" (kept for good, durable when a write returns) or
 // "memory/" (kept until the set restarts); all others are refused. Every function may be called
 // from any thread unless it says otherwise, and returns 0 for success and -1 for failure.
+//
+// After a failure of one that reads or writes a key errno says what it was: ENOENT when the key is
+// missing; EINVAL when it holds the other type, or the store does not take such a key; anything
+// else when the store itself failed, so that nobody knows what the key holds: ENOSPC when it is
+// full, EROFS when it is read-only, EIO and others when it cannot be read or written.
 
 // A changed key, as handed to a callback. Valid during the call only.
 typedef struct _keynode_t keynode_t;

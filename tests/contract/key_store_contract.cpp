@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <functional>
@@ -106,6 +107,32 @@ TEST_F(KeyStoreContract, AMissingKeyGivesNothing) {
   EXPECT_EQ(value, 5);
   EXPECT_EQ(vconf_get_str(Durable().c_str()), nullptr);
   EXPECT_EQ(vconf_get_str(Memory().c_str()), nullptr);
+}
+
+TEST_F(KeyStoreContract, AFailureSaysWhetherTheKeyIsMissingOrHoldsTheOtherType) {
+  for (const std::string& key : {Durable(), Memory()}) {
+    int value = 5;
+    errno = 0;
+    EXPECT_EQ(vconf_get_int(key.c_str(), &value), -1);
+    EXPECT_EQ(errno, ENOENT);
+    errno = 0;
+    EXPECT_EQ(vconf_get_str(key.c_str()), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    ASSERT_EQ(vconf_set_int(key.c_str(), 7), 0);
+    errno = 0;
+    EXPECT_EQ(vconf_get_str(key.c_str()), nullptr);
+    EXPECT_EQ(errno, EINVAL);
+    ASSERT_EQ(vconf_set_str(key.c_str(), "7"), 0);
+    errno = 0;
+    EXPECT_EQ(vconf_get_int(key.c_str(), &value), -1);
+    EXPECT_EQ(errno, EINVAL);
+  }
+  errno = 0;
+  EXPECT_EQ(vconf_set_int("no/key", 1), -1);
+  EXPECT_EQ(errno, EINVAL);
+  errno = 0;
+  EXPECT_EQ(vconf_set_str("no/key", "text"), -1);
+  EXPECT_EQ(errno, EINVAL);
 }
 
 TEST_F(KeyStoreContract, AStringIsNotReadAsAnInteger) {

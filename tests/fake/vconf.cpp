@@ -1,6 +1,7 @@
 #include "vconf.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -61,15 +62,30 @@ void Store(const std::string& key, KeyValue value) {
   }
 }
 
-// What the key holds; null when it is missing or holds another type. The caller holds the lock.
+// What the key holds; null, and errno says why, when it is missing or holds another type. The
+// caller holds the lock.
 template <typename Value>
 const Value* Held(const char* key) {
-  if (key == nullptr) {
-    return nullptr;
-  }
   const auto& keys = Shared().state.keys;
-  const auto held = keys.find(key);
-  return held == keys.end() ? nullptr : std::get_if<Value>(&held->second);
+  const auto held = key != nullptr ? keys.find(key) : keys.end();
+  const Value* value = held == keys.end() ? nullptr : std::get_if<Value>(&held->second);
+  if (value == nullptr) {
+    errno = held == keys.end() ? ENOENT : EINVAL;
+  }
+  return value;
+}
+
+// The end of a call that the store itself fails at, and of one that it refuses.
+int Fails(Call& call, int code) {
+  call.Returns(code);
+  errno = EIO;
+  return code;
+}
+
+int Refuses(Call& call) {
+  call.Returns(-1);
+  errno = EINVAL;
+  return -1;
 }
 
 Pointer CallbackPointer(vconf_callback_fn callback) {
@@ -83,11 +99,14 @@ extern "C" {
 int vconf_get_int(const char* key, int* value) {
   Call call("vconf_get_int", key);
   if (auto code = call.Failure(-1)) {
-    return call.Returns(*code);
+    return Fails(call, *code);
   }
   const int* held = Held<int>(key);
-  if (held == nullptr || value == nullptr) {
+  if (held == nullptr) {
     return call.Returns(-1);
+  }
+  if (value == nullptr) {
+    return Refuses(call);
   }
   *value = *held;
   return call.Returns(0, *value);
@@ -96,10 +115,10 @@ int vconf_get_int(const char* key, int* value) {
 int vconf_set_int(const char* key, int value) {
   Call call("vconf_set_int", key, value);
   if (auto code = call.Failure(-1)) {
-    return call.Returns(*code);
+    return Fails(call, *code);
   }
   if (!IsValidKey(key)) {
-    return call.Returns(-1);
+    return Refuses(call);
   }
   Store(key, value);
   return call.Returns(0);
@@ -110,7 +129,9 @@ char* vconf_get_str(const char* key) {
   const bool fails = call.Failure(-1).has_value();
   const std::string* held = Held<std::string>(key);
   if (fails || held == nullptr) {
+    const int error = fails ? EIO : errno;
     call.Returns(Verbatim{"null"});
+    errno = error;
     return nullptr;
   }
   call.Returns(*held);
@@ -120,10 +141,10 @@ char* vconf_get_str(const char* key) {
 int vconf_set_str(const char* key, const char* value) {
   Call call("vconf_set_str", key, value);
   if (auto code = call.Failure(-1)) {
-    return call.Returns(*code);
+    return Fails(call, *code);
   }
   if (!IsValidKey(key) || value == nullptr) {
-    return call.Returns(-1);
+    return Refuses(call);
   }
   Store(key, std::string(value));
   return call.Returns(0);

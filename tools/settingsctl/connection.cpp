@@ -3,9 +3,27 @@
 namespace settingsctl {
 namespace {
 
+using std::chrono::steady_clock;
+
 using settings::ErrorCode;
 using tools::ExitCode;
 using tools::Failure;
+
+// The reply says only that something could not be done. When it was the key store's failure, then
+// what the verb made of it, such as an item that does not exist, is wrong.
+ExitCode Run(settings::Client& client, const std::function<ExitCode(settings::Client&)>& verb) {
+  const steady_clock::time_point begin = steady_clock::now();
+  try {
+    return verb(client);
+  } catch (const Failure& failure) {
+    if (failure.Code() == ExitCode::kRefused || failure.Code() == ExitCode::kNotFound) {
+      if (const auto why = client.StoreFailureSince(begin)) {
+        throw Failure(ExitCode::kRefused, *why);
+      }
+    }
+    throw;
+  }
+}
 
 }  // namespace
 
@@ -40,7 +58,7 @@ ExitCode WithClient(const Options& options,
                     const std::function<ExitCode(settings::Client&)>& verb) {
   try {
     settings::Client client(options.bus, AnswerTime(options));
-    return verb(client);
+    return Run(client, verb);
   } catch (const settings::Error& error) {
     throw FailureOf(error);
   }

@@ -149,6 +149,10 @@ class Client {
   std::optional<std::vector<std::string>> GetDisablerAppNamesByMenuId(const std::string& item);
   std::optional<std::vector<std::string>> GetDisabledItemsList();
 
+  // Why the service could not do something since `begin`: what its key store failed at. Nothing
+  // when it did not fail, and from a service that does not tell.
+  std::optional<std::string> StoreFailureSince(std::chrono::steady_clock::time_point begin);
+
   // Whether `name` can be an application's: a bus name that is neither a connection's nor that of
   // the bus, its services or the set's (org.freedesktop.*, org.nuvra.service.*).
   static bool IsApplicationId(const std::string& name);

@@ -18,7 +18,8 @@ struct Freer {
   void operator()(char* text) const { std::free(text); }
 };
 
-// What the application says about itself.
+// What the application says about itself. When the key store failed, nothing, and errno is not
+// ENOENT.
 std::optional<host::KeyValue> Told(const std::string& id) {
   const std::string key = host::ApplicationStatusKey(id);
   int number = 0;
@@ -34,7 +35,8 @@ int GetStatus(const std::string& id) {
   if (running <= 0) {
     return running < 0 ? running : -ESRCH;
   }
-  return host::ToldApplicationState(Told(id));
+  const auto told = Told(id);
+  return told || errno == ENOENT ? host::ToldApplicationState(told) : -EIO;
 }
 
 }  // namespace

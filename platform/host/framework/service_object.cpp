@@ -6,6 +6,7 @@
 #include "dlog.h"
 #include "framework/exception_border.h"
 #include "framework/message_text.h"
+#include "framework/store_failure.h"
 
 namespace host {
 namespace {
@@ -71,6 +72,18 @@ constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_END,
 };
 
+int OnFailureAsked(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*,
+                   sd_bus_error*) {
+  const StoreFailure failure = NewestStoreFailure();
+  return sd_bus_message_append(reply, "(ts)", failure.at, failure.text.c_str());
+}
+
+constexpr sd_bus_vtable kKeyStoreVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_PROPERTY("Failure", "(ts)", OnFailureAsked, 0, 0),
+    SD_BUS_VTABLE_END,
+};
+
 }  // namespace
 
 std::string ServiceBusName(const std::string& serviceName) {
@@ -85,6 +98,9 @@ ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service) {
   const std::string path = ServiceObjectPath(service.ServiceName());
   bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_Slot), path.c_str(), kServiceInterface,
                                       kVtable, &service),
+             ("cannot register " + path).c_str());
+  bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_KeyStoreSlot), path.c_str(),
+                                      kKeyStoreInterface, kKeyStoreVtable, nullptr),
              ("cannot register " + path).c_str());
 }
 

@@ -8,6 +8,7 @@
 namespace host {
 
 inline constexpr char kServiceInterface[] = "org.nuvra.Service1";
+inline constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
 
 std::string ServiceBusName(const std::string& serviceName);
 std::string ServiceObjectPath(const std::string& serviceName);
@@ -21,6 +22,7 @@ class ServiceObject {
 
  private:
   bus::Slot m_Slot;
+  bus::Slot m_KeyStoreSlot;
 };
 
 }  // namespace host

@@ -8,6 +8,7 @@
 
 #include "base/json.h"
 #include "base/utf8.h"
+#include "items/answer.h"
 #include "items/error_log.h"
 #include "items/host_inputs.h"
 #include "set/keys.h"
@@ -45,7 +46,9 @@ std::vector<NetworkSpeaker> ParseSpeakers(const std::string& description) {
 }
 
 std::vector<NetworkSpeaker> ActiveSpeakers() {
-  const auto description = host::HostInputs().Text(host::kNetworkSpeakersKey);
+  const auto description = host::AnswerOr(std::optional<std::string>(), [] {
+    return host::HostInputs().Text(host::kNetworkSpeakersKey);
+  });
   if (!description || description->empty()) {
     return {};
   }

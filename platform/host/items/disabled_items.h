@@ -47,7 +47,8 @@ class DisabledItems {
   void NoteInstance(const std::string& app);
 
   // Takes the record from the mirror, as far as that is sound. The end of an application that
-  // lived when it disabled something and does not live any more is reported (app_manager.h).
+  // lived when it disabled something and does not live any more is reported (app_manager.h). Throws
+  // InputFailure when the mirror cannot be read; the record stays as it is then.
   void ReadMirror();
 
   // Drops the items that the loaded catalogue does not have. Without a catalogue all are kept.

@@ -1,5 +1,6 @@
 #include "items/host_inputs.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
@@ -7,15 +8,33 @@
 #include "vconf.h"
 
 namespace host {
+namespace {
+
+// The end of a call that read nothing: a default must not stand for a value that is there. The key
+// store has logged its failure.
+std::nullopt_t NothingIn(const std::string& key, int error) {
+  if (error != ENOENT && error != EINVAL) {
+    throw InputFailure("cannot read " + key);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
 
 std::optional<int> HostInputs::Number(const std::string& key) const {
   int number = 0;
-  return vconf_get_int(key.c_str(), &number) == 0 ? std::optional(number) : std::nullopt;
+  if (vconf_get_int(key.c_str(), &number) == 0) {
+    return number;
+  }
+  return NothingIn(key, errno);
 }
 
 std::optional<std::string> HostInputs::Text(const std::string& key) const {
   const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), &std::free);
-  return text ? std::optional<std::string>(text.get()) : std::nullopt;
+  if (text) {
+    return text.get();
+  }
+  return NothingIn(key, errno);
 }
 
 bool HostInputs::WriteNumber(const std::string& key, int number) {

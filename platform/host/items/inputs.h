@@ -1,9 +1,14 @@
 #pragma once
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace host {
+
+struct InputFailure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 
 // What items depend on and where their values are kept: the key store and the features of the
 // model. Main-loop thread only.
@@ -11,7 +16,8 @@ class Inputs {
  public:
   virtual ~Inputs() = default;
 
-  // What a key holds; nothing when it is missing or of the other type.
+  // What a key holds; nothing when it is missing or of the other type. Throws InputFailure when the
+  // key store failed, so that nobody knows.
   virtual std::optional<int> Number(const std::string& key) const = 0;
   virtual std::optional<std::string> Text(const std::string& key) const = 0;
 

@@ -1,5 +1,6 @@
 #include "items/item_library.h"
 
+#include "items/answer.h"
 #include "items/error_log.h"
 #include "set/keys.h"
 
@@ -25,12 +26,16 @@ const Item* ItemLibrary::Find(std::string_view menuID) const {
   return m_Catalogue ? m_Catalogue->Find(menuID) : nullptr;
 }
 
-// A missing key means that no speaker was chosen; a number is a type that cannot be read.
+// A missing key means that no speaker was chosen; a number, and a key store that fails, is a type
+// that cannot be read.
 void ItemLibrary::FreshSpeakerType() {
-  const auto type = m_Inputs.Text(kSpeakerKey);
-  if (type || !m_Inputs.Number(kSpeakerKey)) {
-    m_SpeakerType = type.value_or("");
-  }
+  AnswerOr(false, [&] {
+    const auto type = m_Inputs.Text(kSpeakerKey);
+    if (type || !m_Inputs.Number(kSpeakerKey)) {
+      m_SpeakerType = type.value_or("");
+    }
+    return true;
+  });
 }
 
 }  // namespace host

@@ -32,12 +32,14 @@ class ItemLibrary {
   const Item* Find(const char* menuID) const;
   const Item* Find(std::string_view menuID) const;
 
-  // Reads the type of the active speaker, which is known from here on.
+  // Reads the type of the active speaker, which is known from here on. It stays what it was when
+  // the key store cannot be read.
   void FreshSpeakerType();
 
   // The value in effect of an item that has one: what is previewed, otherwise what the item
   // follows, otherwise what is stored, otherwise the default. A text or number in the store that
-  // is none of the item's values counts as not there.
+  // is none of the item's values counts as not there. Throws InputFailure when the key store cannot
+  // be read, as the next three do.
   ValuePosition CurrentValue(const Item& item) const;
 
   // Stores a value for good and ends a preview. False, and logged, when the key store failed; the

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "items/answer.h"
 #include "items/library.h"
 #include "settings_item_info_api.h"
 
@@ -37,7 +38,10 @@ bool Append(std::vector<std::string> texts, std::vector<std::string>& all) {
 template <typename Predicate>
 int AnswerForItem(const char* menuID, Predicate predicate) {
   const Item* item = Library().Find(menuID);
-  return item != nullptr ? Answer(predicate(*item)) : kUnknown;
+  if (item == nullptr) {
+    return kUnknown;
+  }
+  return host::AnswerOr(kUnknown, [&] { return Answer(predicate(*item)); });
 }
 
 // About the item and every group above it.
@@ -47,13 +51,15 @@ int AnswerForPath(const char* menuID, Predicate predicate) {
   if (item == nullptr) {
     return kUnknown;
   }
-  while (predicate(*item)) {
-    if (item->parent == host::kNoItem) {
-      return kYes;
+  return host::AnswerOr(kUnknown, [&] {
+    while (predicate(*item)) {
+      if (item->parent == host::kNoItem) {
+        return kYes;
+      }
+      item = &Library().Loaded()->At(item->parent);
     }
-    item = &Library().Loaded()->At(item->parent);
-  }
-  return kNo;
+    return kNo;
+  });
 }
 
 template <typename Predicate>
@@ -65,7 +71,10 @@ int AnswerForOption(const char* menuID, const char* value, Predicate predicate) 
   const host::ValueSet& values = item->value->values;
   const auto* options = std::get_if<std::vector<host::Option>>(&values);
   const auto position = host::FindValue(values, value);
-  return options != nullptr && position ? Answer(predicate((*options)[*position])) : kUnknown;
+  if (options == nullptr || !position) {
+    return kUnknown;
+  }
+  return host::AnswerOr(kUnknown, [&] { return Answer(predicate((*options)[*position])); });
 }
 
 }  // namespace
@@ -140,4 +149,9 @@ bool CSettingsItemInfoAPI::GetDisabledItemsList(std::vector<std::string>& menuID
   return true;
 }
 
-void CSettingsItemInfoAPI::UpdateDisabledItemList() { Library().Disabled().ReadMirror(); }
+void CSettingsItemInfoAPI::UpdateDisabledItemList() {
+  host::AnswerOr(false, [] {
+    Library().Disabled().ReadMirror();
+    return true;
+  });
+}

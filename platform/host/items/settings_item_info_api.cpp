@@ -3,6 +3,7 @@
 #include <json/json.h>
 
 #include "base/utf8.h"
+#include "items/answer.h"
 #include "items/library.h"
 #include "items/translation.h"
 #include "system/environment.h"
@@ -73,10 +74,12 @@ int CSettingsItemInfoAPI::GetItemValue(const char* menuID, char* valueName, char
   if (item == nullptr) {
     return kFailed;
   }
-  const host::ValuePosition position = Library().CurrentValue(*item);
-  CopyText(host::ValueName(item->value->values, position), valueName);
-  CopyText(host::ValueText(item->value->values, position), value);
-  return kDone;
+  return host::AnswerOr(kFailed, [&] {
+    const host::ValuePosition position = Library().CurrentValue(*item);
+    CopyText(host::ValueName(item->value->values, position), valueName);
+    CopyText(host::ValueText(item->value->values, position), value);
+    return kDone;
+  });
 }
 
 int CSettingsItemInfoAPI::SetItemValue(const char* menuID, const char* value, bool preview) {
@@ -88,8 +91,10 @@ int CSettingsItemInfoAPI::SetItemValue(const char* menuID, const char* value, bo
   if (!position) {
     return kFailed;
   }
-  const bool done =
-      preview ? Library().PreviewValue(*item, *position) : Library().StoreValue(*item, *position);
+  const bool done = host::AnswerOr(false, [&] {
+    return preview ? Library().PreviewValue(*item, *position)
+                   : Library().StoreValue(*item, *position);
+  });
   return done ? kDone : kFailed;
 }
 

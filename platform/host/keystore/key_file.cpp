@@ -103,6 +103,9 @@ std::int64_t MonotonicNow() {
 
 KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability) : Database(file) {
   const std::int64_t version = VersionOf(*this);
+  if (!IsWritable() && version == kVersion) {
+    return;
+  }
   Execute("PRAGMA journal_mode = WAL");
   if (durability == Durability::kDisk) {
     Execute("PRAGMA synchronous = FULL");

@@ -1,12 +1,15 @@
 #include "keystore/sqlite.h"
 
 #include <sqlite3.h>
+#include <sys/statvfs.h>
 
+#include <cerrno>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
 #include "keystore/lock_holder.h"
+#include "keystore/store_error.h"
 
 namespace host {
 namespace {
@@ -20,37 +23,80 @@ constexpr auto kBusyPause = std::chrono::microseconds(200);
 // Memory for pages of one file. A set's keys fit; what does not comes from the system's cache.
 constexpr const char* kCacheSize = "PRAGMA cache_size = -256";
 
-std::string Advice(int code, const std::string& file) {
+// What a failure is for a caller: an errno of StoreError.
+int KindOf(int code, int systemError) {
+  switch (code & 0xff) {
+    case SQLITE_BUSY:
+      return EAGAIN;
+    case SQLITE_FULL:
+      return ENOSPC;
+    case SQLITE_READONLY:
+      return code == SQLITE_READONLY_DBMOVED ? EIO : EROFS;
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+      return systemError == EROFS || systemError == ENOSPC ? systemError : EACCES;
+    default:
+      return systemError == EROFS || systemError == ENOSPC ? systemError : EIO;
+  }
+}
+
+std::string Advice(int code, int kind, const std::string& file) {
   switch (code & 0xff) {
     case SQLITE_BUSY:
       return HeldTooLong(HolderOfWriteLock(file));
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
       return "put a good copy in its place, or move it away to begin with an empty one";
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-    case SQLITE_READONLY:
+    default:
+      break;
+  }
+  switch (kind) {
+    case EACCES:
       return "start as another user or choose another root";
-    case SQLITE_FULL:
+    case EROFS:
+      return "its file system is read-only: make it writable, or choose another root";
+    case ENOSPC:
       return "make room on its file system";
     default:
       return "check its file system";
   }
 }
 
+bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
+  struct statvfs status;
+  return ::statvfs(file.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
+// What opens a file that nobody can write any more. Without a log beside it there is nothing to
+// share with other processes either; with one SQLite reads that, too.
+std::string ReadOnlyUri(const std::filesystem::path& file) {
+  std::string uri = "file:";
+  for (const char c : file.string()) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte <= ' ' || byte >= 0x7f || c == '%' || c == '?' || c == '#') {
+      uri += {'%', kDigits[byte >> 4], kDigits[byte & 0xf]};
+    } else {
+      uri += c;
+    }
+  }
+  std::error_code ignored;
+  const auto log = std::filesystem::file_size(file.string() + "-wal", ignored);
+  return uri + (ignored || log == 0 ? "?immutable=1" : "");
+}
+
 }  // namespace
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {
-  const int code = sqlite3_open_v2(
-      m_File.c_str(), &m_Handle,
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
-      nullptr);
   try {
+    const bool isReadOnly = IsOnReadOnlyFileSystem(file);
+    const int code = isReadOnly ? Open(ReadOnlyUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)
+                                : Open(m_File, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     if (code != SQLITE_OK) {
       Fail(code);
     }
-    if (sqlite3_db_readonly(m_Handle, "main") != 0) {
-      Fail(SQLITE_READONLY);
+    if (!isReadOnly && !IsWritable()) {
+      Fail(SQLITE_PERM);
     }
     sqlite3_busy_handler(m_Handle, &Database::OnBusy, this);
     Execute(kCacheSize);
@@ -59,6 +105,13 @@ Database::Database(const std::filesystem::path& file) : m_File(file) {
     throw;
   }
 }
+
+int Database::Open(const std::string& name, int flags) {
+  return sqlite3_open_v2(name.c_str(), &m_Handle,
+                         flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+}
+
+bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main") == 0; }
 
 Database::~Database() { sqlite3_close(m_Handle); }
 
@@ -76,18 +129,22 @@ std::int64_t Database::LastRow() const { return sqlite3_last_insert_rowid(m_Hand
 int Database::ChangedRows() const { return sqlite3_changes(m_Handle); }
 
 void Database::Fail(int code) const {
+  const int system = sqlite3_system_errno(m_Handle);
   std::string reason =
       sqlite3_extended_errcode(m_Handle) == code ? sqlite3_errmsg(m_Handle) : sqlite3_errstr(code);
-  const bool bySystem = (code & 0xff) == SQLITE_CANTOPEN || (code & 0xff) == SQLITE_IOERR;
-  if (const int error = sqlite3_system_errno(m_Handle); bySystem && error != 0) {
-    reason += ": " + std::generic_category().message(error);
+  const bool bySystem = (code & 0xff) == SQLITE_CANTOPEN ||
+                        ((code & 0xff) == SQLITE_IOERR && code != SQLITE_IOERR_SHORT_READ);
+  if (bySystem && system != 0) {
+    reason += ": " + std::generic_category().message(system);
   }
-  throw std::runtime_error("key file " + m_File + ": " + reason + "; " + Advice(code, m_File));
+  const int kind = KindOf(code, bySystem ? system : 0);
+  throw StoreError(kind,
+                   "key file " + m_File + ": " + reason + "; " + Advice(code, kind, m_File));
 }
 
 void Database::FailAs(std::string_view reason) const {
-  throw std::runtime_error("key file " + m_File + ": " + std::string(reason) + "; " +
-                           Advice(SQLITE_NOTADB, m_File));
+  throw StoreError(EIO, "key file " + m_File + ": " + std::string(reason) + "; " +
+                            Advice(SQLITE_NOTADB, EIO, m_File));
 }
 
 int Database::OnBusy(void* database, int attempt) {

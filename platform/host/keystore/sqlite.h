@@ -13,13 +13,14 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // The part of SQLite that a key file needs, with its errors as exceptions: everything here throws
-// std::runtime_error that names the file, the reason and what to do. One thread at a time.
+// StoreError. One thread at a time.
 
 namespace host {
 
 class Database {
  public:
-  // Opens `file` for reading and writing, made when missing.
+  // Opens `file` for reading and writing, made when missing; on a file system that is read-only for
+  // reading.
   explicit Database(const std::filesystem::path& file);
   ~Database();
   Database(const Database&) = delete;
@@ -27,6 +28,8 @@ class Database {
 
   // Runs SQL that has no parameters and whose rows do not matter.
   void Execute(const char* sql);
+
+  bool IsWritable() const;
 
   // Whether a transaction is open.
   bool IsInTransaction() const;
@@ -43,6 +46,7 @@ class Database {
 
  private:
   friend class Statement;
+  int Open(const std::string& name, int flags);
   static int OnBusy(void* database, int attempt);
 
   std::string m_File;

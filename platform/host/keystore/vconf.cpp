@@ -3,11 +3,13 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 #include <variant>
@@ -16,8 +18,10 @@
 #include "dlog.h"
 #include "framework/before_messages.h"
 #include "framework/main_loop.h"
+#include "framework/store_failure.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
+#include "keystore/store_error.h"
 #include "system/host.h"
 
 struct _keynode_t {
@@ -31,6 +35,15 @@ void LogError(const char* what, const char* reason) {
   __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "vconf", "%s: %s\n", what, reason);
 }
 
+// The errno of vconf.h for a failure.
+int ErrorOf(const std::exception& failure) {
+  if (const auto* ofStore = dynamic_cast<const StoreError*>(&failure)) {
+    return ofStore->Error();
+  }
+  const auto* ofSystem = dynamic_cast<const std::system_error*>(&failure);
+  return ofSystem != nullptr ? ofSystem->code().value() : EIO;
+}
+
 // Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`.
 template <typename Result, typename Body>
 Result Guarded(const char* function, Result failure, Body body) noexcept {
@@ -38,8 +51,24 @@ Result Guarded(const char* function, Result failure, Body body) noexcept {
     return body();
   } catch (const std::exception& error) {
     LogError(function, error.what());
+    NoteStoreFailure(error.what());
+    errno = ErrorOf(error);
     return failure;
   }
+}
+
+// `failure`, for a reason that is none of the store's.
+template <typename Result>
+Result Failed(Result failure, int error) {
+  errno = error;
+  return failure;
+}
+
+// What a key holds; otherwise null, and errno says why.
+template <typename Type>
+const Type* Held(const std::optional<KeyValue>& value) {
+  const Type* held = value ? std::get_if<Type>(&*value) : nullptr;
+  return held != nullptr ? held : Failed(held, value ? EINVAL : ENOENT);
 }
 
 // Callbacks read the key instead of taking the value from the node. For one that comes late that
@@ -193,9 +222,9 @@ extern "C" {
 int vconf_get_int(const char* key, int* value) {
   return host::Guarded(__func__, -1, [&] {
     const auto held = host::Read(host::KeyOf(key));
-    const int* number = held ? std::get_if<int>(&*held) : nullptr;
+    const int* number = host::Held<int>(held);
     if (number == nullptr || value == nullptr) {
-      return -1;
+      return number == nullptr ? -1 : host::Failed(-1, EINVAL);
     }
     *value = *number;
     return 0;
@@ -203,20 +232,23 @@ int vconf_get_int(const char* key, int* value) {
 }
 
 int vconf_set_int(const char* key, int value) {
-  return host::Guarded(__func__, -1, [&] { return host::Write(host::KeyOf(key), value) ? 0 : -1; });
+  return host::Guarded(__func__, -1, [&] {
+    return host::Write(host::KeyOf(key), value) ? 0 : host::Failed(-1, EINVAL);
+  });
 }
 
 char* vconf_get_str(const char* key) {
   return host::Guarded<char*>(__func__, nullptr, [&]() -> char* {
     const auto held = host::Read(host::KeyOf(key));
-    const auto* text = held ? std::get_if<std::string>(&*held) : nullptr;
+    const auto* text = host::Held<std::string>(held);
     return text != nullptr ? ::strdup(text->c_str()) : nullptr;
   });
 }
 
 int vconf_set_str(const char* key, const char* value) {
   return host::Guarded(__func__, -1, [&] {
-    return value != nullptr && host::Write(host::KeyOf(key), std::string(value)) ? 0 : -1;
+    const bool isWritten = value != nullptr && host::Write(host::KeyOf(key), std::string(value));
+    return isWritten ? 0 : host::Failed(-1, EINVAL);
   });
 }
 

@@ -69,6 +69,17 @@ TEST_F(DisabledItemsMirror, BringsTheRecordThroughARestart) {
   EXPECT_EQ(Release("org.example.one"), Answer(true, {"tone", "game"}));
 }
 
+TEST_F(DisabledItemsMirror, IsLeftAloneWhileItCannotBeRead) {
+  Disable({"tone"}, "org.example.one");
+  const std::string mirror = Mirror();
+  const int writes = m_Platform.Writes();
+  m_Platform.FailReads();
+  Api::UpdateDisabledItemList();
+  EXPECT_EQ(Mirror(), mirror);
+  EXPECT_EQ(m_Platform.Writes(), writes);
+  EXPECT_THAT(Disabled(), ElementsAre("tone"));
+}
+
 TEST_F(DisabledItemsMirror, IsReadBeforeTheItemsAreLoadedAndJudgedThen) {
   const std::string text =
       "{\"id\":\"nosuch\",\"apps\":[\"org.example.one\"]}\n"

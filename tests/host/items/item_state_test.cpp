@@ -168,6 +168,18 @@ TEST_F(ItemState, AValueThatIsNoOptionCannotBeAskedAbout) {
   }
 }
 
+TEST_F(ItemState, WhatAStoreThatCannotBeReadWouldDecideCannotBeAskedAbout) {
+  m_Platform.FailReads();
+  EXPECT_EQ(Api::GetItemVisible("tone"), -1);
+  EXPECT_EQ(Api::GetItemEnable("tone", false), -1);
+  EXPECT_EQ(Api::GetItemEnable("tone", kByRulesOnly), -1);
+  EXPECT_EQ(Api::GetItemPathVisible("tone"), -1);
+  EXPECT_EQ(Api::GetItemPathEnable("tone"), -1);
+  EXPECT_EQ(Api::GetSubListItemVisible("tone", "warm"), -1);
+  EXPECT_EQ(Api::GetSubListItemEnable("tone", "warm"), -1);
+  EXPECT_EQ(Api::GetItemVisible("game"), 1);
+}
+
 TEST_F(ItemState, AnUnknownItemCannotBeAskedAbout) {
   for (const char* id : {static_cast<const char*>(nullptr), "", "nosuch", "Tone", "expert/tone"}) {
     EXPECT_EQ(Api::GetItemVisible(id), -1);

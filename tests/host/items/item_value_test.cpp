@@ -60,6 +60,17 @@ class ItemValue : public ItemsTest {
   using KeyValue = std::variant<int, std::string>;
 };
 
+TEST_F(ItemValue, AStoreThatCannotBeReadIsAFailureAndNotTheDefault) {
+  EXPECT_THAT(Value("brightness"), Optional(std::string("25")));
+  m_Platform.FailReads();
+  for (const char* item : {"brightness", "picturemode", "gamma", "gamemode", "autopoweroff"}) {
+    EXPECT_EQ(Value(item), std::nullopt) << item;
+    EXPECT_EQ(ValueName(item), std::nullopt) << item;
+  }
+  EXPECT_EQ(Set("brightness", "30"), -1);
+  EXPECT_EQ(m_Platform.Writes(), 0);
+}
+
 TEST_F(ItemValue, AnItemThatWasNeverSetHasItsDefault) {
   EXPECT_THAT(Value("picturemode"), Optional(std::string("standard")));
   EXPECT_THAT(Value("brightness"), Optional(std::string("25")));

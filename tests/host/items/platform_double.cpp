@@ -1,5 +1,6 @@
 #include "platform_double.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -85,6 +86,7 @@ void host::ReportEndUnlessLiving(const std::string& app, const std::string& inst
 int WriteKey(const char* key, std::variant<int, std::string> value) {
   PlatformDouble& platform = PlatformDouble::Get();
   if (platform.DoesWriteFail(key)) {
+    errno = ENOSPC;
     return -1;
   }
   platform.SetKey(key, std::move(value));
@@ -92,22 +94,35 @@ int WriteKey(const char* key, std::variant<int, std::string> value) {
   return 0;
 }
 
-int vconf_get_int(const char* key, int* value) {
+// What the key holds; null, and errno says why, when it holds no such thing or cannot be read.
+template <typename Type>
+std::optional<Type> ReadKey(const char* key) {
+  if (PlatformDouble::Get().DoReadsFail()) {
+    errno = EIO;
+    return std::nullopt;
+  }
   const auto found = PlatformDouble::Get().Key(key);
-  if (!found || !std::holds_alternative<int>(*found)) {
+  if (!found || !std::holds_alternative<Type>(*found)) {
+    errno = found ? EINVAL : ENOENT;
+    return std::nullopt;
+  }
+  return std::get<Type>(*found);
+}
+
+int vconf_get_int(const char* key, int* value) {
+  const auto held = ReadKey<int>(key);
+  if (!held) {
     return -1;
   }
-  *value = std::get<int>(*found);
+  *value = *held;
   return 0;
 }
 
 int vconf_set_int(const char* key, int value) { return WriteKey(key, value); }
 
 char* vconf_get_str(const char* key) {
-  const auto found = PlatformDouble::Get().Key(key);
-  return found && std::holds_alternative<std::string>(*found)
-             ? strdup(std::get<std::string>(*found).c_str())
-             : nullptr;
+  const auto held = ReadKey<std::string>(key);
+  return held ? strdup(held->c_str()) : nullptr;
 }
 
 int vconf_set_str(const char* key, const char* value) { return WriteKey(key, std::string(value)); }

@@ -29,6 +29,10 @@ class PlatformDouble {
   void LetWritesSucceed();
   bool DoesWriteFail(const std::string& key) const;
 
+  // From now on the key store cannot be read.
+  void FailReads() { m_AllReadsFail = true; }
+  bool DoReadsFail() const { return m_AllReadsFail; }
+
   // How many writes there were, failed ones not counted.
   int Writes() const { return m_Writes; }
 
@@ -60,6 +64,7 @@ class PlatformDouble {
   std::map<std::string, std::variant<bool, int>> m_Features;
   std::map<std::string, std::string> m_Living;
   std::vector<std::string> m_ReportedEnds;
+  bool m_AllReadsFail = false;
   bool m_AllWritesFail = false;
   std::string m_FailingKey;
   int m_Writes = 0;

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -12,6 +13,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Ne;
 
 void DoNothing(keynode_t*, void*) {}
 
@@ -25,9 +27,13 @@ TEST(HostVconf, FailsAndSaysWhyUntilTheStoreCanBeOpened) {
   int value = 5;
   EXPECT_EQ(vconf_set_int("db/key", 1), -1);
   EXPECT_EQ(vconf_set_str("memory/key", "text"), -1);
+  errno = 0;
   EXPECT_EQ(vconf_get_int("db/key", &value), -1);
+  EXPECT_THAT(errno, AllOf(Ne(0), Ne(ENOENT), Ne(EINVAL)));
   EXPECT_EQ(value, 5);
+  errno = 0;
   EXPECT_EQ(vconf_get_str("memory/key"), nullptr);
+  EXPECT_THAT(errno, AllOf(Ne(0), Ne(ENOENT), Ne(EINVAL)));
   EXPECT_EQ(vconf_notify_key_changed("db/key", DoNothing, nullptr), -1);
   EXPECT_EQ(vconf_ignore_key_changed("db/key", DoNothing), -1);
   ASSERT_TRUE(host::FlushLog(std::chrono::seconds(10)));

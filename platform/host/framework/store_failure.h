@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace host {
+
+// A failure of the key store. The settings data library answers by -1 whatever was wrong; by this
+// the tools tell their user.
+struct StoreFailure {
+  std::uint64_t at = 0;  // in microseconds of the monotonic clock; 0 when there was none
+  std::string text;      // what failed, why, and what to do
+};
+
+// Keeps the newest failure of this process. Any thread.
+void NoteStoreFailure(const std::string& text);
+StoreFailure NewestStoreFailure();
+
+}  // namespace host
