@@ -10,6 +10,7 @@
 #include <system_error>
 #include <variant>
 
+#include "dlog.h"
 #include "system/file_descriptor.h"
 
 namespace host {
@@ -54,11 +55,12 @@ constexpr std::int64_t kTakeLimit = 2048;
 constexpr std::int64_t kTakeLimitBytes = 4 * 1024 * 1024;
 
 // Wakes the watchers when it ends. The kernel closes the file of a process that is killed, so
-// nothing that was committed while one of these lives can stay unannounced.
+// nothing that was committed while one of these lives can stay unannounced. A file that was removed
+// is made again, and the watchers find it.
 class Announcement {
  public:
   explicit Announcement(const std::filesystem::path& changed)
-      : m_File(::open(changed.c_str(), O_WRONLY | O_CLOEXEC)) {
+      : m_File(::open(changed.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)) {
     if (!m_File) {
       throw std::system_error(errno, std::generic_category(), "cannot open " + changed.string());
     }
@@ -127,7 +129,8 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
 
 KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
                  std::filesystem::path changed, const std::filesystem::path& line)
-    : m_Changed(std::move(changed)),
+    : m_File(file),
+      m_Changed(std::move(changed)),
       m_Line(line, file),
       m_Database(file, durability),
       m_Store(m_Database,
@@ -147,7 +150,22 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_NewestVisible(m_Reading, kNewest),
       m_After(m_Reading,
               "SELECT number, at, key, value FROM changes"
-              " WHERE number > ?1 ORDER BY number LIMIT ?2") {}
+              " WHERE number > ?1 ORDER BY number LIMIT ?2"),
+      m_Names({file, file.string() + "-wal", file.string() + "-shm"}) {}
+
+std::optional<std::string> KeyFile::Loss() {
+  const std::filesystem::path* lost = m_Names.FirstLost();
+  if (lost == nullptr) {
+    return std::nullopt;
+  }
+  std::string loss = "key file " + m_File.string() + ": " + lost->string() +
+                     " was removed or replaced while it was in use; what is set is refused:"
+                     " restart the set";
+  if (!m_IsLossTold.exchange(true)) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "%s\n", loss.c_str());
+  }
+  return loss;
+}
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
   const guarded::Lock lock(m_ReadMutex);
@@ -174,6 +192,9 @@ std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<
   const guarded::Lock lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
+  if (const auto loss = Loss()) {
+    throw std::runtime_error(*loss);
+  }
   if (value) {
     m_Store.Execute(key, *value);
   } else {

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "keystore/key_value.h"
+#include "keystore/names_kept.h"
 #include "keystore/sqlite.h"
 #include "keystore/write_line.h"
 #include "thread_safety.h"
@@ -46,12 +49,18 @@ std::int64_t MonotonicNow();
 // ones are valid is the store's affair. Any thread; failures throw std::runtime_error.
 class KeyFile {
  public:
-  // Opens `file`, made when missing; its directory exists. `changed` is an existing file that
+  // Opens `file`, made when missing; its directory exists. `changed` is a file that
   // everybody who waits for changes watches: each write opens it before and closes it after. Those
   // who write wait in the line in the file `line`; reading waits for nobody.
   // Two processes must not open the same file at once.
   KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed,
           const std::filesystem::path& line);
+
+  const std::filesystem::path& Name() const { return m_File; }
+
+  // Nothing while the names of its files lead to them. Otherwise why writing fails: what is written
+  // would be gone with those who have the files open. Says so once in the log, too.
+  std::optional<std::string> Loss();
 
   std::optional<KeyValue> Get(std::string_view key);
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
@@ -84,6 +93,7 @@ class KeyFile {
   };
   static Place PlaceOf(Statement& statement);
 
+  const std::filesystem::path m_File;
   const std::filesystem::path m_Changed;
   WriteLine m_Line;
   guarded::Mutex m_Mutex;
@@ -103,6 +113,9 @@ class KeyFile {
   Statement m_List GUARDED_BY(m_ReadMutex);
   Statement m_NewestVisible GUARDED_BY(m_ReadMutex);
   Statement m_After GUARDED_BY(m_ReadMutex);
+
+  const NamesKept m_Names;
+  std::atomic<bool> m_IsLossTold = false;
 };
 
 }  // namespace host

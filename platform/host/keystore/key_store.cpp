@@ -23,10 +23,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "dlog.h"
 #include "keystore/key_file.h"
@@ -147,6 +149,8 @@ struct KeyStore::Impl {
   // read starts behind it.
   void Prune(std::size_t index, std::int64_t newest) {
     try {
+      // Watchers take their places again in one that was removed.
+      MakeDirectory(watchers);
       const auto slowest = SlowestPosition(watchers);
       files[index]->Prune(slowest ? std::min((*slowest)[index], newest) : newest);
     } catch (const std::exception& error) {
@@ -155,8 +159,21 @@ struct KeyStore::Impl {
     }
   }
 
+  // All watchers of the process find out, and one says so.
+  void TellReplaced() {
+    struct stat status;
+    if (::stat(changed.c_str(), &status) != 0) {
+      return;
+    }
+    const std::int64_t made = status.st_ctim.tv_sec * 1'000'000'000 + status.st_ctim.tv_nsec;
+    if (replacementTold.exchange(made) != made) {
+      LogError(changed.string() + " was removed or replaced; it is watched anew");
+    }
+  }
+
   const std::filesystem::path watchers;
   const std::filesystem::path changed;
+  std::atomic<std::int64_t> replacementTold = 0;  // when the newest one was made that is known
   std::array<std::unique_ptr<KeyFile>, kKeyFileCount> files;
 };
 
@@ -194,24 +211,62 @@ std::int64_t KeyStore::NewestChange(std::string_view key) {
 
 struct KeyWatcher::Impl {
   explicit Impl(std::shared_ptr<KeyStore::Impl> opened)
-      : store(std::move(opened)), wakeUp(store->changed), position(store->watchers) {
+      : store(std::move(opened)), wakeUp(store->changed) {
+    TakePlace({});
     for (std::size_t i = 0; i < kKeyFileCount; ++i) {
-      position.Set(i, store->files[i]->NewestChange());
+      wakeUp.Keep(store->files[i]->Name());
+      position->Set(i, store->files[i]->NewestChange());
     }
     // For its removals: programs that watch and get killed would fill the directory otherwise.
     SlowestPosition(store->watchers);
   }
 
+  // Takes a new place among the watchers, which has come so far.
+  void TakePlace(const std::array<std::int64_t, kKeyFileCount>& numbers) {
+    auto place = std::make_unique<WatcherPosition>(store->watchers);
+    for (std::size_t i = 0; i < kKeyFileCount; ++i) {
+      place->Set(i, numbers[i]);
+    }
+    wakeUp.Keep(place->File());
+    position = std::move(place);
+  }
+
   std::vector<KeyChange> TakeChanges() {
     // Before the journals are read: whatever the reading does not show will wake again.
-    wakeUp.Clear();
+    areNamesDoubtful = wakeUp.Clear() || areNamesDoubtful;
     isBehind = false;
     try {
+      if (areNamesDoubtful) {
+        CheckNames();
+      }
       return ReadJournals();
     } catch (...) {
       isBehind = false;
       wakeUp.Again(kAfterFailure);
       throw;
+    }
+  }
+
+  // Finds again what was removed and can be made anew, and tells about the rest, each once.
+  void CheckNames() {
+    try {
+      if (wakeUp.FindAgain()) {
+        store->TellReplaced();
+      }
+      if (!position->IsInPlace()) {
+        MakeDirectory(store->watchers);
+        TakePlace({position->Get(kDurable), position->Get(kMemory)});
+      }
+      areNamesDoubtful = false;
+      isLossTold = false;
+    } catch (const std::exception& error) {
+      if (!std::exchange(isLossTold, true)) {
+        LogError(std::string("cannot watch the key store any more: ") + error.what());
+      }
+      wakeUp.Again(kAfterFailure);
+    }
+    for (const auto& file : store->files) {
+      file->Loss();
     }
   }
 
@@ -221,7 +276,7 @@ struct KeyWatcher::Impl {
     std::int64_t horizon = MonotonicNow();
     std::array<std::vector<JournalEntry>, kKeyFileCount> journals;
     for (std::size_t i = 0; i < kKeyFileCount; ++i) {
-      JournalPart part = store->files[i]->ChangesAfter(position.Get(i));
+      JournalPart part = store->files[i]->ChangesAfter(position->Get(i));
       if (part.isCut) {
         horizon = std::min(horizon, part.entries.back().at + 1);
         wakeUp.Again(kNow);
@@ -256,17 +311,19 @@ struct KeyWatcher::Impl {
 
   // Goes on to `last` from `first`, the oldest change there is behind the position.
   void Advance(std::size_t index, std::int64_t first, std::int64_t last) {
-    const std::int64_t missed = first - position.Get(index) - 1;
+    const std::int64_t missed = first - position->Get(index) - 1;
     if (missed > 0) {
       LogError("this watcher was too slow and missed " + std::to_string(missed) + " changes");
     }
-    position.Set(index, last);
+    position->Set(index, last);
   }
 
   const std::shared_ptr<KeyStore::Impl> store;
   WakeUp wakeUp;
-  WatcherPosition position;
+  std::unique_ptr<WatcherPosition> position;
   bool isBehind = false;
+  bool areNamesDoubtful = false;
+  bool isLossTold = false;
 };
 
 KeyWatcher::KeyWatcher(KeyStore& store) : m_Impl(std::make_unique<Impl>(store.m_Impl)) {}

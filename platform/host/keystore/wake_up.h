@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 
 #include "system/file_descriptor.h"
@@ -11,20 +12,32 @@ namespace host {
 // closes a file that was open for writing. Failures throw std::runtime_error.
 class WakeUp {
  public:
-  explicit WakeUp(const std::filesystem::path& file);
+  explicit WakeUp(std::filesystem::path file);
 
   int Fd() const { return m_Either.Get(); }
 
-  // Makes the descriptor not readable until the next close or the end of Again's delay.
-  void Clear();
+  // From now on becomes readable, too, when `file` is removed, renamed or replaced.
+  void Keep(const std::filesystem::path& file);
+
+  // Makes the descriptor not readable until the next close or the end of Again's delay. Returns
+  // whether something happened to the file itself, or to one that is to be kept.
+  bool Clear();
+
+  // Makes sure that it is the file of this name whose closing wakes: makes it when it is missing,
+  // and returns whether it is another one than before.
+  bool FindAgain();
 
   // Makes the descriptor readable after `delay`, above 0, without a close.
   void Again(std::chrono::nanoseconds delay);
 
  private:
+  int m_Watch(const std::filesystem::path& file, std::uint32_t events);
+
+  const std::filesystem::path m_File;
   FileDescriptor m_Closed;
   FileDescriptor m_Timer;
   FileDescriptor m_Either;
+  int m_Watched = -1;  // inotify's number of the file
 };
 
 }  // namespace host

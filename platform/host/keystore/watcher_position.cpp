@@ -101,7 +101,7 @@ FileDescriptor OpenPositions(const std::filesystem::path& directory) {
 }
 
 WatcherPosition::WatcherPosition(const std::filesystem::path& directory)
-    : m_Directory(OpenPositions(directory)) {
+    : m_Place(directory), m_Directory(OpenPositions(directory)) {
   // Between being made and being locked the file looks like a dead watcher's and may be removed.
   do {
     std::string path = PathOf(m_Directory) / "XXXXXX";
@@ -128,6 +128,15 @@ WatcherPosition::WatcherPosition(const std::filesystem::path& directory)
 WatcherPosition::~WatcherPosition() {
   ::unlinkat(m_Directory.Get(), m_Name.c_str(), 0);
   ::munmap(m_Numbers, sizeof(Numbers));
+}
+
+std::filesystem::path WatcherPosition::File() const { return m_Place / m_Name; }
+
+bool WatcherPosition::IsInPlace() const {
+  struct stat there;
+  struct stat own;
+  return ::stat(File().c_str(), &there) == 0 && ::fstat(m_File.Get(), &own) == 0 &&
+         there.st_dev == own.st_dev && there.st_ino == own.st_ino;
 }
 
 std::int64_t WatcherPosition::Get(std::size_t keyFile) const { return Load(m_Numbers[keyFile]); }

@@ -32,10 +32,16 @@ class WatcherPosition {
   WatcherPosition(const WatcherPosition&) = delete;
   WatcherPosition& operator=(const WatcherPosition&) = delete;
 
+  std::filesystem::path File() const;
+
+  // Whether writers can still find it.
+  bool IsInPlace() const;
+
   std::int64_t Get(std::size_t keyFile) const;
   void Set(std::size_t keyFile, std::int64_t number);
 
  private:
+  const std::filesystem::path m_Place;
   FileDescriptor m_Directory;
   std::string m_Name;
   FileDescriptor m_File;

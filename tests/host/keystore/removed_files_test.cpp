@@ -1,0 +1,198 @@
+// Files are taken away under processes that use them.
+
+#include <gmock/gmock.h>
+#include <poll.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "key_store_fixture.h"
+#include "system/log.h"
+
+namespace host {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
+
+// The log of this program, which is opened once.
+std::filesystem::path LogFile() {
+  static const support::TempDirectory directory;
+  static const bool isOpen = [] {
+    OpenLog(directory / "log");
+    return true;
+  }();
+  EXPECT_TRUE(isOpen);
+  return directory / "log";
+}
+
+class RemovedFiles : public KeyStoreTest {
+ protected:
+  RemovedFiles() { LogFile(); }
+
+  // The lines of the log that are about a file.
+  std::vector<std::string> LogAbout(const std::filesystem::path& file) const {
+    EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
+    std::vector<std::string> found;
+    for (const std::string& line : Lines(support::ReadFile(LogFile()))) {
+      for (const char* next : {" ", ": No such"}) {
+        if (line.find(file.string() + next) != std::string::npos) {
+          found.push_back(line);
+        }
+      }
+    }
+    return found;
+  }
+
+  void ExpectRefused(KeyStore& store, const std::string& key, const std::filesystem::path& gone) {
+    for (int value = 2; value <= 4; ++value) {
+      EXPECT_THAT([&] { store.Set(key, value); },
+                  ThrowsMessage<std::runtime_error>(
+                      AllOf(HasSubstr(gone.string() + " was removed or replaced"),
+                            HasSubstr("restart the set"))));
+    }
+    EXPECT_EQ(store.Get(key), KeyValue(1));
+    EXPECT_THAT(LogAbout(gone), ElementsAre(AllOf(HasSubstr("E keystore"), HasSubstr("refused"))));
+  }
+
+  std::filesystem::path Changed() const { return RunDir() / "changed"; }
+
+  static bool IsReadable(const KeyWatcher& watcher) {
+    pollfd readable{.fd = watcher.Fd(), .events = POLLIN, .revents = 0};
+    return ::poll(&readable, 1, 0) == 1;
+  }
+};
+
+TEST_F(RemovedFiles, AKeyFileThatWasRemovedIsNotWrittenAnyMore) {
+  for (const auto& [key, file] :
+       {std::pair("db/key", DurableFile()), {"memory/key", MemoryFile()}}) {
+    const auto store = Open();
+    EXPECT_TRUE(store->Set(key, 1));
+    std::filesystem::remove(file);
+    ExpectRefused(*store, key, file);
+  }
+}
+
+TEST_F(RemovedFiles, AKeyFileThatWasRenamedIsNotWrittenAnyMore) {
+  const auto store = Open();
+  EXPECT_TRUE(store->Set("db/key", 1));
+  std::filesystem::rename(DurableFile(), StateDir() / "elsewhere");
+  ExpectRefused(*store, "db/key", DurableFile());
+}
+
+TEST_F(RemovedFiles, AKeyFileThatAnotherTookThePlaceOfIsNotWrittenAnyMore) {
+  const auto store = Open();
+  EXPECT_TRUE(store->Set("db/key", 1));
+  std::filesystem::copy_file(DurableFile(), StateDir() / "copy");
+  std::filesystem::rename(StateDir() / "copy", DurableFile());
+  ExpectRefused(*store, "db/key", DurableFile());
+}
+
+TEST_F(RemovedFiles, AKeyFileWithoutItsWriteAheadLogIsNotWrittenAnyMore) {
+  for (const std::string suffix : {"-wal", "-shm"}) {
+    std::filesystem::remove_all(StateDir());
+    const auto store = Open();
+    EXPECT_TRUE(store->Set("db/key", 1));
+    const std::filesystem::path file = DurableFile().string() + suffix;
+    std::filesystem::remove(file);
+    ExpectRefused(*store, "db/key", file);
+  }
+}
+
+TEST_F(RemovedFiles, TheOtherKeyFileIsWrittenAsBefore) {
+  const auto store = Open();
+  std::filesystem::remove(MemoryFile());
+  EXPECT_TRUE(store->Set("db/key", 1));
+  std::filesystem::remove(DurableFile());
+  EXPECT_THROW(store->Set("memory/key", 1), std::runtime_error);
+}
+
+TEST_F(RemovedFiles, AWatcherSaysThatAKeyFileWasRemovedThoughNobodyWrites) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  std::filesystem::remove(DurableFile());
+  EXPECT_TRUE(IsReadable(watcher));
+  EXPECT_TRUE(TakeAnnounced(watcher).empty());
+  EXPECT_EQ(LogAbout(DurableFile()).size(), 1u);
+  EXPECT_FALSE(IsReadable(watcher));
+}
+
+TEST_F(RemovedFiles, ChangesAreHeardAfterTheFileThatAnnouncesThemWasRemoved) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  KeyWatcher second(*store);
+  auto other = Start({"watch", "memory/end"});
+  ASSERT_TRUE(other.IsReady());
+  for (int value = 1; value <= 3; ++value) {
+    std::filesystem::remove(Changed());
+    EXPECT_TRUE(store->Set("memory/key", value));
+    EXPECT_THAT(ToTexts(TakeAnnounced(watcher)),
+                ElementsAre("memory/key " + std::to_string(value)));
+    EXPECT_EQ(TakeAnnounced(second).size(), 1u);
+  }
+  EXPECT_THAT(LogAbout(Changed()), ElementsAre(HasSubstr("E keystore"), HasSubstr("E keystore"),
+                                               HasSubstr("E keystore")));
+  store->Set("memory/end", 1);
+  EXPECT_EQ(other->Wait(), 0);
+  EXPECT_THAT(other.Said(),
+              ElementsAre("ready", "memory/key 1", "memory/key 2", "memory/key 3", "memory/end 1"));
+}
+
+TEST_F(RemovedFiles, ChangesAreHeardAfterTheFileThatAnnouncesThemWasMadeAgain) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  std::filesystem::remove(Changed());
+  std::ofstream(Changed()).close();
+  EXPECT_TRUE(TakeAnnounced(watcher).empty());
+  EXPECT_TRUE(store->Set("memory/key", 1));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("memory/key 1"));
+  std::filesystem::rename(Changed(), RunDir() / "elsewhere");
+  std::ofstream(Changed()).close();
+  EXPECT_TRUE(store->Set("memory/key", 2));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("memory/key 2"));
+  EXPECT_EQ(LogAbout(Changed()).size(), 2u);
+}
+
+TEST_F(RemovedFiles, AWriteIsRefusedWhenTheRunDirectoryIsGoneAndTheWatcherSaysSoOnce) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  EXPECT_TRUE(store->Set("db/key", 1));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("db/key 1"));
+  std::filesystem::remove_all(RunDir());
+  EXPECT_THROW(store->Set("db/key", 2), std::runtime_error);
+  EXPECT_THROW(store->Set("memory/key", 2), std::runtime_error);
+  EXPECT_TRUE(TakeAnnounced(watcher).empty());
+  // It tries again after a while.
+  EXPECT_TRUE(support::WaitUntil([&] { return IsReadable(watcher); }));
+  EXPECT_TRUE(TakeAnnounced(watcher).empty());
+  EXPECT_EQ(LogAbout(Changed()).size(), 1u);
+  std::filesystem::create_directories(RunDir());
+  EXPECT_TRUE(support::WaitUntil([&] {
+    TakeAnnounced(watcher);
+    return std::filesystem::exists(Changed());
+  }));
+  EXPECT_TRUE(store->Set("db/key", 3));
+  EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("db/key 3"));
+}
+
+TEST_F(RemovedFiles, AWatcherWhosePositionWasRemovedMissesNothingAndTheJournalIsCut) {
+  constexpr int kChanges = 3 * 1024;
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  std::filesystem::remove_all(RunDir() / "watchers");
+  EXPECT_TRUE(TakeAnnounced(watcher).empty());
+  for (int value = 1; value <= kChanges; ++value) {
+    store->Set("memory/key", value);
+  }
+  EXPECT_EQ(ToTexts(TakeAnnounced(watcher)), Counted("memory/key", kChanges));
+  EXPECT_EQ(Sql(MemoryFile(), "SELECT count(*) FROM changes"), std::to_string(kChanges));
+  for (int value = 1; value <= kChanges; ++value) {
+    store->Set("memory/key", value);
+  }
+  EXPECT_LE(std::stoi(Sql(MemoryFile(), "SELECT count(*) FROM changes")), kChanges + 1024);
+}
+
+}  // namespace
+}  // namespace host
