@@ -57,8 +57,9 @@ class CSettingsItemInfoAPI {
   static std::string GetItemDataListByString(const char* menuID);
   static std::string GetSubItemsListByString(const char* menuID);
 
-  // Bounds and step of a range item in the unit that the menu shows when `displayed` is true.
-  // False on failure and for every other kind of item, the output untouched.
+  // Bounds and step of a range item: with `displayed` in the unit of the menu, which GetItemValue
+  // answers and SetItemValue takes, otherwise in the one that the key store holds. False on failure
+  // and for every other kind of item, the output untouched.
   static bool GetItemMinValue(const char* menuID, double* value, bool displayed);
   static bool GetItemMaxValue(const char* menuID, double* value, bool displayed);
   static bool GetItemStepValue(const char* menuID, double* value, bool displayed);

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
+#include "settings/client.h"
 #include "system_test.h"
 
 namespace {
@@ -9,6 +12,38 @@ namespace {
 using testing::HasSubstr;
 
 class Values : public SystemTest {};
+
+TEST_F(Values, WhatARangeReportsIsWhatItTakesAndAnswersHoweverItIsKept) {
+  EXPECT_EQ(m_Set.Run({"settingsctl", "range", "sounddelay"}).out, "0 to 250, step 10\n");
+  EXPECT_EQ(m_Set.Run({"settingsctl", "set", "sounddelay", "250"}).status, 0);
+  EXPECT_EQ(m_Set.Run({"settingsctl", "get", "sounddelay"}).out, "250 (250 ms)\n");
+  EXPECT_EQ(m_Set.Run({"setctl", "key", "get", "db/menu/sounddelay"}).out, "25\n");
+  EXPECT_EQ(m_Set.Run({"settingsctl", "set", "sounddelay", "25"}).status, 1);
+  EXPECT_EQ(m_Set.Run({"setctl", "key", "set", "db/menu/sounddelay", "12"}).status, 0);
+  EXPECT_EQ(m_Set.Run({"settingsctl", "get", "sounddelay"}).out, "120 (120 ms)\n");
+}
+
+TEST_F(Values, EveryRangeTakesItsBoundsAndAnswersThem) {
+  settings::Client client(m_Set.Bus().Address());
+  std::vector<std::string> items = {""};
+  int ranges = 0;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const std::string item = items[i];
+    for (const std::string& child :
+         client.GetItemChildList(item).value_or(std::vector<std::string>())) {
+      items.push_back(child);
+    }
+    if (const auto range = client.GetItemMinMaxStepValue(item)) {
+      ++ranges;
+      for (const double bound : {range->max, range->min, range->min + range->step}) {
+        EXPECT_TRUE(client.SetItemValue(item, Json::valueToString(bound, 9)))
+            << item << " " << bound;
+        EXPECT_DOUBLE_EQ(std::stod(client.GetItemValue(item).value_or("nan")), bound) << item;
+      }
+    }
+  }
+  EXPECT_GT(ranges, 50);
+}
 
 TEST_F(Values, AValueThatIsRefusedIsNotStored) {
   EXPECT_EQ(m_Set.Run({"settingsctl", "set", "brightness", "51"}).status, 1);

@@ -254,11 +254,11 @@ inline constexpr Form kOption{.sort = Sort::kObject, .object = &kOptionForm};
 inline constexpr const Form* kOptionParts[] = {&kOption};
 inline constexpr Form kOptions{.sort = Sort::kList, .parts = kOptionParts};
 
-inline constexpr Member kShownMin{"min", &kNumber};
-inline constexpr Member kShownStep{"step", &kPositive};
-inline constexpr Member kShownMembers[] = {kShownMin, kShownStep};
-inline constexpr ObjectForm kShownForm{"shown", "\"shown\"", "", kShownMembers};
-inline constexpr Form kShown{.sort = Sort::kObject, .object = &kShownForm};
+inline constexpr Member kKeptMin{"min", &kNumber};
+inline constexpr Member kKeptStep{"step", &kPositive};
+inline constexpr Member kKeptMembers[] = {kKeptMin, kKeptStep};
+inline constexpr ObjectForm kKeptForm{"kept", "\"kept\"", "", kKeptMembers};
+inline constexpr Form kKept{.sort = Sort::kObject, .object = &kKeptForm};
 
 inline constexpr Member kSwitchDefault{"default", &kOnOrOff};
 inline constexpr Member kListDefault{"default", &kText, true, "The value of one of the options."};
@@ -268,7 +268,7 @@ inline constexpr Member kMin{"min", &kNumber};
 inline constexpr Member kMax{"max", &kNumber};
 inline constexpr Member kStep{"step", &kPositive};
 inline constexpr Member kRangeDefault{"default", &kNumber};
-inline constexpr Member kUnit{"unit", &kText, false, "Of the number that the menu shows."};
+inline constexpr Member kUnit{"unit", &kText, false, "Of the number."};
 
 inline constexpr Member kGroupMembers[] = {kIdMember,        kKindMember,    kNameMember,
                                            kDisplayIdMember, kVisibleMember, kEnabledMember,
@@ -301,8 +301,7 @@ inline constexpr Member kRangeMembers[] = {
     kKeyMember,
     kRangeStorage,
     kUnit,
-    {"shown", &kShown, false,
-     "The number that the menu shows for min, and its distance to the next."}};
+    {"kept", &kKept, false, "The number that is kept for min, and its distance to the next."}};
 inline constexpr Member kActionMembers[] = {kIdMember,        kKindMember,    kNameMember,
                                             kDisplayIdMember, kVisibleMember, kEnabledMember};
 

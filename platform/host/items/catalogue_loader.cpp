@@ -56,7 +56,7 @@ class Loader {
   std::optional<Option> ReadOption(const JsonObject& object, Storage storage);
   void ReadRange(const JsonObject& object, ValueDefinition& value);
   std::optional<NumberGrid> ReadGrid(const JsonObject& object);
-  NumberGrid ReadShown(const JsonObject& object, const NumberGrid& grid);
+  NumberGrid ReadKept(const JsonObject& object, const NumberGrid& grid);
   Storage ReadStorage(const JsonObject& object, const Member& member, Storage otherwise);
 
   void CheckUniqueness();
@@ -313,9 +313,10 @@ void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
     ReadStorage(object, kRangeStorage, Storage::kInt);
     return;
   }
+  const NumberGrid kept = ReadKept(object, *grid);
   value.storage =
-      ReadStorage(object, kRangeStorage, grid->IsWhole() ? Storage::kInt : Storage::kString);
-  if (value.storage == Storage::kInt && !grid->IsWhole()) {
+      ReadStorage(object, kRangeStorage, kept.IsWhole() ? Storage::kInt : Storage::kString);
+  if (value.storage == Storage::kInt && !kept.IsWhole()) {
     Report(object, "storage", "fractions cannot be stored as an int: use storage \"string\"");
   }
   const auto position = standard ? grid->Find(*standard) : std::nullopt;
@@ -326,7 +327,7 @@ void Loader::ReadRange(const JsonObject& object, ValueDefinition& value) {
                        m_Reader.Written(*object.Find("default"))));
   }
   value.standard = position.value_or(0);
-  value.values = Range{*grid, ReadShown(object, *grid), unit};
+  value.values = Range{*grid, kept, unit};
 }
 
 std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
@@ -353,30 +354,29 @@ std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
   return grid;
 }
 
-NumberGrid Loader::ReadShown(const JsonObject& object, const NumberGrid& grid) {
-  const Json::Value* json = object.Find("shown");
+NumberGrid Loader::ReadKept(const JsonObject& object, const NumberGrid& grid) {
+  const Json::Value* json = object.Find("kept");
   if (json == nullptr) {
     return grid;
   }
   if (!json->isObject()) {
-    Report(*json, "\"shown\" must be an object with min and step");
+    Report(*json, "\"kept\" must be an object with min and step");
     return grid;
   }
-  const JsonObject shown(*json);
-  m_Reader.CheckMembers(shown, kShownForm);
-  const auto min = m_Reader.ReadNumber(shown, kShownMin);
-  const auto step = m_Reader.ReadNumber(shown, kShownStep);
+  const JsonObject kept(*json);
+  m_Reader.CheckMembers(kept, kKeptForm);
+  const auto min = m_Reader.ReadNumber(kept, kKeptMin);
+  const auto step = m_Reader.ReadNumber(kept, kKeptStep);
   if (!min || !step) {
     return grid;
   }
-  const auto shownGrid = grid.SameLength(*min, *step);
-  if (!shownGrid) {
-    Report(
-        *json,
-        "\"step\" of \"shown\" must be above 0, and its numbers must fit into nine digits, those "
-        "behind the point included");
+  const auto keptGrid = grid.SameLength(*min, *step);
+  if (!keptGrid) {
+    Report(*json,
+           "\"step\" of \"kept\" must be above 0, and its numbers must fit into nine digits, those "
+           "behind the point included");
   }
-  return shownGrid.value_or(grid);
+  return keptGrid.value_or(grid);
 }
 
 Storage Loader::ReadStorage(const JsonObject& object, const Member& member, Storage otherwise) {

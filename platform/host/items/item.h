@@ -37,21 +37,21 @@ struct Option {
 
 struct Range {
   NumberGrid values;
-  NumberGrid shown;  // what the menu shows for them, position by position
-  std::string unit;  // of `shown`; empty when it has none
+  NumberGrid kept;   // what the key store holds for them, position by position
+  std::string unit;  // of `values`; empty when they have none
 };
 
 // All that an item can take: the options of a list or a switch, or a range.
 using ValueSet = std::variant<std::vector<Option>, Range>;
 
 std::optional<ValuePosition> FindValue(const ValueSet& values, std::string_view text);
-
-// The value that Storage::kInt stores as `number`.
-std::optional<ValuePosition> FindNumber(const ValueSet& values, int number);
-
-// The text of a value, and what Storage::kInt stores.
 std::string ValueText(const ValueSet& values, ValuePosition position);
-int ValueNumber(const ValueSet& values, ValuePosition position);
+
+// A value as the key store holds it: by Storage::kString, and by Storage::kInt.
+std::optional<ValuePosition> FindKeptText(const ValueSet& values, std::string_view text);
+std::optional<ValuePosition> FindKeptNumber(const ValueSet& values, int number);
+std::string KeptText(const ValueSet& values, ValuePosition position);
+int KeptNumber(const ValueSet& values, ValuePosition position);
 
 // Where an item's value is kept and previewed, and what it is while nothing is.
 struct ValueDefinition {

@@ -35,10 +35,11 @@ ValuePosition ItemLibrary::CurrentValue(const Item& item) const {
 
 std::optional<ValuePosition> ItemLibrary::StoredValue(const ValueDefinition& value) const {
   if (value.storage == Storage::kString) {
-    return FindText(value, m_Inputs.Text(value.key));
+    const auto text = m_Inputs.Text(value.key);
+    return text ? FindKeptText(value.values, *text) : std::nullopt;
   }
   const auto number = m_Inputs.Number(value.key);
-  return number ? FindNumber(value.values, *number) : std::nullopt;
+  return number ? FindKeptNumber(value.values, *number) : std::nullopt;
 }
 
 bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
@@ -47,8 +48,8 @@ bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
     return false;
   }
   return LoggedUnless(value.storage == Storage::kString
-                          ? m_Inputs.WriteText(value.key, ValueText(value.values, position))
-                          : m_Inputs.WriteNumber(value.key, ValueNumber(value.values, position)),
+                          ? m_Inputs.WriteText(value.key, KeptText(value.values, position))
+                          : m_Inputs.WriteNumber(value.key, KeptNumber(value.values, position)),
                       item, value.key);
 }
 

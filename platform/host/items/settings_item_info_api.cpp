@@ -26,13 +26,13 @@ const host::Range* FindRange(const char* menuID) {
   return item != nullptr ? std::get_if<host::Range>(&item->value->values) : nullptr;
 }
 
-// The numbers that a caller asks for: those of the menu, or those that values are made of.
+// The numbers that a caller asks for: those of the menu, or those that are kept for them.
 const host::NumberGrid* FindGrid(const char* menuID, bool displayed) {
   const host::Range* range = FindRange(menuID);
   if (range == nullptr) {
     return nullptr;
   }
-  return displayed ? &range->shown : &range->values;
+  return displayed ? &range->values : &range->kept;
 }
 
 void CopyText(const std::string& text, char* buffer) {

@@ -95,7 +95,7 @@ std::string ValueName(const ValueSet& values, ValuePosition position) {
     return ValueNameInLanguage((*options)[position].name);
   }
   const Range& range = std::get<Range>(values);
-  const std::string number = range.shown.Text(position);
+  const std::string number = range.values.Text(position);
   return range.unit.empty() ? number : number + " " + ValueNameInLanguage(range.unit);
 }
 

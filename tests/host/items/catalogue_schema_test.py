@@ -91,7 +91,7 @@ class CatalogueSchema(unittest.TestCase):
             with_item(LIST),
             with_item(LIST, storage="int", follows="speaker"),
             with_item(RANGE),
-            with_item(RANGE, unit="m", shown={"min": 0, "step": 10}),
+            with_item(RANGE, unit="m", kept={"min": 0, "step": 10}),
             with_item(ACTION),
             with_item(GROUP, visible={"source": "hdmi"}, enabled={"not": {"source": "tv"}}),
             with_item(SWITCH, visible=RULES, enabled=RULES),
@@ -203,9 +203,10 @@ class CatalogueSchema(unittest.TestCase):
             with_item(RANGE, step=-1),
             with_item(RANGE, default=None),
             with_item(RANGE, unit=""),
-            with_item(RANGE, shown={"min": 0}),
-            with_item(RANGE, shown={"min": 0, "step": 0}),
-            with_item(RANGE, shown={"min": 0, "step": 1, "max": 2}),
+            with_item(RANGE, shown={"min": 0, "step": 10}),
+            with_item(RANGE, kept={"min": 0}),
+            with_item(RANGE, kept={"min": 0, "step": 0}),
+            with_item(RANGE, kept={"min": 0, "step": 1, "max": 2}),
         ]:
             with self.subTest(document=document):
                 self.assertFalse(is_valid(document))

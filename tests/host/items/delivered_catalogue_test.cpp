@@ -234,6 +234,14 @@ TEST_F(DeliveredCatalogue, HasRangesBelowZeroWithFractionsAndWithUnits) {
   EXPECT_TRUE(hasUnit);
 }
 
+TEST_F(DeliveredCatalogue, ADelayIsSaidInMillisecondsAndKeptInTens) {
+  const auto& values = Find("sounddelay").value->values;
+  EXPECT_EQ(ValueName(values, 25), "250 ms");
+  EXPECT_EQ(ValueText(values, 25), "250");
+  EXPECT_EQ(host::KeptNumber(values, 25), 25);
+  EXPECT_EQ(Find("sounddelay").value->storage, Storage::kInt);
+}
+
 TEST_F(DeliveredCatalogue, HasRulesOfEveryForm) {
   const host::Rules& rules = m_Catalogue.AllRules();
   std::map<RuleKind, int> uses;

@@ -22,7 +22,7 @@ constexpr char kItems[] = R"(
       {"id": "tint", "kind": "range", "name": "Tint", "displayId": "MENU_TINT",
        "min": -1.5, "max": 4, "step": 0.5, "default": 0},
       {"id": "delay", "kind": "range", "name": "Delay", "displayId": "MENU_DELAY",
-       "min": 0, "max": 25, "step": 1, "default": 0, "shown": {"min": -5, "step": 10}}]}]},
+       "min": -5, "max": 245, "step": 10, "default": 5, "kept": {"min": 0, "step": 1}}]}]},
   {"id": "odd", "kind": "list", "name": "Odd", "displayId": "MENU_ODD", "default": "a,b",
    "options": [{"value": "a,b", "name": "A"}, {"value": "\"c\"", "name": "C"},
                {"value": "한국어", "name": "D"}]},
@@ -152,7 +152,7 @@ TEST_F(ItemDescription, ARangeHasBoundsAndAStep) {
   EXPECT_THAT(BoundsOf("tint", false), Optional(Bounds{-1.5, 4, 0.5}));
 }
 
-TEST_F(ItemDescription, WhatTheMenuShowsHasTheSameBoundsUnlessTheItemSaysOtherwise) {
+TEST_F(ItemDescription, WhatIsKeptHasTheSameBoundsUnlessTheItemSaysOtherwise) {
   EXPECT_THAT(BoundsOf("tint", true), Optional(Bounds{-1.5, 4, 0.5}));
   EXPECT_THAT(BoundsOf("delay", false), Optional(Bounds{0, 25, 1}));
   EXPECT_THAT(BoundsOf("delay", true), Optional(Bounds{-5, 245, 10}));

@@ -24,8 +24,12 @@ constexpr char kItems[] = R"(
     {"id": "distance", "kind": "range", "name": "Distance", "displayId": "MENU_DISTANCE",
      "min": 0.5, "max": 10, "step": 0.5, "default": 2, "unit": "m"},
     {"id": "delay", "kind": "range", "name": "Delay", "displayId": "MENU_DELAY",
-     "min": 0, "max": 25, "step": 1, "default": 2, "unit": "ms",
-     "shown": {"min": 0, "step": 10}},
+     "min": 0, "max": 250, "step": 10, "default": 20, "unit": "ms",
+     "kept": {"min": 0, "step": 1}},
+    {"id": "size", "kind": "range", "name": "Size", "displayId": "MENU_SIZE",
+     "min": 0.5, "max": 2, "step": 0.5, "default": 1, "kept": {"min": 1, "step": 1}},
+    {"id": "level", "kind": "range", "name": "Level", "displayId": "MENU_LEVEL",
+     "min": 0, "max": 100, "step": 10, "default": 0, "kept": {"min": 0, "step": 0.1}},
     {"id": "width", "kind": "range", "name": "Width", "displayId": "MENU_WIDTH",
      "min": 0, "max": 9, "step": 1, "default": 1, "storage": "string"},
     {"id": "gamemode", "kind": "switch", "name": "Game Mode", "displayId": "MENU_GAME_MODE",
@@ -176,10 +180,36 @@ TEST_F(ItemValue, TheNameOfANumberIsTheNumberWithItsUnit) {
   EXPECT_THAT(ValueName("distance"), Optional(std::string("10.0 m")));
 }
 
-TEST_F(ItemValue, TheNameOfANumberIsWhatTheMenuShowsForIt) {
-  EXPECT_EQ(Set("delay", "25"), 0);
-  EXPECT_THAT(Value("delay"), Optional(std::string("25")));
+TEST_F(ItemValue, ANumberThatIsKeptAsAnotherIsTakenAndAnsweredInTheUnitOfTheMenu) {
+  EXPECT_THAT(Value("delay"), Optional(std::string("20")));
+  EXPECT_EQ(Set("delay", "250"), 0);
+  EXPECT_THAT(Value("delay"), Optional(std::string("250")));
   EXPECT_THAT(ValueName("delay"), Optional(std::string("250 ms")));
+  EXPECT_THAT(m_Platform.Key("db/menu/delay"), Optional(KeyValue(25)));
+  m_Platform.SetKey("db/menu/delay", 12);
+  EXPECT_THAT(Value("delay"), Optional(std::string("120")));
+}
+
+TEST_F(ItemValue, WhatIsKeptForANumberIsNoValue) {
+  ExpectRefused("delay", "25");
+  ExpectRefused("delay", "1");
+  m_Platform.SetKey("db/menu/delay", 250);
+  EXPECT_THAT(Value("delay"), Optional(std::string("20")));
+}
+
+TEST_F(ItemValue, AFractionCanBeKeptAsAWholeNumberAndAWholeNumberAsAFraction) {
+  EXPECT_EQ(Set("size", "1.5"), 0);
+  EXPECT_THAT(m_Platform.Key("db/menu/size"), Optional(KeyValue(3)));
+  EXPECT_THAT(Value("size"), Optional(std::string("1.5")));
+  EXPECT_EQ(Set("level", "30"), 0);
+  EXPECT_THAT(m_Platform.Key("db/menu/level"), Optional(KeyValue("0.3")));
+  EXPECT_THAT(Value("level"), Optional(std::string("30")));
+}
+
+TEST_F(ItemValue, APreviewStandsInTheUnitOfTheMenu) {
+  EXPECT_EQ(Set("delay", "100", kPreviewed), 0);
+  EXPECT_THAT(m_Platform.Key("memory/menu/preview/delay"), Optional(KeyValue("100")));
+  EXPECT_THAT(Value("delay"), Optional(std::string("100")));
 }
 
 TEST_F(ItemValue, ANumberIsReadAndWrittenTheSameInEveryLocale) {

@@ -25,6 +25,8 @@ constexpr char kItems[] = R"(
    "min": 0, "max": 50, "step": 5, "default": 25},
   {"id": "gamma", "kind": "range", "name": "Gamma", "displayId": "GAMMA",
    "min": 1.8, "max": 2.8, "step": 0.1, "default": 2.2},
+  {"id": "delay", "kind": "range", "name": "Delay", "displayId": "DELAY",
+   "min": 0, "max": 250, "step": 10, "default": 0, "kept": {"min": 0, "step": 1}},
   {"id": "soundoutput", "kind": "list", "name": "Sound Output", "displayId": "SOUND_OUTPUT",
    "default": "tvspeaker", "follows": "speaker",
    "options": [{"value": "tvspeaker", "name": "TV"}, {"value": "receiver", "name": "Receiver"}]})";
@@ -94,6 +96,8 @@ const Row kRows[] = {
     {"another number of a range", R"({"item": "brightness", "is": [0, 50]})",
      Item("brightness", "45"), false},
     {"a fraction", R"({"item": "gamma", "is": 2.3})", Item("gamma", "2.3"), true},
+    {"a number that is kept as another", R"({"item": "delay", "is": 250})",
+     Key("db/menu/delay", 25), true},
     {"an item that follows the speaker", R"({"item": "soundoutput", "is": "receiver"})",
      Speaker("receiver"), true},
 
