@@ -6,25 +6,12 @@
 #include <string>
 
 #include "apps/application_bus.h"
+#include "system/exception_border.h"
 
 struct app_control_s {
   std::string appId;
   std::map<std::string, std::string> extraData;
 };
-
-namespace {
-
-// Runs `body` for a C caller.
-template <typename Body>
-int Guarded(Body body) noexcept {
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return -ENOMEM;
-  }
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -40,7 +27,7 @@ int app_control_set_app_id(app_control_h control, const char* app_id) {
   if (control == nullptr || app_id == nullptr) {
     return -EINVAL;
   }
-  return Guarded([&] {
+  return host::Guarded("apps", __func__, -ENOMEM, [&] {
     control->appId = app_id;
     return 0;
   });
@@ -50,7 +37,7 @@ int app_control_add_extra_data(app_control_h control, const char* key, const cha
   if (control == nullptr || key == nullptr || value == nullptr) {
     return -EINVAL;
   }
-  return Guarded([&] {
+  return host::Guarded("apps", __func__, -ENOMEM, [&] {
     control->extraData.insert_or_assign(key, value);
     return 0;
   });
@@ -60,7 +47,9 @@ int app_control_send_launch_request(app_control_h control, app_control_reply_cb,
   if (control == nullptr) {
     return -EINVAL;
   }
-  return Guarded([&] { return host::ActivateApplication(control->appId, control->extraData); });
+  return host::Guarded("apps", __func__, -ENOMEM, [&] {
+    return host::ActivateApplication(control->appId, control->extraData);
+  });
 }
 
 int app_control_destroy(app_control_h control) {

@@ -3,17 +3,15 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
-#include <exception>
 #include <functional>
 #include <string>
 #include <utility>
 
 #include "apps/living_applications.h"
 #include "bus/bus.h"
-#include "dlog.h"
 #include "framework/before_messages.h"
-#include "framework/exception_border.h"
 #include "framework/name_owners.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 // An application lives while it owns its name. The bus tells who owns what on the connection on
@@ -24,13 +22,6 @@ struct app_context_s {
 };
 
 namespace host {
-namespace {
-
-void LogError(const char* what, const std::string& reason) {
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "apps", "%s: %s\n", what, reason.c_str());
-}
-
-}  // namespace
 
 class ApplicationWatcher {
  public:
@@ -83,11 +74,8 @@ class ApplicationWatcher {
       return;
     }
     app_context_s context{app};
-    try {
-      m_Callback(&context, kind, m_UserData);
-    } catch (...) {
-      LogError("an exception left the callback for applications", CurrentExceptionText());
-    }
+    Guarded("apps", "an exception left the callback for applications",
+            [&] { m_Callback(&context, kind, m_UserData); });
   }
 
   app_context_event_cb m_Callback = nullptr;
@@ -127,15 +115,15 @@ int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* us
   if (callback == nullptr) {
     return -EINVAL;
   }
-  try {
-    return host::Watcher().Set(callback, user_data);
-  } catch (const std::exception& error) {
-    host::LogError("applications cannot be watched", error.what());
-    return -EIO;
-  }
+  return host::Guarded("apps", "applications cannot be watched", -EIO,
+                       [&] { return host::Watcher().Set(callback, user_data); });
 }
 
-void app_manager_unset_app_context_event_cb() { host::Watcher().Unset(); }
+void app_manager_unset_app_context_event_cb() {
+  if (host::ApplicationWatcher* const watcher = host::g_Host.applicationWatcher.Find()) {
+    watcher->Unset();
+  }
+}
 
 int app_context_get_app_id(app_context_h context, char** app_id) {
   if (context == nullptr || app_id == nullptr) {

@@ -3,13 +3,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 
 #include "apps/application_bus.h"
 #include "apps/application_id.h"
 #include "apps/application_state.h"
+#include "system/exception_border.h"
 #include "vconf.h"
 
 namespace {
@@ -47,11 +47,7 @@ int aul_app_get_status(const char* app_id) {
   if (app_id == nullptr) {
     return -EINVAL;
   }
-  try {
-    return GetStatus(app_id);
-  } catch (const std::bad_alloc&) {
-    return -ENOMEM;
-  }
+  return host::Guarded("apps", __func__, -ENOMEM, [&] { return GetStatus(app_id); });
 }
 
 }  // extern "C"

@@ -2,8 +2,8 @@
 
 #include <Ecore.h>
 
-#include "framework/exception_border.h"
 #include "framework/main_loop.h"
+#include "system/exception_border.h"
 
 namespace Nuvra {
 namespace {
@@ -55,11 +55,8 @@ struct TCAlarm::Impl {
     if (callsLeft != NUVRA_INFINITY) {
       --callsLeft;
     }
-    bool goesOn = true;
-    if (callback != nullptr) {
-      host::Contain("an alarm callback", [&] { goesOn = callback(userData); });
-    }
-    return goesOn;
+    return callback == nullptr || host::Guarded("nuvra", "an exception left an alarm callback",
+                                                true, [&] { return callback(userData); });
   }
 
   bool created = false;

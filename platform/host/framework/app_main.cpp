@@ -12,7 +12,6 @@
 #include "framework/before_messages.h"
 #include "framework/bus_pump.h"
 #include "framework/command_line.h"
-#include "framework/exception_border.h"
 #include "framework/main_loop.h"
 #include "framework/name_owners.h"
 #include "framework/process_signals.h"
@@ -21,6 +20,7 @@
 #include "framework/set_preparation.h"
 #include "nuvra/alarm.h"
 #include "system/environment.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 #include "system/log.h"
 #include "system/ready_event.h"
@@ -33,9 +33,9 @@ constexpr std::chrono::seconds kLogPatience{2};
 constexpr unsigned kAnnouncementPeriodInMilliseconds = 1000;
 
 bool Create(Nuvra::TCDaemonService& service) {
-  bool created = false;
-  return Contain("t_OnPrepare", [&] { service.t_OnPrepare(); }) &&
-         Contain("t_OnCreate", [&] { created = service.t_OnCreate(); }) && created;
+  return Guarded("nuvra", "an exception left t_OnPrepare", [&] { service.t_OnPrepare(); }) &&
+         Guarded("nuvra", "an exception left t_OnCreate", false,
+                 [&] { return service.t_OnCreate(); });
 }
 
 // Announces, while the main loop runs, what could not be announced when the service was created.
@@ -80,7 +80,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   bus.TakeName(name);
 
   WithdrawReadyEvents();
-  Contain("the preparation of the set", PrepareSet);
+  Guarded("nuvra", "an exception left the preparation of the set", PrepareSet);
   int exitStatus = kFailure;
   std::exception_ptr failure;
   if (Create(service)) {
@@ -90,7 +90,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
     } catch (...) {
       failure = std::current_exception();
     }
-    Contain("t_OnTerminate", [&] { service.t_OnTerminate(); });
+    Guarded("nuvra", "an exception left t_OnTerminate", [&] { service.t_OnTerminate(); });
   }
   // Only the owner of the name may touch the events.
   WithdrawReadyEvents();

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "framework/exception_border.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 namespace host {
@@ -19,7 +19,7 @@ void CatchUpBeforeMessage() {
   const std::vector<const BeforeMessages*>& all = g_Host.beforeMessages.Get();
   // By index: what is done may make more of them.
   for (std::size_t i = 0; i < all.size(); ++i) {
-    Contain("what goes before a message", all[i]->m_CatchUp);
+    Guarded("nuvra", "an exception left what goes before a message", all[i]->m_CatchUp);
   }
 }
 

@@ -25,7 +25,7 @@
 
 #include "bus/bus.h"
 #include "framework/before_messages.h"
-#include "framework/exception_border.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 #include "system/log.h"
 
@@ -166,7 +166,7 @@ struct BusPump::Impl {
 
   void Lose(int error) {
     serves = false;
-    Contain("the handler of a lost connection", [&] { onLost(error); });
+    Guarded("nuvra", "an exception left the handler of a lost connection", [&] { onLost(error); });
   }
 
   sd_bus* const bus;

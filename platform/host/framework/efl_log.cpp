@@ -8,6 +8,7 @@
 
 #include "base/utf8.h"
 #include "dlog.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 namespace host {
@@ -36,8 +37,10 @@ void Print(const Eina_Log_Domain* domain, Eina_Log_Level level, const char*, con
   }
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
-  __dlog_print(LOG_ID_MAIN, Priority(level), "efl", "%s: %s: %s\n", domain->domain_str, function,
-               base::OneLine(text, sizeof text).c_str());
+  Guarded("efl", "a line is lost", [&] {
+    __dlog_print(LOG_ID_MAIN, Priority(level), "efl", "%s: %s: %s\n", domain->domain_str, function,
+                 base::OneLine(text, sizeof text).c_str());
+  });
 }
 
 }  // namespace

@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "framework/efl_log.h"
-#include "framework/exception_border.h"
 #include "framework/process_signals.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 namespace host {
@@ -143,7 +143,7 @@ struct FdWatch::Impl {
   static Eina_Bool OnReadable(void* self, Ecore_Fd_Handler*) {
     // Kept beyond the call: the watch may be destroyed in it.
     const auto onReadable = static_cast<Impl*>(self)->onReadable;
-    Contain("the handler of a file descriptor", *onReadable);
+    Guarded("nuvra", "an exception left the handler of a file descriptor", *onReadable);
     return ECORE_CALLBACK_RENEW;
   }
 

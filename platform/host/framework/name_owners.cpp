@@ -4,7 +4,7 @@
 #include <chrono>
 #include <list>
 
-#include "framework/exception_border.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 namespace host {
@@ -29,12 +29,14 @@ struct Question {
 int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
   auto& question = *static_cast<Question*>(data);
   --*question.open;
-  const char* owner = nullptr;
-  // An error says that the name has no owner any more.
-  if (sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
-      sd_bus_message_read(reply, "s", &owner) > 0) {
-    question.owners->insert_or_assign(question.name, owner);
-  }
+  Guarded("nuvra", "an exception left the answer about a bus name", [&] {
+    const char* owner = nullptr;
+    // An error says that the name has no owner any more.
+    if (sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
+        sd_bus_message_read(reply, "s", &owner) > 0) {
+      question.owners->insert_or_assign(question.name, owner);
+    }
+  });
   return 0;
 }
 
@@ -88,7 +90,7 @@ int NameOwners::OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_e
     return read < 0 ? read : 0;
   }
   auto& owners = *static_cast<NameOwners*>(self);
-  Contain("the news of a bus name", [&] {
+  Guarded("nuvra", "an exception left the news of a bus name", [&] {
     owners.Note(name, newOwner);
     // Kept beyond the call: it may be replaced in it.
     if (const Listener listener = owners.m_Listener) {

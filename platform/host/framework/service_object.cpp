@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "dlog.h"
-#include "framework/exception_border.h"
 #include "framework/message_text.h"
 #include "framework/store_failure.h"
+#include "system/exception_border.h"
 
 namespace host {
 namespace {
@@ -55,9 +55,8 @@ int OnRequest(sd_bus_message* message, void* service, sd_bus_error* error) {
   try {
     return Serve(*static_cast<Nuvra::TCDaemonService*>(service), message, error);
   } catch (...) {
-    const std::string text = CurrentExceptionText();
-    LogException("a request", text);
-    return sd_bus_error_set(error, kFailed, text.c_str());
+    LogCurrentException("nuvra", "an exception left a request");
+    return sd_bus_error_set(error, kFailed, CurrentExceptionText().c_str());
   }
 }
 

@@ -9,9 +9,9 @@
 #include "base/json.h"
 #include "base/utf8.h"
 #include "items/answer.h"
-#include "items/error_log.h"
 #include "items/host_inputs.h"
 #include "set/keys.h"
+#include "system/error_log.h"
 
 namespace {
 
@@ -55,7 +55,8 @@ std::vector<NetworkSpeaker> ActiveSpeakers() {
   try {
     return ParseSpeakers(*description);
   } catch (const std::exception& exception) {  // JsonCpp throws when the text is nested too deep
-    host::LogError(std::string(host::kNetworkSpeakersKey) + ": " + exception.what());
+    host::LogError("settings-items",
+                   std::string(host::kNetworkSpeakersKey) + ": " + exception.what());
     return {};
   }
 }

@@ -7,8 +7,8 @@
 
 #include "apps/living_applications.h"
 #include "bus/bus.h"
-#include "items/error_log.h"
 #include "set/keys.h"
+#include "system/error_log.h"
 
 namespace host {
 namespace {
@@ -17,7 +17,8 @@ void LogRefused(const std::string& app) {
   constexpr std::size_t kShown = 64;
   std::string quoted;
   AppendQuoted(std::string_view(app).substr(0, kShown), quoted);
-  LogError(fmt::format("{}{} disables nothing: it cannot be the ID of an application", quoted,
+  LogError("settings-items",
+           fmt::format("{}{} disables nothing: it cannot be the ID of an application", quoted,
                        app.size() > kShown ? "..." : ""));
 }
 
@@ -177,7 +178,7 @@ void DisabledItems::ReadMirror() {
   std::string damage;
   m_Record = ReadDisabledRecord(text, damage);
   if (!damage.empty()) {
-    LogError(fmt::format("{}: {}", kDisabledItemsKey, damage));
+    LogError("settings-items", fmt::format("{}: {}", kDisabledItemsKey, damage));
   }
   DropUnknownItems();
   if (WriteDisabledRecord(m_Record) != text) {
@@ -215,7 +216,8 @@ bool DisabledItems::DropUnknownItems() {
   });
   if (count > 0) {
     std::erase_if(m_Record.disablers, [](const auto& each) { return each.second.items == 0; });
-    LogError(fmt::format("{}: dropped {} items that are not in the catalogue; the first is {}",
+    LogError("settings-items",
+             fmt::format("{}: dropped {} items that are not in the catalogue; the first is {}",
                          kDisabledItemsKey, count, unknown));
   }
   return count > 0;
@@ -224,14 +226,15 @@ bool DisabledItems::DropUnknownItems() {
 bool DisabledItems::WriteMirror() {
   const std::string text = WriteDisabledRecord(m_Record);
   if (text.size() > kMostRecordText || RelationCount(m_Record) > kMostRelations) {
-    LogError(fmt::format("{}: full, so the record stays as it is there", kDisabledItemsKey));
+    LogError("settings-items",
+             fmt::format("{}: full, so the record stays as it is there", kDisabledItemsKey));
     return false;
   }
   if (m_Inputs.WriteText(kDisabledItemsKey, text)) {
     return true;
   }
-  LogError(std::string(kDisabledItemsKey) +
-           ": cannot be written, so the record stays as it is there");
+  LogError("settings-items",
+           std::string(kDisabledItemsKey) + ": cannot be written, so the record stays as it is there");
   return false;
 }
 

@@ -1,8 +1,8 @@
 #include "items/item_library.h"
 
 #include "items/answer.h"
-#include "items/error_log.h"
 #include "set/keys.h"
+#include "system/error_log.h"
 
 namespace host {
 void ItemLibrary::Load(const std::filesystem::path& file) {
@@ -11,7 +11,7 @@ void ItemLibrary::Load(const std::filesystem::path& file) {
     m_Catalogue.emplace(Catalogue::Load(file));
   } catch (const CatalogueError& error) {
     for (const CatalogueProblem& problem : error.Problems()) {
-      LogError(ToText(problem));
+      LogError("settings-items", ToText(problem));
     }
   }
   FreshSpeakerType();

@@ -1,5 +1,5 @@
-#include "items/error_log.h"
 #include "items/item_library.h"
+#include "system/error_log.h"
 
 // The values of items in the key store (docs/items.md).
 
@@ -14,7 +14,7 @@ std::optional<ValuePosition> FindText(const ValueDefinition& value,
 
 bool LoggedUnless(bool done, const Item& item, const std::string& key) {
   if (!done) {
-    LogError(item.id + ": cannot write key " + key);
+    LogError("settings-items", item.id + ": cannot write key " + key);
   }
   return done;
 }

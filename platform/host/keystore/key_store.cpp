@@ -30,10 +30,10 @@
 #include <system_error>
 #include <utility>
 
-#include "dlog.h"
 #include "keystore/key_file.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
+#include "system/error_log.h"
 #include "system/file_lock.h"
 
 namespace host {
@@ -83,10 +83,6 @@ void MakeFile(const std::filesystem::path& file) {
 }
 
 bool IsControl(unsigned char c) { return c < 0x20 || c == 0x7f; }
-
-void LogError(const std::string& message) {
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "%s\n", message.c_str());
-}
 
 }  // namespace
 
@@ -155,7 +151,7 @@ struct KeyStore::Impl {
       files[index]->Prune(slowest ? std::min((*slowest)[index], newest) : newest);
     } catch (const std::exception& error) {
       // The change itself is made, and a later one will try again.
-      LogError(std::string("cannot cut the journal: ") + error.what());
+      LogError("keystore", std::string("cannot cut the journal: ") + error.what());
     }
   }
 
@@ -313,7 +309,8 @@ struct KeyWatcher::Impl {
   void Advance(std::size_t index, std::int64_t first, std::int64_t last) {
     const std::int64_t missed = first - position->Get(index) - 1;
     if (missed > 0) {
-      LogError("this watcher was too slow and missed " + std::to_string(missed) + " changes");
+      LogError("keystore",
+               "this watcher was too slow and missed " + std::to_string(missed) + " changes");
     }
     position->Set(index, last);
   }

@@ -15,13 +15,13 @@
 #include <variant>
 #include <vector>
 
-#include "dlog.h"
 #include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "framework/store_failure.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
 #include "keystore/store_error.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 
 struct _keynode_t {
@@ -30,10 +30,6 @@ struct _keynode_t {
 
 namespace host {
 namespace {
-
-void LogError(const char* what, const char* reason) {
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "vconf", "%s: %s\n", what, reason);
-}
 
 // The errno of vconf.h for a failure.
 int ErrorOf(const std::exception& failure) {
@@ -44,17 +40,24 @@ int ErrorOf(const std::exception& failure) {
   return ofSystem != nullptr ? ofSystem->code().value() : EIO;
 }
 
-// Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`.
+// Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`, and
+// errno says why.
 template <typename Result, typename Body>
-Result Guarded(const char* function, Result failure, Body body) noexcept {
-  try {
-    return body();
-  } catch (const std::exception& error) {
-    LogError(function, error.what());
-    NoteStoreFailure(error.what());
-    errno = ErrorOf(error);
-    return failure;
+Result Called(const char* function, Result failure, Body body) noexcept {
+  int error = 0;
+  const Result result = Guarded("vconf", function, failure, [&]() -> Result {
+    try {
+      return body();
+    } catch (const std::exception& exception) {
+      error = ErrorOf(exception);
+      NoteStoreFailure(exception.what());
+      throw;
+    }
+  });
+  if (error != 0) {
+    errno = error;
   }
+  return result;
 }
 
 // `failure`, for a reason that is none of the store's.
@@ -163,13 +166,11 @@ class Subscriptions {
   }
 
   void Deliver() {
-    try {
+    Guarded("vconf", "cannot read the changes", [this] {
       for (KeyChange& change : m_Watcher.TakeChanges()) {
         DeliverOne(std::move(change));
       }
-    } catch (const std::exception& error) {
-      LogError("cannot read the changes", error.what());
-    }
+    });
   }
 
   void DeliverOne(KeyChange change) {
@@ -190,15 +191,9 @@ class Subscriptions {
 
   // An exception ends its callback only: the others, and the changes behind, are still due.
   static void Call(Subscription subscription, _keynode_t& node) {
-    const std::string what = "a callback of " + node.change.key + " threw";
     const ScopedChange change(node.change);
-    try {
-      subscription.callback(&node, subscription.userData);
-    } catch (const std::exception& error) {
-      LogError(what.c_str(), error.what());
-    } catch (...) {
-      LogError(what.c_str(), "something that is not a std::exception");
-    }
+    Guarded("vconf", "a callback of " + node.change.key + " threw",
+            [&] { subscription.callback(&node, subscription.userData); });
   }
 
   std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
@@ -220,7 +215,7 @@ std::string_view KeyOf(const char* key) { return key != nullptr ? key : ""; }
 extern "C" {
 
 int vconf_get_int(const char* key, int* value) {
-  return host::Guarded(__func__, -1, [&] {
+  return host::Called(__func__, -1, [&] {
     const auto held = host::Read(host::KeyOf(key));
     const int* number = host::Held<int>(held);
     if (number == nullptr || value == nullptr) {
@@ -232,13 +227,13 @@ int vconf_get_int(const char* key, int* value) {
 }
 
 int vconf_set_int(const char* key, int value) {
-  return host::Guarded(__func__, -1, [&] {
+  return host::Called(__func__, -1, [&] {
     return host::Write(host::KeyOf(key), value) ? 0 : host::Failed(-1, EINVAL);
   });
 }
 
 char* vconf_get_str(const char* key) {
-  return host::Guarded<char*>(__func__, nullptr, [&]() -> char* {
+  return host::Called<char*>(__func__, nullptr, [&]() -> char* {
     const auto held = host::Read(host::KeyOf(key));
     const auto* text = host::Held<std::string>(held);
     return text != nullptr ? ::strdup(text->c_str()) : nullptr;
@@ -246,14 +241,14 @@ char* vconf_get_str(const char* key) {
 }
 
 int vconf_set_str(const char* key, const char* value) {
-  return host::Guarded(__func__, -1, [&] {
+  return host::Called(__func__, -1, [&] {
     const bool isWritten = value != nullptr && host::Write(host::KeyOf(key), std::string(value));
     return isWritten ? 0 : host::Failed(-1, EINVAL);
   });
 }
 
 int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data) {
-  return host::Guarded(__func__, -1, [&] {
+  return host::Called(__func__, -1, [&] {
     const std::string name(host::KeyOf(key));
     if (!host::IsValidKey(name) || callback == nullptr) {
       return -1;
@@ -264,7 +259,7 @@ int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* 
 }
 
 int vconf_ignore_key_changed(const char* key, vconf_callback_fn callback) {
-  return host::Guarded(__func__, -1, [&] {
+  return host::Called(__func__, -1, [&] {
     const std::string name(host::KeyOf(key));
     return host::ProcessSubscriptions().Remove(name, callback) ? 0 : -1;
   });

@@ -5,13 +5,12 @@
 
 #include <poll.h>
 
-#include <exception>
 #include <utility>
 
-#include "dlog.h"
 #include "keystore/process_store.h"
 #include "set/keys.h"
 #include "set/service_thread.h"
+#include "system/exception_border.h"
 
 namespace host {
 
@@ -34,7 +33,7 @@ void ChangeFeed::m_Run() {
 }
 
 void ChangeFeed::m_Take() {
-  try {
+  Guarded("set", "cannot read the changes", [this] {
     const std::vector<KeyChange> changes = m_Watcher.TakeChanges();
     const guarded::Lock lock(m_Mutex);
     for (const KeyChange& change : changes) {
@@ -45,9 +44,7 @@ void ChangeFeed::m_Take() {
         sink(change);
       }
     }
-  } catch (const std::exception& error) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "set", "cannot read the changes: %s\n", error.what());
-  }
+  });
 }
 
 }  // namespace host

@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "framework/exception_border.h"
 #include "keystore/process_store.h"
 #include "set/change_feed.h"
 #include "set/keys.h"
 #include "set/service_thread.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 #include "thread_safety.h"
 
@@ -161,7 +161,7 @@ class EventService {
     const Callback callback = turn->callback;
     m_Running = turn->key;
     m_Mutex.unlock();
-    Contain("a callback of the set", [&] { callback(event); });
+    Guarded("nuvra", "an exception left a callback of the set", [&] { callback(event); });
     m_Mutex.lock();
     m_Running.reset();
     m_Called.notify_all();

@@ -7,6 +7,7 @@
 #include "set/set_value.h"
 #include "set/speakers.h"
 #include "set/state.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 #include "vconf.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 void OnSpeaker(keynode_t*, void*) {
   constexpr int kUnknownRoute = -1;
-  const auto name = Guarded(__func__, std::optional<std::string>(), [] {
+  const auto name = Guarded("set", __func__, std::optional<std::string>(), [] {
     const std::optional<KeyValue> value = ProcessStore().Get(kSpeakerKey);
     return value ? Usable(kSpeakerKey, value, ReadText) : std::optional<std::string>("");
   });

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "system/error_log.h"
 #include "system/host.h"
 #include "thread_safety.h"
 
@@ -36,8 +37,7 @@ void ReportUnusable(const std::string& key, const KeyValue& value, const std::st
       return;
     }
   }
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "set", "%s %s; it is ignored\n", key.c_str(),
-               problem.c_str());
+  LogError("set", key + " " + problem + "; it is ignored");
 }
 
 void ForgetUnusable(const std::string& key) {

@@ -4,8 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "dlog.h"
-#include "framework/exception_border.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
 
@@ -40,19 +38,6 @@ auto Usable(const std::string& key, const std::optional<KeyValue>& value, Reader
 template <typename Reader>
 auto Present(const std::string& key, Reader read) {
   return Usable(key, ProcessStore().Get(key), read);
-}
-
-// Runs `body` for a caller that expects no exception: one is logged under `function` and becomes
-// `failure`.
-template <typename Result, typename Body>
-Result Guarded(const char* function, Result failure, Body body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "set", "%s: %s\n", function,
-                 CurrentExceptionText().c_str());
-    return failure;
-  }
 }
 
 // What the functions of the set return when they can do nothing.

@@ -9,6 +9,7 @@
 #include "set/keys.h"
 #include "set/set_value.h"
 #include "set/state.h"
+#include "system/exception_border.h"
 
 namespace host {
 namespace {
@@ -24,7 +25,7 @@ std::optional<int> SourceIn(const char* key) { return Present(key, ReadNumber); 
 class SourceControl final : public ISourceControl {
  public:
   int GetSourceState(int* state) override {
-    return Guarded(__func__, kFailure, [&] {
+    return Guarded("set", __func__, kFailure, [&] {
       const std::optional<int> value = Present(kSourceStateKey, ReadNumber);
       if (!value || state == nullptr) {
         return kFailure;
@@ -35,14 +36,15 @@ class SourceControl final : public ISourceControl {
   }
 
   int GetCurrentSource(int* id) override {
-    return Guarded(__func__, kNotGiven, [&] {
+    return Guarded("set", __func__, kNotGiven, [&] {
       const int preview = SourceIn(kPreviewKey).value_or(kNoPreview);
       return Give(preview != kNoPreview ? std::optional(preview) : SourceIn(kCurrentSourceKey), id);
     });
   }
 
   int GetSourceBeforePreview(int* id) override {
-    return Guarded(__func__, kNotGiven, [&] { return Give(SourceIn(kCurrentSourceKey), id); });
+    return Guarded("set", __func__, kNotGiven,
+                   [&] { return Give(SourceIn(kCurrentSourceKey), id); });
   }
 
  private:
@@ -58,7 +60,7 @@ class SourceControl final : public ISourceControl {
 class VideoControl final : public IVideoControl {
  public:
   int GetVideoWindow(int& x, int& y, int& height, int& width) override {
-    return Guarded(__func__, kFailure, [&] {
+    return Guarded("set", __func__, kFailure, [&] {
       const std::optional<Window> window = Present(kWindowKey, ReadWindow);
       if (!window) {
         return kFailure;
@@ -142,7 +144,7 @@ class SignalSubscriber final : public ISignalSubscriber {
   }
 
   int Subscribe(ESignalType type, void* userData, EProfile profile) override {
-    return Guarded(__func__, kFailure, [&] {
+    return Guarded("set", __func__, kFailure, [&] {
       SignalEvents& events = Events();
       if (m_Id == 0) {
         m_Id = events.NextSubscriber();
@@ -159,7 +161,7 @@ class SignalSubscriber final : public ISignalSubscriber {
     if (callback != m_Callback) {
       return kFailure;
     }
-    return Guarded(__func__, kFailure, [&] {
+    return Guarded("set", __func__, kFailure, [&] {
       return m_Id != 0 && Events().Remove({m_Id, type, profile}) ? 0 : kFailure;
     });
   }
@@ -171,7 +173,7 @@ class SignalSubscriber final : public ISignalSubscriber {
 
 template <typename Interface, typename Made, typename... Arguments>
 int Create(const char* function, Interface** output, Arguments... arguments) {
-  return Guarded(function, kFailure, [&] {
+  return Guarded("set", function, kFailure, [&] {
     *output = new Made(arguments...);
     return 0;
   });

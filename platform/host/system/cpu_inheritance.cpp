@@ -4,17 +4,18 @@
 
 #include "cpu_inheritance.h"
 
-#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
-#include "dlog.h"
 #include "system/environment.h"
+#include "system/exception_border.h"
 #include "system/safe_directory.h"
 
 int resource_register_cpu_inheritance_destination(const char* name, pid_t pid) {
-  try {
+  const std::string what = std::string(name != nullptr ? name : "(null)") + " (process " +
+                           std::to_string(pid) + ") is not registered";
+  return host::Guarded("cpu_inheritance", what, -1, [&] {
     // A hidden file is one that is being made.
     if (name == nullptr || *name == '.' || pid <= 0) {
       throw std::invalid_argument("the name or the process is not valid");
@@ -24,9 +25,5 @@ int resource_register_cpu_inheritance_destination(const char* name, pid_t pid) {
         .EnterOrMake("cpu-inheritance", 0755)
         .ReplaceFile(name, std::to_string(pid) + "\n");
     return 0;
-  } catch (const std::exception& exception) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "cpu_inheritance",
-                 "%s (process %d) is not registered: %s\n", name, pid, exception.what());
-    return -1;
-  }
+  });
 }

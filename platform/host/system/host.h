@@ -36,6 +36,7 @@ struct Environment;
 struct KeyChange;
 struct Operation;
 struct Model;
+struct NewestFailure;
 struct HostLibrary;
 struct RemainingEvents;
 struct SpeakerCallback;
@@ -55,6 +56,7 @@ struct Host {
   OutlivesExit<Model> model;
   OutlivesExit<RemainingEvents> remainingEvents;
   OutlivesExit<KeyStore> keyStore;
+  OutlivesExit<NewestFailure> newestFailure;
 
   // Not used for anything, but read by leak checkers: AppMain's caller keeps the service until the
   // process ends and never deletes it.

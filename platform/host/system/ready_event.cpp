@@ -24,6 +24,7 @@
 #include "dlog.h"
 #include "lwipc.h"
 #include "system/environment.h"
+#include "system/exception_border.h"
 #include "system/host.h"
 #include "system/safe_directory.h"
 #include "thread_safety.h"
@@ -162,7 +163,7 @@ void WithdrawReadyEvents() {
   if (!std::filesystem::exists(RunDir(), ignored)) {
     return;
   }
-  try {
+  Guarded(kLogTag, "the events announced before are not known and stay", [] {
     const SafeDirectory runDirectory(RunDir());
     std::istringstream list(ReadList(runDirectory));
     for (std::string event; std::getline(list, event);) {
@@ -174,10 +175,7 @@ void WithdrawReadyEvents() {
       }
     }
     runDirectory.RemoveFile(kListName);
-  } catch (const std::exception& exception) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag,
-                 "the events announced before are not known and stay: %s\n", exception.what());
-  }
+  });
 }
 
 }  // namespace host
@@ -186,7 +184,8 @@ int LwipcEventDone(const char* event) {
   if (event == nullptr) {
     return -1;
   }
-  const int result = host::Announce(event) ? 0 : -1;
+  const int result =
+      host::Guarded(host::kLogTag, __func__, -1, [&] { return host::Announce(event) ? 0 : -1; });
   const int notified = sd_notify(0, "READY=1");
   if (notified < 0) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, host::kLogTag, "the service manager was not told: %s\n",

@@ -17,8 +17,8 @@
 #include <variant>
 
 #include "base/json.h"
-#include "dlog.h"
 #include "system/environment.h"
+#include "system/exception_border.h"
 #include "system/feature_error.h"
 #include "system/host.h"
 
@@ -69,14 +69,10 @@ Features ParseFeatures(const Json::Value& model) {
 
 std::optional<Features> ReadFeatures() {
   const std::filesystem::path file = GetEnvironment().modelFile;
-  try {
-    return ParseFeatures(ReadJson(file));
-  } catch (const std::exception& exception) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "system_info",
-                 "the model file %s cannot be used, so the model has no features: %s\n",
-                 file.c_str(), exception.what());
-    return std::nullopt;
-  }
+  return Guarded(
+      "system_info",
+      "the model file " + file.native() + " cannot be used, so the model has no features",
+      std::optional<Features>(), [&] { return std::optional(ParseFeatures(ReadJson(file))); });
 }
 
 template <typename Type>

@@ -1,4 +1,4 @@
-#include "framework/exception_border.h"
+#include "system/exception_border.h"
 
 #include <cxxabi.h>
 
@@ -8,7 +8,7 @@
 #include <typeinfo>
 
 #include "base/utf8.h"
-#include "dlog.h"
+#include "system/error_log.h"
 
 namespace host {
 namespace {
@@ -37,8 +37,8 @@ std::string CurrentExceptionText() {
   }
 }
 
-void LogException(const char* what, const std::string& text) {
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "an exception left %s: %s\n", what, text.c_str());
+void LogCurrentException(const char* tag, std::string_view what) {
+  LogError(tag, std::string(what) + ": " + CurrentExceptionText());
 }
 
 }  // namespace host
