@@ -4,14 +4,17 @@
 
 typedef struct app_control_s* app_control_h;
 
-// Reserved for the reply of a launched application; `reply` is valid during the call only.
+// Reserved for the reply of a launched application; `reply` is valid during the call only. An
+// exception must not leave it.
 typedef void (*app_control_reply_cb)(app_control_h request, app_control_h reply, int result,
                                      void* user_data);
 
 extern "C" {
 
 // All functions return 0 for success and a non-zero error code for failure, and may be called
-// from any thread; one handle is used by one thread at a time.
+// from any thread; one handle is used by one thread at a time. A null handle is an error. After any
+// other failure a request is what it was before the call: it may be used on and is still to be
+// released.
 
 // Gives an empty request in `*control`, to be released with app_control_destroy by the caller.
 // A failure sets `*control` to null.

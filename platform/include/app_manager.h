@@ -10,7 +10,8 @@ enum app_context_event_e {
   APP_CONTEXT_EVENT_TERMINATED = 1,
 };
 
-// `context` is valid during the call only.
+// `context` is valid during the call only. An exception that leaves it ends this call only: the
+// platform logs it, and the events behind it still come.
 typedef void (*app_context_event_cb)(app_context_h context, app_context_event_e event,
                                      void* user_data);
 
@@ -22,14 +23,14 @@ extern "C" {
 // later instance of it requests. While a request is served that order stands at this request:
 // what happened since it was sent is still to come, also for a callback that is set only now. One
 // callback per process: a second call replaces the first. Returns 0, or a non-zero error code when
-// nothing was registered, as for a null callback.
+// nothing was registered, as for a null callback; the callback before it stays then.
 int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* user_data);
 
 // No call comes after it. Harmless when no callback is registered.
 void app_manager_unset_app_context_event_cb();
 
 // Gives the application ID in `*app_id`, to be released with free() by the caller. Returns 0,
-// or a non-zero error code, `*app_id` untouched.
+// or a non-zero error code, `*app_id` untouched; the context may be asked again then.
 int app_context_get_app_id(app_context_h context, char** app_id);
 
 }  // extern "C"

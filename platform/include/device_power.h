@@ -14,7 +14,8 @@ typedef void (*device_power_state_changed_cb)(_device_power_state_info* info, vo
 extern "C" {
 
 // Any thread. From now on calls `callback`; a second call with the same one replaces its
-// `user_data`. Returns 0, or another number when nothing was subscribed.
+// `user_data`. Returns 0, or another number when nothing was subscribed; what was before stays
+// then.
 int device_power_subscribe_state_changed_event(device_power_state_changed_cb callback,
                                                void* user_data);
 

@@ -31,7 +31,7 @@ class CSourceAPI {
 
   // From now on calls `callback` after every change of the list. There is one callback for each
   // `user_data`: a second call for it replaces the first. Returns 0, or another number when
-  // nothing was registered.
+  // nothing was registered; the callback before it stays then.
   virtual int RegisterSourceAPICallback(SourceAPICallback callback, void* user_data) = 0;
 
   // Ends that. A call that has begun may still run when this returns. Returns 0, or another number

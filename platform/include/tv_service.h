@@ -28,7 +28,8 @@ struct TSSignalData {
 typedef int (*TVSSignalCallback)(ESignalType type, EProfile profile, unsigned short number,
                                  TSSignalData data, void* user_data);
 
-// A control or subscriber belongs to whoever had it created. One thread at a time uses it.
+// A control or subscriber belongs to whoever had it created. One thread at a time uses it, after a
+// failed call as before it.
 
 class ISourceControl {
  public:
@@ -62,7 +63,7 @@ class ISignalSubscriber {
 
   // From now on hands signals of that type to the subscriber's callback with `user_data`, which
   // is passed through. A second call for the same type and profile replaces `user_data`. Returns
-  // 0, or another number when nothing was subscribed.
+  // 0, or another number when nothing was subscribed; what was before stays then.
   virtual int Subscribe(ESignalType type, void* user_data, EProfile profile) = 0;
 
   // Ends that. A call that has begun may still run when this returns. Returns 0, or another

@@ -13,6 +13,8 @@
 // A changed key, as handed to a callback. Valid during the call only.
 typedef struct _keynode_t keynode_t;
 
+// An exception that leaves it ends this call only: the platform logs it, and the other callbacks
+// and the changes behind it still come.
 typedef void (*vconf_callback_fn)(keynode_t* node, void* user_data);
 
 extern "C" {
@@ -37,7 +39,8 @@ int vconf_set_str(const char* key, const char* value);
 // was sent to the service of this process comes before that request. What `callback` reads of the
 // key is what the change left there or what a later one did. A key may be watched before it
 // exists. The same callback can be registered for a key once: a second call replaces its
-// `user_data`, which is never owned or read. Main-loop thread only.
+// `user_data`, which is never owned or read. After a failure the callbacks are those of before.
+// Main-loop thread only.
 int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data);
 
 // Ends what vconf_notify_key_changed began; no call comes after it, changes that already

@@ -11,7 +11,8 @@ inline constexpr int NUVRA_INFINITY = -1;
 // it. Main-loop thread only. The first call comes one whole period after Create or Reset.
 class TCAlarm {
  public:
-  // Called once per period. False stops the alarm, as does the last repetition.
+  // Called once per period. False stops the alarm, as does the last repetition. An exception that
+  // leaves it goes no further: the platform logs it and takes it for true.
   using Callback = bool (*)(void* userData);
 
   TCAlarm();

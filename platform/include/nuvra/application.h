@@ -7,7 +7,8 @@ namespace Nuvra {
 
 // What the main loop calls in a program, always on the main-loop thread and never two at once.
 // The order of the virtual functions is part of the contract: a service and the framework may
-// come from different builds, so a new hook goes to the end of the list.
+// come from different builds, so a new hook goes to the end of the list. An exception that leaves
+// one goes no further: the platform logs it.
 class TCApplication {
  public:
   virtual ~TCApplication();
@@ -26,11 +27,11 @@ class TCApplication {
   // The reply to a message that this program sent. The default does nothing.
   virtual void IfMessageReplied(const char* sender, const TCMessage* reply);
 
-  // Before t_OnCreate. The default does nothing.
+  // Before t_OnCreate. An exception ends the program with exit status 1. The default does nothing.
   virtual void t_OnPrepare();
 
-  // Once, before the first request. False ends the program with exit status 1. The default
-  // returns true.
+  // Once, before the first request. False, or an exception, ends the program with exit status 1;
+  // t_OnTerminate is not called then. The default returns true.
   virtual bool t_OnCreate();
 
   virtual void t_OnService();

@@ -146,6 +146,20 @@ TEST_F(AppLaunch, TheRequestKeepsCopiesAndCanBeSentAgain) {
   EXPECT_THAT(Activations(kGameBar), Each(ExtraData{{"key", "value"}}));
 }
 
+TEST_F(AppLaunch, AFailedCallLeavesTheRequestAsItWas) {
+  app_control_h control = nullptr;
+  ASSERT_EQ(app_control_create(&control), 0);
+  EXPECT_EQ(app_control_add_extra_data(control, "page", "1"), 0);
+  EXPECT_NE(app_control_add_extra_data(control, "page", nullptr), 0);
+  EXPECT_EQ(app_control_set_app_id(control, "com.velmora.unknown"), 0);
+  EXPECT_NE(app_control_send_launch_request(control, nullptr, nullptr), 0);
+  EXPECT_EQ(app_control_set_app_id(control, kGameBar.c_str()), 0);
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), 0);
+  EXPECT_EQ(app_control_destroy(control), 0);
+  ASSERT_TRUE(WaitForActivations(kGameBar, 1));
+  EXPECT_THAT(Activations(kGameBar), ElementsAre(ExtraData{{"page", "1"}}));
+}
+
 TEST_F(AppLaunch, ARequestWithoutAnIdIsAnError) {
   app_control_h control = nullptr;
   ASSERT_EQ(app_control_create(&control), 0);
