@@ -239,6 +239,15 @@ std::uint32_t RuleReader::AddInput(RuleInput input) {
   return known->second;
 }
 
+std::uint32_t RuleReader::AddItemInput(std::uint32_t place) {
+  std::uint32_t& input = m_Rules.itemInputs[place];
+  if (input == kNoInput) {
+    input = static_cast<std::uint32_t>(m_Rules.inputs.size());
+    m_Rules.inputs.push_back({InputKind::kItem, place, "", ""});
+  }
+  return input;
+}
+
 void RuleReader::AddTexts(const Json::Value& texts, RuleNode& node) {
   node.firstValue = static_cast<std::uint32_t>(m_Rules.texts.size());
   for (const Json::Value* text : ValuesOf(texts)) {
@@ -269,6 +278,7 @@ void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) 
     mistaken.insert(problem.item);
   }
   const bool isComplete = !mistaken.contains("");
+  m_Rules.itemInputs.assign(items.size(), kNoInput);
   for (const Mention& mention : m_Mentions) {
     const std::string_view id = TextOf(*mention.id);
     const auto found = places.find(id);
@@ -295,7 +305,7 @@ void RuleReader::FindValues(const Mention& mention, std::uint32_t to,
   const ValueSet& values = item.value->values;
   const bool isRange = std::holds_alternative<Range>(values);
   RuleNode& node = m_Rules.nodes[mention.rule];
-  node.input = AddInput({InputKind::kItem, to, "", ""});
+  node.input = AddItemInput(to);
   node.firstValue = static_cast<std::uint32_t>(m_Rules.numbers.size());
   for (const Json::Value* json : ValuesOf(*mention.values)) {
     const std::string_view written = mention.source->Written(*json);

@@ -48,6 +48,7 @@ class RuleReader {
   void ReadSourceRule(const Json::Value& types, RuleNode& node);
   void ReadSpeakerRule(const Json::Value& types, RuleNode& node);
   std::uint32_t AddInput(RuleInput input);
+  std::uint32_t AddItemInput(std::uint32_t place);
   void AddTexts(const Json::Value& texts, RuleNode& node);
   void AddNumbers(const Json::Value& numbers, RuleNode& node);
 
@@ -57,8 +58,8 @@ class RuleReader {
 
   CatalogueReader& m_Reader;
   Rules m_Rules;
-  std::map<RuleInput, std::uint32_t> m_InputPlaces;
-  std::uint32_t m_Place = 0;  // of the item whose rule is being read
+  std::map<RuleInput, std::uint32_t> m_InputPlaces;  // of those that are not items
+  std::uint32_t m_Place = 0;                         // of the item whose rule is being read
   std::vector<Mention> m_Mentions;
 };
 

@@ -39,6 +39,8 @@ enum class RuleKind : std::uint8_t {
   kText,    // the input is one of the texts
 };
 
+inline constexpr std::uint32_t kNoInput = std::numeric_limits<std::uint32_t>::max();
+
 struct RuleNode {
   RuleKind kind;
   RuleIndex end;                 // the node behind the last one of this rule
@@ -52,6 +54,7 @@ struct RuleNode {
 struct Rules {
   std::vector<RuleNode> nodes;
   std::vector<RuleInput> inputs;
+  std::vector<std::uint32_t> itemInputs;  // by the place of an item: its input, or kNoInput
   std::vector<std::int64_t> numbers;
   std::vector<std::string> texts;
 };
