@@ -4,10 +4,12 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "items/catalogue_loader.h"
 #include "items/catalogue_problem.h"
+#include "items/dependents.h"
 #include "items/item.h"
 
 namespace host {
@@ -32,6 +34,10 @@ class Catalogue {
   std::span<const Item> Items() const { return m_Items; }
   const Item& At(std::uint32_t place) const { return m_Items[place]; }
 
+  // What depends on a key of the key store, in the order of the menu, each item once: what may have
+  // changed with it.
+  std::vector<Dependent> DependentsOf(std::string_view key) const;
+
   // What the states of its items and options refer to.
   const Rules& AllRules() const { return m_Rules; }
 
@@ -43,7 +49,11 @@ class Catalogue {
 
   std::vector<Item> m_Items;
   ItemPlaces m_Places;
+  ItemPlaces m_Keys;  // of values
   Rules m_Rules;
+  Dependents m_Dependents;
+  std::unordered_multimap<std::string_view, std::uint32_t> m_KeyInputs;
+  std::vector<std::uint32_t> m_SpeakerFollowers;
 };
 
 // The mistakes that keep the catalogue from being loaded; empty when there are none.

@@ -67,6 +67,7 @@ class Loader {
   std::vector<Item> m_Items;
   std::vector<Origin> m_Origins;  // of the items
   ItemPlaces m_Places;
+  ItemPlaces m_Keys;
 };
 
 LoadedItems Loader::Load(const std::filesystem::path& file) {
@@ -77,7 +78,7 @@ LoadedItems Loader::Load(const std::filesystem::path& file) {
   if (!m_Reader.Problems().empty()) {
     throw CatalogueError(m_Reader.TakeProblems());
   }
-  return {std::move(m_Items), std::move(m_Places), m_Rules.Take()};
+  return {std::move(m_Items), std::move(m_Places), std::move(m_Keys), m_Rules.Take()};
 }
 
 void Loader::Report(const Json::Value& value, std::string message) {
@@ -389,9 +390,8 @@ Storage Loader::ReadStorage(const JsonObject& object, const Member& member, Stor
 
 // The keys of the maps lie in m_Items, which grows no more.
 void Loader::CheckUniqueness() {
-  ItemPlaces keys;
   ItemPlaces displayIds;
-  for (ItemPlaces* places : {&m_Places, &keys, &displayIds}) {
+  for (ItemPlaces* places : {&m_Places, &m_Keys, &displayIds}) {
     places->reserve(m_Items.size());
   }
   for (std::uint32_t place = 0; place < m_Items.size(); ++place) {
@@ -407,7 +407,7 @@ void Loader::CheckUniqueness() {
       continue;
     }
     if (item.value && !item.value->key.empty()) {
-      const auto [sameKey, isFirstOfKey] = keys.emplace(item.value->key, place);
+      const auto [sameKey, isFirstOfKey] = m_Keys.emplace(item.value->key, place);
       if (!isFirstOfKey) {
         Report(origin, item,
                fmt::format("key \"{}\" is used already, by \"{}\" at {}", item.value->key,

@@ -11,6 +11,7 @@ namespace host {
 struct LoadedItems {
   std::vector<Item> items;
   ItemPlaces places;  // by identifier; its keys lie in `items`
+  ItemPlaces keys;    // the same by the key of the value
   Rules rules;
 };
 
