@@ -37,7 +37,12 @@ class ApplicationWatcher {
     return 0;
   }
 
-  void Unset() { m_Callback = nullptr; }
+  // What it has not heard yet is no business of a later one, which would take it for the end of an
+  // instance that began meanwhile.
+  void Unset() {
+    m_Callback = nullptr;
+    m_MissedEnds.clear();
+  }
 
   void OnBegin(std::function<void(const std::string& app)> begin) { m_Begin = std::move(begin); }
 

@@ -15,7 +15,8 @@ namespace host {
 std::string LivingInstance(const std::string& app);
 
 // If `instance` is no longer the living one, reports the end of the application to the callback of
-// app_manager.h: as soon as there is one, and before the next request.
+// app_manager.h: as soon as there is one, and before the next request; to nobody when the callback
+// is unset before.
 void ReportEndUnlessLiving(const std::string& app, const std::string& instance);
 
 // From now on calls `begin` when an instance of an application begins to live, before the event of

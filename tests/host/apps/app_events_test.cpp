@@ -451,4 +451,17 @@ TEST_F(AppEvents, TheEndThatWasMissedWaitsForACallback) {
   EXPECT_THAT(Events(), ElementsAre(Terminated(kGameBar), Terminated(kDashed)));
 }
 
+TEST_F(AppEvents, AMissedEndThatWaitsWhenTheCallbackIsUnsetIsNotForALaterOne) {
+  Watch();
+  host::ReportEndUnlessLiving(kGameBar, "another");
+  app_manager_unset_app_context_event_cb();
+  BusClient application;
+  application.Own(kGameBar);
+  ServeAll();
+  Watch();
+  application.Own(kDashed);
+  ASSERT_TRUE(RunUntilEvents(1));
+  EXPECT_THAT(Events(), ElementsAre(Launched(kDashed)));
+}
+
 }  // namespace
