@@ -3,17 +3,25 @@
 #include <charconv>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace base {
 
-// The whole number that `text` is, all of it, in decimal digits with perhaps a minus sign in front.
-// Nothing when it is something else, or does not fit. Any thread.
+// Reads the whole number that `text` is, all of it, in decimal digits with perhaps a minus sign in
+// front. invalid_argument when it is something else, and result_out_of_range when it does not fit;
+// `number` holds anything then. Any thread.
+template <typename Integer>
+std::errc ReadWhole(std::string_view text, Integer& number) {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return stop == end ? error : std::errc::invalid_argument;
+}
+
+// The same number; nothing when there is none that fits. Any thread.
 template <typename Integer>
 std::optional<Integer> ParseWhole(std::string_view text) {
   Integer number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+  return ReadWhole(text, number) == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace base

@@ -24,4 +24,16 @@ TEST(WholeNumber, FitsIntoItsType) {
   EXPECT_EQ(ParseWhole<std::uint64_t>("-1"), std::nullopt);
 }
 
+TEST(WholeNumber, ThatDoesNotFitIsToldFromWhatIsNone) {
+  std::int32_t number = 0;
+  EXPECT_EQ(base::ReadWhole("-12", number), std::errc());
+  EXPECT_EQ(number, -12);
+  for (const char* text : {"2147483648", "-2147483649", "99999999999999999999"}) {
+    EXPECT_EQ(base::ReadWhole(text, number), std::errc::result_out_of_range) << text;
+  }
+  for (const char* text : {"", "2147483648x", "99999999999999999999.5", "one"}) {
+    EXPECT_EQ(base::ReadWhole(text, number), std::errc::invalid_argument) << text;
+  }
+}
+
 }  // namespace

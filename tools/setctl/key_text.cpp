@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cstdint>
 #include <system_error>
 
 #include "base/json.h"
+#include "base/number.h"
 #include "common.h"
 #include "text.h"
 
@@ -19,17 +19,6 @@ using tools::Failure;
 using tools::Quote;
 
 constexpr std::string_view kStores[] = {"db/", "memory/"};
-
-enum class Integer { kNone, kFits, kTooLarge };
-
-Integer ReadInteger(const std::string& text, std::int32_t& value) {
-  const char* end = text.data() + text.size();
-  const auto [read, error] = std::from_chars(text.data(), end, value);
-  if (read != end || error == std::errc::invalid_argument) {
-    return Integer::kNone;
-  }
-  return error == std::errc() ? Integer::kFits : Integer::kTooLarge;
-}
 
 // Written as an integer is printed: without zeros in front, which would be lost.
 bool IsCanonical(const std::string& text) {
@@ -49,24 +38,22 @@ Json::Value JsonOf(const std::optional<KeyValue>& value) {
 KeyValue ParseValue(const std::string& text, ValueType type, const std::optional<KeyValue>& held) {
   const bool holdsString = held && std::holds_alternative<std::string>(*held);
   std::int32_t number = 0;
-  const Integer integer = ReadInteger(text, number);
-  const bool isString = type == ValueType::kString ||
-                        (type == ValueType::kByText &&
-                         (holdsString || integer == Integer::kNone || !IsCanonical(text)));
+  const std::errc error = base::ReadWhole(text, number);
+  const bool isString =
+      type == ValueType::kString ||
+      (type == ValueType::kByText &&
+       (holdsString || error == std::errc::invalid_argument || !IsCanonical(text)));
   if (isString) {
     return text;
   }
-  switch (integer) {
-    case Integer::kFits:
-      break;
-    case Integer::kTooLarge:
-      throw Failure(
-          ExitCode::kUsage,
-          fmt::format("{} does not fit in 32 bits; use --string to store it as text", Quote(text)));
-    case Integer::kNone:
-      throw Failure(ExitCode::kUsage, Quote(text) +
-                                          " is not an integer; leave out --int to store it "
-                                          "as text");
+  if (error == std::errc::result_out_of_range) {
+    throw Failure(
+        ExitCode::kUsage,
+        fmt::format("{} does not fit in 32 bits; use --string to store it as text", Quote(text)));
+  }
+  if (error != std::errc()) {
+    throw Failure(ExitCode::kUsage,
+                  Quote(text) + " is not an integer; leave out --int to store it as text");
   }
   return number;
 }
