@@ -9,39 +9,6 @@ namespace {
 
 using FakeAppControl = fakes::FakePlatformTest;
 
-TEST_F(FakeAppControl, SendsARequestWithItsExtraData) {
-  app_control_h control = nullptr;
-  EXPECT_EQ(app_control_create(&control), 0);
-  EXPECT_EQ(fake.AppControls(), 1);
-  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), 0);
-  EXPECT_EQ(app_control_add_extra_data(control, "mode", "first"), 0);
-  EXPECT_EQ(app_control_add_extra_data(control, "mode", "second"), 0);
-  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), 0);
-  EXPECT_EQ(app_control_destroy(control), 0);
-  EXPECT_EQ(fake.AppControls(), 0);
-  EXPECT_EQ(fake.TakeLaunches(), (std::vector<fakes::Launch>{{.appID = "org.example.app",
-                                                              .extraData = {{"mode", "second"}}}}));
-  EXPECT_TRUE(fake.TakeLaunches().empty());
-  ExpectTrace(R"(
-    app_control_create() -> 0: appControl
-    app_control_set_app_id(appControl, "org.example.app") -> 0
-    app_control_add_extra_data(appControl, "mode", "first") -> 0
-    app_control_add_extra_data(appControl, "mode", "second") -> 0
-    app_control_send_launch_request(appControl, null, null) -> 0
-    app_control_destroy(appControl) -> 0
-  )");
-}
-
-TEST_F(FakeAppControl, RefusesARequestToNobody) {
-  app_control_h control = nullptr;
-  app_control_create(&control);
-  EXPECT_EQ(app_control_set_app_id(control, nullptr), -1);
-  EXPECT_EQ(app_control_add_extra_data(control, nullptr, "x"), -1);
-  EXPECT_EQ(app_control_add_extra_data(control, "x", nullptr), -1);
-  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), -1);
-  EXPECT_TRUE(fake.TakeLaunches().empty());
-}
-
 TEST_F(FakeAppControl, FreesWhatWasNotDestroyed) {
   app_control_h control = nullptr;
   app_control_create(&control);
@@ -49,19 +16,6 @@ TEST_F(FakeAppControl, FreesWhatWasNotDestroyed) {
   EXPECT_EQ(fake.AppControls(), 2);
   fake.Reset();
   EXPECT_EQ(fake.AppControls(), 0);
-}
-
-TEST_F(FakeAppControl, ComplainsOfAHandleThatWasDestroyed) {
-  app_control_h control = nullptr;
-  app_control_create(&control);
-  app_control_destroy(control);
-  fake.TakeTrace();
-  EXPECT_EQ(app_control_set_app_id(control, "org.example.app"), -1);
-  EXPECT_EQ(app_control_destroy(control), -1);
-  ExpectTrace(R"(
-    app_control_set_app_id(appControl, "org.example.app") -> -1 !! destroyed already
-    app_control_destroy(appControl) -> -1 !! destroyed already
-  )");
 }
 
 TEST_F(FakeAppControl, FailsWhenItIsToAndWithoutAHandle) {
@@ -83,19 +37,6 @@ TEST_F(FakeAppControl, FailsWhenItIsToAndWithoutAHandle) {
   EXPECT_EQ(app_control_add_extra_data(control, "mode", "x"), -6);
   EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), -6);
   EXPECT_EQ(app_control_destroy(control), -6);
-}
-
-TEST_F(FakeAppControl, KnowsTheStateOfAnApplicationThatWasSet) {
-  EXPECT_EQ(aul_app_get_status("org.example.app"), -1);
-  fake.SetAppStatus("org.example.app", 3);
-  EXPECT_EQ(aul_app_get_status("org.example.app"), 3);
-  fake.Fail("aul_app_get_status", {.on = "org.example.app", .code = -8});
-  EXPECT_EQ(aul_app_get_status("org.example.app"), -8);
-  ExpectTrace(R"(
-    aul_app_get_status("org.example.app") -> -1
-    aul_app_get_status("org.example.app") -> 3
-    aul_app_get_status("org.example.app") -> -8
-  )");
 }
 
 TEST_F(FakeAppControl, IsWaitedForByATextInTheTrace) {

@@ -20,8 +20,6 @@ void OnAppEvent(app_context_h context, app_context_event_e event, void* userData
   }
 }
 
-void OnNothing(app_context_h, app_context_event_e, void*) { LwipcEventDone("nothing"); }
-
 class FakeApps : public fakes::FakePlatformTest {
  protected:
   FakeApps() { fake.Name(reinterpret_cast<const void*>(OnAppEvent), "OnAppEvent"); }
@@ -50,50 +48,10 @@ TEST_F(FakeApps, AreToldOfOnTheMainLoopInTheirOrder) {
   )");
 }
 
-TEST_F(FakeApps, CanHaveNoIdentifierOrOneThatCannotBeRead) {
-  Watch();
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, std::nullopt);
-  fake.RunMainLoop();
-  fake.Fail("app_context_get_app_id", {.code = -3});
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.a");
-  fake.RunMainLoop();
-  ExpectTrace(R"(
-    LwipcEventDone("data") -> 0
-    LwipcEventDone("terminated") -> 0
-    app_context_get_app_id(context) -> 0: null
-    LwipcEventDone("data") -> 0
-    LwipcEventDone("terminated") -> 0
-    app_context_get_app_id(context) -> -3
-  )");
-}
-
 TEST_F(FakeApps, HaveNoIdentifierWithoutAContextOrAPlaceForIt) {
   char* appID = nullptr;
   EXPECT_EQ(app_context_get_app_id(nullptr, &appID), -1);
   EXPECT_EQ(appID, nullptr);
-}
-
-TEST_F(FakeApps, AreToldOfToTheLastCallbackOnly) {
-  EXPECT_EQ(app_manager_set_app_context_event_cb(OnNothing, nullptr), 0);
-  Watch();
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.a");
-  fake.RunMainLoop();
-  ExpectTrace(R"(
-    LwipcEventDone("data") -> 0
-    LwipcEventDone("terminated") -> 0
-    app_context_get_app_id(context) -> 0: "org.example.a"
-  )");
-}
-
-TEST_F(FakeApps, AreToldOfToNobodyBeforeAndAfterTheWatch) {
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.before");
-  Watch();
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.waiting");
-  app_manager_unset_app_context_event_cb();
-  fake.SendAppEvent(APP_CONTEXT_EVENT_TERMINATED, "org.example.after");
-  fake.TakeTrace();
-  fake.RunMainLoop();
-  ExpectTrace("");
 }
 
 TEST_F(FakeApps, ThatWereNotToldOfStaySoInANewWatch) {
@@ -121,17 +79,6 @@ TEST_F(FakeApps, AreNotWatchedWhenThatFails) {
     app_manager_set_app_context_event_cb(OnAppEvent, null) -> -9
     app_manager_set_app_context_event_cb(null, null) -> -1
     app_manager_unset_app_context_event_cb()
-  )");
-}
-
-TEST_F(FakeApps, ComplainWhenTheyAreWatchedFromAnotherThread) {
-  std::thread([] {
-    app_manager_set_app_context_event_cb(OnAppEvent, nullptr);
-    app_manager_unset_app_context_event_cb();
-  }).join();
-  ExpectTrace(R"(
-    app_manager_set_app_context_event_cb(OnAppEvent, null) -> 0 !! not on the main-loop thread
-    app_manager_unset_app_context_event_cb() !! not on the main-loop thread
   )");
 }
 

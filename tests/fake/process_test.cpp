@@ -37,22 +37,6 @@ TEST_F(FakeProcess, FailsToSetAVariableWithAnErrno) {
   ExpectTrace(R"(setenv("FAKE_PROCESS_TEST", "a", 1) -> EINVAL)");
 }
 
-TEST_F(FakeProcess, TakesTheLocaleFromItsEnvironmentOrByName) {
-  EXPECT_STREQ(std::setlocale(LC_ALL, ""), "C");
-  setenv("LANG", "de_DE", 1);
-  EXPECT_STREQ(std::setlocale(LC_ALL, ""), "de_DE");
-  EXPECT_STREQ(std::setlocale(LC_ALL, "ko_KR"), "ko_KR");
-  fake.Fail("setlocale");
-  EXPECT_EQ(std::setlocale(LC_ALL, ""), nullptr);
-  ExpectTrace(R"(
-    setlocale(LC_ALL, "") -> "C"
-    setenv("LANG", "de_DE", 1) -> 0
-    setlocale(LC_ALL, "") -> "de_DE"
-    setlocale(LC_ALL, "ko_KR") -> "ko_KR"
-    setlocale(LC_ALL, "") -> null
-  )");
-}
-
 TEST_F(FakeProcess, ComposesPathsBelowARealDirectoryOfItsOwn) {
   const std::string path = ComposePlatformPath(27, "/org.example.app/file");
   EXPECT_EQ(path, fake.AppDataDirectory() / "org.example.app/file");
@@ -64,20 +48,6 @@ TEST_F(FakeProcess, ComposesPathsBelowARealDirectoryOfItsOwn) {
   const std::filesystem::path second = fake.AppDataDirectory();
   fake.Reset();
   EXPECT_FALSE(std::filesystem::exists(second));
-}
-
-TEST_F(FakeProcess, ComposesNoPathThatItCannot) {
-  EXPECT_EQ(ComposePlatformPath(26, "/a"), "");
-  EXPECT_EQ(ComposePlatformPath(27, "a"), "");
-  EXPECT_EQ(ComposePlatformPath(27, nullptr), "");
-  fake.Fail("ComposePlatformPath", {.on = "27"});
-  EXPECT_EQ(ComposePlatformPath(27, "/a"), "");
-  ExpectTrace(R"(
-    ComposePlatformPath(26, "/a") -> ""
-    ComposePlatformPath(27, "a") -> ""
-    ComposePlatformPath(27, null) -> ""
-    ComposePlatformPath(27, "/a") -> ""
-  )");
 }
 
 }  // namespace

@@ -32,36 +32,6 @@ class FakeAlarm : public fakes::FakePlatformTest {
   int count = 0;
 };
 
-TEST_F(FakeAlarm, IsCalledWhenEachPeriodIsOver) {
-  ASSERT_TRUE(alarm.Create(&eventIO, 1000, Nuvra::NUVRA_INFINITY));
-  alarm.SetAlarmCallback(CountAndGoOn, &count);
-  fake.AdvanceTime(999ms);
-  EXPECT_EQ(count, 0);
-  fake.AdvanceTime(1ms);
-  EXPECT_EQ(count, 1);
-  fake.AdvanceTime(2500ms);
-  EXPECT_EQ(count, 3);
-}
-
-TEST_F(FakeAlarm, ShowsHowItWasSetUp) {
-  alarm.Create(&eventIO, 1000, 3);
-  alarm.SetAlarmCallback(CountAndGoOn, &count);
-  alarm.Reset(2000, Nuvra::NUVRA_INFINITY);
-  ASSERT_EQ(fake.Alarms().size(), 1u);
-  const fakes::Alarm state = fake.Alarms()[0];
-  EXPECT_EQ(state.eventIO, &eventIO);
-  EXPECT_EQ(state.period, 2000ms);
-  EXPECT_EQ(state.repetition, Nuvra::NUVRA_INFINITY);
-  EXPECT_EQ(state.callback, CountAndGoOn);
-  EXPECT_EQ(state.userData, &count);
-  EXPECT_TRUE(state.running);
-  ExpectTrace(R"(
-    TCAlarm::Create(object1, 1000, 3) -> true
-    TCAlarm::SetAlarmCallback(callback1, object2)
-    TCAlarm::Reset(2000, NUVRA_INFINITY) -> true
-  )");
-}
-
 TEST_F(FakeAlarm, StopsAfterItsLastRepetition) {
   alarm.Create(&eventIO, 1000, 2);
   alarm.SetAlarmCallback(CountAndGoOn, &count);
@@ -76,20 +46,6 @@ TEST_F(FakeAlarm, StopsWhenItsCallbackReturnsFalse) {
   fake.AdvanceTime(5000ms);
   EXPECT_EQ(count, 1);
   EXPECT_TRUE(alarm.IsCreated());
-}
-
-TEST_F(FakeAlarm, StartsAnewWhenItIsReset) {
-  alarm.Create(&eventIO, 1000, 1);
-  alarm.SetAlarmCallback(CountAndGoOn, &count);
-  fake.AdvanceTime(900ms);
-  EXPECT_TRUE(alarm.Reset(1000, 1));
-  fake.AdvanceTime(900ms);
-  EXPECT_EQ(count, 0);
-  fake.AdvanceTime(100ms);
-  EXPECT_EQ(count, 1);
-  EXPECT_TRUE(alarm.Reset(1000, 1));
-  fake.AdvanceTime(1000ms);
-  EXPECT_EQ(count, 2);
 }
 
 TEST_F(FakeAlarm, PassesSilentlyWithoutACallback) {
@@ -166,19 +122,6 @@ TEST_F(FakeAlarm, IsCalledInTheOrderOfTheTimeWithTheMainLoopInBetween) {
 
 class FakeSleep : public fakes::FakePlatformTest {};
 
-TEST_F(FakeSleep, ReturnsAtOnceAndShowsItsDuration) {
-  const auto before = std::chrono::steady_clock::now();
-  std::this_thread::sleep_for(1h);
-  std::this_thread::sleep_for(250ms);
-  std::this_thread::sleep_for(1500ns);
-  EXPECT_LT(std::chrono::steady_clock::now() - before, 1h);
-  ExpectTrace(R"(
-    nanosleep(3600000ms)
-    nanosleep(250ms)
-    nanosleep(1500ns)
-  )");
-}
-
 TEST_F(FakeSleep, RefusesADurationThatIsNone) {
   for (const timespec duration : {timespec{-1, 0}, timespec{0, -1}, timespec{0, 1'000'000'000}}) {
     errno = 0;
@@ -187,33 +130,11 @@ TEST_F(FakeSleep, RefusesADurationThatIsNone) {
   }
 }
 
-TEST_F(FakeSleep, CanBeInterruptedAtOnce) {
-  fake.Fail("nanosleep", {.times = 1});
-  std::this_thread::sleep_for(250ms);  // goes on sleeping, as it should
-  ExpectTrace(R"(
-    nanosleep(250ms) -> EINTR
-    nanosleep(250ms)
-  )");
-}
-
 TEST_F(FakeSleep, CanFailOtherwise) {
   fake.Fail("nanosleep", {.code = EFAULT});
   const timespec duration{1, 0};
   EXPECT_EQ(nanosleep(&duration, nullptr), -1);
   EXPECT_EQ(errno, EFAULT);
-}
-
-TEST_F(FakeSleep, WaitsForTheTestWhenItIsHeld) {
-  fake.HoldSleeps();
-  std::thread sleeper([] {
-    std::this_thread::sleep_for(250ms);
-    vconf_set_int("db/awake", 1);
-  });
-  EXPECT_TRUE(fake.WaitForSleepers(1));
-  ExpectTrace("nanosleep(250ms)");
-  EXPECT_TRUE(fake.StepSleep());
-  sleeper.join();
-  ExpectTrace(R"(vconf_set_int("db/awake", 1) -> 0)");
 }
 
 TEST_F(FakeSleep, CanBeInterruptedWhileItIsHeld) {
@@ -239,27 +160,6 @@ TEST_F(FakeSleep, CanBeInterruptedWhileItIsHeld) {
     nanosleep(1500ms) -> EINTR
   )");
 }
-
-TEST_F(FakeSleep, IsSteppedInTheOrderOfItsBeginning) {
-  fake.HoldSleeps();
-  std::thread first([] {
-    std::this_thread::sleep_for(1s);
-    vconf_set_int("db/awake", 1);
-  });
-  ASSERT_TRUE(fake.WaitForSleepers(1));
-  std::thread second([] { std::this_thread::sleep_for(2s); });
-  ASSERT_TRUE(fake.WaitForSleepers(2));
-  EXPECT_TRUE(fake.StepSleep());
-  first.join();
-  EXPECT_EQ(fake.Key("db/awake"), fakes::KeyValue(1));
-  EXPECT_TRUE(fake.WaitForSleepers(1));
-  EXPECT_TRUE(fake.StepSleep());
-  second.join();
-  EXPECT_FALSE(fake.StepSleep());
-  EXPECT_FALSE(fake.InterruptSleep(1s));
-}
-
-TEST_F(FakeSleep, IsAwaitedNoLongerThanTheLimit) { EXPECT_FALSE(fake.WaitForSleepers(1, 1ms)); }
 
 TEST_F(FakeSleep, EndsWithTheTestThatHeldIt) {
   fake.HoldSleeps();

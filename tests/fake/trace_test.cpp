@@ -113,13 +113,6 @@ TEST_F(Trace, ShowsAPointerUnderItsNameOrByANumber) {
   )");
 }
 
-TEST_F(Trace, ComplainsAboutAMainLoopCallFromAnotherThread) {
-  std::thread([] { Nuvra::SendSignal("sender", "name", nullptr); }).join();
-  ExpectTrace(R"(
-    SendSignal("sender", "name", null, null) -> false !! not on the main-loop thread
-  )");
-}
-
 TEST_F(Trace, TakesWhatManyThreadsDo) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
