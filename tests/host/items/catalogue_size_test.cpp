@@ -131,6 +131,9 @@ TEST_F(CatalogueSize, AHundredThousandItemsWithRulesLoadInLessThanASecond) {
   for (int round = 0; round < kRounds; ++round) {
     best = std::min(best, SecondsFor([&] { items = host::Catalogue::Load(file).Items().size(); }));
     json = std::min(json, SecondsForJson(text));
+    if (best < std::max(1.0, 2.5 * json)) {
+      break;  // the others are for a machine that was busy
+    }
   }
   RecordProperty("seconds", std::to_string(best));
   RecordProperty("seconds_for_json", std::to_string(json));
