@@ -16,8 +16,8 @@ extern "C" {
 // other failure a request is what it was before the call: it may be used on and is still to be
 // released.
 
-// Gives an empty request in `*control`, to be released with app_control_destroy by the caller.
-// A failure sets `*control` to null.
+// Returns an empty request in `*control`, which the caller releases with app_control_destroy. A
+// failure sets `*control` to null.
 int app_control_create(app_control_h* control);
 
 // The application to be launched, by its application ID. Copied.
@@ -26,7 +26,7 @@ int app_control_set_app_id(app_control_h control, const char* app_id);
 // Extra data for the application; copied. A second value for the same key replaces the first.
 int app_control_add_extra_data(app_control_h control, const char* key, const char* value);
 
-// Hands the request to the platform: the application is started if it does not run, and gets the
+// Hands the request to the platform: the application is started if it is not running, and gets the
 // extra data either way. Returns without waiting for the application. `callback` may be null.
 int app_control_send_launch_request(app_control_h control, app_control_reply_cb callback,
                                     void* user_data);

@@ -18,19 +18,19 @@ typedef void (*app_context_event_cb)(app_context_h context, app_context_event_e 
 extern "C" {
 
 // From now on calls `callback` on the main loop for every application that starts or ends, in the
-// order in which that happened, and in one order with the requests that reach the service of this
-// process: the end of an application comes after all that it requested, and before all that a
-// later instance of it requests. While a request is served that order stands at this request:
-// what happened since it was sent is still to come, also for a callback that is set only now. One
-// callback per process: a second call replaces the first. Returns 0, or a non-zero error code when
-// nothing was registered, as for a null callback; the callback before it stays then.
+// order in which that happened, and in one order with the requests to the service of this process:
+// the end of an application comes after all its requests, and before all requests of a later
+// instance of it. While a request is served, everything that happened since it was sent is still to
+// come, even for a callback that is set only now. One callback per process: a second call replaces
+// the first. Returns 0, or a non-zero error code when nothing was registered, as for a null
+// callback; the previous callback then stays.
 int app_manager_set_app_context_event_cb(app_context_event_cb callback, void* user_data);
 
-// No call comes after it. Harmless when no callback is registered.
+// No calls follow. Harmless when no callback is registered.
 void app_manager_unset_app_context_event_cb();
 
-// Gives the application ID in `*app_id`, to be released with free() by the caller. Returns 0,
-// or a non-zero error code, `*app_id` untouched; the context may be asked again then.
+// Returns the application ID in `*app_id`, which the caller releases with free(). Returns 0, or a
+// non-zero error code, `*app_id` untouched; the context may be asked again.
 int app_context_get_app_id(app_context_h context, char** app_id);
 
 }  // extern "C"

@@ -1,7 +1,7 @@
 #pragma once
 
-// The power of the set. State numbers are the platform's: 0 is on, 1 is on with the picture off,
-// any other is off.
+// The power state of the set. The numbers are the platform's: 0 is on, 1 is on with the picture
+// off, any other is off.
 struct _device_power_state_info {
   int previous_state;
   int current_state;
@@ -19,8 +19,8 @@ extern "C" {
 int device_power_subscribe_state_changed_event(device_power_state_changed_cb callback,
                                                void* user_data);
 
-// Ends that. A call that has begun may still run when this returns. Returns 0, or another number
-// when `callback` was not subscribed.
+// Ends the subscription. A call that has begun may still be running when this returns. Returns 0,
+// or another number when `callback` was not subscribed.
 int device_power_unsubscribe_state_changed_event(device_power_state_changed_cb callback);
 
 }  // extern "C"

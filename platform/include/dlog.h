@@ -13,9 +13,9 @@ enum log_priority {
 
 extern "C" {
 
-// Writes one log line to buffer `id` under `tag`; `format` as for printf, its closing line end
-// included. Any thread. Does not wait for the place where the line ends up; returns the number
-// of characters of the line, or a negative number when it was not taken.
+// Writes one log line to buffer `id` under `tag`; `format` as for printf, including the trailing
+// newline. Any thread. Does not wait for the line to be written; returns the number of characters
+// of the line, or a negative number when it was not accepted.
 int __dlog_print(log_id_t id, int priority, const char* tag, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 

@@ -1,9 +1,9 @@
 #pragma once
 
-// The control of the set's audio and video output: what it does for games. Any thread.
+// The game functions of the set's audio and video output control. Any thread.
 
 // Called on a thread of the library, one call at a time, in the order of the changes. `reserved` is
-// null; `value` is what the named setting is now. An exception must not leave it.
+// null; `value` is the new value of the named setting. An exception must not leave it.
 typedef void (*ormu_notification_cb)(void* reserved, int value, void* user_data);
 
 extern "C" {
@@ -21,8 +21,8 @@ int ormu_get_real_game_mode(int profile, int* value);
 // "game-mode-changed". Returns the registration's number, above 0; 0 when nothing was registered.
 int ormu_register_callback_id(const char* name, ormu_notification_cb callback, void* user_data);
 
-// Ends a registration. A call that has begun may still run when this returns. Returns 0, or another
-// number when there is no such registration.
+// Ends a registration. A call that has begun may still be running when this returns. Returns 0, or
+// another number when there is no such registration.
 int ormu_unregister_callback_id(int id);
 
 }  // extern "C"

@@ -7,7 +7,7 @@ enum platform_directory_e {
   PLATFORM_DIRECTORY_APP_DATA = 27,  // writable data of preinstalled applications
 };
 
-// Joins the directory that variable number `directory` stands for and `relative`, which begins
-// with a slash, to an absolute path. The file need not exist; the directory in which it lies does,
-// unless it cannot be made. Empty when the platform does not know the variable. Any thread.
+// Joins the directory of variable number `directory` and `relative`, which begins with a slash, to
+// an absolute path. The file need not exist; its directory does, unless it cannot be created. Empty
+// when the platform does not know the variable. Any thread.
 std::string ComposePlatformPath(int directory, const char* relative);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the television's sound goes to; the numbers are the platform's own.
+// The television's sound outputs; the numbers are the platform's own.
 enum sound_tv_output_route_e : int {};
 
 // An exception that leaves it goes no further: the platform logs it.

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-// The set's sources: its tuner, and what is attached to its inputs.
+// The set's sources: its tuner and the devices at its inputs.
 
 class CSourceItem {
  public:
@@ -25,7 +25,7 @@ class CSourceAPI {
 
   virtual ~CSourceAPI() = default;
 
-  // Gives the sources by their number, in a new list that replaces `list` and is the caller's own:
+  // Returns the sources by number, in a new list that replaces `list` and belongs to the caller:
   // the library does not touch it again. Returns 0, or another number and `list` untouched.
   virtual int GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>>& list) = 0;
 
@@ -34,7 +34,7 @@ class CSourceAPI {
   // nothing was registered; the callback before it stays then.
   virtual int RegisterSourceAPICallback(SourceAPICallback callback, void* user_data) = 0;
 
-  // Ends that. A call that has begun may still run when this returns. Returns 0, or another number
-  // when nothing was registered for `user_data`.
+  // Ends the registration. A call that has begun may still be running when this returns. Returns 0,
+  // or another number when nothing was registered for `user_data`.
   virtual int UnregisterSourceAPICallback(void* user_data) = 0;
 };

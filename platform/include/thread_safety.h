@@ -2,13 +2,12 @@
 
 #include <mutex>
 
-// A mutex that says what it guards, so that clang refuses code that forgets to lock it; the
-// library's own does not tell. For any other compiler these are the standard's types, and the
-// annotations are nothing.
+// A mutex that declares what it guards, so that clang rejects code that forgets to lock it; the
+// standard library's own lacks the annotations. For other compilers these are the standard types,
+// and the annotations are empty.
 //
-// The annotations stand behind what they are about: `int m_Count GUARDED_BY(m_Mutex);`,
-// `void Grow() REQUIRES(m_Mutex);`, and for the predicate of a wait `[this]() REQUIRES(m_Mutex)
-// {…}`.
+// The annotations follow what they describe: `int m_Count GUARDED_BY(m_Mutex);`, `void Grow()
+// REQUIRES(m_Mutex);`, and for the predicate of a wait `[this]() REQUIRES(m_Mutex) {…}`.
 
 #ifdef __clang__
 #define THREAD_SAFETY(annotation) __attribute__((annotation))
@@ -31,7 +30,7 @@ class THREAD_SAFETY(capability("mutex")) Mutex {
   std::mutex m_Mutex;
 };
 
-// Holds the mutex to the end of the block, or until it gives it up.
+// Holds the mutex to the end of the block, or until it is unlocked.
 class THREAD_SAFETY(scoped_lockable) Lock {
  public:
   explicit Lock(Mutex& mutex) THREAD_SAFETY(acquire_capability(mutex)) : m_Lock(mutex.m_Mutex) {}

@@ -1,6 +1,6 @@
 #pragma once
 
-// The set's picture: which source it shows, where its window is, and what happens to the external
+// The set's picture: which source it shows, where its window is, and events of the external
 // sources.
 
 enum EProfile : int {
@@ -23,27 +23,27 @@ struct TSSignalData {
 };
 
 // Called on a thread of the service, one signal at a time, in their order. The number after the
-// profile tells apart several signals of one type; what is returned is not looked at. An exception
-// must not leave it.
+// profile distinguishes signals of one type; the return value is ignored. An exception must not
+// leave it.
 typedef int (*TVSSignalCallback)(ESignalType type, EProfile profile, unsigned short number,
                                  TSSignalData data, void* user_data);
 
-// A control or subscriber belongs to whoever had it created. One thread at a time uses it, after a
+// A control or subscriber belongs to whoever created it. One thread at a time uses it, after a
 // failed call as before it.
 
 class ISourceControl {
  public:
   virtual ~ISourceControl() = default;
 
-  // Gives the source state in `*state`: 1 when a picture is shown. Returns 0, or a negative number
-  // and `*state` untouched.
+  // Returns the source state in `*state`: 1 when a picture is shown. Returns 0, or a negative
+  // number and `*state` untouched.
   virtual int GetSourceState(int* state) = 0;
 
-  // Gives the source that is shown, previews included, in `*id`. Returns 1, or a number below 1
+  // Returns the source that is shown, previews included, in `*id`. Returns 1, or a number below 1
   // and `*id` untouched.
   virtual int GetCurrentSource(int* id) = 0;
 
-  // As GetCurrentSource, for the source that was in use before any preview: the one shown when
+  // Like GetCurrentSource, for the source that was in use before any preview: the one shown if
   // there is no preview.
   virtual int GetSourceBeforePreview(int* id) = 0;
 };
@@ -52,7 +52,7 @@ class IVideoControl {
  public:
   virtual ~IVideoControl() = default;
 
-  // Gives the window of the picture in pixels: position, then the height, then the width. Returns
+  // Returns the window of the picture in pixels: position, then the height, then the width. Returns
   // 0, or another number and everything untouched.
   virtual int GetVideoWindow(int& x, int& y, int& height, int& width) = 0;
 };
@@ -66,13 +66,13 @@ class ISignalSubscriber {
   // 0, or another number when nothing was subscribed; what was before stays then.
   virtual int Subscribe(ESignalType type, void* user_data, EProfile profile) = 0;
 
-  // Ends that. A call that has begun may still run when this returns. Returns 0, or another
-  // number when `callback` is not the subscriber's or nothing was subscribed.
+  // Ends the subscription. A call that has begun may still be running when this returns. Returns 0,
+  // or another number when `callback` is not the subscriber's or nothing was subscribed.
   virtual int Unsubscribe(ESignalType type, EProfile profile, TVSSignalCallback callback) = 0;
 };
 
-// Any thread. Each Create returns 0 and gives an object, to be released with Destroy by the caller;
-// another number is a failure, with null in the output. `screen` is 0 for the set's own screen.
+// Any thread. Each Create returns 0 and an object, which the caller releases with Destroy; any
+// other number is a failure, with null in the output. `screen` is 0 for the set's own screen.
 class TVServiceAPI {
  public:
   static int CreateSourceControl(EProfile profile, int screen, ISourceControl** control);

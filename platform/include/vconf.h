@@ -23,29 +23,28 @@ extern "C" {
 // holds a string.
 int vconf_get_int(const char* key, int* value);
 
-// Stores an integer, whatever the key held before. A failure leaves the key as it was. Storing
-// the value that the key has already is a change like any other.
+// Stores an integer, whatever the key held before. A failure leaves the key as it was. Storing the
+// value that the key already has is also a change.
 int vconf_set_int(const char* key, int value);
 
-// Returns a copy of the string, to be released with free() by the caller; null when the key is
-// missing or holds an integer.
+// Returns a copy of the string, which the caller releases with free(); null when the key is missing
+// or holds an integer.
 char* vconf_get_str(const char* key);
 
 // As vconf_set_int, for a zero-terminated string.
 int vconf_set_str(const char* key, const char* value);
 
-// From now on calls `callback` on the main loop of this process once for every change of `key`,
-// by whichever process, in the order of the changes. A change that was written before a request
-// was sent to the service of this process comes before that request. What `callback` reads of the
-// key is what the change left there or what a later one did. A key may be watched before it
-// exists. The same callback can be registered for a key once: a second call replaces its
-// `user_data`, which is never owned or read. After a failure the callbacks are those of before.
-// Main-loop thread only.
+// From now on calls `callback` on the main loop of this process once for every change of `key`, by
+// any process, in the order of the changes. A change that was written before a request was sent to
+// the service of this process comes before that request. What `callback` reads of the key is what
+// the change left there or what a later one did. A key may be watched before it exists. The same
+// callback can be registered for a key once: a second call replaces its `user_data`, which is never
+// owned or read. A failure leaves the callbacks as they were. Main-loop thread only.
 int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data);
 
-// Ends what vconf_notify_key_changed began; no call comes after it, changes that already
-// happened included. Fails when `callback` was not registered for `key`. May be called from
-// inside a callback. Main-loop thread only.
+// Ends what vconf_notify_key_changed began; no calls follow, not even for earlier changes. Fails
+// when `callback` was not registered for `key`. May be called from inside a callback. Main-loop
+// thread only.
 int vconf_ignore_key_changed(const char* key, vconf_callback_fn callback);
 
 }  // extern "C"

@@ -4,7 +4,7 @@
 
 namespace Nuvra {
 
-// Repetition count of a timer that never stops by itself.
+// Repetition count of a timer that never stops on its own.
 inline constexpr int NUVRA_INFINITY = -1;
 
 // A repeating timer on the main loop. Owned by value by whoever uses it; the destructor stops
@@ -28,12 +28,12 @@ class TCAlarm {
   // Whether Create succeeded once. A stopped alarm still counts as created.
   bool IsCreated() const;
 
-  // Starts the period and the count anew, also after the alarm had stopped. Returns false and
-  // changes nothing when the alarm was not created or an argument is out of range.
+  // Restarts the period and the count, even after the alarm has stopped. Returns false and changes
+  // nothing when the alarm was not created or an argument is out of range.
   bool Reset(unsigned period, int repetition);
 
-  // `userData` is passed through; the alarm neither owns nor reads it. A null callback makes
-  // the periods pass silently.
+  // `userData` is passed through; the alarm neither owns nor reads it. With a null callback nothing
+  // is called.
   void SetAlarmCallback(Callback callback, void* userData);
 
  private:

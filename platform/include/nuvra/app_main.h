@@ -8,7 +8,7 @@ namespace Nuvra {
 // platform's own command-line options, makes the service reachable under its name, then calls
 // t_OnPrepare, t_OnCreate, IfMessageReceived for every request, and t_OnTerminate at the end.
 // `service` stays the caller's and must live until the process ends. Call once, from the main
-// thread. What an exit status means is said in docs/lifecycle.md.
+// thread. docs/lifecycle.md lists the exit statuses.
 int AppMain(int argc, char** argv, TCDaemonService* service);
 
 }  // namespace Nuvra

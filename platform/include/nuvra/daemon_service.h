@@ -8,10 +8,10 @@
 
 namespace Nuvra {
 
-// Base of a program that answers requests under a service name and has no window. Requests, the
-// comings and goings of applications (app_manager.h) and changes of keys (vconf.h) reach it in the
-// order in which they happened: when a request is served, everything that happened before it was
-// sent has been told.
+// Base of a program that answers requests under a service name and has no window. Requests, starts
+// and ends of applications (app_manager.h) and changes of keys (vconf.h) reach it in the order in
+// which they happened: when a request is served, everything that happened before it was sent has
+// been reported.
 class TCDaemonService : public TCApplication, public TCEventIO, public TCHandler {
  public:
   // `serviceName` (copied) is the name under which clients address requests and under which

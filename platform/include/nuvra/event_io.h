@@ -2,8 +2,8 @@
 
 namespace Nuvra {
 
-// The part of a framework object that is tied to the main loop. Timers and messages are
-// delivered through it. It must outlive whatever was created with it.
+// The part of a framework object that is tied to the main loop. Timers and messages are delivered
+// through it. It must outlive everything that was created with it.
 class TCEventIO {
  public:
   TCEventIO() = default;

@@ -11,9 +11,9 @@ class TCData {
  public:
   TCData();  // an empty object
 
-  // The body as JSON text on one line, without a line end. Meant for logs: it is made anew at
-  // each call, so a caller that needs it twice keeps it. Never throws for a body that came in
-  // as a request.
+  // The body as JSON text on one line, without a line end. Meant for logs: it is created at each
+  // call, so a caller that needs it twice should keep it. Never throws for a body that came in as a
+  // request.
   std::string GetMessage() const;
 
   Json::Value body;
