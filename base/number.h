@@ -7,9 +7,9 @@
 
 namespace base {
 
-// Reads the whole number that `text` is, all of it, in decimal digits with perhaps a minus sign in
-// front. invalid_argument when it is something else, and result_out_of_range when it does not fit;
-// `number` holds anything then. Any thread.
+// Reads `text` if all of it is a whole number in decimal digits, with an optional minus sign.
+// invalid_argument when it is anything else, result_out_of_range when it does not fit; `number` may
+// then hold anything. Any thread.
 template <typename Integer>
 std::errc ReadWhole(std::string_view text, Integer& number) {
   const char* const end = text.data() + text.size();
@@ -17,7 +17,7 @@ std::errc ReadWhole(std::string_view text, Integer& number) {
   return stop == end ? error : std::errc::invalid_argument;
 }
 
-// The same number; nothing when there is none that fits. Any thread.
+// The same number; nothing when there is none or it does not fit. Any thread.
 template <typename Integer>
 std::optional<Integer> ParseWhole(std::string_view text) {
   Integer number = 0;

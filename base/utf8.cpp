@@ -21,8 +21,8 @@ unsigned char ByteAt(std::string_view text, std::size_t index) {
 
 bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
-// What shows nothing or reorders, in ascending order. Beside these the format characters of Unicode
-// are the ones that can be seen, those that shape letters, and the marks that IsHidden leaves out.
+// Invisible and reordering code points, in ascending order. Unicode's other format characters are
+// visible, shape letters, or are the marks that IsHidden excepts.
 struct Range {
   char32_t first;
   char32_t last;
@@ -63,7 +63,7 @@ void AppendEscapedByte(std::string& out, unsigned char byte) {
   out += kHexDigits[byte & 0x0F];
 }
 
-// Where the first byte is that belongs to no character.
+// The position of the first byte that is not part of a character.
 std::size_t FindInvalid(std::string_view text) {
   std::size_t at = 0;
   while (at < text.size()) {
@@ -90,7 +90,7 @@ std::size_t Utf8CharacterSize(std::string_view text) {
   if (text.size() < size) {
     return 0;
   }
-  // The second byte decides over overlong forms, surrogates and what is beyond the last one.
+  // The second byte reveals overlong forms, surrogates and code points beyond the last one.
   const unsigned char second = ByteAt(text, 1);
   const unsigned char lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
   const unsigned char highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
@@ -131,7 +131,7 @@ char32_t CodePointOf(std::string_view character) {
   if (character.size() == 1) {
     return first;
   }
-  // The first byte has as many bits less as the character has bytes, and one more.
+  // The first byte has fewer bits by the number of bytes of the character, plus one.
   char32_t codePoint = first & (0x7F >> character.size());
   for (const char byte : character.substr(1)) {
     codePoint = codePoint << 6 | (static_cast<unsigned char>(byte) & 0x3F);
@@ -211,7 +211,7 @@ std::string ValidUtf8(std::string text) {
 }
 
 std::string OneLine(std::string_view text, std::size_t maxSize) {
-  // Cut before the work, and once more for what U+FFFD added.
+  // Cut before the work, and again because U+FFFD may have added bytes.
   std::string line = ValidUtf8(std::string(text.substr(0, CutSize(text, maxSize))));
   line.resize(CutSize(line, maxSize));
   std::replace_if(

@@ -13,7 +13,7 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-// Begins to connect. `*bus` is the caller's to release in any case.
+// Begins to connect. The caller releases `*bus` in any case.
 int Open(const std::string& name, sd_bus** bus) {
   if (name == "session") {
     return sd_bus_open_user(bus);
@@ -48,7 +48,7 @@ int Check(int result, const char* what) {
 
 Deadline::Deadline(std::optional<microseconds> limit) {
   const auto now = steady_clock::now();
-  // Compared in the coarser unit: in the clock's own a long limit would run over.
+  // Compared in the coarser unit: in the clock's own, a long limit would overflow.
   if (limit && *limit < std::chrono::floor<microseconds>(steady_clock::time_point::max() - now)) {
     m_End = now + *limit;
   }
@@ -145,7 +145,7 @@ std::vector<std::string> TakeTexts(char** array) {
 }
 
 const char* ConnectingProblem(int result) {
-  // What sd-bus says when no variable tells where the session bus is.
+  // sd-bus's error when no variable says where the session bus is.
   return result == -ENOMEDIUM ? "DBUS_SESSION_BUS_ADDRESS is not set" : std::strerror(-result);
 }
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-// What every program does with sd-bus in the same way. It knows nothing of the settings service,
-// and is not installed.
+// Common sd-bus code for all programs. It knows nothing of the settings service, and is not
+// installed.
 namespace bus {
 
 template <typename T, T* (*Release)(T*)>
@@ -18,13 +18,13 @@ struct Releaser {
   void operator()(T* object) const { Release(object); }
 };
 
-// Closes when it goes, and sends nothing that still waits.
+// Closes on destruction, without sending what is still queued.
 using Connection = std::unique_ptr<sd_bus, Releaser<sd_bus, sd_bus_close_unref>>;
 using Slot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot, sd_bus_slot_unref>>;
 using Message = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message, sd_bus_message_unref>>;
 using Credentials = std::unique_ptr<sd_bus_creds, Releaser<sd_bus_creds, sd_bus_creds_unref>>;
 
-// Where an sd-bus function puts an object that `owner` has when the statement is over.
+// Receives an object from an sd-bus function; `owner` owns it at the end of the statement.
 template <typename Owner>
 class Out {
  public:
@@ -40,7 +40,7 @@ class Out {
   typename Owner::pointer m_Object = nullptr;
 };
 
-// Where a call puts the name and the text of an error reply; empty when there was none.
+// Receives the name and the text of an error reply; empty when there was none.
 class Error {
  public:
   Error() = default;
@@ -62,51 +62,50 @@ int Check(int result, const char* what);
 // A time by which something must have happened. sd-bus counts it in the same clock.
 class Deadline {
  public:
-  // `limit` from now; nothing for no end.
+  // `limit` from now; nothing for no limit.
   explicit Deadline(std::optional<std::chrono::microseconds> limit);
 
   bool Passed() const;
 
-  // As sd_bus_wait takes it: microseconds, all ones for no end.
+  // As for sd_bus_wait: microseconds, all ones for no limit.
   std::uint64_t Left() const;
 
  private:
   std::optional<std::chrono::steady_clock::time_point> m_End;
 };
 
-// Connects to "session", "system" or a bus address, and returns when the connection can be used.
-// That, and each call later on, may take `patience`; nothing for what sd-bus finds right. Negative
-// errno, as sd-bus has it, and `connection` stays as it is.
+// Connects to "session", "system" or a bus address, and returns when the connection is usable.
+// That, and each later call, may take `patience`; nothing for sd-bus's default. Negative errno of
+// sd-bus on failure, with `connection` unchanged.
 int Connect(const std::string& name, std::optional<std::chrono::microseconds> patience,
             Connection& connection);
 
-// Waits for something to handle or to send, or for the deadline. Negative errno.
+// Waits until there is something to handle or to send, or for the deadline. Negative errno.
 int Wait(sd_bus* bus, const Deadline& deadline);
 
-// Handles one thing that came, or waits for one. Negative errno; -ETIMEDOUT when nothing came
-// before the deadline.
+// Handles one incoming message or event, or waits for one. Negative errno; -ETIMEDOUT when nothing
+// came before the deadline.
 int ProcessOrWait(sd_bus* bus, const Deadline& deadline);
 
-// Handles all messages that arrived and hands all that were sent to the bus. Negative errno;
-// -ETIMEDOUT when that is not done before the deadline.
+// Handles all messages that arrived and flushes all outgoing ones. Negative errno; -ETIMEDOUT when
+// that is not done before the deadline.
 int Settle(sd_bus* bus, const Deadline& deadline);
 
-// Whether the message comes from the bus itself. A match by the bus as sender is not enough: what
-// somebody addresses to this connection comes without a match.
+// Whether the message comes from the bus itself. A match on the bus as sender is not enough:
+// messages addressed to this connection arrive without a match.
 bool IsFromBus(sd_bus_message* message);
 
 // Whether somebody owns the name: 1 or 0, or a negative errno.
 int HasOwner(sd_bus* bus, const std::string& name);
 
-// Whether `id` can be the ID of an application: a name that a program can take and that belongs
-// neither to the bus and its services (org.freedesktop.*) nor to the set's (org.nuvra.service.*).
-// Takes any text.
+// Whether `id` can be an application's ID: a name that a program can own, and that is not the bus's
+// or its services' (org.freedesktop.*) or the set's (org.nuvra.service.*). Accepts any text.
 bool IsApplicationId(const std::string& id);
 
-// The texts of an array that sd-bus made, which is freed; none when it is null.
+// The strings of an array that sd-bus allocated, which is freed; none when it is null.
 std::vector<std::string> TakeTexts(char** array);
 
-// The reason why Connect failed, for a message; valid until the next call of strerror.
+// Why Connect failed, for a message; valid until the next call of strerror.
 const char* ConnectingProblem(int result);
 
 }  // namespace bus

@@ -15,15 +15,15 @@ constexpr char kForeign[] = "another program has the settings service's name";
 constexpr char kEndForeign[] = "stop that program";
 
 struct NamedError {
-  std::string_view name;  // one that ends with a dot stands for all that begin with it
+  std::string_view name;  // one that ends with a dot matches all that begin with it
   ErrorCode code;
   const char* problem;
   const char* advice;
   bool textHelps;  // whether the text of the error reply says more than `problem`
 };
 
-// NoReply is what a bus answers when the service's connection ended with the request unanswered;
-// when the waiting of this program ran out the name is Timeout.
+// A bus answers NoReply when the service's connection ended with the request unanswered; when this
+// program's own wait ran out, the name is Timeout.
 constexpr NamedError kNamedErrors[] = {
     {"org.nuvra.Error.InvalidMessage", ErrorCode::kInvalidMessage,
      "the settings service cannot read this request", "send one JSON object", true},

@@ -54,7 +54,7 @@ Json::Value ObjectOf(Arguments arguments) {
   return object;
 }
 
-// Calls a method whose reply tells its result.
+// Calls a method whose reply contains its result.
 Reply ReplyOf(Client& client, const char* method, Arguments arguments) {
   Reply reply = client.Call(method, ObjectOf(arguments));
   if (!reply.body.isMember("call_api_success")) {
@@ -86,7 +86,7 @@ Error UnreadableResult(const char* method) {
                "is this the settings service, and of the same release?");
 }
 
-// A list travels as a text that is a JSON array of texts.
+// A list is sent as a string that is a JSON array of strings.
 std::optional<std::vector<std::string>> ListOf(Client& client, const char* method,
                                                Arguments arguments) {
   const std::optional<std::string> text = TextOf(client, method, arguments);
@@ -123,15 +123,15 @@ struct Client::Impl {
 struct Subscription::Impl {
   static int OnSignal(sd_bus_message* message, void* userData, sd_bus_error*);
 
-  // Shared with the call that is going on, which may be what ends the subscription.
+  // Shared with the current call, which may end the subscription.
   std::shared_ptr<SignalCallback> callback;
   Client::Impl* client = nullptr;
   bus::Slot slot;
 };
 
 int Subscription::Impl::OnSignal(sd_bus_message* message, void* userData, sd_bus_error*) {
-  // A broadcast has passed the bus's own check of its sender. What is addressed to this
-  // connection has not: anybody could have sent it.
+  // The bus has checked the sender of a broadcast, but not of a message addressed to this
+  // connection: anybody could have sent that.
   if (sd_bus_message_get_destination(message) != nullptr) {
     return 0;
   }
@@ -393,7 +393,7 @@ bool Client::WaitForService(std::optional<microseconds> limit) {
       kBusName + "'";
   bus::Slot watch;
   Check(sd_bus_add_match(m_Impl->bus.get(), bus::Out(watch), rule.c_str(), onChange, &isThere));
-  // Asked after the watch began: so no coming is missed in between.
+  // Asked after the watch began, so that no start is missed in between.
   isThere = Check(bus::HasOwner(m_Impl->bus.get(), kBusName)) > 0;
   return RunUntil([&] { return isThere; }, limit);
 }
