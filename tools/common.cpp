@@ -39,12 +39,12 @@ microseconds Duration(double seconds) {
 }
 
 void PrintError(std::string_view tool, std::string_view message) {
-  // What a message quotes is escaped already, but what a library says in it may not be.
+  // Quotes in a message are already escaped, but a library's text in it may not be.
   PrintNote(fmt::format("{}: {}", tool, Escape(message)));
 }
 
 void PrintNote(std::string_view note) {
-  // Whether anybody reads it must not matter.
+  // It must not matter whether anybody reads it.
   std::fputs(fmt::format("{}\n", note).c_str(), stderr);
 }
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-// What every tool has: exit codes, messages, and ways to print and to wait.
+// Shared by the tools: exit codes, messages, printing and waiting.
 namespace tools {
 
-// How a tool ends (docs/commands.md).
+// The exit codes (docs/commands.md).
 enum class ExitCode {
   kDone = 0,
   kRefused = 1,
@@ -20,7 +20,7 @@ enum class ExitCode {
   kNotAllowed = 13,
 };
 
-// Ends the tool with this message, which says what was wrong and what to do, and this code.
+// Ends the tool with this message, which says what went wrong and what to do, and this code.
 class Failure : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& message) : std::runtime_error(message), m_Code(code) {}
@@ -34,23 +34,23 @@ class Failure : public std::runtime_error {
 // A time from a command line, where it is given in seconds.
 std::chrono::microseconds Duration(double seconds);
 
-// One line to standard error as it is: `tool: message`, and a note that is no error.
+// Print one line to standard error: `tool: message`, or a note that is not an error.
 void PrintError(std::string_view tool, std::string_view message);
 void PrintNote(std::string_view note);
 
-// Ends the tool quietly and with 0: nobody reads standard output any more.
+// Ends the tool quietly with 0: nobody reads standard output any more.
 struct OutputClosed {};
 
-// Standard output. A line may wait in a buffer until Flush or the end of the tool. Throw
-// OutputClosed, or a Failure when nothing can be written for another reason.
+// Print to standard output. A line may be buffered until Flush or the end of the tool. Throw
+// OutputClosed, or a Failure when writing fails for another reason.
 void PrintLine(std::string_view line);
 void Flush();
 
-// For verbs that listen: from the construction on SIGINT and SIGTERM no longer end the process
-// but the listening. One at a time; the process's other threads block all signals.
+// For verbs that listen: once constructed, SIGINT and SIGTERM end the listening instead of the
+// process. One at a time; the process's other threads block all signals.
 class Listening {
  public:
-  // For `seconds`, or without end.
+  // For `seconds`, or without limit.
   explicit Listening(std::optional<double> seconds);
   ~Listening();
   Listening(const Listening&) = delete;
@@ -58,8 +58,8 @@ class Listening {
 
   enum class Event {
     kInput,  // `events` happened on `fd`, or `timeout` passed
-    kLimit,  // the time for listening is over
-    kEnd,    // by a signal, or because nobody reads standard output any more
+    kLimit,  // the time for listening is up
+    kEnd,    // a signal came, or nobody reads standard output any more
   };
 
   Event Wait(int fd, short events, std::optional<std::chrono::microseconds> timeout);

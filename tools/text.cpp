@@ -69,7 +69,7 @@ std::string TimeText(std::chrono::system_clock::time_point time) {
 }
 
 std::size_t DisplayWidth(std::string_view text) {
-  // The widths of all letters are known in this locale, which every system has.
+  // This locale, which every system has, knows the widths of all letters.
   static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   const locale_t before = uselocale(utf8);
   std::size_t columns = 0;
@@ -77,7 +77,7 @@ std::size_t DisplayWidth(std::string_view text) {
   while (!text.empty()) {
     wchar_t letter = 0;
     const std::size_t length = std::mbrtowc(&letter, text.data(), text.size(), &state);
-    if (length == 0 || length > text.size()) {  // no letter: it is shown as one column of something
+    if (length == 0 || length > text.size()) {  // not a letter: shown in one column
       ++columns;
       state = {};
       text.remove_prefix(1);

@@ -9,21 +9,21 @@
 #include <string_view>
 #include <utility>
 
-// Text for people and for programs. Nothing here depends on the language of the user.
+// Text for people and for programs, independent of the user's language.
 namespace tools {
 
-// The text with everything replaced that could move a terminal's cursor, change its state, or hide
-// what the text is, as the log does it (base::AppendVisible).
+// Escapes everything that could move a terminal's cursor, change its state, or disguise the text,
+// as the log does (base::AppendVisible).
 std::string Escape(std::string_view text);
 
 // `"text"`, escaped: for messages.
 std::string Quote(std::string_view text);
 
-// The same for the text of a JSON value, which stays that value: in its strings, where alone it
-// can stand, all that is replaced becomes \uXXXX, and bytes that are no UTF-8 become U+FFFD.
+// The same for the text of a JSON value, which keeps its meaning: in its strings, the only place
+// for such characters, they become \uXXXX, and bytes that are not UTF-8 become U+FFFD.
 std::string EscapeJson(std::string_view json);
 
-// JSON on one line, escaped as by EscapeJson, so that the result is always JSON.
+// JSON on one line, escaped as by EscapeJson, always valid.
 std::string JsonText(const Json::Value& value);
 
 // A JSON object on one line with its members in the given order.
@@ -32,8 +32,8 @@ std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> 
 // Local time, ISO 8601 with milliseconds and the offset: 2026-11-20T22:23:13.123+01:00.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
-// How many columns of a terminal the text takes: two for a Korean letter, none for a mark above
-// another letter.
+// The number of terminal columns that the text takes: two for a Korean letter, none for a combining
+// mark.
 std::size_t DisplayWidth(std::string_view text);
 
 }  // namespace tools

@@ -25,7 +25,7 @@ constexpr char kExitCodes[] =
 // More than three years; far below what the clocks can count.
 constexpr double kMostSeconds = 1e8;
 
-// What CLI11 says about verbs it says about "subcommands", and not which one was wrong.
+// CLI11's messages call verbs "subcommands" and do not say which one was wrong.
 std::string UsageProblem(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* last = &app;
   while (!last->get_subcommands().empty()) {
@@ -128,7 +128,7 @@ void Tool::TakeCommand(Syntax verb, std::vector<std::string>& command) {
   m_Command = &command;
 }
 
-// CLI11 would give what is behind "--" to the verb's own arguments. No option of a tool has a value
+// CLI11 would pass what follows "--" to the verb's own arguments. No option of a tool has a value
 // that is a verb's name, so the first such name is the verb.
 int Tool::m_OwnArguments(int argc, char** argv) const {
   const auto isVerb = [this](const char* argument) {
@@ -145,7 +145,7 @@ int Tool::m_OwnArguments(int argc, char** argv) const {
 }
 
 int Tool::Run(int argc, char** argv) {
-  // A reader that goes away is noticed where the output is written.
+  // Writing the output notices a reader that has gone away.
   signal(SIGPIPE, SIG_IGN);
   const int own = m_OwnArguments(argc, argv);
   if (own < argc) {

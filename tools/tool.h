@@ -14,28 +14,28 @@ class App;
 class Option;
 }  // namespace CLI
 
-// The command line of a tool. CLI11 reads it; only tool.cpp knows, because its header takes the
-// compiler longer than most of what is written here.
+// The command line of a tool. CLI11 parses it; only tool.cpp includes CLI11, because its header
+// takes the compiler longer than most of the code here.
 namespace tools {
 
-// Where a value of the command line goes. Must outlive the tool's run.
+// Where a value of the command line is stored. Must outlive the tool's run.
 using Target = std::variant<std::reference_wrapper<std::string>,
                             std::reference_wrapper<std::optional<std::string>>,
                             std::reference_wrapper<int>, std::reference_wrapper<std::optional<int>>,
                             std::reference_wrapper<std::optional<double>>,
                             std::reference_wrapper<std::vector<std::string>>>;
 
-// One argument, option or flag of a tool, of which it is a handle.
+// A handle to one argument, option or flag of a tool.
 class Parameter {
  public:
   Parameter Required() const;
   Parameter OneOf(const std::vector<std::string>& values) const;
   Parameter AtLeast(int value) const;
 
-  // `problem` says what is wrong with a value, and nothing when it is right.
+  // `problem` says what is wrong with a value; empty when it is valid.
   Parameter Check(const std::function<std::string(const std::string& value)>& problem) const;
 
-  // Not together with `other`, which belongs to the same verb.
+  // Not allowed together with `other`, which belongs to the same verb.
   Parameter Excludes(Parameter other) const;
 
  private:
@@ -45,10 +45,10 @@ class Parameter {
   CLI::Option* m_Option;
 };
 
-// What the command line of a tool, of a group of verbs or of a verb looks like; a handle, too.
+// A handle to the command line syntax of a tool, a group of verbs or a verb.
 class Syntax {
  public:
-  // A value without a name of its own; several for a list.
+  // A positional argument; several for a list.
   Parameter AddArgument(const std::string& name, Target target,
                         const std::string& description) const;
 
@@ -65,7 +65,7 @@ class Syntax {
   CLI::App* m_App;
 };
 
-// A command line tool: its options, and the verbs of which each command line has one.
+// A command line tool: its options, and its verbs, one per command line.
 class Tool {
  public:
   // `footer` comes at the end of the help, before the exit codes.
@@ -74,20 +74,20 @@ class Tool {
   Tool(const Tool&) = delete;
   Tool& operator=(const Tool&) = delete;
 
-  // What may stand before every verb.
+  // The options that every verb accepts.
   Syntax App();
 
-  // Adds a verb to the tool (App), or to a group of verbs (of AddGroup) in it. `run` is called
-  // after the whole command line was read. The tool's own options may stand behind the verb, too.
+  // Adds a verb to the tool (App), or to one of its groups (AddGroup). `run` is called after the
+  // whole command line has been read. The tool's own options may also follow the verb.
   Syntax AddVerb(Syntax parent, const std::string& name, const std::string& description,
                  std::function<ExitCode()> run);
   Syntax AddGroup(const std::string& name, const std::string& description);
 
-  // Lets what stands behind the first "--" of that verb's command line be a command, put into
-  // `command` without a look at it. One verb of a tool; `command` must outlive the run.
+  // Stores what follows the first "--" of that verb's command line in `command`, uninterpreted. For
+  // one verb per tool; `command` must outlive the run.
   void TakeCommand(Syntax verb, std::vector<std::string>& command);
 
-  // Reads the command line, runs its verb and prints what failed. Returns the exit status.
+  // Reads the command line, runs its verb and prints failures. Returns the exit status.
   int Run(int argc, char** argv);
 
  private:
@@ -101,7 +101,7 @@ class Tool {
   std::function<ExitCode()> m_Verb;
 };
 
-// A time in seconds from the command line, above 0; fractions are welcome.
+// A time in seconds from the command line, above 0; fractions allowed.
 Parameter AddSeconds(Syntax syntax, const std::string& name, std::optional<double>& seconds,
                      const std::string& description);
 

@@ -39,7 +39,7 @@ AppOperator Connect(const Options& options, const AppArguments& arguments) {
   return AppOperator(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
 }
 
-// What the error says, and what to do about it here.
+// The error's text, with this tool's advice.
 Failure FailureOf(const AppError& error) {
   using Kind = AppError::Kind;
   const auto advised = [&](ExitCode code, const std::string& advice) {

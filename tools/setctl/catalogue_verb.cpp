@@ -22,7 +22,7 @@ std::string ProblemJson(const host::CatalogueProblem& problem) {
                           {"message", problem.message}});
 }
 
-// The mistakes in a file of items, where its rules may be over items of other files.
+// The mistakes in a file of items whose rules may refer to items of other files.
 std::vector<host::CatalogueProblem> CheckPart(const std::filesystem::path& file,
                                               const std::filesystem::path& index) {
   std::vector<host::CatalogueProblem> problems;

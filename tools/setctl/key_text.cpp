@@ -20,7 +20,7 @@ using tools::Quote;
 
 constexpr std::string_view kStores[] = {"db/", "memory/"};
 
-// Written as an integer is printed: without zeros in front, which would be lost.
+// Written as an integer is printed: without leading zeros, which would be lost.
 bool IsCanonical(const std::string& text) {
   const std::size_t first = text.rfind('-', 0) == 0 ? 1 : 0;
   return text == "0" || (text.size() > first && text[first] != '0');

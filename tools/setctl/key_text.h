@@ -6,19 +6,19 @@
 
 #include "keystore/key_store.h"
 
-// Keys and values as setctl reads and prints them.
+// How setctl reads and prints keys and values.
 namespace setctl {
 
-// How a value on the command line becomes one of the store.
+// How a value on the command line is stored.
 enum class ValueType { kByText, kInt, kString };
 
-// By its text a value is an integer when it is written as one is printed, unless the key holds a
-// string already (`held`). Throws tools::Failure (wrong usage) when an integer is wanted but not
-// given, or does not fit into 32 bits.
+// By default a value is an integer if it is written as one is printed, unless the key already holds
+// a string (`held`). Throws tools::Failure (wrong usage) when an integer is wanted but not given,
+// or does not fit in 32 bits.
 host::KeyValue ParseValue(const std::string& text, ValueType type,
                           const std::optional<host::KeyValue>& held);
 
-// Throw tools::Failure (wrong usage) unless the store takes the key, or could hold a key that
+// Throw tools::Failure (wrong usage) unless the store accepts the key, or could hold a key that
 // begins with the prefix.
 void CheckKey(const std::string& key);
 void CheckPrefix(const std::string& prefix);

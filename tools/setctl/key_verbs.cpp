@@ -84,7 +84,7 @@ ExitCode List(const Options& options, const std::string& prefix) {
   });
 }
 
-// Prints the changes that there are, at most `most`; returns how many.
+// Prints the available changes, at most `most`; returns how many.
 int PrintChanges(host::KeyWatcher& watcher, const Options& options, const std::string& prefix,
                  std::optional<int> most) {
   const std::string time = tools::TimeText(std::chrono::system_clock::now());
@@ -104,7 +104,7 @@ int PrintChanges(host::KeyWatcher& watcher, const Options& options, const std::s
 ExitCode Watch(const Options& options, const KeyArguments& arguments) {
   CheckPrefix(arguments.prefix);
   return WithStore(options, [&](KeyStore& store) {
-    // What the store reports while it is watched is told at once, not at the end.
+    // What the store reports while it is watched is printed at once, not at the end.
     host::OpenLog({});
     host::KeyWatcher watcher(store);
     Listening listening(arguments.timeout);

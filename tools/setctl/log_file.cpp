@@ -22,8 +22,8 @@ std::system_error ErrorAt(const std::filesystem::path& path) {
   return std::system_error(errno, std::generic_category(), path.native());
 }
 
-// Where the last `lines` lines begin, which then is the number of those that are missing. A line
-// end that closes the file begins no line.
+// Where the last `lines` lines begin; `lines` becomes the number of those missing. A line end at
+// the end of the file does not begin a line.
 off_t BeginOfLastLines(int fd, int& lines) {
   struct stat status {};
   const off_t size = fstat(fd, &status) == 0 ? status.st_size : 0;
@@ -66,7 +66,7 @@ LogFile::LogFile(const std::filesystem::path& file, std::optional<int> lines)
   }
   host::FileDescriptor older(
       missing > 0 ? open(host::OlderLogFile(file).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1);
-  // It is the one just opened when that was renamed meanwhile.
+  // It may be the file just opened, renamed meanwhile.
   if (older && !IsSame(older.Get(), m_Fd.Get())) {
     if (lines) {
       lseek(older.Get(), BeginOfLastLines(older.Get(), missing), SEEK_SET);
@@ -113,8 +113,8 @@ void LogFile::m_ReadOpened(const LineCallback& line) {
   }
 }
 
-// Goes over to the file that was found to come next, otherwise to the one that has the name now, if
-// that is another one.
+// Switches to the file known to come next, otherwise to the one that has the name now, if that is a
+// different file.
 bool LogFile::m_OpenNext(const LineCallback& line) {
   if (!m_NextFd) {
     host::FileDescriptor named(open(m_File.c_str(), O_RDONLY | O_CLOEXEC));
@@ -123,7 +123,7 @@ bool LogFile::m_OpenNext(const LineCallback& line) {
     }
     m_NextFd = std::move(named);
   }
-  // What came between the last look at the old file and the new one's appearance.
+  // Written between the last reading of the old file and the creation of the new one.
   m_ReadOpened(line);
   ReadRest(line);
   m_Fd = std::exchange(m_NextFd, host::FileDescriptor());

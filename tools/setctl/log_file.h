@@ -9,21 +9,21 @@
 
 namespace setctl {
 
-// Reads a log that somebody else writes, line by line, across its truncation and its
-// replacement by a new file of the same name.
+// Reads a log that another process writes, line by line, even if it is truncated or replaced by a
+// new file of the same name.
 class LogFile {
  public:
-  // Begins with the first line, or with the last but `lines`, of `file` and of the older one that
+  // Starts with the first line, or with the last `lines` lines, of `file` and of the older one that
   // it replaced (host::OlderLogFile). Throws std::system_error that names the file when it cannot
   // be opened.
   LogFile(const std::filesystem::path& file, std::optional<int> lines);
 
   using LineCallback = std::function<void(const std::string& line)>;
 
-  // Hands out all complete lines that came since the last call, without their line ends.
+  // Passes on all complete lines added since the last call, without their line ends.
   void Read(const LineCallback& line);
 
-  // Hands out what stands behind the last line end, if anything does.
+  // Passes on what follows the last line end, if anything.
   void ReadRest(const LineCallback& line);
 
  private:
@@ -32,11 +32,11 @@ class LogFile {
 
   std::filesystem::path m_File;
   host::FileDescriptor m_Fd;
-  host::FileDescriptor m_NextFd;  // what is read after m_Fd, if it is known already
-  std::string m_Rest;             // the beginning of a line whose end is not written yet
+  host::FileDescriptor m_NextFd;  // what is read after m_Fd, if already known
+  std::string m_Rest;             // the beginning of an incomplete line
 };
 
-// Readable when something changed in a directory; nothing is told about what.
+// Becomes readable when something in a directory changes, whatever it is.
 class DirectoryWatch {
  public:
   // Throws std::system_error that names the directory.

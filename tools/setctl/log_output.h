@@ -8,7 +8,7 @@
 
 namespace setctl {
 
-// How much of a log is printed.
+// How much of a log to print.
 struct LogArguments {
   bool follow = false;
   std::optional<int> lines;
@@ -17,8 +17,8 @@ struct LogArguments {
 // The options of a verb that prints a log.
 void AddLogOptions(tools::Syntax verb, LogArguments& arguments);
 
-// Prints a log. Throws tools::Failure: when there is no such file, which says `whereElse`, and,
-// with the log printed, when lines of it are not written in time.
+// Prints a log. Throws tools::Failure: when there is no such file, with the advice `whereElse`,
+// and, after printing the log, when lines were not written in time.
 tools::ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
                          const LogArguments& arguments, const std::string& whereElse);
 

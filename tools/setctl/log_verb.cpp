@@ -18,7 +18,7 @@ using tools::ExitCode;
 using tools::Failure;
 using tools::Listening;
 
-// A daemon whose disk is stuck would be waited for in vain.
+// Waiting longer for a daemon with a stuck disk would be in vain.
 constexpr std::chrono::seconds kLogPatience(2);
 
 Failure CannotRead(const std::system_error& error, const std::filesystem::path& file,
@@ -59,7 +59,7 @@ ExitCode PrintLog(const Options& options, const std::filesystem::path& file,
     tools::PrintLine(options.json ? tools::JsonLine({{"line", line}}) : tools::Escape(line));
   };
   try {
-    // What a reply was sent for is in the log, even when it is not in the file yet.
+    // The lines of answered requests may not be in the file yet.
     const bool written = host::AwaitLogFile(file, kLogPatience);
     const std::string late =
         fmt::format("the daemon did not write them within {} s", kLogPatience.count());

@@ -1,4 +1,4 @@
-// The verbs that operate the virtual set are made from the table of what can be done with it.
+// The verbs that operate the virtual set are generated from the table of operations.
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -27,7 +27,7 @@ using tools::Failure;
 
 constexpr std::string_view kSourceGroup = "source ";
 
-// What the error says, and what to do about it here.
+// The error's text, with this tool's advice.
 Failure FailureOf(const SetError& error) {
   const std::string& subject = error.Subject();
   const auto advised = [&](ExitCode code, const std::string& advice) {
@@ -114,7 +114,7 @@ ExitCode Operate(const Options& options, const Operation& operation, const host:
   });
 }
 
-// With all values, unless there are others.
+// Lists all values, unless there are others.
 std::string Description(const host::Parameter& parameter) {
   return parameter.others.empty()
              ? fmt::format("{} ({})", parameter.description, fmt::join(parameter.values(), ", "))

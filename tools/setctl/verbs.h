@@ -26,16 +26,16 @@ void AddCatalogueVerb(tools::Tool& tool, const Options& options);
 void AddSetVerbs(tools::Tool& tool, const Options& options);
 void AddAppVerbs(tools::Tool& tool, const Options& options);
 
-// Makes the set of the options the one that this process works on. Called first by each verb that
-// works on a set. Throws tools::Failure (wrong usage) when there is no such directory.
+// Makes this process work on the set given by the options. Called first by each verb that works on
+// a set. Throws tools::Failure (wrong usage) when there is no such directory.
 void EnterSet(const Options& options);
 
-// Throws tools::Failure when the set that was entered has no key store: the daemon makes it, and
-// nothing else does. Called by each verb that would find nothing without.
+// Throws tools::Failure when the entered set has no key store: only the daemon creates it. Called
+// by each verb that needs one.
 void RequireSet();
 
-// Enters the set, which must be there, and runs `verb` with its key store. What the store cannot do
-// for want of permission ends with the code for that.
+// Enters the set, which must exist, and runs `verb` with its key store. Missing permissions end the
+// tool with kNotAllowed.
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 

@@ -12,16 +12,16 @@
 #include "common.h"
 #include "text.h"
 
-// The signals are blocked and fetched one by one, the end of the command among them: none can come
-// between the look at the command and the waiting. The command itself starts with the signals as
-// this process was started with them, and with SIGPIPE as a program expects it.
+// The signals, including the command's end, are blocked and fetched one by one, so that none can
+// come between checking the command and waiting. The command itself starts with this process's
+// original signal mask, and with the default SIGPIPE.
 
 namespace settingsctl {
 namespace {
 
 constexpr int kForwarded[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-// Blocks the signals that Wait fetches, as long as it lives.
+// Blocks the signals that Wait fetches, during its lifetime.
 class BlockedSignals {
  public:
   BlockedSignals() {
@@ -31,7 +31,7 @@ class BlockedSignals {
       sigaddset(&m_Blocked, signal);
     }
     sigprocmask(SIG_BLOCK, &m_Blocked, &m_Before);
-    // Ignored, as some parents leave it, it would never come.
+    // Some parents leave it ignored; then it would never come.
     signal(SIGCHLD, SIG_DFL);
   }
   ~BlockedSignals() { sigprocmask(SIG_SETMASK, &m_Before, nullptr); }
@@ -52,7 +52,7 @@ class BlockedSignals {
   sigset_t m_Before;
 };
 
-// An error number, 0 when the command was started.
+// Returns an error number; 0 when the command was started.
 int Start(const std::vector<std::string>& command, const sigset_t& mask, pid_t& pid) {
   std::vector<char*> words;
   for (const std::string& word : command) {

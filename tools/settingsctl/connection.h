@@ -9,7 +9,7 @@
 
 namespace settingsctl {
 
-// What stands on the command line beside the verb.
+// The options on the command line.
 struct Options {
   std::string bus = "session";
   std::optional<double> timeout;
@@ -19,7 +19,7 @@ struct Options {
 // How long connecting and each answer may take.
 std::chrono::microseconds AnswerTime(const Options& options);
 
-// What the tool makes of an error of the client.
+// Turns an error of the client into a failure of the tool.
 tools::Failure FailureOf(const settings::Error& error);
 
 // Runs `verb` with a connection to the bus of the options. Errors of the client become failures

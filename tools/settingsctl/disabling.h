@@ -4,16 +4,16 @@
 
 #include "settingsctl/items.h"
 
-// Changes of the record of disabled items whose outcome is known afterwards: the service's replies
-// do not tell it, so it is asked for.
+// Changes to the record of disabled items that check their outcome: the service's replies do not
+// tell it.
 namespace settingsctl {
 
-// Disables all of the items or, with a Failure, none when one is unknown. A Failure also when the
-// service did not disable one.
+// Disables all of the items, or throws a Failure and disables none if one is unknown. Throws a
+// Failure also if the service did not disable one.
 void DisableItems(settings::Client& client, const Names& items, const std::string& app);
 
-// Ends all that the application disables, and returns what it was, in the order of the menu. A
-// Failure when it still disables something.
+// Releases everything that the application disables and returns it in menu order. Throws a Failure
+// if it still disables something.
 Names ReleaseItems(settings::Client& client, const std::string& app);
 
 }  // namespace settingsctl

@@ -6,13 +6,13 @@
 
 #include "settings/client.h"
 
-// What settingsctl prints.
+// Formats what settingsctl prints.
 namespace settingsctl {
 
-// `standard (Standard)`; a name that says no more than the value is left out.
+// `standard (Standard)`; a name that adds nothing to the value is left out.
 std::string ValueText(const std::string& value, const std::string& name);
 
-// The members of a reply body, one `name: JSON` line each, without a line end behind the last.
+// The members of a reply body, one `name: JSON` line each, without a trailing newline.
 std::string ReplyText(const Json::Value& body);
 
 // One line for a signal that was received at `time`.

@@ -8,8 +8,8 @@
 #include "settingsctl/verbs.h"
 #include "text.h"
 
-// While the command runs this process is the application: it owns the application's ID as bus
-// name. So the service itself releases the items when this process ends before it could do so.
+// While the command runs, this process is the application: it owns the application's ID as bus
+// name. So the service itself releases the items if this process ends before it could.
 
 namespace settingsctl {
 namespace {
@@ -33,8 +33,8 @@ void BecomeApplication(Client& client, const std::string& app) {
   }
 }
 
-// The service may be away just now: the record of disabled items outlives it, so what was disabled
-// is disabled again when it comes back.
+// The service may not be running just now. The record of disabled items outlives it, so the items
+// are still disabled when it comes back.
 void ReleaseWhenThere(const Options& options, Client& client, const std::string& app) {
   // Longer than a service manager takes to start it again.
   constexpr double kAbsence = 10;

@@ -7,15 +7,15 @@
 #include "settings/client.h"
 #include "tool.h"
 
-// What the verbs about items share.
+// Shared by the verbs about items.
 namespace settingsctl {
 
 using Names = std::vector<std::string>;
 
 tools::Failure NoSuchItem(const std::string& item);
 
-// Throws NoSuchItem when the service does not know it. The service's other replies do not tell an
-// unknown item from one that has nothing to answer.
+// Throws NoSuchItem when the service does not know it. The service's other replies do not
+// distinguish an unknown item from one without an answer.
 void RequireItem(settings::Client& client, const std::string& item);
 
 // The applications that disable an item. Throws NoSuchItem.

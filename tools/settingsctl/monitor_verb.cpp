@@ -15,7 +15,7 @@ using tools::Failure;
 using tools::Listening;
 
 ExitCode Monitor(const Options& options, std::optional<int> count) {
-  // Here the time given is for the listening; connecting takes the usual time.
+  // Here the option limits the listening; connecting has the default limit.
   Options connecting = options;
   connecting.timeout.reset();
   return WithClient(connecting, [&](Client& client) {

@@ -55,7 +55,7 @@ void AddRequestVerbs(tools::Tool& tool, const Options& options) {
   tools::Syntax call = tool.AddVerb(tool.App(), "call", "Call any method and print the reply",
                                     [&options, line] { return Call(options, *line); });
   call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue").Required();
-  // An option of its own: as an element of a list, an ID in brackets would be taken for a list.
+  // A separate argument: as an element of a list, an ID in brackets would be taken for a list.
   call.AddArgument("ITEM", line->first, "The item's ID, for the methods that need one");
   call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types");
 

@@ -16,7 +16,7 @@ using tools::ExitCode;
 using tools::Failure;
 using tools::Quote;
 
-// A state that an item can be asked for, with the methods that ask.
+// A state of items, with the methods that query it.
 struct State {
   const char* name;
   std::optional<bool> (Client::*ofItem)(const std::string&);
@@ -46,8 +46,8 @@ struct Question {
   bool bySignal = false;
 };
 
-// Waits for the signal that answers this process. The signals of other askers look the same but
-// for the process and the callback, which is any number that this process does not use twice.
+// Waits for the signal that answers this process. The signals for other processes differ only in
+// the process and the callback, any number that this process does not use twice.
 bool AskBySignal(const Options& options, const State& state, const std::string& item,
                  Client& client) {
   constexpr int kCallback = 1;

@@ -18,7 +18,7 @@ constexpr char kCyan[] = "\x1b[36m";
 constexpr char kPlain[] = "\x1b[0m";
 
 struct Row {
-  std::string lines;  // those that lead to the item
+  std::string lines;  // the branch lines that lead to the item
   std::string value;
   std::string name;
   const Branch* branch;

@@ -8,7 +8,7 @@
 
 namespace settingsctl {
 
-// An item of the menu with what lies below it.
+// An item of the menu with everything below it.
 struct Branch {
   std::string item;
   std::string name;

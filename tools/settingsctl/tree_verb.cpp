@@ -16,7 +16,7 @@ using settings::Client;
 using tools::ExitCode;
 using tools::Failure;
 
-// An item is two levels of its catalogue's JSON: what goes deeper goes round in a circle.
+// An item takes two levels of its catalogue's JSON, so anything deeper is a cycle.
 constexpr int kMostLevels = base::kMaxJsonDepth / 2;
 
 Branch Ask(Client& client, const std::string& item, const Names& disabled, int level) {

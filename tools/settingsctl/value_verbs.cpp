@@ -39,7 +39,7 @@ ExitCode Get(const Options& options, const ValueArguments& arguments, Client& cl
 
 ExitCode Set(const Options& options, const ValueArguments& arguments, Client& client) {
   if (!client.SetItemValue(arguments.item, arguments.value, arguments.preview)) {
-    // The service does not tell which of the two was wrong.
+    // The service does not say which of the two was wrong.
     if (!client.GetItemValue(arguments.item)) {
       throw NoItemWithValue(arguments.item);
     }
