@@ -22,15 +22,14 @@ class Catalogue {
   // all mistakes found, in the order of files and lines.
   static Catalogue Load(const std::filesystem::path& file);
 
-  // Moving keeps all items where they are.
+  // Moving does not move the items.
   Catalogue(Catalogue&&) = default;
   Catalogue& operator=(Catalogue&&) = default;
 
-  // Null when there is no such item. Takes the same time however many items there are.
+  // Null when there is no such item. Takes constant time.
   const Item* Find(std::string_view id) const;
 
-  // All items in the order of the menu, each group before what it holds; and the one at a place
-  // in this order.
+  // All items in menu order, each group before its content; and the one at a place in this order.
   std::span<const Item> Items() const { return m_Items; }
   const Item& At(std::uint32_t place) const { return m_Items[place]; }
 
@@ -56,10 +55,10 @@ class Catalogue {
   std::vector<std::uint32_t> m_SpeakerFollowers;
 };
 
-// The mistakes that keep the catalogue from being loaded; empty when there are none.
+// The mistakes that prevent loading; empty when there are none.
 std::vector<CatalogueProblem> CheckCatalogue(const std::filesystem::path& file);
 
-// The index that lies beside a file and names it as a part of its catalogue; empty when there is
+// The index in the same directory that names the file as part of its catalogue; empty when there is
 // none. The first by name if there are several.
 std::filesystem::path FindIndexOf(const std::filesystem::path& file);
 

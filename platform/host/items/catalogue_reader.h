@@ -15,11 +15,11 @@
 
 namespace host {
 
-// Whether a value that is no list and no object looks as it should.
+// Whether a value that is neither a list nor an object has the form.
 bool Fits(const Form& form, const Json::Value& value);
 
-// What every part of a catalogue is read with: the files, the place that has been reached, and
-// notes of the mistakes, each with that place.
+// Used to read every part of a catalogue: it has the files, the current place, and the mistakes
+// found, each with its place.
 class CatalogueReader {
  public:
   // Where a value is: its file and its item.
@@ -32,16 +32,16 @@ class CatalogueReader {
   void GoTo(Place place) { m_Here = std::move(place); }
   void GoToItem(std::string item) { m_Here.item = std::move(item); }
 
-  // Opens a file, in which the reader then is. Null, and reported, when it cannot be read; what
-  // is read stays as long as the reader.
+  // Opens a file and makes it the current one. Null, and reported, when it cannot be read; its
+  // content lives as long as the reader.
   const Json::Value* ReadFile(const std::filesystem::path& file);
 
-  // Notes a mistake, by default in the item that has been reached.
+  // Records a mistake, by default in the current item.
   void Report(const Json::Value& value, std::string message);
   void Report(const JsonObject& object, std::string_view member, std::string message);
   void Report(CatalogueProblem problem) { m_Problems.push_back(std::move(problem)); }
 
-  // Notes what is not JSON in the files, where nothing better is known of the same line.
+  // Records what is not JSON in the files, unless a better mistake is known for the same line.
   void ReportWhatIsNotJson();
 
   const std::vector<CatalogueProblem>& Problems() const { return m_Problems; }
@@ -52,15 +52,15 @@ class CatalogueReader {
   // Reports unknown and missing members.
   void CheckMembers(const JsonObject& object, const ObjectForm& form);
 
-  // Nothing when there is no such member, or it has another form, which is reported.
+  // Nothing when there is no such member, or its form is wrong, which is reported.
   std::optional<std::string> ReadText(const JsonObject& object, const Member& member);
   std::optional<double> ReadNumber(const JsonObject& object, const Member& member);
 
-  // How the file that has been reached writes a value.
+  // How the current file writes a value.
   std::string_view Written(const Json::Value& value) const { return m_Here.source->Written(value); }
 
  private:
-  std::deque<JsonSource> m_Sources;  // deques: places in them are kept while they grow
+  std::deque<JsonSource> m_Sources;  // deques: references stay valid while they grow
   std::deque<Json::Value> m_Roots;
   Place m_Here;
   std::vector<CatalogueProblem> m_Problems;

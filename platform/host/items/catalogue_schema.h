@@ -4,8 +4,8 @@
 
 namespace host {
 
-// The JSON Schema of a catalogue's files, for editors that complete and check while one types;
-// without a line end behind it.
+// The JSON Schema of a catalogue's files, for editors that complete and check while you type;
+// without a trailing newline.
 std::string CatalogueSchema();
 
 }  // namespace host

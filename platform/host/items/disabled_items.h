@@ -13,25 +13,24 @@
 
 namespace host {
 
-// The record of items that applications disable, and its mirror in the key store
-// (docs/items.md). A call whose change cannot be mirrored, or would make the record larger than its
-// limits, is logged and changes nothing. While no catalogue is loaded nothing can be disabled,
-// enabled or released. Main-loop thread only.
+// The record of items that applications disable, and its mirror in the key store (docs/items.md). A
+// call whose change cannot be mirrored, or would exceed the record's limits, is logged and changes
+// nothing. Without a catalogue nothing can be disabled, enabled or released. Main-loop thread only.
 class DisabledItems {
  public:
   // `inputs` and `catalogue`, which has a value while one is loaded, must outlive it.
   DisabledItems(Inputs& inputs, const std::optional<Catalogue>& catalogue)
       : m_Inputs(inputs), m_Catalogue(catalogue) {}
 
-  // The items, of those in `ids`, that were enabled before and are disabled now. Identifiers that
-  // the loaded catalogue does not have are passed over. A name that cannot be an application's is
-  // logged and disables nothing.
+  // Returns the items of `ids` that were enabled before and are disabled now. Identifiers that the
+  // loaded catalogue does not have are ignored. A name that cannot be an application's is logged
+  // and disables nothing.
   std::vector<std::string> Disable(std::span<const std::string> ids, const std::string& app);
 
-  // Whether the item was disabled before and is enabled now.
+  // Returns whether the item was disabled before and is enabled now.
   bool Enable(const std::string& id, const std::string& app);
 
-  // The items, of those that the application disabled, that are enabled now.
+  // Returns those of the application's items that are enabled now.
   std::vector<std::string> Release(const std::string& app);
 
   bool Contains(std::string_view id) const { return m_Record.items.contains(id); }
@@ -39,11 +38,11 @@ class DisabledItems {
   // Who disables an item, in the order in which they came.
   std::vector<std::string> Applications(std::string_view id) const;
 
-  // All items, in the order of the menu. A catalogue is loaded.
+  // All items, in menu order. A catalogue must be loaded.
   std::vector<std::string> AllItems() const;
 
-  // To be called when an instance of an application begins to live: it may have disabled items
-  // before it took its name.
+  // To be called when an instance of an application starts: it may have disabled items before it
+  // took its name.
   void NoteInstance(const std::string& app);
 
   // Takes the record from the mirror, as far as that is sound. The end of an application that
@@ -57,7 +56,7 @@ class DisabledItems {
  private:
   using Items = decltype(DisabledRecord::items);
 
-  // That an application disables an item: the item, and the place in its list.
+  // An application disabling an item: the item, and the place in its list.
   struct Relation {
     Items::iterator item;
     std::ptrdiff_t place;
@@ -75,8 +74,8 @@ class DisabledItems {
   Inputs& m_Inputs;
   const std::optional<Catalogue>& m_Catalogue;
 
-  // No list is empty, and no application is without an item; with a catalogue, all items are in
-  // that.
+  // No list is empty, and no application is without an item; with a catalogue, it has all these
+  // items.
   DisabledRecord m_Record;
 };
 

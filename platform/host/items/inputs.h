@@ -21,11 +21,11 @@ class Inputs {
   virtual std::optional<int> Number(const std::string& key) const = 0;
   virtual std::optional<std::string> Text(const std::string& key) const = 0;
 
-  // False when the key store failed; the key is as it was then.
+  // False when the key store failed; the key is then unchanged.
   virtual bool WriteNumber(const std::string& key, int number) = 0;
   virtual bool WriteText(const std::string& key, const std::string& text) = 0;
 
-  // The value of a feature; nothing when the model does not have it, or with the other type.
+  // The value of a feature; nothing when the model does not have it, or it has the other type.
   virtual std::optional<bool> BoolFeature(const std::string& feature) const = 0;
   virtual std::optional<int> IntFeature(const std::string& feature) const = 0;
 };

@@ -15,7 +15,7 @@ namespace host {
 
 enum class ItemKind { kGroup, kSwitch, kList, kRange, kAction };
 
-// How a value stands in the key store.
+// How a value is stored in the key store.
 enum class Storage { kInt, kString };
 
 // A value of an item, by its number from 0: the place of an option in its list, or of a number
@@ -41,7 +41,7 @@ struct Range {
   std::string unit;  // of `values`; empty when they have none
 };
 
-// All that an item can take: the options of a list or a switch, or a range.
+// All values that an item can have: the options of a list or a switch, or a range.
 using ValueSet = std::variant<std::vector<Option>, Range>;
 
 std::optional<ValuePosition> FindValue(const ValueSet& values, std::string_view text);
@@ -53,7 +53,7 @@ std::optional<ValuePosition> FindKeptNumber(const ValueSet& values, int number);
 std::string KeptText(const ValueSet& values, ValuePosition position);
 int KeptNumber(const ValueSet& values, ValuePosition position);
 
-// Where an item's value is kept and previewed, and what it is while nothing is.
+// Where an item's value is kept and previewed, and its default.
 struct ValueDefinition {
   ValueSet values;
   ValuePosition standard = 0;

@@ -20,9 +20,9 @@ class ItemLibrary {
   ItemLibrary(const ItemLibrary&) = delete;
   ItemLibrary& operator=(const ItemLibrary&) = delete;
 
-  // Replaces the catalogue by the one in `file`, reads the type of the speaker, and drops what the
-  // record has that the catalogue has not. When the file has mistakes every one of them is logged
-  // and no catalogue is loaded any more.
+  // Replaces the catalogue with the one in `file`, reads the type of the speaker, and drops from
+  // the record what the catalogue does not have. If the file has mistakes, each is logged and no
+  // catalogue is loaded.
   void Load(const std::filesystem::path& file);
 
   // Null while none is loaded.
@@ -42,15 +42,15 @@ class ItemLibrary {
   // be read, as the next three do.
   ValuePosition CurrentValue(const Item& item) const;
 
-  // Stores a value for good and ends a preview. False, and logged, when the key store failed; the
-  // value was not stored then.
+  // Stores a value permanently and ends a preview. False, and logged, when the key store failed;
+  // the value is then not stored.
   bool StoreValue(const Item& item, ValuePosition position);
 
   // Shows a value until the next StoreValue, at most until the set restarts. False, and logged,
   // when the key store failed.
   bool PreviewValue(const Item& item, ValuePosition position);
 
-  // Whether a rule of the loaded catalogue is true at present.
+  // Whether a rule of the loaded catalogue is currently true.
   bool IsTrue(RuleIndex rule) const;
 
   DisabledItems& Disabled() { return m_Disabled; }

@@ -8,7 +8,7 @@
 #include "items/library.h"
 #include "settings_item_info_api.h"
 
-// The questions about states, and the record of disabled items that they take into account.
+// The queries about states, and the record of disabled items that they take into account.
 
 namespace {
 

@@ -6,7 +6,7 @@
 namespace host {
 namespace {
 
-// An empty text is the value of no item.
+// No item has an empty value.
 std::optional<ValuePosition> FindText(const ValueDefinition& value,
                                       const std::optional<std::string>& text) {
   return text ? FindValue(value.values, *text) : std::nullopt;
@@ -53,8 +53,8 @@ bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
                       item, value.key);
 }
 
-// Before the value is stored: a failure that came after it would deny a change that was made. Keys
-// cannot be removed through vconf.h: an empty text means that there is no preview.
+// Before the value is stored: a failure after that would deny a change that was made. Keys cannot
+// be removed through vconf.h, so an empty string means that there is no preview.
 bool ItemLibrary::EndPreview(const Item& item) {
   const auto preview = m_Inputs.Text(item.value->previewKey);
   return !preview || preview->empty() || WritePreview(item, "");

@@ -56,8 +56,8 @@ std::vector<JsonSource::Mistake> JsonSource::ReadText() {
   return {};
 }
 
-// What the JSON library refuses it describes, each mistake of it. What it lets through though it is
-// not JSON is kept for later: the loader may have more to say of the same value.
+// The JSON library describes each mistake that it finds. What it accepts although it is not JSON is
+// kept for later: the loader may have a better message for the same value.
 std::vector<JsonSource::Mistake> JsonSource::Parse(Json::Value& root) {
   if (const std::optional<base::JsonFault> fault =
           base::ReadJson(m_Text, base::kMaxJsonDepth, root)) {

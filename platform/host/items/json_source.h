@@ -17,23 +17,23 @@ namespace host {
 class JsonSource {
  public:
   struct Mistake {
-    int line;  // from 1; 0 when the file as a whole is meant
+    int line;  // from 1; 0 for the whole file
     std::string message;
   };
 
   explicit JsonSource(std::filesystem::path file);
 
-  // Reads the file into `root`, an object afterwards, and returns what hinders it: nothing, when
-  // there is no mistake.
+  // Reads the file into `root`, which is then an object, and returns the mistakes that prevent it:
+  // none on success.
   std::vector<Mistake> Read(Json::Value& root);
 
-  // What of the file is not JSON although Read found nothing: some numbers and texts can be made
-  // out that are written otherwise, and what stands behind a zero byte is passed over.
+  // What is not JSON in the file although Read found no mistake: Read tolerates some misspelt
+  // numbers and strings, and ignores what follows a zero byte.
   const std::optional<Mistake>& NotJson() const { return m_NotJson; }
 
   const std::filesystem::path& File() const { return m_File; }
 
-  // The line at `offset` bytes from the beginning, as a value of `root` gives it.
+  // The line at `offset` bytes from the beginning, an offset of a value of `root`.
   int LineAt(std::ptrdiff_t offset);
 
   // How the file writes `value`.
@@ -50,7 +50,7 @@ class JsonSource {
   std::vector<std::ptrdiff_t> m_LineEnds;  // filled when a line is first asked for
 };
 
-// The members of a JSON object, which must outlive it, for looking them up many times.
+// The members of a JSON object, which must outlive it, for repeated look-ups.
 class JsonObject {
  public:
   struct Member {
@@ -58,7 +58,7 @@ class JsonObject {
     const Json::Value* value;
   };
 
-  // `object` is one.
+  // `object` must be an object.
   explicit JsonObject(const Json::Value& object);
 
   // Null when there is no such member.
@@ -72,7 +72,7 @@ class JsonObject {
   std::vector<Member> m_Members;
 };
 
-// The text of a JSON string, which must outlive it; empty when `value` is none.
+// The text of a JSON string, which must outlive it; empty when `value` is not a string.
 std::string_view TextOf(const Json::Value& value);
 
 }  // namespace host

@@ -4,8 +4,8 @@
 
 namespace host {
 
-// The library of this process, over its key store and the model of its set. For the calls of the
-// platform only: everything else is handed what it needs.
+// The library of this process, over its key store and the model of its set. For the platform's
+// functions only: everything else is passed what it needs.
 ItemLibrary& Library();
 
 }  // namespace host

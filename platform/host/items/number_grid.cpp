@@ -7,10 +7,10 @@
 #include <cmath>
 #include <cstdlib>
 
-// A step of 0.1 has no exact binary form, so a grid of doubles would answer 0.30000000000000004
-// for its fourth number. A grid counts in units of its last decimal digit instead, and doubles
-// appear only where the contract of the library hands them in and out. Nine digits leave a
-// double more than six digits to spare, so rounding never reaches the next number.
+// A step of 0.1 has no exact binary form, so a grid of doubles would answer 0.30000000000000004 for
+// its fourth number. A grid counts in units of its last decimal digit instead, and uses doubles
+// only at the library's interface. Nine digits leave a double more than six digits to spare, so
+// rounding never reaches the next number.
 
 namespace host {
 namespace {
@@ -38,7 +38,7 @@ bool IsPlainDecimal(std::string_view text) {
   return text[whole] == '.' && !fraction.empty() && LeadingDigits(fraction) == fraction.size();
 }
 
-// The digits behind the point of the shortest text that stands for `number`.
+// The digits after the point of the shortest text for `number`.
 int Decimals(double number) {
   char text[512];
   const char* end = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed).ptr;

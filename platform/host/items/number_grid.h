@@ -7,27 +7,27 @@
 
 namespace host {
 
-// Reads a number in plain decimal notation, -?digits[.digits], in any locale. Nothing for any
-// other text, exponents and a leading plus sign included.
+// Reads a number in plain decimal notation, -?digits[.digits], in any locale. Nothing for any other
+// text, including exponents and a leading plus sign.
 std::optional<double> ParseNumber(std::string_view text);
 
 // Numbers at equal distances: first, first + step, … last. They are numbered from 0, in this
 // order, and held as whole multiples of a power of ten, so that their decimal texts are exact.
 class NumberGrid {
  public:
-  // Nothing unless first < last, step > 0, `last` is on the grid, and all three fit into nine
-  // digits, those behind the point included.
+  // Nothing unless first < last, step > 0, `last` is on the grid, and all three fit in nine digits,
+  // including those after the point.
   static std::optional<NumberGrid> Make(double first, double last, double step);
 
-  // The grid of as many numbers as this one that begins with `first`. Conditions as for Make.
+  // A grid with as many numbers as this one, beginning with `first`. Conditions as for Make.
   std::optional<NumberGrid> SameLength(double first, double step) const;
 
-  // The position of a number on the grid. A millionth of a step is forgiven: applications
-  // compute with binary fractions.
+  // The position of a number on the grid, with a tolerance of a millionth of a step, because
+  // applications compute with binary fractions.
   std::optional<std::int64_t> Find(double number) const;
 
   // The number at a position of the grid, and its text: without a point when all numbers of the
-  // grid are whole, otherwise all with equally many digits behind the point.
+  // grid are whole, otherwise all with the same number of digits after the point.
   double Number(std::int64_t position) const;
   std::string Text(std::int64_t position) const;
 

@@ -13,15 +13,15 @@
 
 namespace host {
 
-// Reads the rules of a catalogue (docs/items.md). Rules may mention items that come later, so
-// they are linked to them when all items have been read.
+// Reads the rules of a catalogue (docs/items.md). Rules may mention later items, so they are linked
+// once all items have been read.
 class RuleReader {
  public:
   // `reader` must outlive it.
   explicit RuleReader(CatalogueReader& reader) : m_Reader(reader) {}
 
   // The rule in a member of `object`, which belongs to the item at `place`; kNoRule when there is
-  // none, or it has a mistake, which is reported then.
+  // none, or it has a mistake, which is reported.
   RuleIndex Read(const JsonObject& object, std::string_view member, std::uint32_t place);
 
   // Reports what is wrong with the items that rules mention.

@@ -21,12 +21,12 @@ enum class InputKind : std::uint8_t {
   kSpeaker,  // the type of the active speaker
 };
 
-// Something that rules ask for, a number or a text.
+// An input of rules, a number or a text.
 struct RuleInput {
   InputKind kind;
   std::uint32_t item = 0;
   std::string name;        // of a key or a feature
-  std::string substitute;  // what a text is while it is missing or empty; empty when it has none
+  std::string substitute;  // the text used while it is missing or empty; may be empty
 
   auto operator<=>(const RuleInput&) const = default;
 };
@@ -43,14 +43,14 @@ inline constexpr std::uint32_t kNoInput = std::numeric_limits<std::uint32_t>::ma
 
 struct RuleNode {
   RuleKind kind;
-  RuleIndex end;                 // the node behind the last one of this rule
+  RuleIndex end;                 // the node after the last one of this rule
   std::uint32_t input = 0;       // its place
   std::uint32_t firstValue = 0;  // the values are [firstValue, endValue) of numbers or texts
   std::uint32_t endValue = 0;
 };
 
-// All rules of a catalogue. The nodes of a rule lie one behind the other, each before those that
-// it combines, so that they tell all that it depends on. Every input stands there once.
+// All rules of a catalogue. The nodes of a rule are consecutive, each before those that it
+// combines, so that they name everything that it depends on. Every input is listed once.
 struct Rules {
   std::vector<RuleNode> nodes;
   std::vector<RuleInput> inputs;

@@ -51,7 +51,7 @@ Json::Value TopItems() {
   return list;
 }
 
-// JSON, so that no text can be mistaken for two; empty when there is nothing to list.
+// JSON, so that no string can be mistaken for two; empty when there is nothing to list.
 std::string ListText(const Json::Value& list) {
   if (list.empty()) {
     return "";

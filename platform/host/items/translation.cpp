@@ -1,12 +1,12 @@
-// gettext translates nothing in the locale "C", and a process is left in it when the locale of its
+// gettext translates nothing in the locale "C", and a process stays in it when the locale of its
 // language is not installed: on most machines that is every language but one. Locales could be
-// compiled for the set, but only for the languages that were thought of, and every program of the
-// set would have to be started with their path. The variable LANGUAGE alone says which catalogues
-// are wanted, and gettext obeys it in any other locale. So names are looked up in "C.UTF-8", which
-// the C library has built in, whenever LANGUAGE is set; else in the locale of the process.
+// compiled for the set, but only for the expected languages, and every program of the set would
+// have to be started with their path. The variable LANGUAGE alone selects the catalogues, and
+// gettext obeys it in any other locale. So names are looked up in "C.UTF-8", which is built into
+// the C library, if LANGUAGE is set; otherwise in the locale of the process.
 //
-// gettext remembers what it found. A successful setlocale makes it forget, a failed one does not,
-// and a change of LANGUAGE never does.
+// gettext caches what it found. A successful setlocale clears the cache; a failed one, or a change
+// of LANGUAGE, does not.
 
 #include "items/translation.h"
 
@@ -18,7 +18,7 @@
 #include "base/utf8.h"
 #include "system/host.h"
 
-// Documented by gettext for programs that change LANGUAGE: counting it up makes it forget.
+// Documented by gettext for programs that change LANGUAGE: incrementing it clears the cache.
 extern "C" int _nl_msg_cat_cntr;
 
 namespace host {

@@ -9,12 +9,12 @@ namespace host {
 
 // The names of the menu in the language of the process. Main-loop thread only.
 
-// From now on names are translated by the catalogues below `directory`. Nothing is translated
+// From now on names are translated with the catalogues below `directory`. Nothing is translated
 // before the first call, or when `directory` is empty.
 void UseTranslations(const std::filesystem::path& directory);
 
-// `name`, which is English, in the language that the process has now; `name` itself when it has no
-// translation. A change of the variable LANGUAGE shows with the next call.
+// `name`, which is English, in the current language of the process; `name` itself when it has no
+// translation. A change of the variable LANGUAGE takes effect at the next call.
 std::string ItemNameInLanguage(const std::string& name);
 std::string ValueNameInLanguage(const std::string& name);
 

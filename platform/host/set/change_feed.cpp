@@ -1,5 +1,5 @@
-// One thread watches for all services. A write of any key, of which a set has many, then wakes one
-// thread and not five, and none before something is registered.
+// One thread watches for all services, so that a write of any key wakes one thread and not five,
+// and none before something is registered.
 
 #include "set/change_feed.h"
 

@@ -8,15 +8,15 @@
 
 namespace host {
 
-// Hands every change of the keys "memory/set/…" to the services of this process, in order, on a
-// thread of its own, which sleeps until something is written.
+// Passes every change of the keys "memory/set/…" to the services of this process, in order, on its
+// own thread, which sleeps until something is written.
 class ChangeFeed {
  public:
   // Lives until the process ends, as its thread does: to be made by the host only. Throws
   // std::runtime_error when the key store cannot be watched.
   ChangeFeed();
 
-  // From now on calls `sink` for each change. It must be quick and not throw.
+  // From now on calls `sink` for each change. It must be fast and not throw.
   void Add(std::function<void(const KeyChange&)> sink);
 
  private:

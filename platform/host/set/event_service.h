@@ -20,9 +20,9 @@
 
 namespace host {
 
-// A service of the set: turns changes of keys into events, and hands these to its callbacks, one
-// call at a time and in order, on a thread of its own. A `Key`, comparable, tells its callbacks
-// apart. All public functions may be called from any thread, its callbacks included.
+// A service of the set: turns changes of keys into events, and passes these to its callbacks, one
+// call at a time and in order, on its own thread. A `Key`, comparable, identifies a callback. All
+// public functions may be called from any thread, even inside callbacks.
 template <typename Event, typename Key>
 class EventService {
  public:
@@ -30,23 +30,22 @@ class EventService {
 
   virtual ~EventService() = default;
 
-  // Once, before anything else: brings the service's thread up. Throws std::exception.
+  // Once, before anything else: starts the service's thread. Throws std::exception.
   void Start(const char* threadName) {
     ChangeFeed& feed = g_Host.changeFeed.Get();
     StartServiceThread(threadName, [this] { Run(); });
     feed.Add([this](const KeyChange& change) { Take(change); });
   }
 
-  // From now on `callback` is called for the events that concern `key`; instead of another one if
-  // there is one for that key. Throws std::exception, and changes nothing, when the key store
-  // fails.
+  // From now on `callback` is called for the events that concern `key`; it replaces an earlier one
+  // for that key. Throws std::exception, and changes nothing, when the key store fails.
   void Set(const Key& key, Callback callback) {
     const guarded::Lock lock(m_Mutex);
     if (Registration* known = Find(key)) {
       known->callback = std::move(callback);
       return;
     }
-    // By number and not by time: whatever a caller could have read before is not for it.
+    // By number and not by time: the callback must not see what its caller could already have read.
     if (m_Registrations.empty()) {
       m_Since = ReadAtRest();
     }
@@ -54,14 +53,14 @@ class EventService {
     m_Registrations.push_back({++m_LastId, key, since, std::move(callback)});
   }
 
-  // Ends that. Returns whether there was such a callback.
+  // Removes the callback. Returns whether there was one.
   bool Remove(const Key& key) {
     const guarded::Lock lock(m_Mutex);
     return std::erase_if(m_Registrations, [&](const auto& each) { return each.key == key; }) > 0;
   }
 
-  // Ends all whose key the predicate takes, and waits for one of them that is being called;
-  // unless that is who called this.
+  // Removes all callbacks whose key satisfies the predicate, and waits for a running one, unless
+  // that is the caller.
   template <typename Predicate>
   void RemoveAll(Predicate isOwn) {
     guarded::Lock lock(m_Mutex);
@@ -83,7 +82,7 @@ class EventService {
   struct Registration {
     std::uint64_t id;
     Key key;
-    std::int64_t since;  // number of the newest change that is not for it
+    std::int64_t since;  // number of the newest change that it must not see
     Callback callback;
   };
 
@@ -98,9 +97,9 @@ class EventService {
     return found != m_Registrations.end() ? &*found : nullptr;
   }
 
-  // Reads the state, and the number of the newest change that is in it. What is written between
-  // would be in it or not, nobody could tell: then again. A store that is never at rest is read
-  // as it comes.
+  // Reads the state, and the number of the newest change that is in it. If something was written in
+  // between, it may or may not be included, so both are read again. A store that never rests is
+  // taken as read.
   std::int64_t ReadAtRest() {
     constexpr int kMostTries = 1000;
     KeyStore& store = ProcessStore();
@@ -144,7 +143,7 @@ class EventService {
       m_Posted.wait(lock.ForWait(), [this]() REQUIRES(m_Mutex) { return !m_Events.empty(); });
       const Due due = std::move(m_Events.front());
       m_Events.pop_front();
-      // Callbacks may come and go meanwhile, so each is looked up when its turn comes.
+      // Callbacks may be added and removed meanwhile, so each is looked up when its turn comes.
       for (const std::uint64_t id : TurnsFor(due)) {
         Call(id, due.event);
       }

@@ -10,8 +10,8 @@
 
 namespace host {
 
-// While one lives, no other process of the set holds one: for changes that begin with a look at
-// what there is. Waits for its turn. Throws std::system_error when the file cannot be used.
+// While one exists, no other process of the set holds one: for changes that read before they write.
+// Waits for its turn. Throws std::system_error when the file cannot be used.
 class SetLock {
  public:
   explicit SetLock(const std::filesystem::path& runDir);
@@ -23,8 +23,7 @@ class SetLock {
 // The keys of a set as it leaves its box.
 std::vector<std::pair<std::string, KeyValue>> FreshSet();
 
-// Gives the set every key of a fresh one that is missing. What is there stays. The lock is the
-// set's own.
+// Creates each missing key of a fresh set and keeps those that exist. The lock is the set's own.
 void PrepareFreshSet(KeyStore& store, const SetLock& lock);
 
 }  // namespace host

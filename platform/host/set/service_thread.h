@@ -4,8 +4,8 @@
 
 namespace host {
 
-// Runs `body`, which never returns, on a thread of that name (15 characters at most) until the
-// process ends. No signal is handled on it. Throws std::system_error when it cannot be started.
+// Runs `body`, which never returns, on a thread with that name (at most 15 characters) until the
+// process ends. It handles no signals. Throws std::system_error when it cannot be started.
 void StartServiceThread(const char* name, std::function<void()> body);
 
 }  // namespace host

@@ -27,7 +27,7 @@ std::optional<int> NumberFromZero(const std::string& text) {
   return number && *number >= 0 ? number : std::nullopt;
 }
 
-// `choices` are all that there is, and what each means.
+// `choices` are all valid values, with their meanings.
 Parameter OneOf(const std::string& name, const std::string& noun, const std::string& description,
                 std::vector<std::pair<std::string, KeyValue>> choices) {
   std::vector<std::string> names;

@@ -8,22 +8,22 @@
 #include "keystore/key_store.h"
 #include "set/set_steps.h"
 
-// All that can be done with a set: of this table programs make their verbs, forms and scripts.
+// All operations on a set: programs generate their verbs, forms and scripts from this table.
 namespace host {
 
-// What an operation is told.
+// A parameter of an operation.
 struct Parameter {
   std::string name;  // "SOURCE"; of an option "--detected"
   std::string noun;  // what its values are: "source"
   std::string description;
   bool isRequired;
 
-  // The values that it takes: each of these, and `others`, which is empty when there are no others:
-  // "a number from 0 up".
+  // The valid values: each of these, and `others`, a description such as "a number from 0 up", or
+  // empty.
   std::function<std::vector<std::string>()> values;
   std::string others;
 
-  // What a value means to the operation; nothing when it is not allowed.
+  // The meaning of a value; nothing when it is invalid.
   std::function<std::optional<KeyValue>(const std::string& text)> read;
 };
 
@@ -40,7 +40,7 @@ struct Operation {
 
 const std::vector<Operation>& Operations();
 
-// Throws SetError: kMissing, or kNotAllowed, which says what there is.
+// Throws SetError: kMissing, or kNotAllowed, which lists the valid values.
 Arguments ReadArguments(const Operation& operation, const Texts& texts);
 
 }  // namespace host

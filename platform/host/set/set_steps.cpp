@@ -95,8 +95,8 @@ Steps SwitchTo(const SetView& view, int source) {
       {kCurrentSourceKey, source},
       WriteType(source),
       {kSourceStateKey, isEmpty ? kNoPicture : kPictureShown},
-      // Before the change is said to begin: what comes between that and the picture would take it
-      // back.
+      // Before the start of the change is signalled: in between, this signal would cancel the
+      // change.
       {kSignalKey, SIGNAL_SOURCE_INFO_CHANGE},
       {kSignalKey, SIGNAL_EXT_SOURCE_CHANGE_START, kBetweenSteps},
   };

@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-// What a set needs is far below; anything longer is a mistake that would keep others waiting.
+// A set needs far less; anything longer is a mistake that would keep others waiting.
 constexpr std::size_t kMostText = 128 * 1024;
 
 [[noreturn]] void Fail(const std::string& problem) { throw std::runtime_error(problem); }

@@ -7,8 +7,8 @@
 #include "set/ports.h"
 #include "source_api.h"
 
-// What the keys of the set hold. The Read functions throw std::runtime_error that says, without
-// the key's name, what is wrong with a value that cannot be used.
+// The values of the set's keys. The Read functions throw std::runtime_error that says, without the
+// key's name, what is wrong with an invalid value.
 namespace host {
 
 int ReadNumber(const KeyValue& value);
@@ -20,7 +20,7 @@ struct SetSource : CSourceItem {
   bool isEmpty = false;
 };
 
-// The port of a set's source, with nothing attached; what it is called is the port's own name.
+// An empty port, with the port's own name.
 SetSource EmptyPort(const Port& port);
 
 // A JSON list of {"id": number, "name": text, "detected": text, "empty": bool}, in which the last
@@ -28,7 +28,7 @@ SetSource EmptyPort(const Port& port);
 std::vector<SetSource> ReadSources(const KeyValue& value);
 KeyValue WriteSources(const std::vector<SetSource>& sources);
 
-// Whether it can be the name of a source: plain text of at most that many bytes.
+// Whether it can be the name of a source: plain text of at most kMostSourceName bytes.
 bool IsSourceName(const std::string& name);
 inline constexpr std::size_t kMostSourceName = 256;
 

@@ -9,11 +9,11 @@
 
 namespace host {
 
-// A set as it is at the time of each question. It takes no lock and makes nothing: a key that is
-// missing reads as that of a fresh set. What the store throws leaves every function.
+// The current state of a set. It takes no lock and creates nothing: a missing key reads as in a
+// fresh set. Exceptions of the store pass through.
 class SetView {
  public:
-  // The store outlives the view.
+  // The store must outlive the view.
   explicit SetView(KeyStore& store) : m_Store(store) {}
 
   // Throws SetError (kUnreadable) when the list cannot be read.
@@ -22,7 +22,7 @@ class SetView {
   // The number in a key; nothing when it holds none.
   std::optional<int> Number(const std::string& key) const;
 
-  // Where the picture is; at the screen's corner and without size when that cannot be read.
+  // Where the picture is; all zeros when that cannot be read.
   Window PictureWindow() const;
 
  private:

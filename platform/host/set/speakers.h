@@ -4,8 +4,8 @@
 
 namespace host {
 
-// The outputs that the set's sound can go to. Their place here is the number of the route; the
-// first is the television's own.
+// The sound outputs of the set. The position is the number of the route; the first is the
+// television's own.
 inline constexpr std::string_view kSpeakerNames[] = {"tvspeaker", "receiver", "optical",
                                                      "bluetooth", "network"};
 

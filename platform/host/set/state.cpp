@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-// So many values of a key are remembered; then it begins anew.
+// That many values of a key are remembered; then the list is cleared.
 constexpr std::size_t kMaxRemembered = 1000;
 
 }  // namespace

@@ -9,15 +9,15 @@
 
 namespace host {
 
-// Logs that a key holds a value that cannot be used, and why; once for each such value, until it
-// holds one that can be used. Any thread.
+// Logs that a key holds an invalid value, and why; only once until it holds a valid one again. Any
+// thread.
 void ReportUnusable(const std::string& key, const KeyValue& value, const std::string& problem);
 
-// To be called when it holds one that can be used.
+// To be called when it holds a valid value.
 void ForgetUnusable(const std::string& key);
 
-// What `read`, of set_value.h, makes of the value of a key. Nothing when there is no value, and
-// when it cannot be used, which is logged.
+// The value of a key as read by `read`, of set_value.h. Nothing when there is no value, or when it
+// is invalid, which is logged.
 template <typename Reader>
 auto Usable(const std::string& key, const std::optional<KeyValue>& value, Reader read)
     -> std::optional<decltype(read(*value))> {

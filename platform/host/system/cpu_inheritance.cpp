@@ -1,6 +1,6 @@
 // A plain machine has no priority inheritance between processes. The registration is a file, for
-// the tools that show the set and for whoever wants to act on it: run directory,
-// cpu-inheritance/NAME, with the number of the process and a line end in it.
+// tools that show the set or act on it: cpu-inheritance/NAME in the run directory, which contains
+// the process ID and a newline.
 
 #include "cpu_inheritance.h"
 

@@ -19,8 +19,8 @@ bool IsInstalled() {
   return executable.native().rfind(std::string(SETTINGS_INSTALL_PREFIX) + "/", 0) == 0;
 }
 
-// A build that was not installed finds its data in the source tree, and what was made of them in
-// its own.
+// A build that is not installed finds its data in the source tree, and what is generated from them
+// in the build tree.
 std::string DefaultDataDir() {
   return IsInstalled() ? SETTINGS_INSTALL_DATA_DIR : SETTINGS_SOURCE_DATA_DIR;
 }

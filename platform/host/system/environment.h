@@ -5,8 +5,8 @@
 
 namespace host {
 
-// Where a set lives on this machine. Everything that the host reads or writes, apart from its
-// own read-only data, lies under `root`, which stands for the root directory of the set.
+// Where a set lives on this machine. Everything that the host reads or writes, except its own
+// read-only data, is below `root`, the root directory of the set.
 struct Environment {
   std::filesystem::path root;            // absolute; "/" on a real appliance
   std::filesystem::path modelFile;       // the model's features, JSON

@@ -6,9 +6,9 @@
 
 namespace host {
 
-// Opens the file or directory, `flags` as for open(), for this process alone among all that do the
-// same; it is locked until the descriptor is closed. Waits for whoever has it. Throws
-// std::system_error when it cannot be used.
+// Opens the file or directory, `flags` as for open(), and locks it against all others that do the
+// same, until the descriptor is closed. Waits for the lock. Throws std::system_error when the file
+// cannot be used.
 FileDescriptor OpenLocked(const std::filesystem::path& file, int flags);
 
 }  // namespace host

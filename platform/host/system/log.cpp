@@ -1,21 +1,20 @@
-// The log is written by a thread of its own, because the place where its lines end up may be slow
-// or stuck: a terminal that somebody stopped, a pipe that nobody reads, a full disk. Whoever
-// prints formats the line, takes the time and puts both into a queue, and that is all it waits
-// for. The queue is bounded, and so the memory of a program whose log is stuck; a log that does
-// not keep up loses lines and says how many and where.
+// The log is written by a separate thread, because its destination may be slow or stuck: a stopped
+// terminal, a pipe that nobody reads, a full disk. The printing thread only formats the line, takes
+// the time and queues both. The queue is bounded, and so is the memory of a program whose log is
+// stuck; a log that does not keep up loses lines and says how many and where.
 //
-// The queue is a list of blocks of exactly the size of a line. An empty log costs no memory, and
-// no print ever pays for the growth of a buffer.
+// The queue is a list of blocks of exactly the size of a line. An empty log costs no memory, and no
+// call pays for growing a buffer.
 //
-// To wake a thread costs its waker more than to print thirty lines. So a writer that is needed
-// again and again does not go to sleep after every line but lingers: for some milliseconds it
-// gathers what is printed, and nobody wakes it. A single line now and then costs one wake-up.
+// Waking a thread costs its waker more than printing thirty lines. So a busy writer does not go to
+// sleep after every line but lingers: for a few milliseconds it collects what is printed, and
+// nobody wakes it. A single line now and then costs one wake-up.
 //
 // The log is never destroyed, so destructors of other objects may still print, and the thread may
-// stay stuck when the process ends. What waits then is written by two last stops, one behind all
-// destructors of the program, the other in front of what std::terminate does: the lines before
-// an uncaught exception are those that explain it. A process that is killed by a signal loses
-// the lines that it had not written.
+// stay stuck when the process ends. Lines still queued then are written at two points, one after
+// all destructors of the program, the other before what std::terminate does: the lines before an
+// uncaught exception are those that explain it. A process that is killed by a signal loses the
+// lines that it had not written.
 
 #include "system/log.h"
 
@@ -50,7 +49,7 @@ namespace {
 constexpr size_t kQueueLimit = 8 * 1024 * 1024;
 constexpr std::chrono::milliseconds kLastFlushLimit = std::chrono::seconds(1);
 
-// How long the writer lingers, and how much may come together meanwhile before it is woken.
+// How long the writer lingers, and how much may collect meanwhile before it is woken.
 constexpr std::chrono::milliseconds kLingerTime(10);
 constexpr size_t kUrgentSize = 1024 * 1024;
 
@@ -117,7 +116,7 @@ class LineList {
 
 QueuedLinePtr MakeLine(timespec time, int priority, const char* tag, size_t textSize) {
   const size_t tagSize = std::strlen(tag);
-  // One more for the zero that vsnprintf puts behind the text.
+  // One more for vsnprintf's terminating zero.
   void* const memory = std::malloc(sizeof(QueuedLine) + tagSize + textSize + 1);
   if (memory == nullptr) {
     return nullptr;
@@ -142,7 +141,7 @@ class Log {
   bool Flush(std::chrono::milliseconds limit);
   void EndHold();
 
-  // Writes what waits, to standard error if no place was chosen. Bounded.
+  // Writes what is queued, to standard error if no destination was chosen. Bounded.
   void Finish();
 
   // What std::terminate did before there was a log; may be null.
@@ -165,9 +164,9 @@ class Log {
   std::condition_variable m_WakeUp;    // of the writer, when it becomes kBusy
   std::condition_variable m_Progress;  // of threads in Flush
   LineList m_Queue GUARDED_BY(m_Mutex);
-  // Lines lost behind the last one of the queue.
+  // Lines lost after the last one in the queue.
   uint64_t m_Lost GUARDED_BY(m_Mutex) = 0;
-  // The number of all lines, the lost ones included, and of those that the writer is done with.
+  // The number of all lines, including lost ones, and of those that the writer is done with.
   uint64_t m_Printed GUARDED_BY(m_Mutex) = 0;
   uint64_t m_Done GUARDED_BY(m_Mutex) = 0;
   Writer m_Writer GUARDED_BY(m_Mutex) = Writer::kAbsent;
@@ -188,7 +187,7 @@ namespace {
   std::abort();
 }
 
-// Runs behind the destructors of all static objects and all handlers of std::atexit.
+// Runs after the destructors of all static objects and all handlers of std::atexit.
 __attribute__((destructor)) void FinishLog() { Log::Get().Finish(); }
 
 }  // namespace

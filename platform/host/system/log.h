@@ -6,10 +6,10 @@
 
 namespace host {
 
-// Lines of __dlog_print are queued and written by a thread of the log's own, so that a slow
-// terminal or disk delays nobody (docs/logging.md). Until OpenLog they are kept in the queue.
+// Lines of __dlog_print are queued and written by a separate thread, so that a slow terminal or
+// disk delays nobody (docs/logging.md). Until OpenLog they stay in the queue.
 
-// How long a log file may become unless said.
+// The default limit of a log file.
 inline constexpr std::uint64_t kLogLimit = 16 * 1024 * 1024;
 
 // Chooses where the lines go: `file` (appended to, made when missing), or when it is empty the
@@ -18,15 +18,15 @@ inline constexpr std::uint64_t kLogLimit = 16 * 1024 * 1024;
 // std::runtime_error that names the file when it cannot be opened. At most once.
 void OpenLog(const std::filesystem::path& file, std::uint64_t limit = kLogLimit);
 
-// Forgets the lines that wait in the queue: a program that only prints its help has no log.
+// Discards the queued lines: a program that only prints its help has no log.
 void DiscardLog();
 
-// Waits until every line printed so far is written, at most `limit`. Returns whether it is.
+// Waits, at most `limit`, until every line printed so far is written. Returns whether it is.
 bool FlushLog(std::chrono::milliseconds limit);
 
-// While one lives, lines printed by its thread wait in the queue without waking the writer: the
-// way from a request to its reply pays for no wake-up. Its end wakes the writer if there is
-// something to write.
+// While one exists, lines printed by its thread wait in the queue without waking the writer, so
+// that answering a request costs no wake-up. Its end wakes the writer if there is something to
+// write.
 class LogHold {
  public:
   LogHold();

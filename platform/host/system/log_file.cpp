@@ -1,6 +1,6 @@
-// That lines wait to be written is said by a lock on the file: it costs little, shows in every
-// process, and goes with the process however it ends. It is taken before the first of the lines is
-// in the queue, so that whoever got a reply finds it.
+// A lock on the file announces that lines wait to be written: it is cheap, visible to every
+// process, and disappears with the process however it ends. It is taken before the first of the
+// lines is queued, so that whoever got a reply finds it.
 
 #include "system/log_file.h"
 
@@ -31,7 +31,7 @@ bool IsSame(const struct stat& a, const struct stat& b) {
 // Whether a relative path does not begin with "..".
 bool StaysBelow(const std::filesystem::path& way) { return !way.empty() && *way.begin() != ".."; }
 
-// The way from a set's own root to the directory of `file`, if it lies below, however the two are
+// The path from a set's root to the directory of `file`, if that is below it, however the two are
 // spelled.
 std::optional<std::filesystem::path> WayFromRoot(const std::filesystem::path& file) {
   std::error_code ignored;
@@ -39,7 +39,7 @@ std::optional<std::filesystem::path> WayFromRoot(const std::filesystem::path& fi
   if (!root.has_relative_path()) {
     return std::nullopt;
   }
-  // What is spelled behind the root comes first: it shows the links there.
+  // The path as spelled comes first: it shows the links in it.
   const std::filesystem::path spelled = std::filesystem::absolute(file);
   std::filesystem::path before;
   std::optional<std::filesystem::path> behind;
@@ -128,12 +128,12 @@ void LogFile::MakeRoom(std::size_t size) {
     return;
   }
   if (!Replace(status) && ftruncate(m_Fd.Get(), 0) != 0) {
-    // A file that can only be appended to grows on.
+    // A file that can only be appended to keeps growing.
     m_Directory = FileDescriptor();
   }
 }
 
-// There is a file of the name at every moment.
+// At every moment there is a file of that name.
 bool LogFile::Replace(const struct stat& old) {
   const int directory = m_Directory.Get();
   const std::string older = OlderLogFile(m_Name);
@@ -184,7 +184,7 @@ bool AwaitLogFile(const std::filesystem::path& file, std::chrono::milliseconds l
     if (!opened || fcntl(opened.Get(), F_OFD_GETLK, &lock) != 0) {
       return true;
     }
-    // The lock goes over to a new file before that has the name.
+    // A new file is locked before it gets the name.
     struct stat looked = {};
     struct stat named = {};
     if (lock.l_type == F_UNLCK && (fstat(opened.Get(), &looked) != 0 ||

@@ -12,26 +12,26 @@
 
 namespace host {
 
-// A file that a log is appended to and that does not grow beyond a limit: before it would, it gets
-// the name OlderLogFile and a new one takes its place. So a log has two files of that size at most.
-// What is not a regular file, such as a pipe or a terminal, has no limit. One thread at a time.
+// A file that a log is appended to and that does not grow beyond a limit: before it would, it is
+// renamed to OlderLogFile and a new one takes its place. So a log has at most two files of that
+// size. Anything but a regular file, such as a pipe or a terminal, has no limit. One thread at a
+// time.
 class LogFile {
  public:
-  // Makes the file when it is missing, readable for all. Below the root of a set of one's own, that
-  // is one that is not "/", neither it nor a directory on the way may be a symbolic link, however
-  // the root and the file are spelled. Throws std::runtime_error that names the file when it cannot
-  // be opened.
+  // Creates the file when it is missing, readable by all. Below the root of a set, unless that is
+  // "/", neither it nor a directory on the way may be a symbolic link, however the root and the
+  // file are spelled. Throws std::runtime_error that names the file when it cannot be opened.
   LogFile(const std::filesystem::path& file, std::uint64_t limit);
 
   int Fd() const { return m_Fd.Get(); }
 
-  // Changes the files, and Fd, if `size` more bytes exceed the limit. Standard output and standard
-  // error go over to the new file if they went to the old one. If the file cannot be renamed, it
-  // is emptied.
+  // Switches to a new file, and changes Fd, if `size` more bytes would exceed the limit. Standard
+  // output and standard error are redirected to the new file if they went to the old one. If the
+  // file cannot be renamed, it is emptied.
   void MakeRoom(std::size_t size);
 
-  // Says to those in AwaitLogFile whether there are lines that are not written yet. Cannot fail,
-  // but does nothing for a file that cannot be locked.
+  // Tells those in AwaitLogFile whether there are unwritten lines. Cannot fail, but does nothing
+  // for a file that cannot be locked.
   void SetUnwritten(bool unwritten);
 
  private:
@@ -47,8 +47,8 @@ class LogFile {
 // Where the lines from before `file` are.
 std::filesystem::path OlderLogFile(const std::filesystem::path& file);
 
-// Waits until what the process that logs to `file` has printed so far is written, at most `limit`.
-// Returns whether it is; also true when there is no such process or file.
+// Waits, at most `limit`, until everything that the process logging to `file` has printed so far is
+// written. Returns whether it is; also true when there is no such process or file.
 bool AwaitLogFile(const std::filesystem::path& file, std::chrono::milliseconds limit);
 
 }  // namespace host

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// Otherwise every entry would name this file as the place where it was logged.
+// Otherwise every entry would name this file as its origin.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
 
@@ -47,7 +47,7 @@ class TextSink : public LogSink {
       m_Lost += line.end > written ? line.weight : 0;
     }
     m_Lines.clear();
-    // What comes after half a line begins on a line of its own.
+    // After half a line, the next one starts on a new line.
     const bool torn = written == 0 ? m_Torn : m_Text[written - 1] != '\n';
     if (m_Text.capacity() > 2 * kWriteSize) {
       m_Text = std::string();

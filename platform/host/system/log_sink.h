@@ -9,20 +9,20 @@
 
 namespace host {
 
-// The place where log lines end up. One thread at a time.
+// The destination of log lines. One thread at a time.
 class LogSink {
  public:
   virtual ~LogSink() = default;
 
-  // Takes a line; may wait for the place. `weight` is the number of lines that are lost when
-  // this one cannot be written.
+  // Takes a line; may block. `weight` is the number of lines that are lost when this one cannot be
+  // written.
   virtual void Add(const LogLine& line, uint64_t weight) = 0;
 
-  // Writes what was taken and is not written yet.
+  // Writes what was added and is not yet written.
   virtual void Commit() = 0;
 
-  // Says whether there are lines that are to be taken or written yet. Called by any thread, but
-  // never while the writer adds or commits.
+  // Announces whether there are lines still to be added or written. Called by any thread, but never
+  // while the writer adds or commits.
   virtual void SetUnwritten(bool) {}
 
   // The number of lines lost since the last call.

@@ -30,7 +30,7 @@ class LogFormatter {
   std::string m_SecondText;  // of m_Second
 };
 
-// The fields of the journal's entry for a line, escaped like a log file's.
+// The fields of a journal entry for a line, escaped as in a log file.
 struct JournalEntry {
   std::string priority;
   std::string identifier;

@@ -1,6 +1,6 @@
-// A set has a directory for each preinstalled application, made when the application is
-// installed. A plain machine installs none, so the directory is made when its path is first
-// asked for; it lies in the one directory in which the service may always write.
+// A set has a directory for each preinstalled application, created when the application is
+// installed. A plain machine installs none, so the directory is created when its path is first
+// requested, in the one directory in which the service may always write.
 
 #include "platform_path.h"
 

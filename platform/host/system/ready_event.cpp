@@ -1,5 +1,5 @@
-// An event's file lies where everybody may write, such as /tmp, and the service may run with
-// more rights than they have. So nothing on the way to it is a symbolic link, and nothing but a
+// An event's file is in a place where everybody may write, such as /tmp, and the service may have
+// more rights than they do. So nothing on the way to it is a symbolic link, and nothing but a
 // regular file is replaced or removed.
 //
 // The events of a run that was killed are known from a list in the run directory, which is

@@ -12,35 +12,35 @@
 
 namespace host {
 
-// An open directory in which files are made, read and removed without ever following a symbolic
-// link, so that nobody who may write there can lead the service to another place. A name is one
-// component of a path: "", "." and ".." and names with a slash are refused. A failure throws
-// std::runtime_error with the full path and the reason.
+// An open directory in which files are created, read and removed without ever following a symbolic
+// link, so that nobody who may write there can redirect the service. A name is one component of a
+// path: "", "." and ".." and names with a slash are refused. A failure throws std::runtime_error
+// with the full path and the reason.
 class SafeDirectory {
  public:
   // Opens a directory that is trusted: symbolic links on the way to it are followed.
   explicit SafeDirectory(const std::filesystem::path& trusted);
 
-  // The directory `name` in this one. `EnterOrMake` makes it when it is missing, with exactly
-  // the permissions `mode`.
+  // The directory `name` in this one. `EnterOrMake` creates it when it is missing, with exactly the
+  // permissions `mode`.
   SafeDirectory Enter(const std::string& name) const;
   SafeDirectory EnterOrMake(const std::string& name, mode_t mode) const;
 
-  // Makes the file `name` anew, readable for all as far as the umask lets it. A regular file of
-  // that name is removed first; anything else there is left alone, and that is a failure.
+  // Creates the file `name`, readable by all as far as the umask allows. A regular file of that
+  // name is removed first; anything else there is left alone, and is a failure.
   void MakeFile(const std::string& name, std::string_view content) const;
 
-  // As MakeFile, but there is no moment without the whole of the old or the new content.
+  // Like MakeFile, but atomic: the file always has either the old or the new content.
   void ReplaceFile(const std::string& name, std::string_view content) const;
 
   // The content of the regular file `name`; nothing when it is missing. More than `limit` bytes
   // are a failure.
   std::optional<std::string> ReadFile(const std::string& name, size_t limit) const;
 
-  // Hands out the directory itself, opened with O_PATH.
+  // Releases the directory itself, opened with O_PATH.
   FileDescriptor TakeFd() && { return std::move(m_Fd); }
 
-  // Removes a file, or a link itself. That it is missing is no failure.
+  // Removes a file, or a link itself. A missing file is not a failure.
   void RemoveFile(const std::string& name) const;
 
  private:

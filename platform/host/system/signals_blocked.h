@@ -5,9 +5,9 @@
 
 namespace host {
 
-// While one lives, the calling thread takes no signals, nor does any thread that it starts: such a
-// thread never runs a handler of the program, and a closed pipe is a failed write in it instead of
-// the end of the process.
+// While one exists, the calling thread takes no signals, nor does any thread that it starts: such a
+// thread never runs a handler of the program, and writing to a closed pipe fails instead of ending
+// the process.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

@@ -1,6 +1,6 @@
 // The service manager is the watchdog: a unit with WatchdogSec= gets WATCHDOG_USEC and
 // NOTIFY_SOCKET in its environment. The unit also says what happens to a service that stops
-// feeding, so the level that the service asks for has no meaning here.
+// feeding, so the level that the service asks for is ignored here.
 
 #include <systemd/sd-daemon.h>
 
