@@ -13,6 +13,7 @@ import sys
 import tempfile
 import unittest
 
+sys.dont_write_bytecode = True  # beside the sources
 from style_test import DIRECTORY, cpp_files
 
 # Where quoted names are looked for, after the directory of the file that has them.
