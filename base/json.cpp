@@ -1,25 +1,25 @@
-// The reader of the JSON library, in its strictest mode, still lets through what is not JSON:
-// leading zeros, a lone minus sign, a plus sign, a point without digits, comments behind a value,
-// control characters and broken UTF-8 in strings, halves of surrogate pairs, a comma at the end
-// of an object whose last member has an empty name, everything behind a zero byte. What exactly
-// depends on its version. So everything is read here, in one pass that builds the library's values
-// and refuses everything else.
+// The reader of the JSON library, even in its strictest mode, accepts what is not JSON: leading
+// zeros, a lone minus sign, a plus sign, a point without digits, comments after a value, control
+// characters and broken UTF-8 in strings, halves of surrogate pairs, a comma at the end of an
+// object whose last member has an empty name, everything after a zero byte. What exactly depends on
+// its version. So everything is read here, in one pass that builds the library's values and refuses
+// everything else.
 //
-// RapidJSON, which is strict, was tried as the reader beneath those values. It tells its handler
-// where a value ends but not where it begins, which the messages about a catalogue need; integers
-// beyond 64 bits come as reals; depth, names that come twice, zeros and noncharacters are left to
-// the handler. And it is slower. The bodies of two requests, medians of 101 times 2000 in turns:
+// RapidJSON, which is strict, was tried as the reader for those values. It tells its handler where
+// a value ends but not where it begins, which the messages about a catalogue need; integers beyond
+// 64 bits come as reals; depth, duplicate names, zeros and noncharacters are left to the handler.
+// And it is slower. The bodies of two requests, medians of 101 times 2000 in turns:
 //
 //                     here     RapidJSON   the library's own
 //   GetItemValue      0.64     0.81        0.92 µs
 //   SetItemValue      1.23     1.65        2.48 µs
 //
-// Of two more only the times were taken, the best of 101 rounds, in which this reader took 0.70 and
-// 1.34: nlohmann's with a handler that builds the same values 1.19 and 2.27, simdjson with a copy
-// into them 0.62 and 1.18. That tenth would have to pay for all that is missing above.
+// For two more only the times were measured, the best of 101 rounds, in which this reader took 0.70
+// and 1.34: nlohmann's with a handler that builds the same values 1.19 and 2.27, simdjson with a copy
+// into them 0.62 and 1.18. That tenth does not pay for everything missing above.
 //
-// The library reads only a catalogue that is refused here: it goes on behind a mistake and finds
-// the next ones.
+// The library itself reads only a catalogue that is refused here: it continues after a mistake and
+// finds the next ones.
 
 #include "base/json.h"
 
@@ -68,7 +68,7 @@ void AppendUtf8(std::string& text, unsigned codePoint) {
   append(0x80 | (codePoint & 0x3F));
 }
 
-// Every function that reads returns null, or what is wrong with the character at At().
+// Every reading function returns null, or what is wrong with the character at At().
 class Reader {
  public:
   Reader(std::string_view text, int maxDepth) : m_Text(text), m_MaxDepth(maxDepth) {}
@@ -76,7 +76,7 @@ class Reader {
   const char* Root(Json::Value& root) {
     SkipSpaces();
     if (Peek() != '[' && Peek() != '{') {
-      return "a JSON object or array must begin here";
+      return "expected a JSON object or array";
     }
     return AnyRoot(root);
   }
@@ -100,7 +100,7 @@ class Reader {
  private:
   bool AtEnd() const { return m_At == m_Text.size(); }
 
-  // A zero at the end. A zero in the text is allowed nowhere.
+  // Zero at the end. Zeros are not allowed anywhere in the text.
   char Peek() const { return AtEnd() ? '\0' : m_Text[m_At]; }
 
   bool Skip(char c) {
@@ -159,7 +159,7 @@ class Reader {
         }
       } while (Skip(','));
       if (!Skip('}')) {
-        return "a comma or the end of the object must stand here";
+        return "expected a comma or the end of the object";
       }
     }
     --m_Depth;
@@ -170,7 +170,7 @@ class Reader {
     SkipSpaces();
     const std::size_t begin = m_At;
     if (Peek() != '"') {
-      return "the name of a member must stand here";
+      return "expected the name of a member";
     }
     std::string_view name;
     if (const char* fault = String(name)) {
@@ -180,11 +180,11 @@ class Reader {
     Json::Value& value = *object.demand(name.data(), name.data() + name.size());
     if (object.size() == membersBefore) {
       m_At = begin;
-      return "a member of this name came before";
+      return "duplicate member name";
     }
     SkipSpaces();
     if (!Skip(':')) {
-      return "a colon must stand here";
+      return "expected a colon";
     }
     SkipSpaces();
     if (const char* fault = Value(value)) {
@@ -209,7 +209,7 @@ class Reader {
         SkipSpaces();
       } while (Skip(','));
       if (!Skip(']')) {
-        return "a comma or the end of the array must stand here";
+        return "expected a comma or the end of the array";
       }
     }
     --m_Depth;
@@ -238,7 +238,7 @@ class Reader {
     const std::size_t begin = m_At;
     const bool negative = Skip('-');
     if (!IsDigit(Peek())) {
-      return negative ? "a digit must follow the minus sign" : "a value must stand here";
+      return negative ? "expected a digit after the minus sign" : "expected a value";
     }
     if (!Skip('0')) {
       Digits();
@@ -249,7 +249,7 @@ class Reader {
     if (Skip('.')) {
       integer = false;
       if (!Digits()) {
-        return "a digit must follow the point";
+        return "expected a digit after the point";
       }
     }
     if (Skip('e') || Skip('E')) {
@@ -370,7 +370,7 @@ class Reader {
   const char* UnicodeEscape() {
     const int unit = Unit();
     if (unit < 0) {
-      return "four hexadecimal digits must follow \\u";
+      return "expected four hexadecimal digits after \\u";
     }
     if (IsLowSurrogate(unit)) {
       return "second half of a surrogate pair without the first";
@@ -381,12 +381,12 @@ class Reader {
     if (unit >= 0xD800 && unit <= 0xDBFF) {
       const int low = Unit();
       if (!IsLowSurrogate(low)) {
-        return "the second half of a surrogate pair must stand here";
+        return "expected the second half of a surrogate pair";
       }
       codePoint = 0x10000u + ((codePoint - 0xD800u) << 10) + (static_cast<unsigned>(low) - 0xDC00u);
       m_At += kUnitSize;
     }
-    // Neither can the bus carry, and behind a zero whoever takes the text as C does sees nothing.
+    // The bus can carry neither, and C code would not see anything after a zero.
     if (codePoint == 0 || IsNoncharacter(codePoint)) {
       m_At = begin;
       return codePoint == 0 ? "zero in a string" : kNoncharacter;
@@ -397,7 +397,7 @@ class Reader {
 
   static bool IsLowSurrogate(int unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-  // The code unit that the escape sequence \uXXXX here stands for; -1 when there is none.
+  // The code unit of the escape sequence \uXXXX here; -1 when there is none.
   int Unit() const {
     const std::string_view sequence = m_Text.substr(m_At, kUnitSize);
     if (sequence.size() < kUnitSize || sequence.substr(0, 2) != "\\u") {
@@ -415,7 +415,7 @@ class Reader {
   }
 
   static constexpr std::size_t kUnitSize = 6;
-  static constexpr const char* kNoncharacter = "code point that is no character";
+  static constexpr const char* kNoncharacter = "noncharacter in a string";
 
   const std::string_view m_Text;
   const int m_MaxDepth;

@@ -58,8 +58,8 @@ TEST(JsonReader, TheNestingEndsWhereItsLimitSays) {
 
 TEST(JsonReader, WhatIsWrittenInAnotherWayIsRefused) {
   EXPECT_EQ(ProblemOf("[\n 007]"), "Line 2, Column 3: leading zeros are not allowed");
-  EXPECT_EQ(ProblemOf("[+1]"), "Line 1, Column 2: a value must stand here");
-  EXPECT_EQ(ProblemOf("[1.]"), "Line 1, Column 4: a digit must follow the point");
+  EXPECT_EQ(ProblemOf("[+1]"), "Line 1, Column 2: expected a value");
+  EXPECT_EQ(ProblemOf("[1.]"), "Line 1, Column 4: expected a digit after the point");
   EXPECT_EQ(ProblemOf("[\"\t\"]"), "Line 1, Column 3: control character in a string");
 }
 

@@ -478,7 +478,7 @@ TEST_F(Setctl, AFileOfACatalogueIsCheckedAsAPartOfIt) {
 
   const Outcome part = Run({"catalogue", "check", bad});
   EXPECT_EQ(part.status, 1);
-  EXPECT_EQ(part.out, bad.native() + ":2: c: rule over \"sport\", which is no item\n");
+  EXPECT_EQ(part.out, bad.native() + ":2: c: rule on \"sport\", which is not an item\n");
   EXPECT_EQ(part.err, "");
 
   const Outcome other = Run({"catalogue", "check", good});
@@ -493,7 +493,7 @@ TEST_F(Setctl, AFileOfACatalogueIsCheckedAsAPartOfIt) {
   EXPECT_EQ(support::RunCommand({"sh", "-c", "cd \"$1\" && exec \"$0\" catalogue check c.json",
                                  SETCTL, m_Root.Path()})
                 .out,
-            "c.json:2: c: rule over \"sport\", which is no item\n");
+            "c.json:2: c: rule on \"sport\", which is not an item\n");
 }
 
 TEST_F(Setctl, AFileThatNoIndexNamesIsACatalogueOfItsOwn) {
@@ -503,7 +503,7 @@ TEST_F(Setctl, AFileThatNoIndexNamesIsACatalogueOfItsOwn) {
       "visible": {"item": "game", "is": "on"}}]})";
   const Outcome outcome = Run({"catalogue", "check", file});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, file.native() + ":2: a: rule over \"game\", which is no item\n");
+  EXPECT_EQ(outcome.out, file.native() + ":2: a: rule on \"game\", which is not an item\n");
 }
 
 }  // namespace

@@ -161,7 +161,7 @@ bool ParseBody(std::string_view text, Json::Value& body, std::string& error) {
   }
   const std::size_t begin = std::min(text.find_first_not_of(" \t\n\r"), text.size());
   if (text.substr(begin, 1) != "{") {
-    error = Place(text, begin) + "a JSON object must begin here";
+    error = Place(text, begin) + "expected a JSON object";
     return false;
   }
   Json::Value read;

@@ -7,9 +7,9 @@
 
 #include "set/keys.h"
 
-// What a catalogue consists of, said once: the reader checks by these tables, and the JSON Schema
-// (catalogue_schema.h) is written from them. What concerns two members or two items is the
-// loader's.
+// What a catalogue consists of, in one place: the reader checks with these tables, and the JSON
+// Schema (catalogue_schema.h) is generated from them. The loader checks what involves two members
+// or two items.
 
 namespace host {
 
@@ -17,9 +17,9 @@ inline constexpr std::size_t kNoLimit = static_cast<std::size_t>(-1);
 
 using Words = std::span<const std::string_view>;
 
-// A text in parts between single slashes. Characters are given as in "a-z0-9_".
+// A string in parts between single slashes. Characters are given as in "a-z0-9_".
 struct Shape {
-  Words roots;             // what the first part can be; as the others when empty
+  Words roots;             // what the first part can be; like the others when empty
   std::string_view first;  // what a part begins with
   std::string_view rest;   // and what it goes on with
   std::size_t minParts;
@@ -30,7 +30,7 @@ struct Shape {
 
 bool Fits(const Shape& shape, std::string_view text);
 
-// Whether `text` is one of the words, or begins with one that ends with a slash.
+// Whether `text` is one of the words, or begins with a word that ends with a slash.
 bool IsAmong(Words words, std::string_view text);
 
 enum class Sort {
@@ -88,14 +88,14 @@ struct ObjectForm {
   std::span<const Member> members;
 };
 
-// Where the previews of items stand, each behind this by the item's identifier.
+// The prefix of the keys of previews; the item's identifier follows.
 inline constexpr std::string_view kPreviewKeys = "memory/menu/preview/";
 
 // What keys can lie in.
 inline constexpr std::string_view kStores[] = {"db", "memory"};
 inline constexpr std::string_view kPreviews[] = {kPreviewKeys};
 
-// What the set keeps its state in, and what programs tell each other in: no item can keep its value
+// Keys with which the set keeps its state and programs communicate: no item can keep its value
 // there.
 inline constexpr std::string_view kTakenKeys[] = {
     kFactoryResetCountKey, kRefreshMenuKey,
@@ -113,7 +113,7 @@ inline constexpr std::string_view kFollowsWords[] = {"speaker"};
 inline constexpr std::string_view kSourceWords[] = {"tv",    "hdmi", "component", "av",
                                                     "scart", "pc",   "usb",       "app"};
 
-// Narrower than what the key store takes, so that keys can be typed and read aloud.
+// Narrower than what the key store accepts, so that keys can be typed and read aloud.
 inline constexpr std::string_view kKeyCharacters = "A-Za-z0-9_.-";
 
 inline constexpr Shape kIdShape{{}, "a-z", "a-z0-9_", 1, 1, 64};
@@ -136,18 +136,19 @@ inline constexpr Form kId{
     .name = "id",
     .shape = &kIdShape,
     .mistake =
-        "identifier \"{0}\" must begin with a small letter and have small letters, digits "
-        "and \"_\" only, at most {2}"};
+        "identifier \"{0}\" must begin with a lowercase letter and contain only lowercase "
+        "letters, digits and \"_\", at most {2}"};
 inline constexpr Form kDisplayId{
     .sort = Sort::kText,
     .name = "displayId",
     .shape = &kDisplayIdShape,
     .mistake =
-        "\"displayId\" \"{0}\" must begin with a capital and have capitals, digits and "
-        "\"_\" only"};
+        "\"displayId\" \"{0}\" must begin with a capital and contain only capitals, digits "
+        "and \"_\""};
 inline constexpr std::string_view kKeyMistake =
-    "key \"{0}\" must begin with db/ or memory/, have letters, digits, \"_\", \"-\" and \".\" "
-    "between single slashes, at most {2} bytes in all, and not lie in memory/menu/preview/";
+    "key \"{0}\" must begin with db/ or memory/, contain only letters, digits, \"_\", \"-\" and "
+    "\".\" "
+    "between single slashes, have at most {2} bytes, and not be in memory/menu/preview/";
 inline constexpr Form kKey{
     .sort = Sort::kText, .name = "key", .shape = &kKeyShape, .mistake = kKeyMistake};
 inline constexpr Form kOwnKey{.sort = Sort::kText,
@@ -159,8 +160,8 @@ inline constexpr Form kFeature{
     .sort = Sort::kText,
     .shape = &kFeatureShape,
     .mistake =
-        "feature \"{0}\" must have letters, digits, \"_\", \"-\" and \".\" between single "
-        "slashes, of which there is one at least"};
+        "feature \"{0}\" must contain only letters, digits, \"_\", \"-\" and \".\" between "
+        "single slashes, at least one"};
 inline constexpr Form kKindName{
     .sort = Sort::kText, .words = kKindWords, .mistake = "unknown kind: use {1}"};
 inline constexpr Form kOnOrOff{
@@ -171,7 +172,7 @@ inline constexpr Form kStorage{.sort = Sort::kText,
                                .mistake = "unknown storage \"{0}\": use {1}"};
 inline constexpr Form kFollows{.sort = Sort::kText,
                                .words = kFollowsWords,
-                               .mistake = "\"follows\" \"{0}\" is not known: use {1}"};
+                               .mistake = "\"follows\" \"{0}\" is unknown: use {1}"};
 inline constexpr Form kSourceType{.sort = Sort::kText, .name = "sourceType", .words = kSourceWords};
 
 // Rules.
@@ -191,17 +192,17 @@ inline constexpr Form kFeatureValues{.sort = Sort::kOneOrSeveral, .parts = kFeat
 inline constexpr Form kSources{.sort = Sort::kOneOrSeveral, .parts = kSourceParts};
 inline constexpr Form kSpeakers{.sort = Sort::kOneOrSeveral, .parts = kSpeakerParts};
 
-inline constexpr Member kAskedItem{"item", &kId, true, "The item whose value is asked for."};
+inline constexpr Member kAskedItem{"item", &kId, true, "The item whose value is tested."};
 inline constexpr Member kAskedKey{"key", &kKey, true, "The key of the key store."};
 inline constexpr Member kAskedFeature{"feature", &kFeature, true,
                                       "The key of a feature of the model."};
 
-inline constexpr Member kAllMembers[] = {{"all", &kRules, true, "Every one of these is true."}};
+inline constexpr Member kAllMembers[] = {{"all", &kRules, true, "All of these are true."}};
 inline constexpr Member kAnyMembers[] = {{"any", &kRules, true, "At least one of these is true."}};
 inline constexpr Member kNotMembers[] = {{"not", &kRule, true, "This is not true."}};
 inline constexpr Member kItemRuleMembers[] = {
     kAskedItem,
-    {"is", &kItemValues, true, "Written as the item's default; one of several in a list."}};
+    {"is", &kItemValues, true, "Written like the item's default; one of several in a list."}};
 inline constexpr Member kKeyRuleMembers[] = {
     kAskedKey, {"is", &kKeyValues, true, "What it holds; one of several in a list."}};
 inline constexpr Member kFeatureRuleMembers[] = {
@@ -211,16 +212,16 @@ inline constexpr Member kSourceRuleMembers[] = {
 inline constexpr Member kSpeakerRuleMembers[] = {
     {"speaker", &kSpeakers, true, "The type of the active speaker; one of several in a list."}};
 
-// Each is known by the first of its members.
+// Each is identified by the first of its members.
 inline constexpr ObjectForm kRuleForms[] = {
     {"", "an \"all\" rule", "", kAllMembers},
     {"", "an \"any\" rule", "", kAnyMembers},
     {"", "a \"not\" rule", "", kNotMembers},
-    {"", "a rule over an item", "", kItemRuleMembers},
-    {"", "a rule over a key", "", kKeyRuleMembers},
-    {"", "a rule over a feature", "", kFeatureRuleMembers},
-    {"", "a rule over the source", "", kSourceRuleMembers},
-    {"", "a rule over the speaker", "", kSpeakerRuleMembers},
+    {"", "a rule on an item", "", kItemRuleMembers},
+    {"", "a rule on a key", "", kKeyRuleMembers},
+    {"", "a rule on a feature", "", kFeatureRuleMembers},
+    {"", "a rule on the source", "", kSourceRuleMembers},
+    {"", "a rule on the speaker", "", kSpeakerRuleMembers},
 };
 
 // Items.
@@ -235,16 +236,16 @@ inline constexpr Member kNameMember{"name", &kText, true, "What the menu shows, 
 inline constexpr Member kDisplayIdMember{"displayId", &kDisplayId, true,
                                          "The identifier of the name, the same in every language."};
 inline constexpr Member kVisibleMember{"visible", &kRule, false,
-                                       "When the menu shows it; always when missing."};
+                                       "When the menu shows it; by default always."};
 inline constexpr Member kEnabledMember{"enabled", &kRule, false,
-                                       "When the user can operate it; always when missing."};
+                                       "When the user can operate it; by default always."};
 inline constexpr Member kItemsMember{"items", &kItems, true, "In the order of the menu."};
 inline constexpr Member kKeyMember{
-    "key", &kOwnKey, false, "Where the value is kept; db/menu/ and the identifier when missing."};
-inline constexpr Member kSwitchStorage{"storage", &kStorage, false, "\"int\" when missing."};
-inline constexpr Member kListStorage{"storage", &kStorage, false, "\"string\" when missing."};
+    "key", &kOwnKey, false, "Where the value is kept; by default db/menu/ and the identifier."};
+inline constexpr Member kSwitchStorage{"storage", &kStorage, false, "By default \"int\"."};
+inline constexpr Member kListStorage{"storage", &kStorage, false, "By default \"string\"."};
 inline constexpr Member kRangeStorage{"storage", &kStorage, false,
-                                      "\"int\" when missing, \"string\" with fractions."};
+                                      "By default \"int\", for fractions \"string\"."};
 
 inline constexpr Member kOptionValueMember{"value", &kOptionValue};
 inline constexpr Member kOptionMembers[] = {kOptionValueMember, kNameMember, kVisibleMember,
@@ -263,7 +264,7 @@ inline constexpr Form kKept{.sort = Sort::kObject, .object = &kKeptForm};
 inline constexpr Member kSwitchDefault{"default", &kOnOrOff};
 inline constexpr Member kListDefault{"default", &kText, true, "The value of one of the options."};
 inline constexpr Member kFollowsMember{"follows", &kFollows, false,
-                                       "What the value is taken from while it has one."};
+                                       "Where the value comes from while there is one."};
 inline constexpr Member kMin{"min", &kNumber};
 inline constexpr Member kMax{"max", &kNumber};
 inline constexpr Member kStep{"step", &kPositive};

@@ -10,15 +10,14 @@
 #include "items/catalogue_reader.h"
 #include "items/rule_reader.h"
 
-// A catalogue is written by people, often many items at a time, so the loader does not stop at
-// the first mistake: it notes each with its line and goes on with what can still be judged. Only
-// a catalogue without any mistake is loaded. A mistake is reported once: what follows from one
-// that was noted already is left out.
+// A catalogue is written by people, often many items at a time, so the loader does not stop at the
+// first mistake: it records each with its line and continues with what can still be checked. Only a
+// catalogue without mistakes is loaded. A mistake is reported once, without its consequences.
 
 namespace host {
 namespace {
 
-// The integer that `text` is the usual form of.
+// The integer that `text` is, in its usual form.
 std::optional<int> ParseInt(const std::string& text) {
   const std::optional<int> number = base::ParseWhole<int>(text);
   return number && std::to_string(*number) == text ? number : std::nullopt;
@@ -119,7 +118,7 @@ void Loader::ReadFilesOfIndex(const Json::Value& list) {
     m_Reader.GoTo(index);
     const std::string text(TextOf(name));
     if (text.empty() || text.find('/') != std::string::npos) {
-      Report(name, "a file is named by a text without \"/\": it lies beside the index");
+      Report(name, "a file name must not contain \"/\": files are beside the index");
     } else if (std::find(names.begin(), names.end(), text) != names.end()) {
       Report(name, fmt::format("file \"{}\" is named twice", text));
     } else {
@@ -200,7 +199,7 @@ const ObjectForm* Loader::ReadKind(const JsonObject& object) {
   return form;
 }
 
-// Of the item that was begun last, or of one of its options.
+// Of the current item, or of one of its options.
 States Loader::ReadStates(const JsonObject& object) {
   const auto place = static_cast<std::uint32_t>(m_Items.size() - 1);
   return {m_Rules.Read(object, "visible", place), m_Rules.Read(object, "enabled", place)};
@@ -233,7 +232,7 @@ std::string Loader::ReadOwnKey(const JsonObject& object) {
                                      : "db/menu/" + m_Reader.Here().item;
   if (IsAmong(kOwnKey.taken, key)) {
     Report(given != nullptr ? *given : object.Whole(),
-           fmt::format("key \"{}\" belongs to the set: an item needs a key of its own", key));
+           fmt::format("key \"{}\" is reserved for the set: choose another", key));
   }
   return key;
 }
@@ -259,7 +258,7 @@ void Loader::ReadList(const JsonObject& object, ValueDefinition& value) {
   value.values = ReadOptions(*list, value.storage);
   const auto position = standard ? FindValue(value.values, *standard) : std::nullopt;
   if (standard && !position) {
-    Report(object, "default", fmt::format("default \"{}\" is none of the options", *standard));
+    Report(object, "default", fmt::format("default \"{}\" is not one of the options", *standard));
   }
   value.standard = position.value_or(0);
 }
@@ -349,8 +348,8 @@ std::optional<NumberGrid> Loader::ReadGrid(const JsonObject& object) {
   const auto grid = NumberGrid::Make(*min, *max, *step);
   if (!grid) {
     Report(object, "max",
-           "\"max\" must be min plus a whole number of steps, and min, max and step must fit into "
-           "nine digits, those behind the point included");
+           "\"max\" must be min plus a whole number of steps, and min, max and step must fit in "
+           "nine digits, including those after the point");
   }
   return grid;
 }
@@ -374,8 +373,8 @@ NumberGrid Loader::ReadKept(const JsonObject& object, const NumberGrid& grid) {
   const auto keptGrid = grid.SameLength(*min, *step);
   if (!keptGrid) {
     Report(*json,
-           "\"step\" of \"kept\" must be above 0, and its numbers must fit into nine digits, those "
-           "behind the point included");
+           "\"step\" of \"kept\" must be above 0, and its numbers must fit in nine digits, "
+           "including those after the point");
   }
   return keptGrid.value_or(grid);
 }
@@ -388,7 +387,7 @@ Storage Loader::ReadStorage(const JsonObject& object, const Member& member, Stor
   return *storage == "int" ? Storage::kInt : Storage::kString;
 }
 
-// The keys of the maps lie in m_Items, which grows no more.
+// The keys of the maps point into m_Items, which no longer grows.
 void Loader::CheckUniqueness() {
   ItemPlaces displayIds;
   for (ItemPlaces* places : {&m_Places, &m_Keys, &displayIds}) {
@@ -403,21 +402,21 @@ void Loader::CheckUniqueness() {
     const auto [sameId, isFirstOfId] = m_Places.emplace(item.id, place);
     if (!isFirstOfId) {
       Report(origin, item,
-             fmt::format("identifier is used already, at {}", Where(m_Origins[sameId->second])));
+             fmt::format("identifier is already used, at {}", Where(m_Origins[sameId->second])));
       continue;
     }
     if (item.value && !item.value->key.empty()) {
       const auto [sameKey, isFirstOfKey] = m_Keys.emplace(item.value->key, place);
       if (!isFirstOfKey) {
         Report(origin, item,
-               fmt::format("key \"{}\" is used already, by \"{}\" at {}", item.value->key,
+               fmt::format("key \"{}\" is already used by \"{}\" at {}", item.value->key,
                            m_Items[sameKey->second].id, Where(m_Origins[sameKey->second])));
       }
     }
     const auto [sameText, isFirstOfText] = displayIds.emplace(item.displayId, place);
     if (!isFirstOfText && !item.displayId.empty() && m_Items[sameText->second].name != item.name) {
       Report(origin, item,
-             fmt::format("\"displayId\" \"{}\" stands for another name already, at {}",
+             fmt::format("\"displayId\" \"{}\" already stands for another name, at {}",
                          item.displayId, Where(m_Origins[sameText->second])));
     }
   }

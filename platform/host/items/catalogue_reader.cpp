@@ -101,7 +101,7 @@ std::optional<std::string> CatalogueReader::ReadText(const JsonObject& object,
   }
   const std::string text(TextOf(*value));
   if (!Fits(kText, *value)) {
-    Report(*value, fmt::format("\"{}\" must be a text of at least one character, UTF-8 without "
+    Report(*value, fmt::format("\"{}\" must be a non-empty string, UTF-8 without "
                                "control characters",
                                member.name));
     return std::nullopt;

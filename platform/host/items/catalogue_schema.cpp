@@ -67,7 +67,7 @@ class Writer {
     return list;
   }
 
-  // By its name if it has one, and then defined before it is written: rules lie in rules.
+  // By its name if it has one, and then defined before it is written, because rules contain rules.
   template <typename Form>
   Json::Value Reference(const Form& form) {
     if (form.name.empty()) {
@@ -194,7 +194,7 @@ class Writer {
     return object;
   }
 
-  // Of a list: the one rule over two members that is worth its lines in an editor.
+  // Of a list: the only rule on two members that is worth having in an editor.
   static void AddIntegerOptions(Json::Value& list) {
     const Json::Value isInt = Object({{"storage", Object({{"const", "int"}})}});
     const Json::Value integer = Object({{"pattern", "^(0|-?[1-9][0-9]{0,9})$"}});
@@ -212,7 +212,7 @@ std::string OnOneLine(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
-// In few lines: what has room on one is not broken.
+// In few lines: what fits on one is not broken.
 void Append(const Json::Value& value, std::size_t depth, std::size_t begun, std::string& text) {
   const std::string line = OnOneLine(value);
   if (depth > 0 && begun + line.size() < kColumns) {

@@ -59,8 +59,8 @@ std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids
   return {};
 }
 
-// Whether the record, with so many more items of the application in it, is mirrored. If not, the
-// application is left as it was.
+// Whether the record, with so many more items of the application, could be mirrored. If not, the
+// application is unchanged.
 bool DisabledItems::CountAdded(const std::string& app, std::size_t count) {
   Disabler& disabler = m_Record.disablers[app];
   const Disabler before = disabler;
@@ -118,7 +118,7 @@ std::optional<DisabledItems::Relation> DisabledItems::Find(Items::iterator item,
   return found == apps.end() ? std::nullopt : std::optional(Relation{item, found - apps.begin()});
 }
 
-// The items that nobody disables any more.
+// The items that nobody disables any longer.
 std::vector<std::string> DisabledItems::Remove(std::span<const Relation> relations,
                                                const std::string& app) {
   Disabler& disabler = m_Record.disablers[app];
@@ -227,14 +227,14 @@ bool DisabledItems::WriteMirror() {
   const std::string text = WriteDisabledRecord(m_Record);
   if (text.size() > kMostRecordText || RelationCount(m_Record) > kMostRelations) {
     LogError("settings-items",
-             fmt::format("{}: full, so the record stays as it is there", kDisabledItemsKey));
+             fmt::format("{}: full, so the record is unchanged", kDisabledItemsKey));
     return false;
   }
   if (m_Inputs.WriteText(kDisabledItemsKey, text)) {
     return true;
   }
   LogError("settings-items",
-           std::string(kDisabledItemsKey) + ": cannot be written, so the record stays as it is there");
+           std::string(kDisabledItemsKey) + ": cannot be written, so the record is unchanged");
   return false;
 }
 

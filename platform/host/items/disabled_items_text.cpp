@@ -11,9 +11,8 @@
 #include "base/json.h"
 #include "bus/bus.h"
 
-// One line for each item and each application, so that damage to a part of the text costs that
-// part only: JSON text holds no line ends but those between its values, and no beginning of an
-// object is an object.
+// One line for each item and each application, so that damage to a part of the text costs only that
+// part: JSON on one line contains no line ends, and a truncated object is not an object.
 
 namespace host {
 namespace {
@@ -32,7 +31,7 @@ class LineReader {
     }
     if (!json.isObject() || !json["id"].isString() || !json["apps"].isArray() ||
         json["apps"].empty()) {
-      throw std::runtime_error("it is no object with an \"id\" and a list of \"apps\"");
+      throw std::runtime_error("it is not an object with an \"id\" and a list of \"apps\"");
     }
     std::vector<std::string> apps;
     for (const Json::Value& app : json["apps"]) {
@@ -77,7 +76,7 @@ std::size_t RelationCount(const DisabledRecord& record) {
   return count;
 }
 
-// Written by hand, because the whole record is written at every change: through values of JsonCpp
+// Written by hand, because the whole record is written at every change, and with JsonCpp values
 // that took most of the time of a call.
 void AppendQuoted(std::string_view text, std::string& json) {
   json += '"';
@@ -142,10 +141,10 @@ DisabledRecord ReadDisabledRecord(std::string_view text, std::string& damage) {
   }
   damage.clear();
   if (damaged > 0) {
-    damage = fmt::format("left out {} of {} lines, which are damaged; {}", damaged, lines, first);
+    damage = fmt::format("dropped {} of {} lines, which are damaged; {}", damaged, lines, first);
   }
   if (text.size() > kMostRecordText) {
-    damage += fmt::format("{}left out what is beyond {} bytes", damage.empty() ? "" : "; ",
+    damage += fmt::format("{}dropped everything beyond {} bytes", damage.empty() ? "" : "; ",
                           kMostRecordText);
   }
   std::erase_if(record.disablers, [](const auto& each) { return each.second.items == 0; });

@@ -15,7 +15,7 @@ namespace {
 
 enum class Subject { kRules, kRule, kItem, kKey, kFeature, kSource, kSpeaker };
 
-// What a rule of a form is. Whether a key holds a number or a text, the values of the rule tell.
+// The kind of a rule of a form. The values of the rule tell whether a key holds a number or a text.
 struct Meaning {
   Subject subject;
   RuleKind kind;
@@ -45,7 +45,7 @@ std::vector<const Json::Value*> ValuesOf(const Json::Value& json) {
 }
 
 // The first of the values that does not have the form; null when all have it. An empty list fails
-// as a whole.
+// itself.
 const Json::Value* FindBad(const Json::Value& json, const Form& form) {
   const auto values = ValuesOf(json);
   const auto bad = std::find_if_not(values.begin(), values.end(),
@@ -56,7 +56,7 @@ const Json::Value* FindBad(const Json::Value& json, const Form& form) {
   return bad == values.end() ? nullptr : *bad;
 }
 
-// The form that all of the values have; null when there is none.
+// The common form of all the values; null when there is none.
 const Form* FormOf(const Json::Value& json, const Form& oneOrSeveral) {
   for (const Form* form : oneOrSeveral.parts) {
     if (FindBad(json, *form) == nullptr) {
@@ -70,7 +70,7 @@ std::string Quoted(std::span<const std::string_view> texts) {
   return fmt::format("\"{}\"", fmt::join(texts, "\", \""));
 }
 
-// What an item with a value can be, for a message.
+// The possible values of an item, for a message.
 std::string Describe(const ValueSet& values) {
   if (const auto* options = std::get_if<std::vector<Option>>(&values)) {
     std::vector<std::string_view> texts;
@@ -178,9 +178,9 @@ void RuleReader::ReadKeyRule(const JsonObject& object, RuleNode& node) {
   const Form* form = FormOf(*values, kKeyValues);
   if (form == nullptr) {
     m_Reader.Report(*values,
-                    "\"is\" of a rule over a key must be a text without control "
-                    "characters or an integer of 32 bits, or a list of only the one or "
-                    "only the other");
+                    "\"is\" of a rule on a key must be a string without control "
+                    "characters or a 32-bit integer, or a list of strings only or "
+                    "integers only");
   } else if (key && form == &kInteger) {
     node.kind = RuleKind::kNumber;
     node.input = AddInput({InputKind::kIntKey, 0, *key, ""});
@@ -200,8 +200,8 @@ void RuleReader::ReadFeatureRule(const JsonObject& object, RuleNode& node) {
   const Form* form = FormOf(*values, kFeatureValues);
   if (form == nullptr) {
     m_Reader.Report(*values,
-                    "\"is\" of a rule over a feature must be true, false or an integer "
-                    "of 32 bits, or a list of only truth values or only integers");
+                    "\"is\" of a rule on a feature must be true, false or a 32-bit "
+                    "integer, or a list of Booleans only or integers only");
   } else if (key) {
     const auto kind = form == &kTruth ? InputKind::kBoolFeature : InputKind::kIntFeature;
     node.input = AddInput({kind, 0, *key, ""});
@@ -222,8 +222,8 @@ void RuleReader::ReadSourceRule(const Json::Value& types, RuleNode& node) {
 void RuleReader::ReadSpeakerRule(const Json::Value& types, RuleNode& node) {
   if (const Json::Value* bad = FindBad(types, kText)) {
     m_Reader.Report(*bad,
-                    "\"speaker\" must be a text of at least one character, UTF-8 without "
-                    "control characters, or a list of such texts");
+                    "\"speaker\" must be a non-empty string, UTF-8 without "
+                    "control characters, or a list of such strings");
     return;
   }
   node.input = AddInput({InputKind::kSpeaker, 0, "", std::string(kSpeakerNames[0])});
@@ -270,8 +270,8 @@ void RuleReader::Report(const Mention& mention, const Json::Value& value,
   m_Reader.Report(value, std::move(message));
 }
 
-// An item that has a mistake itself may be left out, or lack the value that a rule names, because
-// of that mistake.
+// An item with a mistake may be missing, or lack the value that a rule names, because of that
+// mistake.
 void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) {
   std::set<std::string, std::less<>> mistaken;
   for (const CatalogueProblem& problem : m_Reader.Problems()) {
@@ -288,7 +288,7 @@ void RuleReader::Link(const std::vector<Item>& items, const ItemPlaces& places) 
     if (found != places.end()) {
       FindValues(mention, found->second, items);
     } else if (isComplete) {
-      Report(mention, *mention.id, items, fmt::format("rule over \"{}\", which is no item", id));
+      Report(mention, *mention.id, items, fmt::format("rule on \"{}\", which is not an item", id));
     }
   }
 }
@@ -298,7 +298,7 @@ void RuleReader::FindValues(const Mention& mention, std::uint32_t to,
   const Item& item = items[to];
   if (!item.value) {
     Report(mention, *mention.id, items,
-           fmt::format("rule over \"{}\", which has no value: it is {}", item.id,
+           fmt::format("rule on \"{}\", which has no value: it is {}", item.id,
                        item.kind == ItemKind::kGroup ? "a group" : "an action"));
     return;
   }

@@ -61,7 +61,7 @@ Features ParseFeatures(const Json::Value& model) {
       features[member.name()] = member->asInt();
     } else {
       throw std::runtime_error("feature \"" + member.name() +
-                               "\" is neither true or false nor an integer of 32 bits");
+                               "\" is neither true or false nor a 32-bit integer");
     }
   }
   return features;

@@ -186,7 +186,7 @@ TEST_F(DisabledItemsMirror, WithoutTheLineOfItsInstanceAnApplicationIsTakenForOn
   Restart();
   EXPECT_EQ(WholeRecord(), (Record{{"tone", {"org.example.one"}}}));
   EXPECT_THAT(m_Platform.ReportedEnds(), IsEmpty());
-  EXPECT_THAT(Errors(), ElementsAre(HasSubstr("left out 1 of 2 lines")));
+  EXPECT_THAT(Errors(), ElementsAre(HasSubstr("dropped 1 of 2 lines")));
 }
 
 TEST_F(DisabledItemsMirror, AnInstanceWithoutItemsIsLeftOut) {
@@ -213,7 +213,7 @@ TEST_F(DisabledItemsMirror, LinesThatAreDamagedAreLeftOutAndLoggedTogether) {
       "{\"id\":\"reset\",\"apps\":[\"org.example.two\"]}");
   Restart();
   EXPECT_EQ(WholeRecord(), (Record{{"tone", {"org.example.one"}}, {"reset", {"org.example.two"}}}));
-  EXPECT_THAT(Errors(), ElementsAre("memory/menu/disabled_items: left out 2 of 4 lines, which are "
+  EXPECT_THAT(Errors(), ElementsAre("memory/menu/disabled_items: dropped 2 of 4 lines, which are "
                                     "damaged; line 2: it is not JSON\n"));
   EXPECT_EQ(Mirror(),
             "{\"id\":\"reset\",\"apps\":[\"org.example.two\"]}\n"
@@ -227,23 +227,23 @@ TEST_F(DisabledItemsMirror, EveryLineThatIsNoEntryIsDamaged) {
     std::string line;
     const char* message;
   } lines[] = {
-      {"{}", "it is no object with an \"id\" and a list of \"apps\""},
-      {"[]", "it is no object"},
+      {"{}", "it is not an object with an \"id\" and a list of \"apps\""},
+      {"[]", "it is not an object"},
       {"\"tone\"", "it is not JSON"},
       {"null", "it is not JSON"},
-      {R"({"id":"tone"})", "it is no object"},
-      {R"({"id":"tone","apps":[]})", "it is no object"},
-      {R"({"id":"tone","apps":"org.example.one"})", "it is no object"},
-      {R"({"id":"tone","apps":{"org.example.one":1}})", "it is no object"},
-      {R"({"id":1,"apps":["org.example.one"]})", "it is no object"},
-      {R"({"apps":["org.example.one"]})", "it is no object"},
+      {R"({"id":"tone"})", "it is not an object"},
+      {R"({"id":"tone","apps":[]})", "it is not an object"},
+      {R"({"id":"tone","apps":"org.example.one"})", "it is not an object"},
+      {R"({"id":"tone","apps":{"org.example.one":1}})", "it is not an object"},
+      {R"({"id":1,"apps":["org.example.one"]})", "it is not an object"},
+      {R"({"apps":["org.example.one"]})", "it is not an object"},
       {R"({"id":"tone","apps":["org.example.one",2]})", "an application is not a name"},
       {R"({"id":"tone","apps":[""]})", "an application is not a name"},
       {R"({"id":"tone","apps":[["org.example.one"]]})", "an application is not a name"},
       {R"({"id":"tone","apps":["org.example.one","one"]})", "an application is not a name"},
       {R"({"app":"one","instance":"bus:1.7"})", "an application is not a name"},
       {R"({"instance":"bus:1.7"})", "an application is not a name"},
-      {R"({"app":"org.example.one","instance":7})", "it is no object"},
+      {R"({"app":"org.example.one","instance":7})", "it is not an object"},
       {R"({"id":"tone","apps":["org.example.one"]}})", "it is not JSON"},
       {R"({"id":"tone","id":"game","apps":["org.example.one"]})", "it is not JSON"},
       {"tone", "it is not JSON"},
@@ -329,7 +329,7 @@ TEST_F(DisabledItemsMirror, ACallAfterAFailedRepairWritesTheWholeRecord) {
   Restart();
   EXPECT_THAT(Disabled(), ElementsAre("tone"));
   EXPECT_THAT(Errors(),
-              ElementsAre(HasSubstr("left out 1 of 2 lines"), HasSubstr("cannot be written")));
+              ElementsAre(HasSubstr("dropped 1 of 2 lines"), HasSubstr("cannot be written")));
   m_Platform.LetWritesSucceed();
   Api::DisableItem("game", "org.example.one");
   EXPECT_EQ(Mirror(),

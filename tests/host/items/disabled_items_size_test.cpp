@@ -133,7 +133,7 @@ TEST_F(DisabledItemsSize, OfAMirrorBeyondTheLimitsAPartIsReadSwiftly) {
   }
   m_Platform.SetKey(kMirror, text);
   ExpectFast("read", [&] { Api::UpdateDisabledItemList(); });
-  EXPECT_THAT(Errors(), testing::ElementsAre(testing::HasSubstr("left out")));
+  EXPECT_THAT(Errors(), testing::ElementsAre(testing::HasSubstr("dropped")));
   EXPECT_GT(Disabled().size(), 1'000u);
   EXPECT_LE(Mirror().size(), 256u * 1024u);
 

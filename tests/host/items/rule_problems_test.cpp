@@ -52,11 +52,11 @@ const Mistake kMistakes[] = {
     {"a combination in capitals", R"({"ALL": [{"source": "tv"}]})", 7,
      "a rule must have one of the members"},
     {"two conditions in one", "{\"item\": \"mode\", \"is\": \"a\",\n\"source\": \"tv\"}", 8,
-     "unknown member \"source\": a rule over an item takes item, is"},
+     "unknown member \"source\": a rule on an item takes item, is"},
     {"two combinations in one", "{\"all\": [{\"source\": \"tv\"}],\n\"not\": {\"source\": \"av\"}}",
      8, "unknown member \"not\": an \"all\" rule takes all"},
     {"an unknown member", "{\"source\": \"tv\",\n\"is\": true}", 8,
-     "unknown member \"is\": a rule over the source takes source"},
+     "unknown member \"is\": a rule on the source takes source"},
 
     {"an empty all", "{\"all\":\n[]}", 8, "\"all\" must be a list of at least one rule"},
     {"an empty any", "{\"any\":\n[]}", 8, "\"any\" must be a list of at least one rule"},
@@ -68,16 +68,17 @@ const Mistake kMistakes[] = {
      "\"source\" must be one of \"tv\", \"hdmi\""},
 
     {"an item without a value to compare", R"({"item": "mode"})", 7,
-     "member \"is\" is missing: a rule over an item needs it"},
-    {"an item that is no text", R"({"item": 1, "is": "a"})", 7, "\"item\" must be a text"},
+     "member \"is\" is missing: a rule on an item needs it"},
+    {"an item that is no text", R"({"item": 1, "is": "a"})", 7,
+     "\"item\" must be a non-empty string"},
     {"an unknown item", R"({"item": "nosuch", "is": "a"})", 7,
-     "rule over \"nosuch\", which is no item"},
+     "rule on \"nosuch\", which is not an item"},
     {"a path instead of an item", R"({"item": "area/reset", "is": "a"})", 7,
-     "rule over \"area/reset\", which is no item"},
+     "rule on \"area/reset\", which is not an item"},
     {"a group", "{\"item\":\n\"area\", \"is\": \"a\"}", 8,
-     "rule over \"area\", which has no value: it is a group"},
+     "rule on \"area\", which has no value: it is a group"},
     {"an action", R"({"item": "reset", "is": "a"})", 7,
-     "rule over \"reset\", which has no value: it is an action"},
+     "rule on \"reset\", which has no value: it is an action"},
     {"a value that the list does not have", R"({"item": "mode", "is": "c"})", 7,
      R"("mode" is never "c": its values are "a", "b")"},
     {"a value among good ones", "{\"item\": \"mode\", \"is\": [\"a\", \"b\",\n\"c\"]}", 8,
@@ -99,37 +100,37 @@ const Mistake kMistakes[] = {
      "key \"etc/a\" must begin with db/ or memory/"},
     {"a key with an empty part", R"({"key": "db//a", "is": 1})", 7, "key \"db//a\""},
     {"a key of a preview", R"({"key": "memory/menu/preview/mode", "is": "a"})", 7,
-     "not lie in memory/menu/preview/"},
-    {"a key that is no text", R"({"key": 1, "is": 1})", 7, "\"key\" must be a text"},
+     "not be in memory/menu/preview/"},
+    {"a key that is no text", R"({"key": 1, "is": 1})", 7, "\"key\" must be a non-empty string"},
     {"a key without a value to compare", R"({"key": "db/a"})", 7,
-     "member \"is\" is missing: a rule over a key needs it"},
+     "member \"is\" is missing: a rule on a key needs it"},
     {"a truth value for a key", "{\"key\": \"db/a\", \"is\":\ntrue}", 8,
-     "\"is\" of a rule over a key must be a text without control characters or an integer"},
-    {"a fraction for a key", R"({"key": "db/a", "is": 1.5})", 7, "\"is\" of a rule over a key"},
+     "\"is\" of a rule on a key must be a string without control characters or a 32-bit integer"},
+    {"a fraction for a key", R"({"key": "db/a", "is": 1.5})", 7, "\"is\" of a rule on a key"},
     {"a whole number written as a fraction for a key", R"({"key": "db/a", "is": 1.0})", 7,
-     "\"is\" of a rule over a key"},
+     "\"is\" of a rule on a key"},
     {"a number beyond the integers for a key", R"({"key": "db/a", "is": 2147483648})", 7,
-     "\"is\" of a rule over a key"},
+     "\"is\" of a rule on a key"},
     {"texts and integers for a key", R"({"key": "db/a", "is": [1, "a"]})", 7,
-     "a list of only the one or only the other"},
-    {"no values for a key", R"({"key": "db/a", "is": []})", 7, "\"is\" of a rule over a key"},
+     "a list of strings only or integers only"},
+    {"no values for a key", R"({"key": "db/a", "is": []})", 7, "\"is\" of a rule on a key"},
     {"a control character for a key", R"({"key": "db/a", "is": "a\n"})", 7,
-     "\"is\" of a rule over a key"},
+     "\"is\" of a rule on a key"},
 
     {"a feature that is no key", R"({"feature": "gamebar", "is": true})", 7,
-     "feature \"gamebar\" must have letters"},
+     "feature \"gamebar\" must contain only letters"},
     {"a feature with an empty part", R"({"feature": "a//b", "is": true})", 7, "feature \"a//b\""},
     {"a feature with a space", R"({"feature": "a/b c", "is": true})", 7, "feature \"a/b c\""},
     {"a feature that is no text", R"({"feature": true, "is": true})", 7,
-     "\"feature\" must be a text"},
+     "\"feature\" must be a non-empty string"},
     {"a text for a feature", R"({"feature": "a/b", "is": "true"})", 7,
-     "\"is\" of a rule over a feature must be true, false or an integer"},
+     "\"is\" of a rule on a feature must be true, false or a 32-bit integer"},
     {"truth values and integers for a feature", R"({"feature": "a/b", "is": [true, 1]})", 7,
-     "only truth values or only integers"},
+     "a list of Booleans only or integers only"},
     {"a fraction for a feature", R"({"feature": "a/b", "is": 0.5})", 7,
-     "\"is\" of a rule over a feature"},
+     "\"is\" of a rule on a feature"},
     {"no values for a feature", R"({"feature": "a/b", "is": []})", 7,
-     "\"is\" of a rule over a feature"},
+     "\"is\" of a rule on a feature"},
 
     {"an unknown source", R"({"source": "HDMI"})", 7,
      R"("source" must be one of "tv", "hdmi", "component", "av", "scart", "pc", "usb", "app")"},
@@ -138,13 +139,13 @@ const Mistake kMistakes[] = {
     {"a source that is a number", R"({"source": 1})", 7, "\"source\" must be one of"},
     {"no sources", R"({"source": []})", 7, "\"source\" must be one of"},
 
-    {"a speaker without a name", R"({"speaker": ""})", 7, "\"speaker\" must be a text"},
+    {"a speaker without a name", R"({"speaker": ""})", 7, "\"speaker\" must be a non-empty string"},
     {"a speaker that is a number among good ones", "{\"speaker\": [\"receiver\",\n1]}", 8,
-     "\"speaker\" must be a text"},
-    {"no speakers", R"({"speaker": []})", 7, "\"speaker\" must be a text"},
+     "\"speaker\" must be a non-empty string"},
+    {"no speakers", R"({"speaker": []})", 7, "\"speaker\" must be a non-empty string"},
 
     {"an action over itself", R"({"item": "asked", "is": "a"})", 7,
-     "rule over \"asked\", which has no value: it is an action"},
+     "rule on \"asked\", which has no value: it is an action"},
 };
 
 class RuleMistake : public testing::TestWithParam<Mistake> {
@@ -237,14 +238,14 @@ TEST_F(RuleProblems, TheOptionsOfASwitchTakeNoRules) {
 
 TEST_F(RuleProblems, AnotherWordForIsIsUnknownAndIsIsMissed) {
   EXPECT_THAT(Check(WithRule(R"({"item": "mode", "in": ["a"]})")),
-              ElementsAre("7 asked: unknown member \"in\": a rule over an item takes item, is",
-                          "7 asked: member \"is\" is missing: a rule over an item needs it"));
+              ElementsAre("7 asked: unknown member \"in\": a rule on an item takes item, is",
+                          "7 asked: member \"is\" is missing: a rule on an item needs it"));
 }
 
 TEST_F(RuleProblems, EveryRuleWithAMistakeIsReported) {
   EXPECT_THAT(CheckSwitches({{"a", Visible("no1") + Enabled("no2")}, {"b", Visible("no3")}}),
-              ElementsAre(HasSubstr("2 a: rule over \"no1\""), HasSubstr("2 a: rule over \"no2\""),
-                          HasSubstr("3 b: rule over \"no3\"")));
+              ElementsAre(HasSubstr("2 a: rule on \"no1\""), HasSubstr("2 a: rule on \"no2\""),
+                          HasSubstr("3 b: rule on \"no3\"")));
 }
 
 TEST_F(RuleProblems, ARuleOverAnItemInAnotherFileIsJudged) {
@@ -275,7 +276,7 @@ TEST_F(RuleProblems, ARuleOverAnItemWithAMistakeIsNotReportedAsWell) {
      "default": "x", "options": [{"value": "x", "name": "X"}, {"value": 5, "name": "Y"}]},
     {"id": "a", "kind": "action", "name": "A", "displayId": "A",
      "visible": {"item": "b", "is": "5"}}]})"),
-              ElementsAre(HasSubstr("2 b: \"value\" must be a text")));
+              ElementsAre(HasSubstr("2 b: \"value\" must be a non-empty string")));
 }
 
 TEST_F(RuleProblems, WhileAFileCannotBeReadNoItemIsReportedAsUnknown) {
