@@ -1,6 +1,5 @@
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "app_manager.h"
 #include "fixture.h"

@@ -28,7 +28,6 @@ class FakeComplaints : public fakes::FakePlatformTest {};
 TEST_F(FakeComplaints, AreMadeAboutEveryCallOfTheMainLoopThatComesFromAnotherThread) {
   Nuvra::TCAlarm alarm;
   fake.TakeTrace();
-  std::size_t calls = 0;
   std::thread([&] {
     std::string text;
     char buffer[SETTINGS_ITEM_TEXT_SIZE] = {};
@@ -56,10 +55,9 @@ TEST_F(FakeComplaints, AreMadeAboutEveryCallOfTheMainLoopThatComesFromAnotherThr
     app_manager_unset_app_context_event_cb();
     vconf_notify_key_changed("db/x", nullptr, nullptr);
     vconf_ignore_key_changed("db/x", nullptr);
-    calls = 21;
   }).join();
   const std::vector<std::string> trace = fake.TakeTrace();
-  EXPECT_EQ(trace.size(), calls);
+  EXPECT_EQ(trace.size(), 21u);
   EXPECT_THAT(trace, testing::Each(testing::EndsWith(" !! not on the main-loop thread")));
 }
 

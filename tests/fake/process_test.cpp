@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

@@ -8,7 +8,6 @@
 #include "dlog.h"
 #include "fixture.h"
 #include "lwipc.h"
-#include "nuvra/signal.h"
 #include "vconf.h"
 
 namespace {
