@@ -143,6 +143,12 @@ int Application::OnKeys(sd_event_source*, int, uint32_t, void* self) {
     for (const host::KeyChange& change : application.m_Watcher->TakeChanges()) {
       application.m_OnChange(change);
     }
+    if (application.m_Watcher->Missed() > 0) {
+      // What was lost may have been about any key.
+      for (auto& [key, value] : application.m_Keys.List("")) {
+        application.m_OnChange({.key = key, .value = std::move(value), .number = 0});
+      }
+    }
   } catch (const std::exception& problem) {
     application.Say(std::string("the key store failed: ") + problem.what());
   }

@@ -239,7 +239,7 @@ JournalPart KeyFile::ChangesAfter(std::int64_t number) {
   return part;
 }
 
-void KeyFile::Prune(std::int64_t number) {
+bool KeyFile::Prune(std::int64_t number) {
   const WriteLine::Turn turn(m_Line);
   const guarded::Lock lock(m_Mutex);
   WriteTransaction transaction(m_Database, m_Transaction);
@@ -248,7 +248,11 @@ void KeyFile::Prune(std::int64_t number) {
   m_Prune.Execute(std::min(newest.number - 1, oldest.number - 1 + kPruneLimit),
                   oldest.bytes + kPruneLimitBytes, std::max(number, newest.number - kJournalLimit),
                   newest.bytes - kJournalLimitBytes);
+  const bool isCut = m_Database.ChangedRows() > 0;
+  const Place left = PlaceOf(m_Oldest);
   transaction.Commit();
+  return isCut && (newest.number - left.number >= kJournalLimit ||
+                   newest.bytes - left.bytes > kJournalLimitBytes);
 }
 
 }  // namespace host

@@ -76,8 +76,9 @@ class KeyFile {
 
   // Removes from the journal the changes up to and including `number` and what is more than a
   // journal may hold, the oldest first and no more at a time than keeps a writer for milliseconds.
-  // The newest change always stays, so that numbers go on from it.
-  void Prune(std::int64_t number);
+  // The newest change always stays, so that numbers go on from it. Returns whether the journal is
+  // still longer than it may be.
+  bool Prune(std::int64_t number);
 
  private:
   // What must have happened to the file before statements can be compiled.

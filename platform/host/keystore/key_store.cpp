@@ -50,6 +50,9 @@ static_assert(kKeyFileCount == 2);
 
 constexpr char kFileName[] = "keys.db";
 
+// How many times a writer cuts a journal that is longer than it may be.
+constexpr int kMostCuts = 16;
+
 constexpr auto kNow = std::chrono::nanoseconds(1);
 constexpr auto kAfterFailure = std::chrono::seconds(1);
 
@@ -148,7 +151,10 @@ struct KeyStore::Impl {
       // Watchers take their places again in one that was removed.
       MakeDirectory(watchers);
       const auto slowest = SlowestPosition(watchers);
-      files[index]->Prune(slowest ? std::min((*slowest)[index], newest) : newest);
+      const std::int64_t taken = slowest ? std::min((*slowest)[index], newest) : newest;
+      // Long texts are too much before the many small changes in front of them are gone.
+      for (int cuts = 0; cuts < kMostCuts && files[index]->Prune(taken); ++cuts) {
+      }
     } catch (const std::exception& error) {
       // The change itself is made, and a later one will try again.
       LogError("keystore", std::string("cannot cut the journal: ") + error.what());
@@ -231,6 +237,7 @@ struct KeyWatcher::Impl {
     // Before the journals are read: whatever the reading does not show will wake again.
     areNamesDoubtful = wakeUp.Clear() || areNamesDoubtful;
     isBehind = false;
+    missed = 0;
     try {
       if (areNamesDoubtful) {
         CheckNames();
@@ -307,10 +314,11 @@ struct KeyWatcher::Impl {
 
   // Goes on to `last` from `first`, the oldest change there is behind the position.
   void Advance(std::size_t index, std::int64_t first, std::int64_t last) {
-    const std::int64_t missed = first - position->Get(index) - 1;
-    if (missed > 0) {
+    const std::int64_t between = first - position->Get(index) - 1;
+    if (between > 0) {
       LogError("keystore",
-               "this watcher was too slow and missed " + std::to_string(missed) + " changes");
+               "this watcher was too slow and missed " + std::to_string(between) + " changes");
+      missed += between;
     }
     position->Set(index, last);
   }
@@ -319,6 +327,7 @@ struct KeyWatcher::Impl {
   WakeUp wakeUp;
   std::unique_ptr<WatcherPosition> position;
   bool isBehind = false;
+  std::int64_t missed = 0;
   bool areNamesDoubtful = false;
   bool isLossTold = false;
 };
@@ -332,5 +341,7 @@ int KeyWatcher::Fd() const { return m_Impl->wakeUp.Fd(); }
 std::vector<KeyChange> KeyWatcher::TakeChanges() { return m_Impl->TakeChanges(); }
 
 bool KeyWatcher::IsBehind() const { return m_Impl->isBehind; }
+
+std::int64_t KeyWatcher::Missed() const { return m_Impl->missed; }
 
 }  // namespace host

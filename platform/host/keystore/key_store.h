@@ -57,8 +57,8 @@ class KeyStore {
 
 // Sees every change of the store from its construction on: by any process, once, in order. It
 // keeps the store's files open by itself and may outlive the KeyStore. A watcher that falls a
-// million changes or 16 MiB of text behind loses the oldest and says so in the log. One thread at a
-// time. A failure throws std::runtime_error.
+// million changes or 16 MiB of text behind loses the oldest and says so, in the log, too. One
+// thread at a time. A failure throws std::runtime_error.
 class KeyWatcher {
  public:
   explicit KeyWatcher(KeyStore& store);
@@ -77,6 +77,10 @@ class KeyWatcher {
 
   // Whether there were more changes than the last TakeChanges returned when it was called.
   bool IsBehind() const;
+
+  // How many changes the watcher lost, because it was too far behind, right before those that the
+  // last TakeChanges returned. Whoever remembers what keys hold has to read them again then.
+  std::int64_t Missed() const;
 
  private:
   struct Impl;

@@ -170,7 +170,25 @@ class Subscriptions {
       for (KeyChange& change : m_Watcher.TakeChanges()) {
         DeliverOne(std::move(change));
       }
+      m_HasMissed = m_HasMissed || m_Watcher.Missed() > 0;
+      if (m_HasMissed && !m_Watcher.IsBehind()) {
+        DeliverMissed();
+        m_HasMissed = false;
+      }
     });
+  }
+
+  // What was lost may have been about any key, so each of a file that was written since somebody
+  // subscribed counts as changed once, to what it holds.
+  void DeliverMissed() {
+    std::vector<KeyChange> changes;
+    for (const auto& [key, ofKey] : m_Subscriptions) {
+      const std::int64_t newest = ProcessStore().NewestChange(key);
+      changes.push_back({.key = key, .value = ProcessStore().Get(key), .number = newest});
+    }
+    for (KeyChange& change : changes) {
+      DeliverOne(std::move(change));
+    }
   }
 
   void DeliverOne(KeyChange change) {
@@ -197,6 +215,7 @@ class Subscriptions {
   }
 
   std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
+  bool m_HasMissed = false;  // changes, and nobody has been told yet
   KeyWatcher m_Watcher;
   FdWatch m_Watch;
   BeforeMessages m_BeforeMessages;

@@ -32,17 +32,31 @@ void ChangeFeed::m_Run() {
   }
 }
 
+void ChangeFeed::m_Hand(const std::vector<KeyChange>& changes) {
+  const guarded::Lock lock(m_Mutex);
+  for (const KeyChange& change : changes) {
+    if (!change.key.starts_with(kSetPrefix)) {
+      continue;
+    }
+    for (const auto& sink : m_Sinks) {
+      sink(change);
+    }
+  }
+}
+
 void ChangeFeed::m_Take() {
   Guarded("set", "cannot read the changes", [this] {
-    const std::vector<KeyChange> changes = m_Watcher.TakeChanges();
-    const guarded::Lock lock(m_Mutex);
-    for (const KeyChange& change : changes) {
-      if (!change.key.starts_with(kSetPrefix)) {
-        continue;
+    m_Hand(m_Watcher.TakeChanges());
+    m_HasMissed = m_HasMissed || m_Watcher.Missed() > 0;
+    if (m_HasMissed && !m_Watcher.IsBehind()) {
+      // What was lost may have been about any key, so each counts as changed once.
+      const std::int64_t newest = ProcessStore().NewestChange(kPowerKey);
+      std::vector<KeyChange> changes;
+      for (auto& [key, value] : ProcessStore().List(kSetPrefix)) {
+        changes.push_back({.key = key, .value = std::move(value), .number = newest});
       }
-      for (const auto& sink : m_Sinks) {
-        sink(change);
-      }
+      m_Hand(changes);
+      m_HasMissed = false;
     }
   });
 }

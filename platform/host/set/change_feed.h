@@ -16,14 +16,17 @@ class ChangeFeed {
   // std::runtime_error when the key store cannot be watched.
   ChangeFeed();
 
-  // From now on calls `sink` for each change. It must be fast and not throw.
+  // From now on calls `sink` for each change, and once for each key that there is when changes were
+  // lost because the thread was too far behind. It must be fast and not throw.
   void Add(std::function<void(const KeyChange&)> sink);
 
  private:
   [[noreturn]] void m_Run();
   void m_Take();
+  void m_Hand(const std::vector<KeyChange>& changes);
 
   KeyWatcher m_Watcher;
+  bool m_HasMissed = false;  // changes, and the sinks do not know yet; the thread's own
   guarded::Mutex m_Mutex;
   std::vector<std::function<void(const KeyChange&)>> m_Sinks GUARDED_BY(m_Mutex);
 };

@@ -219,6 +219,35 @@ TEST_F(JournalTest, AStoppedWatcherKeeps16MebibytesOfTextAndIsToldWhatItMissed) 
       HasSubstr("missed " + std::to_string(kWritten * kTextsPerMebibyte - kept) + " changes"));
 }
 
+TEST_F(JournalTest, AWatcherThatIsTooFarBehindIsToldOnceHowManyChangesItMissed) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  SetTexts(*store, "memory/a", 1);
+  EXPECT_EQ(watcher.TakeChanges().size(), kTextsPerMebibyte);
+  EXPECT_EQ(watcher.Missed(), 0);
+  const std::int64_t seen = store->NewestChange("memory/a");
+  SetTexts(*store, "memory/a", kJournalLimitMebibytes + 8);
+  const auto first = watcher.TakeChanges();
+  ASSERT_FALSE(first.empty());
+  EXPECT_GT(watcher.Missed(), 0);
+  EXPECT_EQ(first.front().number, seen + watcher.Missed() + 1);
+  EXPECT_TRUE(watcher.IsBehind());
+  TakeAnnounced(watcher);
+  EXPECT_EQ(watcher.Missed(), 0);
+}
+
+TEST_F(JournalTest, OfLongTextsIsCutAlsoBehindManySmallChanges) {
+  const auto store = Open();
+  KeyWatcher watcher(*store);
+  Append(MemoryFile(), 300 * kPruneInterval);
+  store->Set("memory/a", 1);
+  while (watcher.IsBehind() || !watcher.TakeChanges().empty()) {
+    watcher.TakeChanges();
+  }
+  SetTexts(*store, "memory/a", kJournalLimitMebibytes + 8);
+  EXPECT_LE(Bytes(MemoryFile()), (kJournalLimitMebibytes + 2) * kMebibyte);
+}
+
 TEST_F(JournalTest, OfLongTextsShrinksBitByBit) {
   const auto store = Open();
   {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -95,6 +96,40 @@ TEST_F(HostVconf, DeliversAHundredThousandChangesThatCameWhileTheMainLoopWasBusy
   EXPECT_TRUE(m_Order == expected) << m_Order.size() << " calls";
   Ignore<'a'>("memory/host/many/a");
   Ignore<'b'>("memory/host/many/b");
+}
+
+TEST_F(HostVconf, EachWatchedKeyCountsAsChangedOnceWhenChangesWereLost) {
+  static std::vector<std::string> read;
+  read.clear();
+  const auto reading = [](keynode_t*, void* key) {
+    char* text = vconf_get_str(static_cast<char*>(key));
+    read.push_back(std::string(static_cast<char*>(key)) + " " + (text != nullptr ? text : "none"));
+    std::free(text);
+  };
+  std::vector<std::string> keys{"memory/host/lost/a", "memory/host/lost/b", "memory/host/lost/c"};
+  ASSERT_EQ(vconf_set_str(keys[1].c_str(), "before"), 0);
+  ASSERT_EQ(vconf_set_str(keys[2].c_str(), "gone"), 0);
+  for (std::string& key : keys) {
+    ASSERT_EQ(vconf_notify_key_changed(key.c_str(), reading, key.data()), 0);
+  }
+  ASSERT_EQ(vconf_set_str(keys[0].c_str(), "old"), 0);
+  ASSERT_EQ(vconf_set_str(keys[0].c_str(), "new"), 0);
+  EXPECT_EQ(RunWorker({"remove", keys[2]}), 0);
+  const std::string text(1024 * 1024, 'x');
+  for (int mebibytes = 0; mebibytes < 24; ++mebibytes) {
+    ASSERT_EQ(vconf_set_str("memory/host/lost/text", text.c_str()), 0);
+  }
+  contract::SettleMainLoop();
+  std::sort(read.begin(), read.end());
+  EXPECT_THAT(read, ElementsAre(keys[0] + " new", keys[1] + " before", keys[2] + " none"));
+
+  read.clear();
+  ASSERT_EQ(vconf_set_str(keys[0].c_str(), "next"), 0);
+  contract::SettleMainLoop();
+  EXPECT_THAT(read, ElementsAre(keys[0] + " next"));
+  for (const std::string& key : keys) {
+    EXPECT_EQ(vconf_ignore_key_changed(key.c_str(), reading), 0);
+  }
 }
 
 TEST_F(HostVconf, ACallbackReadsWhatItsChangeLeftAlsoWhenItComesLate) {
