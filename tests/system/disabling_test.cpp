@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -273,6 +274,23 @@ TEST_F(Disabling, WhatWasDisabledByHandStaysUntilItIsReleased) {
   m_Set.StartDaemon();
   EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names{"org.example.never"});
   EXPECT_EQ(m_Set.Run({"settingsctl", "release", "--app", "org.example.never"}).out, "tint\n");
+}
+
+TEST_F(Disabling, AllThatAnApplicationSentIsServedBeforeItsEndIsKnown) {
+  constexpr int kRequests = 300;
+  WhileTheDaemonIsStopped([&] {
+    HastyApplication application(m_Set, "org.example.many");
+    for (int i = 0; i < kRequests; ++i) {
+      application.Disable(i % 2 == 0 ? "brightness" : "contrast");
+    }
+  });
+  ASSERT_TRUE(support::WaitUntil([&] {
+    const std::vector<LogLine> lines = m_Set.LogLines();
+    return std::count_if(lines.begin(), lines.end(), [](const LogLine& line) {
+             return line.message.find("\"DisableItem\"") != std::string::npos;
+           }) == kRequests;
+  }));
+  EXPECT_EQ(m_Client.GetDisabledItemsList(), Names());
 }
 
 TEST_F(Disabling, AThousandApplicationsKilledAtOnceLeaveNothingDisabled) {

@@ -52,14 +52,17 @@ class LaterAnnouncement {
   Nuvra::TCAlarm m_Alarm;
 };
 
-int Serve(MainLoop& loop, sd_bus* bus) {
+int Serve(MainLoop& loop, sd_bus* bus, RequestQueue& requests) {
   int exitStatus = 0;
-  const BusPump pump(bus, [&](int error) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "the connection to the bus is lost: %s\n",
-                 std::strerror(-error));
-    exitStatus = kFailure;
-    loop.Quit();
-  });
+  const BusPump pump(
+      bus,
+      [&](int error) {
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "nuvra", "the connection to the bus is lost: %s\n",
+                     std::strerror(-error));
+        exitStatus = kFailure;
+        loop.Quit();
+      },
+      &requests);
   CatchUpBeforeMessage();
   loop.Run();
   return exitStatus;
@@ -75,7 +78,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   ServiceBus& bus = g_Host.serviceBus.Get([&] { return new ServiceBus(line.bus); });
   g_Host.nameOwners.Get([&] { return new NameOwners(bus.Get()); });
   // Whoever sees the name finds the object.
-  const ServiceObject object(bus.Get(), service);
+  ServiceObject object(bus.Get(), service);
   const std::string name = ServiceBusName(service.ServiceName());
   bus.TakeName(name);
 
@@ -86,7 +89,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   if (Create(service)) {
     try {
       const LaterAnnouncement announcement(service);
-      exitStatus = Serve(loop, bus.Get());
+      exitStatus = Serve(loop, bus.Get(), object.Requests());
     } catch (...) {
       failure = std::current_exception();
     }

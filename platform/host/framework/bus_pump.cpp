@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <system_error>
@@ -25,6 +26,7 @@
 
 #include "bus/bus.h"
 #include "framework/before_messages.h"
+#include "framework/request_queue.h"
 #include "system/exception_border.h"
 #include "system/host.h"
 #include "system/log.h"
@@ -34,6 +36,10 @@ namespace {
 
 // A flood of messages must not keep timers and other descriptors waiting.
 constexpr int kMessagesAtOnce = 8;
+
+// While requests wait, what is behind them is looked through for requests of others.
+constexpr int kMessagesAhead = 1024;
+constexpr std::chrono::microseconds kServingAtOnce{1000};
 
 constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
 constexpr std::uint64_t kNever = UINT64_MAX;
@@ -75,6 +81,16 @@ int GetPollRequest(sd_bus* bus, PollRequest& request) {
   return result < 0 ? result : 0;
 }
 
+// Whether somebody got or lost a name that a program takes.
+bool IsNewsOfApplication(sd_bus_message* message) {
+  const char* name = nullptr;
+  const bool isNews =
+      sd_bus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") > 0 &&
+      bus::IsFromBus(message) && sd_bus_message_read(message, "s", &name) > 0 && *name != ':';
+  sd_bus_message_rewind(message, true);
+  return isNews;
+}
+
 // Whether `fd` is in the set, which does not contain it afterwards.
 bool Take(int fd, fd_set* set) {
   const bool contained = FD_ISSET(fd, set) != 0;
@@ -85,13 +101,12 @@ bool Take(int fd, fd_set* set) {
 }  // namespace
 
 struct BusPump::Impl {
-  Impl(sd_bus* connection, std::function<void(int error)> lost)
-      : bus(connection), onLost(std::move(lost)) {
+  Impl(sd_bus* connection, std::function<void(int error)> lost, RequestQueue* queue)
+      : bus(connection), onLost(std::move(lost)), requests(queue) {
     if (sd_bus_get_fd(bus) >= FD_SETSIZE) {
       throw std::runtime_error("the process has too many open files to serve a bus");
     }
-    if (const int result = sd_bus_add_filter(bus, bus::Out(filter), OnMessage, nullptr);
-        result < 0) {
+    if (const int result = sd_bus_add_filter(bus, bus::Out(filter), OnMessage, this); result < 0) {
       throw std::system_error(-result, std::generic_category(), "cannot serve a bus");
     }
     sd_bus_ref(bus);
@@ -104,7 +119,12 @@ struct BusPump::Impl {
   }
 
   // Comes for each message that was read, before anybody else sees it.
-  static int OnMessage(sd_bus_message*, void*, sd_bus_error*) {
+  static int OnMessage(sd_bus_message* message, void* self, sd_bus_error*) {
+    // What was sent before an application came or went is served before that is known.
+    if (RequestQueue* const waiting = static_cast<Impl*>(self)->Waiting();
+        waiting != nullptr && IsNewsOfApplication(message)) {
+      waiting->ServeAll();
+    }
     CatchUpBeforeMessage();
     return 0;
   }
@@ -131,7 +151,10 @@ struct BusPump::Impl {
       FD_SET(request.fd, write);
     }
     timeval untilDue;
-    if (request.due != kNever) {
+    if (Waiting() != nullptr) {
+      untilDue = {};
+      limit = &untilDue;
+    } else if (request.due != kNever) {
       const std::uint64_t now = Now();
       const std::uint64_t left = request.due - std::min(request.due, now);
       untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
@@ -142,7 +165,7 @@ struct BusPump::Impl {
       return ready;
     }
     const int own = Take(request.fd, read) + Take(request.fd, write);
-    if (own > 0 || (request.due != kNever && request.due <= Now())) {
+    if (own > 0 || Waiting() != nullptr || (request.due != kNever && request.due <= Now())) {
       Dispatch();
     }
     return ready - own;
@@ -152,7 +175,10 @@ struct BusPump::Impl {
     // The way from a request to its reply pays for no wake-up of the log.
     const LogHold hold;
     dispatching = true;
-    for (int count = 0; serves && count < kMessagesAtOnce; ++count) {
+    if (requests != nullptr) {
+      requests->BeginTurn();
+    }
+    for (int count = 0; serves && ReadsOn(count); ++count) {
       const int result = sd_bus_process(bus, nullptr);
       if (result < 0) {
         Lose(result);
@@ -161,7 +187,21 @@ struct BusPump::Impl {
         break;
       }
     }
+    if (serves && Waiting() != nullptr) {
+      requests->ServeFor(kServingAtOnce);
+    }
     dispatching = false;
+  }
+
+  // Null while no request waits.
+  RequestQueue* Waiting() const {
+    return requests != nullptr && !requests->IsEmpty() ? requests : nullptr;
+  }
+
+  // Whether another message is read behind `count` of them.
+  bool ReadsOn(int count) const {
+    return Waiting() == nullptr ? count < kMessagesAtOnce
+                                : count < kMessagesAhead && !requests->IsFull();
   }
 
   void Lose(int error) {
@@ -171,14 +211,15 @@ struct BusPump::Impl {
 
   sd_bus* const bus;
   const std::function<void(int error)> onLost;
+  RequestQueue* const requests;  // null when there are none
   const Ecore_Select_Function sleep = ecore_main_loop_select_func_get();
   bool serves = true;
   bool dispatching = false;
   bus::Slot filter;
 };
 
-BusPump::BusPump(sd_bus* bus, std::function<void(int error)> onLost)
-    : m_Impl(std::make_unique<Impl>(bus, std::move(onLost))) {
+BusPump::BusPump(sd_bus* bus, std::function<void(int error)> onLost, RequestQueue* requests)
+    : m_Impl(std::make_unique<Impl>(bus, std::move(onLost), requests)) {
   g_Host.busPump = this;
 }
 

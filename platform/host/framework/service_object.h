@@ -3,6 +3,7 @@
 #include <string>
 
 #include "bus/bus.h"
+#include "framework/request_queue.h"
 #include "nuvra/daemon_service.h"
 
 namespace host {
@@ -20,7 +21,11 @@ class ServiceObject {
   // The service is referenced. Throws std::system_error when the object cannot be registered.
   ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service);
 
+  // What arrived and waits; for the pump of the connection.
+  RequestQueue& Requests() { return m_Requests; }
+
  private:
+  RequestQueue m_Requests;
   bus::Slot m_Slot;
   bus::Slot m_KeyStoreSlot;
 };

@@ -235,12 +235,16 @@ TEST_F(ARequest, IsDescribedByIntrospection) {
       0);
   const char* text = nullptr;
   ASSERT_GE(sd_bus_message_read(reply.get(), "s", &text), 0);
-  EXPECT_THAT(text, HasSubstr(R"( <interface name="org.nuvra.Service1">
+  EXPECT_THAT(text, HasSubstr(R"xml( <interface name="org.nuvra.Service1">
   <method name="Request">
    <arg type="i" name="type" direction="in"/>
    <arg type="s" name="body" direction="in"/>
    <arg type="i" name="type" direction="out"/>
    <arg type="s" name="body" direction="out"/>
+  </method>
+  <method name="RequestAll">
+   <arg type="a(is)" name="requests" direction="in"/>
+   <arg type="a(is)" name="replies" direction="out"/>
   </method>
   <signal name="Signal">
    <arg type="s" name="name"/>
@@ -248,7 +252,7 @@ TEST_F(ARequest, IsDescribedByIntrospection) {
    <arg type="s" name="body"/>
   </signal>
  </interface>
-)"));
+)xml"));
 }
 
 TEST_F(ARequest, IsShownByTheBusTool) {

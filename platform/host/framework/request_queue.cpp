@@ -1,0 +1,253 @@
+// What many clients send comes through one connection, in one line: behind a thousand requests of
+// one client stands the single request of another. So the line is read faster than it is served.
+// Whoever has been served in this turn of the main loop waits in a line of its own, and of these
+// lines one request each is served in turns.
+
+#include "framework/request_queue.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "framework/before_messages.h"
+#include "framework/message_text.h"
+#include "system/exception_border.h"
+#include "system/error_log.h"
+
+namespace host {
+namespace {
+
+constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
+constexpr char kFailed[] = "org.nuvra.Error.Failed";
+
+constexpr std::size_t kMaxWaitingCalls = 4096;
+constexpr std::size_t kMaxWaitingBytes = 16 * 1024 * 1024;
+
+constexpr int kErrorType = -1;
+
+std::string SenderOf(sd_bus_message* call) {
+  const char* const sender = sd_bus_message_get_sender(call);
+  return sender != nullptr ? sender : "";
+}
+
+std::string Unsent(int error) {
+  const char* const problem = std::strerror(-error);
+  LogError("nuvra", std::string("a reply could not be sent: ") + problem);
+  return std::string("the reply cannot be sent: ") + problem;
+}
+
+void ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
+  sd_bus_reply_method_errorf(call, name, "%s", text.c_str());
+}
+
+std::string ErrorBody(const char* name, const std::string& text) {
+  Json::Value body;
+  body["error"] = name;
+  body["message"] = text;
+  return WriteBody(body);
+}
+
+// The size of the one request in a call; what cannot be read has none.
+std::size_t SizeOf(sd_bus_message* call) {
+  int type = 0;
+  const char* text = nullptr;
+  const std::size_t size = sd_bus_message_read(call, "is", &type, &text) > 0 ? strlen(text) : 0;
+  sd_bus_message_rewind(call, true);
+  return size;
+}
+
+}  // namespace
+
+int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
+  try {
+    if (ServesOnTheSpot(call)) {
+      ServeOne(call);
+    } else {
+      Call waits(call);
+      waits.size = SizeOf(call);
+      Enqueue(std::move(waits));
+    }
+    return 1;
+  } catch (...) {
+    return sd_bus_error_set(error, kFailed, CurrentExceptionText().c_str());
+  }
+}
+
+int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
+  try {
+    Call list(call);
+    list.isList = true;
+    int result = sd_bus_message_enter_container(call, 'a', "(is)");
+    Request request{};
+    while (result >= 0 &&
+           (result = sd_bus_message_read(call, "(is)", &request.type, &request.text)) > 0) {
+      list.requests.push_back(request);
+      list.size += strlen(request.text);
+      if (list.requests.size() > kMaxRequestsAtOnce) {
+        return sd_bus_error_set(error, kInvalidMessage, "there are more than 1024 requests");
+      }
+      if (list.size > kMaxTextAtOnce) {
+        return sd_bus_error_set(error, kInvalidMessage, "the bodies are larger than 1 MiB in all");
+      }
+    }
+    if (result < 0) {
+      return sd_bus_error_set(error, kInvalidMessage, "the message is damaged or not UTF-8");
+    }
+    if (sd_bus_message_get_expect_reply(call) > 0) {
+      bus::Check(sd_bus_message_new_method_return(call, bus::Out(list.reply)), "no reply");
+      bus::Check(sd_bus_message_open_container(list.reply.get(), 'a', "(is)"), "no reply");
+    }
+    Enqueue(std::move(list));
+    return 1;
+  } catch (...) {
+    return sd_bus_error_set(error, kFailed, CurrentExceptionText().c_str());
+  }
+}
+
+bool RequestQueue::IsFull() const {
+  return m_WaitingCalls >= kMaxWaitingCalls || m_WaitingBytes >= kMaxWaitingBytes;
+}
+
+bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
+  std::string sender = SenderOf(call);
+  if (!IsEmpty() || std::find(m_ServedOnTheSpot.begin(), m_ServedOnTheSpot.end(), sender) !=
+                        m_ServedOnTheSpot.end()) {
+    return false;
+  }
+  m_ServedOnTheSpot.push_back(std::move(sender));
+  return true;
+}
+
+void RequestQueue::Enqueue(Call call) {
+  m_WaitingBytes += call.size;
+  ++m_WaitingCalls;
+  m_Clients[SenderOf(call.message.get())].push_back(std::move(call));
+}
+
+void RequestQueue::ServeFor(std::chrono::microseconds limit) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!IsEmpty()) {
+    ServeNextClient();
+    if (std::chrono::steady_clock::now() >= end) {
+      break;
+    }
+  }
+}
+
+void RequestQueue::ServeAll() {
+  while (!IsEmpty()) {
+    ServeNextClient();
+  }
+}
+
+void RequestQueue::ServeNextClient() {
+  auto client = m_Clients.upper_bound(m_LastServed);
+  if (client == m_Clients.end()) {
+    client = m_Clients.begin();
+  }
+  m_LastServed = client->first;
+  Call& call = client->second.front();
+  bool isDone = true;
+  CatchUpBeforeMessage();
+  if (!Guarded("nuvra", "an exception left a request", [&] {
+        if (!call.isList) {
+          ServeOne(call.message.get());
+        } else {
+          ServeNextOf(call);
+          isDone = call.served == call.requests.size();
+        }
+      })) {
+    ReplyError(call.message.get(), kFailed, "the reply could not be made");
+  }
+  if (isDone) {
+    --m_WaitingCalls;
+    m_WaitingBytes -= call.size;
+    client->second.pop_front();
+    if (client->second.empty()) {
+      m_Clients.erase(client);
+    }
+  }
+}
+
+RequestQueue::Outcome RequestQueue::Serve(const char* sender, const Request& request) {
+  Outcome outcome;
+  const auto failed = [&](const char* error, std::string message) {
+    outcome.error = error;
+    outcome.message = std::move(message);
+    return std::move(outcome);
+  };
+  try {
+    Nuvra::TCMessage message;
+    message.type = request.type;
+    std::string fault;
+    if (!ParseBody({request.text, strnlen(request.text, kMaxBodySize + 1)}, message.body, fault)) {
+      return failed(kInvalidMessage, fault);
+    }
+    Nuvra::TCMessage reply;
+    if (!m_Service.IfMessageReceived(sender, &message, &reply, "")) {
+      return failed(kFailed, "the service refused the request");
+    }
+    outcome.type = reply.type;
+    outcome.body = WriteBody(reply.body);
+    return outcome;
+  } catch (...) {
+    LogCurrentException("nuvra", "an exception left a request");
+    return failed(kFailed, CurrentExceptionText());
+  }
+}
+
+void RequestQueue::ServeOne(sd_bus_message* call) {
+  Request request{};
+  if (sd_bus_message_read(call, "is", &request.type, &request.text) < 0) {
+    ReplyError(call, kInvalidMessage, "the message is damaged or not UTF-8");
+    return;
+  }
+  const Outcome outcome = Serve(SenderOf(call).c_str(), request);
+  if (outcome.error != nullptr) {
+    ReplyError(call, outcome.error, outcome.message);
+    return;
+  }
+  if (sd_bus_message_get_expect_reply(call) > 0) {
+    const int result =
+        outcome.body.size() > kMaxSentBodySize
+            ? -EMSGSIZE
+            : sd_bus_reply_method_return(call, "is", outcome.type, outcome.body.c_str());
+    if (result < 0) {
+      ReplyError(call, kFailed, Unsent(result));
+    }
+  }
+}
+
+// One request of a list; behind the last the reply is sent.
+void RequestQueue::ServeNextOf(Call& call) {
+  if (call.served < call.requests.size()) {
+    const Request& request = call.requests[call.served++];
+    Outcome outcome = Serve(SenderOf(call.message.get()).c_str(), request);
+    if (call.reply == nullptr) {
+      return;
+    }
+    if (outcome.error == nullptr && call.replySize + outcome.body.size() > kMaxSentBodySize) {
+      outcome.error = kFailed;
+      outcome.message = Unsent(-EMSGSIZE);
+    }
+    if (outcome.error != nullptr) {
+      outcome.type = kErrorType;
+      outcome.body = ErrorBody(outcome.error, outcome.message);
+    }
+    call.replySize += outcome.body.size();
+    bus::Check(sd_bus_message_append(call.reply.get(), "(is)", outcome.type, outcome.body.c_str()),
+               "a reply could not be made");
+  }
+  if (call.reply != nullptr && call.served == call.requests.size()) {
+    int result = sd_bus_message_close_container(call.reply.get());
+    if (result >= 0) {
+      result = sd_bus_send(nullptr, call.reply.get(), nullptr);
+    }
+    if (result < 0) {
+      ReplyError(call.message.get(), kFailed, Unsent(result));
+    }
+  }
+}
+
+}  // namespace host
