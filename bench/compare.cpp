@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "base/json.h"
 #include "bus/bus.h"
 
 namespace {
@@ -146,6 +147,91 @@ std::string RequestOnBus(sd_bus* bus, const char* name, const char* path, const 
   return text;
 }
 
+// All that a menu asks about its items, one message for each request or one for many.
+class WholeMenu {
+ public:
+  explicit WholeMenu(sd_bus* bus) : m_Bus(bus) {
+    std::vector<std::string> items = {""};
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      for (std::string& child : ChildrenOf(items[i])) {
+        items.push_back(std::move(child));
+      }
+    }
+    items.erase(items.begin());
+    m_Items = items.size();
+    for (const std::string& item : items) {
+      for (const char* method : {"GetItemValue", "GetItemValueName", "GetItemDisplayName",
+                                 "GetItemVisible", "GetItemEnable", "GetItemPath"}) {
+        m_Requests.push_back(BodyOf(method, item));
+      }
+    }
+  }
+
+  std::size_t Items() const { return m_Items; }
+
+  void AskOneByOne() const {
+    for (const std::string& request : m_Requests) {
+      RequestOnBus(m_Bus, kServiceName, kServicePath, request);
+    }
+  }
+
+  void AskInBatches() const {
+    constexpr std::size_t kAtOnce = 1024;
+    std::size_t answered = 0;
+    for (std::size_t begin = 0; begin < m_Requests.size(); begin += kAtOnce) {
+      answered += AskAtOnce(begin, std::min(m_Requests.size(), begin + kAtOnce));
+    }
+    if (answered != m_Requests.size()) {
+      throw std::runtime_error("a batch was not answered in full");
+    }
+  }
+
+ private:
+  static std::string BodyOf(const std::string& method, const std::string& item) {
+    return R"({"method":")" + method + R"(","data":{"menuID":")" + item + R"("}})";
+  }
+
+  // The result is a text that is a JSON array.
+  std::vector<std::string> ChildrenOf(const std::string& item) const {
+    const std::string reply =
+        RequestOnBus(m_Bus, kServiceName, kServicePath, BodyOf("GetItemChildList", item));
+    const auto list = base::TryParseJson(
+        base::TryParseJson(reply).value_or(Json::Value())["return_data"].asString());
+    std::vector<std::string> children;
+    for (const Json::Value& child : list.value_or(Json::arrayValue)) {
+      children.push_back(child.asString());
+    }
+    return children;
+  }
+
+  // Returns the number of the replies.
+  std::size_t AskAtOnce(std::size_t begin, std::size_t end) const {
+    bus::Message call;
+    Check(sd_bus_message_new_method_call(m_Bus, bus::Out(call), kServiceName, kServicePath,
+                                         kInterface, "RequestAll"),
+          "call");
+    Check(sd_bus_message_open_container(call.get(), 'a', "(is)"), "list");
+    for (std::size_t i = begin; i < end; ++i) {
+      Check(sd_bus_message_append(call.get(), "(is)", 0, m_Requests[i].c_str()), "request");
+    }
+    Check(sd_bus_message_close_container(call.get()), "list");
+    bus::Message reply;
+    Check(sd_bus_call(m_Bus, call.get(), 0, nullptr, bus::Out(reply)), "a batch failed");
+    Check(sd_bus_message_enter_container(reply.get(), 'a', "(is)"), "replies");
+    std::size_t count = 0;
+    int type = 0;
+    const char* body = nullptr;
+    while (Check(sd_bus_message_read(reply.get(), "(is)", &type, &body), "reply") > 0) {
+      ++count;
+    }
+    return count;
+  }
+
+  sd_bus* const m_Bus;
+  std::size_t m_Items = 0;
+  std::vector<std::string> m_Requests;
+};
+
 // One durable write with nothing around it, on the file system where the set keeps its values.
 class BareCommit {
  public:
@@ -206,6 +292,23 @@ void ExpectSuccess(const std::string& reply) {
   }
 }
 
+// Runs the contenders in turns, and their times into them.
+template <std::size_t Count>
+void RunInTurns(std::array<Contender, Count>& contenders, int rounds) {
+  const int warmUp = rounds / 10;
+  for (int round = 0; round < warmUp + rounds; ++round) {
+    for (Contender& contender : contenders) {
+      const auto start = std::chrono::steady_clock::now();
+      contender.run(round);
+      const std::chrono::duration<double, std::micro> time =
+          std::chrono::steady_clock::now() - start;
+      if (round >= warmUp) {
+        contender.microseconds.push_back(time.count());
+      }
+    }
+  }
+}
+
 void Compare(int rounds, const std::filesystem::path& root) {
   Server socket(ServeSocket);
   Server echo(ServeEcho);
@@ -235,21 +338,24 @@ void Compare(int rounds, const std::filesystem::path& root) {
        },
        {}},
   }};
-  const int warmUp = rounds / 10;
-  for (int round = 0; round < warmUp + rounds; ++round) {
-    for (Contender& contender : contenders) {
-      const auto start = std::chrono::steady_clock::now();
-      contender.run(round);
-      const std::chrono::duration<double, std::micro> time =
-          std::chrono::steady_clock::now() - start;
-      if (round >= warmUp) {
-        contender.microseconds.push_back(time.count());
-      }
-    }
-  }
+  RunInTurns(contenders, rounds);
+
+  const WholeMenu menu(bus);
+  std::array<Contender, 2> menus{{
+      {"the menu one by one", [&](int) { menu.AskOneByOne(); }, {}},
+      {"the menu in batches", [&](int) { menu.AskInBatches(); }, {}},
+  }};
+  // Each asks as often as hundreds of rounds of the others.
+  const int menuRounds = std::max(rounds / 100, 3);
+  RunInTurns(menus, menuRounds);
 
   std::printf("medians of %d rounds, in turns\n\n", rounds);
   for (Contender& contender : contenders) {
+    std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
+  }
+  std::printf("\nmedians of %d rounds, in turns: all about %zu items\n\n", menuRounds,
+              menu.Items());
+  for (Contender& contender : menus) {
     std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
   }
   std::printf("\n  %-48s %6s   at most\n", "", "ratio");
@@ -258,6 +364,8 @@ void Compare(int rounds, const std::filesystem::path& root) {
               contenders[2].Median() / echoMedian);
   std::printf("  %-48s %6.2f   1.15\n", "SetItemValue / (empty echo + bare commit)",
               contenders[4].Median() / (echoMedian + contenders[3].Median()));
+  std::printf("  %-48s %6.3f   0.067\n", "all about the items: in batches / one by one",
+              menus[1].Median() / menus[0].Median());
   std::printf("  %-48s %6.2f\n", "empty echo / bare socket pair",
               echoMedian / contenders[0].Median());
 }
