@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/version.h"
 #include "text.h"
 
 namespace tools {
@@ -91,7 +92,7 @@ Parameter Syntax::AddFlag(const std::string& name, bool& target,
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
     : m_App(std::make_unique<CLI::App>(description, name)) {
   m_App->set_help_flag("--help", "Print this help and exit");
-  m_App->set_version_flag("--version", name + " " SETTINGS_VERSION, "Print the version and exit");
+  m_App->set_version_flag("--version", name + " " + base::kVersion, "Print the version and exit");
   m_App->footer(footer + "\n\n" + kExitCodes);
   m_App->failure_message(UsageError);
   m_App->require_subcommand(1);

@@ -11,4 +11,4 @@ class Csfs : public apps::Application {
 
 }  // namespace
 
-int main() { return apps::Main<Csfs>(); }
+int main(int argc, char** argv) { return apps::Main<Csfs>(argc, argv); }

@@ -76,4 +76,4 @@ class GameBar : public apps::Application {
 
 }  // namespace
 
-int main() { return apps::Main<GameBar>(); }
+int main(int argc, char** argv) { return apps::Main<GameBar>(argc, argv); }

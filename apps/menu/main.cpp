@@ -18,4 +18,4 @@ class Menu : public apps::Application {
 
 }  // namespace
 
-int main() { return apps::Main<Menu>(); }
+int main(int argc, char** argv) { return apps::Main<Menu>(argc, argv); }

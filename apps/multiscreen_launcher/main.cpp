@@ -19,4 +19,4 @@ class MultiScreenLauncher : public apps::Application {
 
 }  // namespace
 
-int main() { return apps::Main<MultiScreenLauncher>(); }
+int main(int argc, char** argv) { return apps::Main<MultiScreenLauncher>(argc, argv); }

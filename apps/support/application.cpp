@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "apps/application_id.h"
+#include "base/version.h"
 #include "system/environment.h"
 #include "system/log.h"
 
@@ -208,7 +209,11 @@ void Application::m_Leave() {
   }
 }
 
-int Main(const std::function<std::unique_ptr<Application>()>& make) {
+int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>()>& make) {
+  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+    std::cout << program_invocation_short_name << ' ' << base::kVersion << std::endl;
+    return 0;
+  }
   // Before the first thread: signals come to the event loop.
   sigset_t ends;
   sigemptyset(&ends);

@@ -84,12 +84,13 @@ class Application {
   std::string m_EndReason = "the bus has ended";  // when nobody else ended it
 };
 
-// The main function of an application: makes it, lets it run and prints what failed.
-int Main(const std::function<std::unique_ptr<Application>()>& make);
+// The main function of an application: makes it, lets it run and prints what failed. With the
+// argument --version it prints the version instead.
+int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>()>& make);
 
 template <typename Kind>
-int Main() {
-  return Main([] { return std::make_unique<Kind>(); });
+int Main(int argc, char** argv) {
+  return Main(argc, argv, [] { return std::make_unique<Kind>(); });
 }
 
 }  // namespace apps

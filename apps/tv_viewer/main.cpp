@@ -49,4 +49,4 @@ class TvViewer : public apps::Application {
 
 }  // namespace
 
-int main() { return apps::Main<TvViewer>(); }
+int main(int argc, char** argv) { return apps::Main<TvViewer>(argc, argv); }

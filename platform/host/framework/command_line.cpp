@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "base/utf8.h"
+#include "base/version.h"
 
 namespace host {
 namespace {
@@ -62,7 +63,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
       "Serves the settings of a television over D-Bus until stopped by SIGTERM "
       "or SIGINT.",
       program);
-  app.set_version_flag("--version", program + " " SETTINGS_VERSION, "Print the version and exit");
+  app.set_version_flag("--version", program + " " + base::kVersion, "Print the version and exit");
   app.set_help_flag("--help", "Print this help and exit");
   app.add_option("--bus", line.bus, "The bus to serve on: session, system or an address")
       ->type_name("BUS")
