@@ -43,11 +43,28 @@ std::string CheckNotEmpty(const std::string& path) {
   return path.empty() ? "the name is empty" : "";
 }
 
+// What a set cannot do without is there, or the program says what to do.
+void CheckData(const Environment& environment) {
+  std::error_code ignored;
+  const auto isFile = [&](const std::filesystem::path& path) {
+    return std::filesystem::exists(path, ignored) && !std::filesystem::is_directory(path, ignored);
+  };
+  if (!isFile(environment.modelFile)) {
+    throw CLI::ValidationError("there is no model file \"" + environment.modelFile.string() +
+                               "\": name one with --model or SETTINGS_MODEL");
+  }
+  if (!isFile(environment.dataDir / "catalogue" / "menu.json")) {
+    throw CLI::ValidationError("there is no catalogue/menu.json in \"" +
+                               environment.dataDir.string() +
+                               "\": name the directory of the data with SETTINGS_DATA_DIR");
+  }
+}
+
 // What was wrong quotes what was typed.
 std::string VisibleFailure(const CLI::App* app, const CLI::Error& error) {
-  std::string message;
+  std::string message = app->get_name() + ": ";
   base::AppendVisible(message, error.what());
-  return CLI::FailureMessage::simple(app, CLI::Error(error.get_name(), message));
+  return message + "; see " + app->get_name() + " --help\n";
 }
 
 std::string ProgramName(const char* path) { return std::filesystem::path(path).filename(); }
@@ -72,9 +89,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   app.add_option("--root", line.environment.root, "Root directory of the set")
       ->type_name("DIR")
       ->check(CheckNotEmpty);
-  app.add_option("--model", line.environment.modelFile, "The model's features")
-      ->type_name("FILE")
-      ->check(CLI::Validator(CLI::ExistingFile).description(""));
+  app.add_option("--model", line.environment.modelFile, "The model's features")->type_name("FILE");
   app.add_option("--log", line.logFile, "Append the log to this file")
       ->type_name("FILE")
       ->check(CheckNotEmpty);
@@ -92,6 +107,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
     if (const std::string wrong = CheckRoot(line.environment.root); !wrong.empty()) {
       throw CLI::ValidationError(app.count("--root") > 0 ? "--root" : "SETTINGS_ROOT", wrong);
     }
+    CheckData(line.environment);
   } catch (const CLI::ParseError& end) {
     throw CommandLineEnd{app.exit(end) == 0 ? 0 : kWrongUsage};
   }

@@ -169,7 +169,7 @@ struct KeyStore::Impl {
     }
     const std::int64_t made = status.st_ctim.tv_sec * 1'000'000'000 + status.st_ctim.tv_nsec;
     if (replacementTold.exchange(made) != made) {
-      LogError(changed.string() + " was removed or replaced; it is watched anew");
+      LogError("keystore", changed.string() + " was removed or replaced; it is watched anew");
     }
   }
 
@@ -264,7 +264,7 @@ struct KeyWatcher::Impl {
       isLossTold = false;
     } catch (const std::exception& error) {
       if (!std::exchange(isLossTold, true)) {
-        LogError(std::string("cannot watch the key store any more: ") + error.what());
+        LogError("keystore", std::string("cannot watch the key store any more: ") + error.what());
       }
       wakeUp.Again(kAfterFailure);
     }

@@ -55,6 +55,8 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
     const support::Outcome outcome = Run(options);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr(text));
+    EXPECT_THAT(outcome.err, StartsWith("framework_test_service: "));
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     EXPECT_THAT(outcome.err, testing::Not(HasSubstr("main")));
     EXPECT_EQ(outcome.out, "");
   }
@@ -79,7 +81,7 @@ TEST_F(CommandLine, AMessageCannotDisturbATerminal) {
     EXPECT_THAT(outcome.err, testing::Not(testing::ContainsRegex("[\x1b]|\u202E")));
     EXPECT_THAT(outcome.err, testing::Not(HasSubstr("a\n")));
   }
-  EXPECT_THAT(Run({text}).err, HasSubstr("a\\n\\x1b[31m\\u202eb\n"));
+  EXPECT_THAT(Run({text}).err, HasSubstr("a\\n\\x1b[31m\\u202eb;"));
   EXPECT_THAT(Run({"--log", Path(text) / "log"}).err, HasSubstr("a\\n\\x1b[31m\\u202eb/log"));
 }
 
@@ -96,12 +98,39 @@ TEST_F(CommandLine, ARootThatCannotBecomeADirectoryIsWrongUsage) {
          {Run({"--root", root}), Run({}, {{"SETTINGS_ROOT", root}})}) {
       EXPECT_EQ(outcome.status, 2) << root;
       EXPECT_THAT(outcome.err,
-                  testing::AnyOf(StartsWith("--root: "), StartsWith("SETTINGS_ROOT: ")));
+                  testing::AnyOf(StartsWith("framework_test_service: --root: "),
+                                 StartsWith("framework_test_service: SETTINGS_ROOT: ")));
       EXPECT_THAT(outcome.err, HasSubstr('"' + named.string() + "\" is not a directory"));
     }
   }
   EXPECT_THAT(Trace(), IsEmpty());
   EXPECT_EQ(support::ReadFile(Path("file")), "precious");
+}
+
+TEST_F(CommandLine, AModelFileThatIsMissingIsToldInOneSentence) {
+  const std::string missing = Path("missing.json");
+  for (const support::Outcome& outcome :
+       {Run({"--model", missing}), Run({}, {{"SETTINGS_MODEL", missing}})}) {
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "framework_test_service: there is no model file \"" + missing +
+                               "\": name one with --model or SETTINGS_MODEL; see "
+                               "framework_test_service --help\n");
+  }
+  EXPECT_EQ(Run({"--model", Path("")}).status, 2) << "a directory";
+  EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST_F(CommandLine, ADataDirectoryWithoutCatalogueIsToldInOneSentence) {
+  std::filesystem::create_directories(Path("data") / "models");
+  std::ofstream(Path("data") / "models" / "full.json") << "{}";
+  const support::Outcome outcome = Run({}, {{"SETTINGS_DATA_DIR", Path("data")}});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.err, "framework_test_service: there is no catalogue/menu.json in \"" +
+                             Path("data").string() +
+                             "\": name the directory of the data with SETTINGS_DATA_DIR; see "
+                             "framework_test_service --help\n");
+  EXPECT_THAT(Trace(), IsEmpty());
+  EXPECT_EQ(Run({"--help"}, {{"SETTINGS_DATA_DIR", Path("data")}}).status, 0);
 }
 
 TEST_F(CommandLine, TheLogGoesToTheFileThatItNames) {
@@ -147,15 +176,17 @@ TEST_F(CommandLine, ALogMayBeAPipeThatSomebodyReads) {
 
 TEST_F(CommandLine, RootAndModelComeFromTheEnvironmentUnlessGiven) {
   std::ofstream(Path("model file.json")) << "{}";
+  const std::string other = Path("other.json");
+  std::ofstream(other) << "{}";
   Client client(Address());
-  support::Process& first = StartAndWait({{"SETTINGS_MODEL", "/some/model.json"}});
+  support::Process& first = StartAndWait({{"SETTINGS_MODEL", other}});
   const std::string described = client.Request(R"({"do":"describe"})").body;
-  EXPECT_THAT(described, HasSubstr(R"("model":"/some/model.json")"));
+  EXPECT_THAT(described, HasSubstr(R"("model":")" + other + '"'));
   EXPECT_THAT(described, HasSubstr(R"("root":")" + Path("").parent_path().string() + '"'));
   first.Signal(SIGTERM);
   ASSERT_EQ(first.Wait(), 0);
 
-  StartAndWait({{"SETTINGS_MODEL", "/some/model.json"}},
+  StartAndWait({{"SETTINGS_MODEL", other}},
                {"--root", Path("a root"), "--model", Path("model file.json")});
   const std::string given = client.Request(R"({"do":"describe"})").body;
   EXPECT_THAT(given, HasSubstr(R"("model":")" + Path("model file.json").string() + '"'));
