@@ -3,7 +3,10 @@
 # whatever else a product's compiler finds does not stop the product from being built.
 add_library(build_options INTERFACE)
 target_compile_options(build_options INTERFACE -Wall -Wextra
-  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+  # What is installed does not say where it was built. A debugger wants to know.
+  $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build>)
 
 if(SETTINGS_SANITIZE)
   target_compile_options(build_options INTERFACE

@@ -24,7 +24,7 @@ enum class ErrorCode {
 };
 
 // What went wrong, and what to do about it. The code is for programs, what() for people.
-class Error : public std::runtime_error {
+class [[gnu::visibility("default")]] Error : public std::runtime_error {
  public:
   Error(ErrorCode code, const std::string& problem, const std::string& advice);
 
@@ -44,7 +44,7 @@ struct Message {
   std::string body;
 };
 
-struct Reply {
+struct [[gnu::visibility("default")]] Reply {
   int type = 0;
   std::string text;  // as received
   Json::Value body;  // the same, parsed; an object
@@ -72,17 +72,17 @@ using SignalCallback = std::function<void(const Signal&)>;
 
 // A callback is called as long as its subscription lives; assigning another subscription ends it
 // too. May outlive its client, and may end inside the callback. The client's thread only.
-class [[nodiscard]] Subscription {
+class [[nodiscard, gnu::visibility("default")]] Subscription {
  public:
   Subscription();  // of nothing
   ~Subscription();
-  Subscription(Subscription&&) noexcept;
+  Subscription(Subscription &&) noexcept;
   Subscription& operator=(Subscription&&) noexcept;
 
  private:
   friend class Client;
-  struct Impl;
-  explicit Subscription(std::unique_ptr<Impl> impl);
+  struct [[gnu::visibility("hidden")]] Impl;
+  [[gnu::visibility("hidden")]] explicit Subscription(std::unique_ptr<Impl> impl);
   std::unique_ptr<Impl> m_Impl;
 };
 
@@ -90,7 +90,7 @@ class [[nodiscard]] Subscription {
 // it if the bus can, and a subscription sees the signals of every instance. One thread at a time.
 // Every function that talks to the bus throws Error; after kBus the connection stays lost, and a
 // new client is needed.
-class Client {
+class [[gnu::visibility("default")]] Client {
  public:
   // Connects to "session", "system" or a bus address such as "unix:path=/run/bus". `timeout` is
   // how long the connection, each request and each subscription may take; at least 1 µs.
@@ -190,7 +190,7 @@ class Client {
 
  private:
   friend struct Subscription::Impl;
-  struct Impl;
+  struct [[gnu::visibility("hidden")]] Impl;
   std::unique_ptr<Impl> m_Impl;
 };
 

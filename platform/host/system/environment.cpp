@@ -13,20 +13,17 @@ std::string Variable(const char* name, const std::string& otherwise) {
   return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
-bool IsInstalled() {
+// The first directory above the program that has our data below it: the prefix of an installation,
+// also of one that was moved, or a build, which has the same layout.
+std::filesystem::path Prefix() {
   std::error_code ignored;
-  const auto executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
-  return executable.native().rfind(std::string(SETTINGS_INSTALL_PREFIX) + "/", 0) == 0;
-}
-
-// A build that is not installed finds its data in the source tree, and what is generated from them
-// in the build tree.
-std::string DefaultDataDir() {
-  return IsInstalled() ? SETTINGS_INSTALL_DATA_DIR : SETTINGS_SOURCE_DATA_DIR;
-}
-
-std::string LocaleDir() {
-  return IsInstalled() ? SETTINGS_INSTALL_LOCALE_DIR : SETTINGS_BUILD_LOCALE_DIR;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+  for (auto above = program.parent_path(); above.has_relative_path(); above = above.parent_path()) {
+    if (std::filesystem::is_directory(above / SETTINGS_DATA_DIR, ignored)) {
+      return above;
+    }
+  }
+  return SETTINGS_PREFIX;
 }
 
 }  // namespace
@@ -34,9 +31,10 @@ std::string LocaleDir() {
 Environment EnvironmentFromVariables() {
   Environment environment;
   environment.root = std::filesystem::absolute(Variable("SETTINGS_ROOT", "/"));
-  environment.dataDir = Variable("SETTINGS_DATA_DIR", DefaultDataDir());
+  const std::filesystem::path prefix = Prefix();
+  environment.dataDir = Variable("SETTINGS_DATA_DIR", prefix / SETTINGS_DATA_DIR);
   environment.modelFile = Variable("SETTINGS_MODEL", environment.dataDir / "models" / "full.json");
-  environment.localeDir = LocaleDir();
+  environment.localeDir = prefix / SETTINGS_LOCALE_DIR;
   return environment;
 }
 

@@ -19,7 +19,7 @@ std::vector<std::string> EnvironmentFor(const support::Variables& variables,
 }
 
 TEST(Environment, IsThatOfTheMachineByDefault) {
-  const std::string dataDir = std::filesystem::path(MODEL_DIR).parent_path();
+  const std::string dataDir = DATA_DIR;
   EXPECT_THAT(EnvironmentFor({}),
               ElementsAre("root /", "model " + dataDir + "/models/full.json", "data " + dataDir,
                           "state /var/lib/settings-service", "run /run/settings-service"));

@@ -1,0 +1,59 @@
+# Components of an installation: service, tools, virtual-set, client, client-development.
+
+foreach(directory BINDIR LIBEXECDIR DATADIR LOCALEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${directory}}")
+    message(FATAL_ERROR "CMAKE_INSTALL_${directory} is \"${CMAKE_INSTALL_${directory}}\": programs "
+      "find their data from where they are, so give it relative to CMAKE_INSTALL_PREFIX")
+  endif()
+endforeach()
+
+# Before anything is copied.
+install(CODE [[
+  set(wanted "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+  set(existing "${wanted}")
+  while(NOT EXISTS "${existing}")
+    cmake_path(GET existing PARENT_PATH existing)
+  endwhile()
+  execute_process(COMMAND test -d "${existing}" -a -w "${existing}" RESULT_VARIABLE problem)
+  if(problem)
+    message(FATAL_ERROR "cannot install into ${wanted}: ${existing} is no directory that you can "
+      "write to; choose another with --prefix or DESTDIR, or use sudo")
+  endif()
+]] ALL_COMPONENTS)
+
+# Where a build stands is in none of its programs.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+# Programs that users do not start themselves.
+set(program_directory ${CMAKE_INSTALL_LIBEXECDIR}/settings-service)
+
+# install_configured(TEMPLATE NAME DIRECTORY COMPONENT [VARIABLE VALUE]...): fills the template in
+# when it is installed, because the prefix is not known before: ${CMAKE_INSTALL_PREFIX} in a value
+# stands for it.
+function(install_configured template name directory component)
+  set(definitions "")
+  while(ARGN)
+    list(POP_FRONT ARGN variable value)
+    string(APPEND definitions "set(${variable} \"${value}\")\n")
+  endwhile()
+  install(CODE "
+    ${definitions}
+    set(file \"${PROJECT_BINARY_DIR}/installed/${name}\")
+    configure_file(\"${template}\" \"\${file}\" @ONLY)
+    file(INSTALL \"\${file}\" DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${directory}\")
+  " COMPONENT ${component})
+endfunction()
+
+# configure_bus_service(NAME PROGRAM FILE): writes the file by which a bus starts a program.
+set(bus_service_template ${PROJECT_SOURCE_DIR}/data/bus/service.in)
+function(configure_bus_service NAME PROGRAM file)
+  configure_file(${bus_service_template} ${file} @ONLY)
+endfunction()
+
+# install_bus_service(NAME PROGRAM COMPONENT): installs such a file for a program in
+# program_directory.
+function(install_bus_service name program component)
+  install_configured(${bus_service_template} ${name}.service
+    ${CMAKE_INSTALL_DATADIR}/dbus-1/services ${component}
+    NAME ${name} PROGRAM "\${CMAKE_INSTALL_PREFIX}/${program_directory}/${program}")
+endfunction()
