@@ -101,6 +101,12 @@ class FirstApplication(unittest.TestCase):
         ]
         self.assertEqual(foreign, [])
         self.assertIn("settings::Client::Process()@@SETTINGS_CLIENT_1", names)
+        # What the package promises. Some symbols have one name for people.
+        listed = (SOURCES / "debian" / "libsettings-client1.symbols").read_text(encoding="utf-8")
+        self.assertEqual(
+            set(re.findall(r'^ \(c\+\+\)"(.*)@SETTINGS_CLIENT_1" ', listed, re.MULTILINE)),
+            {name.split("@@")[0] for name in names} - {"SETTINGS_CLIENT_1"},
+        )
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Compares what says which version this is.
+"""Compares what is written down twice: which version this is, and what the build needs.
 
 Usage: versions_test.py SOURCES VERSION   (of the build)
 """
@@ -40,6 +40,16 @@ class Versions(unittest.TestCase):
 
         since = self.found("debian/libsettings-client1.symbols", r" (\d+\.\d+\.\d+)$")
         self.assertLessEqual(max(map(numbers, since)), numbers(VERSION))
+
+    def test_a_package_is_built_with_what_the_build_needs(self):
+        listed = (SOURCES / "packaging" / "debian-packages").read_text(encoding="utf-8")
+        (building,) = re.findall(r"^# building\n(.*?)\n\n", listed, re.MULTILINE | re.DOTALL)
+        (needed,) = self.found("debian/control", r"^Build-Depends: (.*(?:\n .*)*)")
+        packages = {package.split()[0] for package in needed.split(",")}
+        # Every Debian that builds packages has a compiler.
+        self.assertEqual(
+            packages - {"debhelper-compat"}, set(building.splitlines()) - {"g++"}
+        )
 
 
 if __name__ == "__main__":
