@@ -8,8 +8,9 @@
 #include <utility>
 
 #include "base/json.h"
-#include "bus/bus.h"
 #include "bus_error.h"
+#include "client_impl.h"
+#include "settings/question.h"
 
 namespace settings {
 namespace {
@@ -17,10 +18,26 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-constexpr char kBusName[] = "org.nuvra.service.settings_service";
-constexpr char kObject[] = "/org/nuvra/service/settings_service";
-constexpr char kInterface[] = "org.nuvra.Service1";
-constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
+void CheckIsObject(const Json::Value& value, const char* what) {
+  if (!value.isObject()) {
+    throw std::invalid_argument(std::string(what) + " of a request must be a JSON object");
+  }
+}
+
+Json::Value ObjectOf(std::initializer_list<std::pair<const char*, Json::Value>> members) {
+  Json::Value object(Json::objectValue);
+  for (const auto& [name, value] : members) {
+    object[name] = value;
+  }
+  return object;
+}
+
+template <typename T>
+T AskOne(Client& client, const Question<T>& question) {
+  return question.read(question.method, client.Call(question.method, question.data));
+}
+
+}  // namespace
 
 int Check(int result) {
   if (result < 0) {
@@ -29,96 +46,60 @@ int Check(int result) {
   return result;
 }
 
-void CheckIsObject(const Json::Value& value, const char* what) {
-  if (!value.isObject()) {
-    throw std::invalid_argument(std::string(what) + " of a request must be a JSON object");
-  }
+std::string RequestText(const std::string& method, const Json::Value& data,
+                        const Json::Value& members) {
+  CheckIsObject(data, "the arguments");
+  CheckIsObject(members, "the other members");
+  Json::Value request = members;
+  request["method"] = method;
+  request["data"] = data;
+  return base::WriteJson(request);
 }
 
-Json::Value ParseReply(const std::string& text) {
-  std::optional<Json::Value> value = base::TryParseJson(text);
+bus::Message NewCall(sd_bus* bus, const char* method) {
+  bus::Message call;
+  Check(sd_bus_message_new_method_call(bus, bus::Out(call), kBusName, kObject, kInterface, method));
+  return call;
+}
+
+Error UnreadableRequest() {
+  return Error(ErrorCode::kInvalidMessage, "the request is not UTF-8 text without zero bytes",
+               "send JSON text");
+}
+
+Error UnexpectedForm() {
+  return Error(ErrorCode::kProtocol, "the reply has not the form of the settings service's",
+               "is this the settings service, and of the same release?");
+}
+
+Message ReadMessage(sd_bus_message* reply) {
+  Message message;
+  const char* text = nullptr;
+  if (sd_bus_message_has_signature(reply, "is") <= 0 ||
+      sd_bus_message_read(reply, "is", &message.type, &text) < 0) {
+    throw UnexpectedForm();
+  }
+  message.body = text;
+  return message;
+}
+
+Reply ReadReply(Message message) {
+  std::optional<Json::Value> value = base::TryParseJson(message.body);
   if (!value || !value->isObject()) {
     throw Error(ErrorCode::kProtocol, "the reply is not a JSON object",
                 "is this the settings service, and of the same release?");
   }
-  return *std::move(value);
+  return {message.type, std::move(message.body), *std::move(value)};
 }
 
-using Arguments = std::initializer_list<std::pair<const char*, Json::Value>>;
-
-Json::Value ObjectOf(Arguments arguments) {
-  Json::Value object(Json::objectValue);
-  for (const auto& [name, value] : arguments) {
-    object[name] = value;
-  }
-  return object;
+Error ErrorFromCall(sd_bus* bus, const std::string& name, const std::string& text) {
+  return sd_bus_is_open(bus) > 0 ? ErrorFromReply(name, text) : ErrorFromResult(-ECONNRESET);
 }
-
-// Calls a method whose reply contains its result.
-Reply ReplyOf(Client& client, const char* method, Arguments arguments) {
-  Reply reply = client.Call(method, ObjectOf(arguments));
-  if (!reply.body.isMember("call_api_success")) {
-    throw Error(ErrorCode::kProtocol,
-                std::string("the settings service has no method \"") + method + "\"",
-                "update the service");
-  }
-  return reply;
-}
-
-// Null when the service could not do it.
-Json::Value ResultOf(Client& client, const char* method, Arguments arguments) {
-  const Reply reply = ReplyOf(client, method, arguments);
-  return reply.Succeeded() ? reply.body["return_data"] : Json::Value();
-}
-
-std::optional<std::string> TextOf(Client& client, const char* method, Arguments arguments) {
-  const Json::Value result = ResultOf(client, method, arguments);
-  return result.isString() ? std::optional(result.asString()) : std::nullopt;
-}
-
-std::optional<bool> AnswerOf(Client& client, const char* method, Arguments arguments) {
-  const Json::Value result = ResultOf(client, method, arguments);
-  return result.isBool() ? std::optional(result.asBool()) : std::nullopt;
-}
-
-Error UnreadableResult(const char* method) {
-  return Error(ErrorCode::kProtocol, std::string("the reply to ") + method + " cannot be read",
-               "is this the settings service, and of the same release?");
-}
-
-// A list is sent as a string that is a JSON array of strings.
-std::optional<std::vector<std::string>> ListOf(Client& client, const char* method,
-                                               Arguments arguments) {
-  const std::optional<std::string> text = TextOf(client, method, arguments);
-  if (!text) {
-    return std::nullopt;
-  }
-  const std::optional<Json::Value> array = base::TryParseJson(*text);
-  if (!array || !array->isArray()) {
-    throw UnreadableResult(method);
-  }
-  std::vector<std::string> list;
-  for (const Json::Value& entry : *array) {
-    if (!entry.isString()) {
-      throw UnreadableResult(method);
-    }
-    list.push_back(entry.asString());
-  }
-  return list;
-}
-
-}  // namespace
 
 bool Reply::Succeeded() const {
   const Json::Value& success = body["call_api_success"];
   return success.isBool() && success.asBool();
 }
-
-struct Client::Impl {
-  bus::Connection bus;
-  microseconds timeout{};
-  std::exception_ptr thrownByCallback;
-};
 
 struct Subscription::Impl {
   static int OnSignal(sd_bus_message* message, void* userData, sd_bus_error*);
@@ -179,124 +160,87 @@ Client::Client(const std::string& bus, microseconds timeout) : m_Impl(std::make_
 Client::~Client() = default;
 
 Message Client::Request(const std::string& body, int type) {
-  const Error unreadable(ErrorCode::kInvalidMessage,
-                         "the request is not UTF-8 text without zero bytes", "send JSON text");
   if (body.find('\0') != std::string::npos) {
-    throw unreadable;
+    throw UnreadableRequest();
   }
   sd_bus* bus = m_Impl->bus.get();
-  bus::Message request;
-  Check(sd_bus_message_new_method_call(bus, bus::Out(request), kBusName, kObject, kInterface,
-                                       "Request"));
+  const bus::Message request = NewCall(bus, "Request");
   const int appended = sd_bus_message_append(request.get(), "is", type, body.c_str());
   if (appended == -EINVAL) {
-    throw unreadable;
+    throw UnreadableRequest();
   }
   Check(appended);
 
   bus::Error error;
   bus::Message reply;
-  const int result =
-      sd_bus_call(bus, request.get(), m_Impl->timeout.count(), error.Out(), bus::Out(reply));
-  if (result < 0) {
-    throw sd_bus_is_open(bus) > 0 ? ErrorFromReply(error.Name(), error.Text())
-                                  : ErrorFromResult(-ECONNRESET);
+  if (sd_bus_call(bus, request.get(), m_Impl->timeout.count(), error.Out(), bus::Out(reply)) < 0) {
+    throw ErrorFromCall(bus, error.Name(), error.Text());
   }
-  Message message;
-  const char* text = nullptr;
-  if (sd_bus_message_has_signature(reply.get(), "is") <= 0 ||
-      sd_bus_message_read(reply.get(), "is", &message.type, &text) < 0) {
-    throw Error(ErrorCode::kProtocol, "the reply is not in the settings service's form",
-                "is this the settings service, and of the same release?");
-  }
-  message.body = text;
-  return message;
+  return ReadMessage(reply.get());
 }
 
 Reply Client::Call(const std::string& method, const Json::Value& data, const Json::Value& members) {
-  CheckIsObject(data, "the arguments");
-  CheckIsObject(members, "the other members");
-  Json::Value request = members;
-  request["method"] = method;
-  request["data"] = data;
-  Message message = Request(base::WriteJson(request));
-  Reply reply{message.type, std::move(message.body), {}};
-  reply.body = ParseReply(reply.text);
-  return reply;
+  return ReadReply(Request(RequestText(method, data, members)));
 }
 
 std::optional<std::string> Client::GetItemValue(const std::string& item) {
-  return TextOf(*this, "GetItemValue", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemValue(item));
 }
 
 std::optional<std::string> Client::GetItemValueName(const std::string& item) {
-  return TextOf(*this, "GetItemValueName", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemValueName(item));
 }
 
 bool Client::SetItemValue(const std::string& item, const std::string& value, bool preview) {
-  return AnswerOf(*this, "SetItemValue",
-                  {{"menuID", item}, {"Value", value}, {"PreViewFlag", preview}})
-      .value_or(false);
+  return AskOne(*this, ask::SetItemValue(item, value, preview));
 }
 
 std::optional<std::string> Client::GetItemDisplayName(const std::string& item) {
-  return TextOf(*this, "GetItemDisplayName", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemDisplayName(item));
 }
 
 std::optional<std::string> Client::GetItemDisplayID(const std::string& item) {
-  return TextOf(*this, "GetItemDisplayID", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemDisplayID(item));
 }
 
 std::optional<std::string> Client::GetItemPath(const std::string& item) {
-  return TextOf(*this, "GetItemPath", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemPath(item));
 }
 
 std::optional<Range> Client::GetItemMinMaxStepValue(const std::string& item) {
-  constexpr char kMethod[] = "GetItemMinMaxStepValue";
-  const Reply reply = ReplyOf(*this, kMethod, {{"menuID", item}});
-  if (!reply.Succeeded()) {
-    return std::nullopt;
-  }
-  const auto number = [&](const char* member) {
-    const Json::Value& value = reply.body[member];
-    if (!value.isNumeric()) {
-      throw UnreadableResult(kMethod);
-    }
-    return value.asDouble();
-  };
-  return Range{number("return_min"), number("return_max"), number("return_step")};
+  return AskOne(*this, ask::GetItemMinMaxStepValue(item));
 }
 
 std::optional<std::vector<std::string>> Client::GetItemChildList(const std::string& item) {
-  return ListOf(*this, "GetItemChildList", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemChildList(item));
 }
 
 std::optional<std::vector<std::string>> Client::GetItemDataList(const std::string& item) {
-  return ListOf(*this, "GetItemDataList", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemDataList(item));
 }
 
 std::optional<bool> Client::GetItemVisible(const std::string& item) {
-  return AnswerOf(*this, "GetItemVisible", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemVisible(item));
 }
 
 std::optional<bool> Client::GetItemEnable(const std::string& item) {
-  return AnswerOf(*this, "GetItemEnable", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemEnable(item));
 }
 
 std::optional<bool> Client::GetItemPathVisible(const std::string& item) {
-  return AnswerOf(*this, "GetItemPathVisible", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemPathVisible(item));
 }
 
 std::optional<bool> Client::GetItemPathEnable(const std::string& item) {
-  return AnswerOf(*this, "GetItemPathEnable", {{"menuID", item}});
+  return AskOne(*this, ask::GetItemPathEnable(item));
 }
 
 std::optional<bool> Client::GetItemDataVisible(const std::string& item, const std::string& value) {
-  return AnswerOf(*this, "GetItemDataVisible", {{"menuID", item}, {"Value", value}});
+  return AskOne(*this, ask::GetItemDataVisible(item, value));
 }
 
 std::optional<bool> Client::GetItemDataEnable(const std::string& item, const std::string& value) {
-  return AnswerOf(*this, "GetItemDataEnable", {{"menuID", item}, {"Value", value}});
+  return AskOne(*this, ask::GetItemDataEnable(item, value));
 }
 
 void Client::GetItemVisibleAsync(const std::string& item, int pid, int callback) {
@@ -330,16 +274,16 @@ void Client::RemoveDisabledItemsByAppname(const std::string& app) {
 }
 
 std::optional<bool> Client::IsItemEnabled(const std::string& item) {
-  return AnswerOf(*this, "IsItemEnabled", {{"menuID", item}});
+  return AskOne(*this, ask::IsItemEnabled(item));
 }
 
 std::optional<std::vector<std::string>> Client::GetDisablerAppNamesByMenuId(
     const std::string& item) {
-  return ListOf(*this, "GetDisablerAppNamesByMenuId", {{"menuID", item}});
+  return AskOne(*this, ask::GetDisablerAppNamesByMenuId(item));
 }
 
 std::optional<std::vector<std::string>> Client::GetDisabledItemsList() {
-  return ListOf(*this, "GetDisabledItemsList", {});
+  return AskOne(*this, ask::GetDisabledItemsList());
 }
 
 std::optional<std::string> Client::StoreFailureSince(steady_clock::time_point begin) {

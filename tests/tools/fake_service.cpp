@@ -63,69 +63,72 @@ void Emit(sd_bus* bus, const char* destination, int type, const std::string& bod
   Check(sd_bus_send_to(bus, signal.get(), destination, nullptr), "send");
 }
 
-int Reply(sd_bus_message* request, const std::string& body) {
-  return sd_bus_reply_method_return(request, "is", 0, body.c_str());
-}
+// What becomes of a request: a reply, or an error with a name.
+struct Outcome {
+  std::string body;
+  std::string error;
+};
 
-// Not a vtable's method: that would hold every reply to one form.
-int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
-  if (sd_bus_message_is_method_call(message, kInterface, "Request") <= 0) {
-    return 0;
-  }
-  int type = 0;
-  const char* text = nullptr;
-  Check(sd_bus_message_read(message, "is", &type, &text), "read");
-  const std::string body = text;
+// How many messages came that asked something, and whether lists are understood.
+int g_Messages = 0;
+bool g_KnowsLists = true;
+
+Json::Value Parse(const std::string& body) {
   Json::Value request;
   Json::CharReaderBuilder builder;
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  if (!reader->parse(body.data(), body.data() + body.size(), &request, nullptr) ||
-      !request.isObject()) {
-    return sd_bus_reply_method_errorf(message, "org.nuvra.Error.InvalidMessage",
-                                      "the body is no JSON object");
+  return reader->parse(body.data(), body.data() + body.size(), &request, nullptr) ? request
+                                                                                  : Json::Value();
+}
+
+Outcome Serve(sd_bus* bus, const char* sender, const std::string& body) {
+  const Json::Value request = Parse(body);
+  if (!request.isObject()) {
+    return {"the body is no JSON object", "org.nuvra.Error.InvalidMessage"};
   }
   const std::string method = request["method"].asString();
   const Json::Value& data = request["data"];
   const std::string item = data["menuID"].asString();
   const bool known = g_Items.count(item) != 0;
-  sd_bus* bus = sd_bus_message_get_bus(message);
 
   if (method == "GetItemValue") {
-    return Reply(message, Filled(known, known ? g_Items[item].value : ""));
+    return {Filled(known, known ? g_Items[item].value : ""), ""};
   }
   if (method == "GetItemValueName") {
-    return Reply(message, Filled(known, known ? g_Items[item].name : ""));
+    return {Filled(known, known ? g_Items[item].name : ""), ""};
   }
   if (method == "SetItemValue") {
     const bool taken = known && data["Value"] != "refused";
     if (taken && !data["PreViewFlag"].asBool()) {
       g_Items[item] = {data["Value"].asString(), data["Value"].asString()};
     }
-    return Reply(message, Filled(taken, taken));
+    return {Filled(taken, taken), ""};
   }
   const auto send = [&](int signalType, const Json::Value& signal) {
     Emit(bus, nullptr, signalType, Write(signal));
   };
   if (const auto answer = fake_menu::Answer(request, send)) {
-    return Reply(message, Write(*answer));
+    return {Write(*answer), ""};
   }
   if (method == "Echo") {
-    return Reply(message, body);
+    return {body, ""};
   }
   if (method == "Error") {
-    return sd_bus_reply_method_errorf(message, data["name"].asCString(), "as you wish");
+    return {"as you wish", data["name"].asString()};
   }
   if (method == "Garbage") {
-    return Reply(message, data["reply"].asString());
-  }
-  if (method == "OtherForm") {
-    return sd_bus_reply_method_return(message, "s", "not as agreed");
-  }
-  if (method == "Hang") {
-    return 1;
+    return {data["reply"].asString(), ""};
   }
   if (method == "Vanish") {
     _exit(1);
+  }
+  if (method == "Messages") {
+    Json::Value count;
+    count["messages"] = g_Messages;
+    return {Write(count), ""};
+  }
+  if (method == "ForgetLists") {
+    g_KnowsLists = false;
   }
   if (method == "Emit") {
     for (int number = 0; number < data["count"].asInt(); ++number) {
@@ -133,17 +136,82 @@ int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
       signal["number"] = number;
       Emit(bus, nullptr, 3, Write(signal));
     }
-    return Reply(message, R"({"return_data":""})");
   }
   if (method == "EmitText") {
     Emit(bus, nullptr, 1, data["text"].asString());
-    return Reply(message, R"({"return_data":""})");
   }
   if (method == "Whisper") {
-    Emit(bus, sd_bus_message_get_sender(message), 9, "{}");
-    return Reply(message, R"({"return_data":""})");
+    Emit(bus, sender, 9, "{}");
   }
-  return Reply(message, R"({"return_data":""})");
+  return {R"({"return_data":""})", ""};
+}
+
+int ServeRequest(sd_bus_message* message) {
+  int type = 0;
+  const char* text = nullptr;
+  Check(sd_bus_message_read(message, "is", &type, &text), "read");
+  const std::string body = text;
+  const Json::Value request = Parse(body);
+  const Json::Value method = request.isObject() ? request["method"] : Json::Value();
+  if (method == "OtherForm") {
+    return sd_bus_reply_method_return(message, "s", "not as agreed");
+  }
+  if (method == "Hang") {
+    return 1;
+  }
+  const Outcome outcome =
+      Serve(sd_bus_message_get_bus(message), sd_bus_message_get_sender(message), body);
+  return outcome.error.empty() ? sd_bus_reply_method_return(message, "is", 0, outcome.body.c_str())
+                               : sd_bus_reply_method_errorf(message, outcome.error.c_str(), "%s",
+                                                            outcome.body.c_str());
+}
+
+// A request "Hang" leaves the list without an answer, "OtherForm" makes the answer something else,
+// and behind "Cut" nothing is answered any more.
+int ServeRequests(sd_bus_message* message) {
+  bus::Message reply;
+  Check(sd_bus_message_new_method_return(message, bus::Out(reply)), "new reply");
+  Check(sd_bus_message_open_container(reply.get(), 'a', "(is)"), "open");
+  Check(sd_bus_message_enter_container(message, 'a', "(is)"), "enter");
+  int type = 0;
+  const char* text = nullptr;
+  bool isCut = false;
+  while (!isCut && Check(sd_bus_message_read(message, "(is)", &type, &text), "read") > 0) {
+    const Json::Value request = Parse(text);
+    const Json::Value method = request.isObject() ? request["method"] : Json::Value();
+    if (method == "Hang") {
+      return 1;
+    }
+    if (method == "OtherForm") {
+      return sd_bus_reply_method_return(message, "s", "not as agreed");
+    }
+    isCut = method == "Cut";
+    Outcome outcome =
+        Serve(sd_bus_message_get_bus(message), sd_bus_message_get_sender(message), text);
+    if (!outcome.error.empty()) {
+      Json::Value error;
+      error["error"] = outcome.error;
+      error["message"] = outcome.body;
+      outcome.body = Write(error);
+    }
+    Check(sd_bus_message_append(reply.get(), "(is)", outcome.error.empty() ? 0 : -1,
+                                outcome.body.c_str()),
+          "append");
+  }
+  Check(sd_bus_message_close_container(reply.get()), "close");
+  return sd_bus_send(nullptr, reply.get(), nullptr);
+}
+
+// Not a vtable's method: that would hold every reply to one form.
+int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
+  const bool isList = sd_bus_message_is_method_call(message, kInterface, "RequestAll") > 0;
+  if ((isList && !g_KnowsLists) ||
+      (!isList && sd_bus_message_is_method_call(message, kInterface, "Request") <= 0)) {
+    return 0;
+  }
+  ++g_Messages;
+  const int result = isList ? ServeRequests(message) : ServeRequest(message);
+  return result < 0 ? result : 1;
 }
 
 // An application lives while it owns its name.

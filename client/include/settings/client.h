@@ -189,6 +189,7 @@ class [[gnu::visibility("default")]] Client {
                 std::optional<std::chrono::microseconds> limit = std::nullopt);
 
  private:
+  friend class Batch;
   friend struct Subscription::Impl;
   struct [[gnu::visibility("hidden")]] Impl;
   std::unique_ptr<Impl> m_Impl;

@@ -1,0 +1,356 @@
+#include "settings/batch.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <list>
+#include <string_view>
+#include <vector>
+
+#include "base/json.h"
+#include "base/utf8.h"
+#include "bus_error.h"
+#include "client_impl.h"
+
+namespace settings {
+namespace {
+
+using std::chrono::steady_clock;
+
+// A service takes more requests in one message. But the client's time for an answer holds for each
+// message, and the first answers can be read while the service works on the next.
+constexpr std::size_t kMostRequests = 256;
+constexpr std::size_t kMostText = 1024 * 1024;
+
+// A bus lets a connection wait for some hundred answers at once.
+constexpr std::size_t kMostSingleRequests = 64;
+
+// The message type of what stands in the place of a reply.
+constexpr int kErrorType = -1;
+
+constexpr std::string_view kNoSuchMethod = "org.freedesktop.DBus.Error.UnknownMethod";
+constexpr std::string_view kNoReply = "org.freedesktop.DBus.Error.NoReply";
+constexpr char kTimeout[] = "org.freedesktop.DBus.Error.Timeout";
+
+std::exception_ptr PointerTo(const Error& error) { return std::make_exception_ptr(error); }
+
+// Whether a message can hold the text.
+bool CanTravel(const std::string& text) {
+  return text.find('\0') == std::string::npos && base::ValidUtf8(text) == text;
+}
+
+// What a reply in a list says. Throws the error that stands in its place.
+Reply ReadReplyInList(Message message) {
+  const bool isError = message.type == kErrorType;
+  Reply reply = ReadReply(std::move(message));
+  if (isError && reply.body["error"].isString() && reply.body["message"].isString()) {
+    throw ErrorFromReply(reply.body["error"].asString(), reply.body["message"].asString());
+  }
+  return reply;
+}
+
+// Errors that say something of one request; after others there is no use in asking on.
+bool ConcernsOneRequest(ErrorCode code) {
+  return code == ErrorCode::kInvalidMessage || code == ErrorCode::kFailed ||
+         code == ErrorCode::kProtocol;
+}
+
+}  // namespace
+
+struct Batch::Impl {
+  struct Request {
+    std::string text;
+    Batch::Take take;  // empty once it got its reply
+
+    void GiveError(std::exception_ptr error) {
+      if (take) {
+        std::exchange(take, nullptr)(nullptr, std::move(error));
+      }
+    }
+
+    void GiveReply(const Reply& reply) { std::exchange(take, nullptr)(&reply, nullptr); }
+  };
+
+  // What travels in one message.
+  using Portion = std::vector<Request>;
+
+  static void GiveError(Portion& portion, const std::exception_ptr& error) {
+    for (Request& request : portion) {
+      request.GiveError(error);
+    }
+  }
+
+  // What was sent at once.
+  struct Round {
+    std::function<void()> done;
+    std::size_t open = 0;  // messages that were not answered yet, or not sent
+
+    void Finish() {
+      if (--open == 0 && done) {
+        done();
+      }
+    }
+  };
+
+  struct Sent {
+    Impl* batch;
+    Portion portion;
+    std::shared_ptr<Round> round;
+    steady_clock::time_point end;
+    bus::Slot slot;
+  };
+
+  // A request that waits to be sent by itself.
+  struct Single {
+    Portion portion;
+    std::shared_ptr<Round> round;
+  };
+
+  Impl(Client& ofBatch, Client::Impl& itsConnection) : client(ofBatch), connection(itsConnection) {}
+
+  std::vector<Portion> TakePortions();
+  bus::Message CallWith(const Portion& portion) const;
+  static void GiveReplies(Portion& portion, sd_bus_message* message);
+
+  void Ask(Portion& portion);
+  void AskOneByOne(Portion& portion);
+
+  void Send(Portion& portion, const std::shared_ptr<Round>& round);
+  std::vector<std::shared_ptr<Round>> SendSingles();
+  static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
+  void Take(Sent& answered, sd_bus_message* message);
+
+  Client& client;
+  Client::Impl& connection;
+  std::vector<Request> added;
+  std::list<Sent> sent;
+  std::deque<Single> singles;
+  const std::shared_ptr<char> life = std::make_shared<char>();
+};
+
+Batch::Batch(Client& client) : m_Impl(std::make_unique<Impl>(client, *client.m_Impl)) {}
+
+Batch::~Batch() = default;
+
+void Batch::AddRequest(const std::string& method, const Json::Value& data, Take take) {
+  m_Impl->added.push_back({RequestText(method, data), std::move(take)});
+}
+
+// What no message can hold travels alone, and fails alone.
+std::vector<Batch::Impl::Portion> Batch::Impl::TakePortions() {
+  std::vector<Portion> portions;
+  std::size_t size = 0;
+  bool goesOn = false;
+  for (Request& request : std::exchange(added, {})) {
+    const bool travels = CanTravel(request.text) && request.text.size() <= kMostText;
+    size += request.text.size();
+    if (!goesOn || !travels || portions.back().size() == kMostRequests || size > kMostText) {
+      portions.emplace_back();
+      size = request.text.size();
+    }
+    goesOn = travels;
+    portions.back().push_back(std::move(request));
+  }
+  return portions;
+}
+
+bus::Message Batch::Impl::CallWith(const Portion& portion) const {
+  if (portion.size() == 1) {
+    bus::Message call = NewCall(connection.bus.get(), "Request");
+    Check(sd_bus_message_append(call.get(), "is", 0, portion.front().text.c_str()));
+    return call;
+  }
+  bus::Message call = NewCall(connection.bus.get(), "RequestAll");
+  Check(sd_bus_message_open_container(call.get(), 'a', "(is)"));
+  for (const Request& request : portion) {
+    Check(sd_bus_message_append(call.get(), "(is)", 0, request.text.c_str()));
+  }
+  Check(sd_bus_message_close_container(call.get()));
+  return call;
+}
+
+void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
+  const auto give = [](Request& request, auto read) {
+    try {
+      request.GiveReply(read());
+    } catch (const Error& error) {
+      request.GiveError(PointerTo(error));
+    }
+  };
+  if (portion.size() == 1) {
+    give(portion.front(), [&] { return ReadReply(ReadMessage(message)); });
+    return;
+  }
+  if (sd_bus_message_has_signature(message, "a(is)") > 0 &&
+      sd_bus_message_enter_container(message, 'a', "(is)") >= 0) {
+    for (Request& request : portion) {
+      Message reply;
+      const char* text = nullptr;
+      if (sd_bus_message_read(message, "(is)", &reply.type, &text) <= 0) {
+        break;
+      }
+      reply.body = text;
+      give(request, [&] { return ReadReplyInList(std::move(reply)); });
+    }
+  }
+  GiveError(portion, PointerTo(UnexpectedForm()));
+}
+
+void Batch::Ask() {
+  std::exception_ptr failure;
+  for (Impl::Portion& portion : m_Impl->TakePortions()) {
+    if (!failure) {
+      try {
+        m_Impl->Ask(portion);
+      } catch (const Error& error) {
+        failure = PointerTo(error);
+      }
+    }
+    if (failure) {
+      Impl::GiveError(portion, failure);
+    }
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+void Batch::Impl::Ask(Portion& portion) {
+  if (portion.size() == 1) {
+    AskOneByOne(portion);
+    return;
+  }
+  sd_bus* const bus = connection.bus.get();
+  bus::Error error;
+  bus::Message reply;
+  if (sd_bus_call(bus, CallWith(portion).get(), connection.timeout.count(), error.Out(),
+                  bus::Out(reply)) >= 0) {
+    GiveReplies(portion, reply.get());
+  } else if (error.Name() == kNoSuchMethod) {
+    AskOneByOne(portion);
+  } else {
+    throw ErrorFromCall(bus, error.Name(), error.Text());
+  }
+}
+
+void Batch::Impl::AskOneByOne(Portion& portion) {
+  for (Request& request : portion) {
+    try {
+      request.GiveReply(ReadReply(client.Request(request.text)));
+    } catch (const Error& error) {
+      if (!ConcernsOneRequest(error.Code())) {
+        throw;
+      }
+      request.GiveError(PointerTo(error));
+    }
+  }
+}
+
+void Batch::Send(std::function<void()> done) {
+  const auto round = std::make_shared<Impl::Round>();
+  std::vector<Impl::Portion> portions = m_Impl->TakePortions();
+  for (std::size_t i = 0; i < portions.size(); ++i) {
+    try {
+      m_Impl->Send(portions[i], round);
+    } catch (const Error& error) {
+      for (; i < portions.size(); ++i) {
+        Impl::GiveError(portions[i], PointerTo(error));
+      }
+      throw;
+    }
+  }
+  if (round->open == 0) {
+    done();
+  } else {
+    round->done = std::move(done);
+  }
+}
+
+void Batch::Impl::Send(Portion& portion, const std::shared_ptr<Round>& round) {
+  if (portion.size() == 1 && !CanTravel(portion.front().text)) {
+    portion.front().GiveError(PointerTo(UnreadableRequest()));
+    return;
+  }
+  const bus::Message call = CallWith(portion);
+  Sent& on = sent.emplace_back(Sent{this, {}, round, steady_clock::now() + connection.timeout, {}});
+  try {
+    Check(sd_bus_call_async(connection.bus.get(), bus::Out(on.slot), call.get(), OnReply, &on,
+                            connection.timeout.count()));
+  } catch (const Error&) {
+    sent.pop_back();
+    throw;
+  }
+  on.portion = std::move(portion);
+  ++round->open;
+}
+
+int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*) {
+  auto* const answered = static_cast<Sent*>(userData);
+  Impl& batch = *answered->batch;
+  Client::Impl& connection = batch.connection;
+  const std::weak_ptr<char> life = batch.life;
+  // What is called from here may end the batch.
+  std::list<Sent> own;
+  own.splice(own.end(), batch.sent,
+             std::find_if(batch.sent.begin(), batch.sent.end(),
+                          [&](const Sent& each) { return &each == answered; }));
+  try {
+    batch.Take(*answered, message);
+    std::vector<std::shared_ptr<Round>> rounds = batch.SendSingles();
+    rounds.push_back(answered->round);
+    for (const std::shared_ptr<Round>& round : rounds) {
+      // Somebody else's end may have been this batch's.
+      if (!life.expired()) {
+        round->Finish();
+      }
+    }
+  } catch (...) {
+    connection.thrownByCallback = std::current_exception();
+  }
+  // At the end of the time sd-bus takes this for whether there was something to do.
+  return 1;
+}
+
+// Returns what each sent one, or one that cannot be sent, was counted in once too often.
+std::vector<std::shared_ptr<Batch::Impl::Round>> Batch::Impl::SendSingles() {
+  std::vector<std::shared_ptr<Round>> rounds;
+  while (!singles.empty() && sent.size() < kMostSingleRequests) {
+    Single single = std::move(singles.front());
+    singles.pop_front();
+    try {
+      Send(single.portion, single.round);
+    } catch (const Error& error) {
+      GiveError(single.portion, PointerTo(error));
+    }
+    rounds.push_back(std::move(single.round));
+  }
+  return rounds;
+}
+
+void Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
+  Portion& portion = answered.portion;
+  const sd_bus_error* const error = sd_bus_message_get_error(message);
+  if (error == nullptr) {
+    GiveReplies(portion, message);
+    return;
+  }
+  std::string name = error->name;
+  if (name == kNoSuchMethod && portion.size() > 1) {
+    for (Request& request : portion) {
+      Single& single = singles.emplace_back();
+      single.round = answered.round;
+      single.portion.push_back(std::move(request));
+      ++single.round->open;
+    }
+    return;
+  }
+  // sd-bus says the same when the time is over as the bus when the service ended.
+  if (name == kNoReply && steady_clock::now() >= answered.end) {
+    name = kTimeout;
+  }
+  GiveError(portion, PointerTo(ErrorFromCall(connection.bus.get(), name,
+                                             error->message == nullptr ? "" : error->message)));
+}
+
+}  // namespace settings

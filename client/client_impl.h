@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <exception>
+#include <string>
+
+#include "bus/bus.h"
+#include "settings/client.h"
+
+// What the parts of the client share.
+namespace settings {
+
+inline constexpr char kBusName[] = "org.nuvra.service.settings_service";
+inline constexpr char kObject[] = "/org/nuvra/service/settings_service";
+inline constexpr char kInterface[] = "org.nuvra.Service1";
+inline constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
+
+struct Client::Impl {
+  bus::Connection bus;
+  std::chrono::microseconds timeout{};
+  std::exception_ptr thrownByCallback;
+};
+
+// Returns `result`, or throws the Error that a negative one stands for.
+int Check(int result);
+
+// The text of a request. std::invalid_argument when one of the two is no object.
+std::string RequestText(const std::string& method, const Json::Value& data,
+                        const Json::Value& members = Json::objectValue);
+
+// A call of the service's method.
+bus::Message NewCall(sd_bus* bus, const char* method);
+
+// What a message holds that answers a request. Throws Error when it holds something else.
+Message ReadMessage(sd_bus_message* reply);
+Reply ReadReply(Message message);
+
+// The error of a call that did not succeed; `name` and `text` are those of the error reply.
+Error ErrorFromCall(sd_bus* bus, const std::string& name, const std::string& text);
+
+// That a message cannot hold the text of a request, and that the answer is no answer to it.
+Error UnreadableRequest();
+Error UnexpectedForm();
+
+}  // namespace settings
