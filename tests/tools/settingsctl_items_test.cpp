@@ -259,6 +259,36 @@ TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
                "└─ Brightness    25  brightness  disabled by org.example.a\n");
 }
 
+TEST_F(SettingsctlItems, WhatIsListedIsAskedForInFewMessages) {
+  const auto messages = [this] {
+    return base::TryParseJson(Run({"call", "Messages"}).out)
+        .value_or(Json::Value())["messages"]
+        .asInt();
+  };
+  Run({"disable", "brightness", "greeting", "--app", "org.example.a"});
+  const std::pair<std::vector<std::string>, int> lines[] = {
+      {{"tree"}, 7}, {{"describe", "brightness"}, 1}, {{"disabled"}, 2}};
+  for (const auto& [line, most] : lines) {
+    const int before = messages();
+    EXPECT_EQ(Run(line).status, 0);
+    EXPECT_LE(messages() - before - 1, most) << line.front();
+  }
+}
+
+TEST_F(SettingsctlItems, AServiceThatTakesOneRequestInAMessageIsAskedOneByOne) {
+  Run({"disable", "brightness", "--app", "org.example.a"});
+  const std::vector<std::vector<std::string>> lines = {
+      {"tree", "--json"}, {"tree"}, {"describe", "brightness"}, {"disabled"}};
+  std::vector<std::string> expected;
+  for (const std::vector<std::string>& line : lines) {
+    expected.push_back(Run(line).out);
+  }
+  Run({"call", "ForgetLists"});
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    ExpectOutput(Run(lines[i]), expected[i]);
+  }
+}
+
 TEST_F(SettingsctlItems, TheTreeIsAsDeepAsACatalogueCanBe) {
   const Outcome outcome = Run({"tree", "level0"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;

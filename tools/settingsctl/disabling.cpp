@@ -14,9 +14,11 @@ using tools::Quote;
 
 Names ItemsDisabledBy(Client& client, const std::string& app) {
   Names items;
-  for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
-    if (Contains(DisablersOf(client, item), app)) {
-      items.push_back(item);
+  const Names disabled = client.GetDisabledItemsList().value_or(Names());
+  const std::vector<Names> disablers = DisablersOf(client, disabled);
+  for (std::size_t i = 0; i < disabled.size(); ++i) {
+    if (Contains(disablers[i], app)) {
+      items.push_back(disabled[i]);
     }
   }
   return items;
@@ -25,14 +27,14 @@ Names ItemsDisabledBy(Client& client, const std::string& app) {
 }  // namespace
 
 void DisableItems(Client& client, const Names& items, const std::string& app) {
-  for (const std::string& item : items) {
-    RequireItem(client, item);
-  }
+  RequireItems(client, items);
   client.DisableItemsByList(items, app);
-  for (const std::string& item : items) {
-    if (!Contains(DisablersOf(client, item), app)) {
-      throw Failure(ExitCode::kRefused,
-                    fmt::format("the service did not disable {}; its log says why", Quote(item)));
+  const std::vector<Names> disablers = DisablersOf(client, items);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (!Contains(disablers[i], app)) {
+      throw Failure(
+          ExitCode::kRefused,
+          fmt::format("the service did not disable {}; its log says why", Quote(items[i])));
     }
   }
 }

@@ -30,8 +30,9 @@ std::string RecordJson(const std::string& item, const Names& apps) {
 ExitCode Disable(const Options& options, const Arguments& arguments, Client& client) {
   DisableItems(client, arguments.items, arguments.app);
   if (options.json) {
-    for (const std::string& item : arguments.items) {
-      tools::PrintLine(RecordJson(item, DisablersOf(client, item)));
+    const std::vector<Names> disablers = DisablersOf(client, arguments.items);
+    for (std::size_t i = 0; i < disablers.size(); ++i) {
+      tools::PrintLine(RecordJson(arguments.items[i], disablers[i]));
     }
   }
   return ExitCode::kDone;
@@ -67,10 +68,12 @@ ExitCode Release(const Options& options, const Arguments& arguments, Client& cli
 }
 
 ExitCode Disabled(const Options& options, const Arguments&, Client& client) {
-  for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
-    const Names apps = DisablersOf(client, item);
-    tools::PrintLine(options.json ? RecordJson(item, apps)
-                                  : fmt::format("{}: {}", tools::Escape(item), Joined(apps)));
+  const Names items = client.GetDisabledItemsList().value_or(Names());
+  const std::vector<Names> disablers = DisablersOf(client, items);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    tools::PrintLine(options.json
+                         ? RecordJson(items[i], disablers[i])
+                         : fmt::format("{}: {}", tools::Escape(items[i]), Joined(disablers[i])));
   }
   return ExitCode::kDone;
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "settings/batch.h"
 #include "settingsctl/format.h"
 #include "settingsctl/items.h"
 #include "settingsctl/verbs.h"
@@ -102,27 +103,41 @@ struct Description {
 };
 
 Description Ask(Client& client, const std::string& item) {
-  const std::optional<std::string> displayId = client.GetItemDisplayID(item);
-  if (!displayId) {
+  settings::Batch batch(client);
+  const auto displayId = batch.Add(settings::ask::GetItemDisplayID(item));
+  const auto name = batch.Add(settings::ask::GetItemDisplayName(item));
+  const auto path = batch.Add(settings::ask::GetItemPath(item));
+  const auto value = batch.Add(settings::ask::GetItemValue(item));
+  const auto valueName = batch.Add(settings::ask::GetItemValueName(item));
+  const auto values = batch.Add(settings::ask::GetItemDataList(item));
+  const auto range = batch.Add(settings::ask::GetItemMinMaxStepValue(item));
+  const auto children = batch.Add(settings::ask::GetItemChildList(item));
+  const auto visible = batch.Add(settings::ask::GetItemVisible(item));
+  const auto pathVisible = batch.Add(settings::ask::GetItemPathVisible(item));
+  const auto enabled = batch.Add(settings::ask::GetItemEnable(item));
+  const auto pathEnabled = batch.Add(settings::ask::GetItemPathEnable(item));
+  const auto apps = batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item));
+  batch.Ask();
+  if (!displayId.Get() || !apps.Get()) {
     throw NoSuchItem(item);
   }
   Description is;
-  is.displayId = *displayId;
-  is.name = client.GetItemDisplayName(item);
-  is.path = client.GetItemPath(item);
-  is.value = client.GetItemValue(item);
+  is.displayId = *displayId.Get();
+  is.name = name.Get();
+  is.path = path.Get();
+  is.value = value.Get();
   if (is.value) {
-    is.valueName = client.GetItemValueName(item);
-    is.values = client.GetItemDataList(item);
-    is.range = is.values ? std::nullopt : client.GetItemMinMaxStepValue(item);
+    is.valueName = valueName.Get();
+    is.values = values.Get();
+    is.range = is.values ? std::nullopt : range.Get();
   } else {
-    is.children = client.GetItemChildList(item);
+    is.children = children.Get();
   }
-  is.visible = client.GetItemVisible(item).value_or(false);
-  is.pathVisible = client.GetItemPathVisible(item).value_or(false);
-  is.enabled = client.GetItemEnable(item).value_or(false);
-  is.pathEnabled = client.GetItemPathEnable(item).value_or(false);
-  is.apps = DisablersOf(client, item);
+  is.visible = visible.Get().value_or(false);
+  is.pathVisible = pathVisible.Get().value_or(false);
+  is.enabled = enabled.Get().value_or(false);
+  is.pathEnabled = pathEnabled.Get().value_or(false);
+  is.apps = *apps.Get();
   return is;
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "settings/batch.h"
 #include "text.h"
 
 namespace settingsctl {
@@ -14,23 +15,47 @@ using settings::Client;
 using tools::ExitCode;
 using tools::Failure;
 
+namespace {
+
+// What each of the items has. Throws NoSuchItem for one without.
+template <typename T>
+std::vector<T> AskOfEach(Client& client, const Names& items,
+                         settings::Question<std::optional<T>> (*question)(const std::string&)) {
+  settings::Batch batch(client);
+  std::vector<settings::Answer<std::optional<T>>> answers;
+  for (const std::string& item : items) {
+    answers.push_back(batch.Add(question(item)));
+  }
+  batch.Ask();
+  std::vector<T> results;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (!answers[i].Get()) {
+      throw NoSuchItem(items[i]);
+    }
+    results.push_back(*answers[i].Get());
+  }
+  return results;
+}
+
+}  // namespace
+
 Failure NoSuchItem(const std::string& item) {
   return Failure(ExitCode::kNotFound,
                  fmt::format("no item {}; settingsctl tree shows all", tools::Quote(item)));
 }
 
-void RequireItem(Client& client, const std::string& item) {
-  if (!client.GetItemDisplayID(item)) {
-    throw NoSuchItem(item);
-  }
+void RequireItem(Client& client, const std::string& item) { RequireItems(client, {item}); }
+
+void RequireItems(Client& client, const Names& items) {
+  AskOfEach(client, items, settings::ask::GetItemDisplayID);
 }
 
 Names DisablersOf(Client& client, const std::string& item) {
-  std::optional<Names> apps = client.GetDisablerAppNamesByMenuId(item);
-  if (!apps) {
-    throw NoSuchItem(item);
-  }
-  return *std::move(apps);
+  return DisablersOf(client, Names{item}).front();
+}
+
+std::vector<Names> DisablersOf(Client& client, const Names& items) {
+  return AskOfEach(client, items, settings::ask::GetDisablerAppNamesByMenuId);
 }
 
 bool Contains(const Names& names, const std::string& name) {

@@ -14,12 +14,14 @@ using Names = std::vector<std::string>;
 
 tools::Failure NoSuchItem(const std::string& item);
 
-// Throws NoSuchItem when the service does not know it. The service's other replies do not
-// distinguish an unknown item from one without an answer.
+// Throw NoSuchItem when the service does not know the item, or one of them. The service's other
+// replies do not distinguish an unknown item from one without an answer.
 void RequireItem(settings::Client& client, const std::string& item);
+void RequireItems(settings::Client& client, const Names& items);
 
-// The applications that disable an item. Throws NoSuchItem.
+// The applications that disable an item, or each of several. Throw NoSuchItem.
 Names DisablersOf(settings::Client& client, const std::string& item);
+std::vector<Names> DisablersOf(settings::Client& client, const Names& items);
 
 bool Contains(const Names& names, const std::string& name);
 

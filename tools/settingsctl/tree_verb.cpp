@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "base/json.h"
+#include "settings/batch.h"
 #include "settingsctl/tree.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -19,43 +21,116 @@ using tools::Failure;
 // An item takes two levels of its catalogue's JSON, so anything deeper is a cycle.
 constexpr int kMostLevels = base::kMaxJsonDepth / 2;
 
-Branch Ask(Client& client, const std::string& item, const Names& disabled, int level) {
-  if (level > kMostLevels) {
-    throw Failure(ExitCode::kRefused, "the service's menu is endless below " + tools::Quote(item) +
-                                          "; its catalogue is damaged");
+using Branches = std::vector<Branch*>;
+
+// Asks for all of one level but their values. Returns those of the next.
+Branches AskForLevel(Client& client, const Branches& level) {
+  struct Answers {
+    settings::Answer<std::optional<std::string>> name;
+    settings::Answer<std::optional<bool>> visible;
+    settings::Answer<std::optional<bool>> enabled;
+    settings::Answer<std::optional<Names>> children;
+  };
+  settings::Batch batch(client);
+  std::vector<Answers> answers;
+  for (const Branch* branch : level) {
+    answers.push_back({batch.Add(settings::ask::GetItemDisplayName(branch->item)),
+                       batch.Add(settings::ask::GetItemVisible(branch->item)),
+                       batch.Add(settings::ask::GetItemEnable(branch->item)),
+                       batch.Add(settings::ask::GetItemChildList(branch->item))});
   }
-  Branch branch;
-  branch.item = item;
-  branch.name = client.GetItemDisplayName(item).value_or("");
-  branch.visible = client.GetItemVisible(item).value_or(false);
-  branch.enabled = client.GetItemEnable(item).value_or(false);
-  if (Contains(disabled, item)) {
-    branch.apps = DisablersOf(client, item);
+  batch.Ask();
+  Branches next;
+  for (std::size_t i = 0; i < level.size(); ++i) {
+    Branch& branch = *level[i];
+    branch.name = answers[i].name.Get().value_or("");
+    branch.visible = answers[i].visible.Get().value_or(false);
+    branch.enabled = answers[i].enabled.Get().value_or(false);
+    const Names children = answers[i].children.Get().value_or(Names());
+    branch.children.resize(children.size());
+    for (std::size_t child = 0; child < children.size(); ++child) {
+      branch.children[child].item = children[child];
+      next.push_back(&branch.children[child]);
+    }
   }
-  for (const std::string& child : client.GetItemChildList(item).value_or(Names())) {
-    branch.children.push_back(Ask(client, child, disabled, level + 1));
+  return next;
+}
+
+// A group has no value.
+void AskForValues(Client& client, const Branches& leaves) {
+  using Text = settings::Answer<std::optional<std::string>>;
+  settings::Batch batch(client);
+  std::vector<std::pair<Text, Text>> answers;
+  for (const Branch* leaf : leaves) {
+    answers.emplace_back(batch.Add(settings::ask::GetItemValue(leaf->item)),
+                         batch.Add(settings::ask::GetItemValueName(leaf->item)));
   }
-  // A group has no value.
-  if (branch.children.empty() && (branch.value = client.GetItemValue(item))) {
-    branch.valueName = client.GetItemValueName(item).value_or("");
+  batch.Ask();
+  for (std::size_t i = 0; i < leaves.size(); ++i) {
+    leaves[i]->value = answers[i].first.Get();
+    if (leaves[i]->value) {
+      leaves[i]->valueName = answers[i].second.Get().value_or("");
+    }
   }
-  return branch;
+}
+
+void AskForDisablers(Client& client, const Branches& disabled) {
+  Names items;
+  for (const Branch* branch : disabled) {
+    items.push_back(branch->item);
+  }
+  const std::vector<Names> apps = DisablersOf(client, items);
+  for (std::size_t i = 0; i < disabled.size(); ++i) {
+    disabled[i]->apps = apps[i];
+  }
+}
+
+// All about the branches, of which only the items are known, and what lies below them.
+void Ask(Client& client, std::vector<Branch>& branches) {
+  const Names disabledItems = client.GetDisabledItemsList().value_or(Names());
+  Branches leaves;
+  Branches disabled;
+  Branches level;
+  for (Branch& branch : branches) {
+    level.push_back(&branch);
+  }
+  for (int depth = 0; !level.empty(); ++depth) {
+    if (depth > kMostLevels) {
+      throw Failure(ExitCode::kRefused, "the service's menu is endless below " +
+                                            tools::Quote(level.front()->item) +
+                                            "; its catalogue is damaged");
+    }
+    Branches next = AskForLevel(client, level);
+    for (Branch* branch : level) {
+      if (branch->children.empty()) {
+        leaves.push_back(branch);
+      }
+      if (Contains(disabledItems, branch->item)) {
+        disabled.push_back(branch);
+      }
+    }
+    level = std::move(next);
+  }
+  AskForValues(client, leaves);
+  AskForDisablers(client, disabled);
 }
 
 std::vector<Branch> AskForAll(Client& client, const std::string& top) {
-  const Names disabled = client.GetDisabledItemsList().value_or(Names());
-  if (!top.empty()) {
+  Names items = {top};
+  if (top.empty()) {
+    std::optional<Names> atTop = client.GetItemChildList("");
+    if (!atTop) {
+      throw Failure(ExitCode::kRefused, "the service has no items; its log says why");
+    }
+    items = *std::move(atTop);
+  } else {
     RequireItem(client, top);
-    return {Ask(client, top, disabled, 0)};
   }
-  const std::optional<Names> items = client.GetItemChildList("");
-  if (!items) {
-    throw Failure(ExitCode::kRefused, "the service has no items; its log says why");
+  std::vector<Branch> branches(items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    branches[i].item = items[i];
   }
-  std::vector<Branch> branches;
-  for (const std::string& item : *items) {
-    branches.push_back(Ask(client, item, disabled, 0));
-  }
+  Ask(client, branches);
   return branches;
 }
 
