@@ -157,6 +157,16 @@ TEST(Utf8, EachByteThatBelongsToNoCharacterIsReplaced) {
   EXPECT_EQ(ValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
+TEST(Utf8, AByteIsFoundWhereverItStands) {
+  for (std::size_t at = 0; at < 40; ++at) {
+    const std::string before(at, 'x');
+    const std::string behind(40 - at, 'y');
+    EXPECT_EQ(ValidUtf8(before + "\xFF" + behind), before + "\xEF\xBF\xBD" + behind);
+    const std::string text = before + "\xC3\xA4" + behind;
+    EXPECT_EQ(ValidUtf8(text), text);
+  }
+}
+
 TEST(Utf8, CodePointsThatAreNeverCharactersAreReplaced) {
   const std::string three = "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD";
   for (const char* text : {"\xEF\xB7\x90", "\xEF\xB7\xAF", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
