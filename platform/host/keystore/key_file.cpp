@@ -18,7 +18,8 @@ namespace {
 
 // Marks a database as a key file, and its tables as those below.
 constexpr std::int64_t kApplicationId = 0x6b657973;
-constexpr std::int64_t kVersion = 2;
+constexpr std::int64_t kVersion = 3;
+constexpr std::int64_t kVersionWithoutChecks = 2;
 constexpr std::int64_t kVersionWithoutBytes = 1;
 
 constexpr const char* kCreateKeys =
@@ -28,8 +29,7 @@ constexpr const char* kCreateKeys =
 // The bytes stand before the text that they count: behind it they would be read through it.
 constexpr const char* kCreateChanges =
     "CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
-    " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value);"
-    "PRAGMA user_version = 2";
+    " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value)";
 
 // What happens to the journal of version 1. Programs that still have the file open, and do not
 // count bytes, go on with the new one.
@@ -85,7 +85,7 @@ std::int64_t VersionOf(Database& database) {
     database.FailAs("is not a key file");
   }
   const std::int64_t version = ReadInteger(database, "PRAGMA user_version");
-  if (version != kVersion && version != kVersionWithoutBytes) {
+  if (version < kVersionWithoutBytes || version > kVersion) {
     database.FailAs("was made by another version of this program");
   }
   return version;
@@ -105,8 +105,11 @@ std::int64_t MonotonicNow() {
 
 KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability) : Database(file) {
   const std::int64_t version = VersionOf(*this);
-  if (!IsWritable() && version == kVersion) {
+  if (!IsWritable() && version >= kVersionWithoutChecks) {
     return;
+  }
+  if (version == 0 && ReadInteger(*this, "PRAGMA page_count") == 0) {
+    ReservePageEnds();
   }
   Execute("PRAGMA journal_mode = WAL");
   if (durability == Durability::kDisk) {
@@ -115,7 +118,8 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
     // Where nothing is flushed a short write-ahead log costs no time, and it spares memory.
     Execute("PRAGMA synchronous = OFF; PRAGMA wal_autocheckpoint = 128");
   }
-  if (version == kVersion) {
+  // Checks are for whoever has the file for himself to add: it is written anew for that.
+  if (version >= kVersionWithoutChecks) {
     return;
   }
   Execute("BEGIN IMMEDIATE");
@@ -124,14 +128,17 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
   if (version != 0) {
     Execute(kTakeOldChanges);
   }
+  Execute(HasReservedPageEnds() ? "PRAGMA user_version = 3" : "PRAGMA user_version = 2");
   Execute("COMMIT");
 }
 
 KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
-                 std::filesystem::path changed, const std::filesystem::path& line)
+                 std::filesystem::path changed)
     : m_File(file),
       m_Changed(std::move(changed)),
-      m_Line(line, file),
+      m_Line(
+          m_Changed.parent_path() / (durability == Durability::kDisk ? "line-db" : "line-memory"),
+          file),
       m_Database(file, durability),
       m_Store(m_Database,
               "INSERT INTO keys (key, value) VALUES (?1, ?2)"

@@ -51,10 +51,9 @@ class KeyFile {
  public:
   // Opens `file`, made when missing; its directory exists. `changed` is a file that
   // everybody who waits for changes watches: each write opens it before and closes it after. Those
-  // who write wait in the line in the file `line`; reading waits for nobody.
+  // who write wait in a line, whose file is beside it; reading waits for nobody.
   // Two processes must not open the same file at once.
-  KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed,
-          const std::filesystem::path& line);
+  KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed);
 
   const std::filesystem::path& Name() const { return m_File; }
 

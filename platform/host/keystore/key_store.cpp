@@ -18,6 +18,7 @@
 #include "keystore/key_store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +32,7 @@
 #include <utility>
 
 #include "keystore/key_file.h"
+#include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
 #include "system/error_log.h"
@@ -120,10 +122,27 @@ struct KeyStore::Impl {
     // One process at a time: SQLite fails instead of waiting when two turn the same new file to
     // write-ahead logging.
     const FileDescriptor lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
-    files[kDurable] = std::make_unique<KeyFile>(stateDir / kFileName, Durability::kDisk, changed,
-                                                runDir / "line-db");
-    files[kMemory] = std::make_unique<KeyFile>(runDir / kFileName, Durability::kProcess, changed,
-                                               runDir / "line-memory");
+    std::error_code ignored;
+    const bool isSameBoot = std::filesystem::exists(runDir / kFileName, ignored);
+    const bool isAlone = TakeUse(runDir / "users");
+    const auto open = [&](const std::filesystem::path& file, Durability durability) {
+      return isAlone && !IsOpenSomewhere(file)
+                 ? OpenMended(file, durability, changed, isSameBoot)
+                 : std::make_unique<KeyFile>(file, durability, changed);
+    };
+    files[kDurable] = open(stateDir / kFileName, Durability::kDisk);
+    files[kMemory] = open(runDir / kFileName, Durability::kProcess);
+    ::flock(use.Get(), LOCK_SH);
+  }
+
+  // Keeps a lock as long as the store is open, by which others see that it is. Whether nobody else
+  // has one.
+  bool TakeUse(const std::filesystem::path& file) {
+    use = FileDescriptor(::open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!use) {
+      FailToCreate(file);
+    }
+    return ::flock(use.Get(), LOCK_EX | LOCK_NB) == 0;
   }
 
   // Index in `files` of where a valid key lives.
@@ -176,6 +195,7 @@ struct KeyStore::Impl {
   const std::filesystem::path watchers;
   const std::filesystem::path changed;
   std::atomic<std::int64_t> replacementTold = 0;  // when the newest one was made that is known
+  FileDescriptor use;
   std::array<std::unique_ptr<KeyFile>, kKeyFileCount> files;
 };
 

@@ -8,7 +8,9 @@
 #include <system_error>
 #include <thread>
 
+#include "keystore/checked_files.h"
 #include "keystore/lock_holder.h"
+#include "keystore/page_check.h"
 #include "keystore/store_error.h"
 
 namespace host {
@@ -21,10 +23,20 @@ constexpr auto kBusyLimit = std::chrono::seconds(kHeldTooLongSeconds);
 constexpr auto kBusyPause = std::chrono::microseconds(200);
 
 // Memory for pages of one file. A set's keys fit; what does not comes from the system's cache.
-constexpr const char* kCacheSize = "PRAGMA cache_size = -256";
+// A transaction that outgrows it is not written to the log in parts: the checks of the frames would
+// not hold until its end.
+constexpr const char* kCacheSize = "PRAGMA cache_size = -256; PRAGMA cache_spill = OFF";
+
+bool IsDamage(int code) {
+  return (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB ||
+         code == SQLITE_IOERR_DATA || code == SQLITE_IOERR_SHORT_READ;
+}
 
 // What a failure is for a caller: an errno of StoreError.
 int KindOf(int code, int systemError) {
+  if (IsDamage(code)) {
+    return EUCLEAN;
+  }
   switch (code & 0xff) {
     case SQLITE_BUSY:
       return EAGAIN;
@@ -40,17 +52,12 @@ int KindOf(int code, int systemError) {
   }
 }
 
-std::string Advice(int code, int kind, const std::string& file) {
-  switch (code & 0xff) {
-    case SQLITE_BUSY:
-      return HeldTooLong(HolderOfWriteLock(file));
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      return "put a good copy in its place, or move it away to begin with an empty one";
-    default:
-      break;
-  }
+std::string Advice(int kind, const std::string& file) {
   switch (kind) {
+    case EUCLEAN:
+      return "it is mended when the set starts the next time; see setctl key check";
+    case EAGAIN:
+      return HeldTooLong(HolderOfWriteLock(file));
     case EACCES:
       return "start as another user or choose another root";
     case EROFS:
@@ -108,7 +115,7 @@ Database::Database(const std::filesystem::path& file) : m_File(file) {
 
 int Database::Open(const std::string& name, int flags) {
   return sqlite3_open_v2(name.c_str(), &m_Handle,
-                         flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+                         flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, CheckedFiles());
 }
 
 bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main") == 0; }
@@ -122,6 +129,26 @@ void Database::Execute(const char* sql) {
   }
 }
 
+bool Database::IsSound() {
+  Statement check(*this, "PRAGMA integrity_check(1)");
+  Rows rows = check.Query();
+  return rows.Next() && rows.Text(0) == "ok";
+}
+
+void Database::ReservePageEnds() {
+  int size = kCheckSize;
+  const int code = sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_RESERVE_BYTES, &size);
+  if (code != SQLITE_OK) {
+    Fail(code);
+  }
+}
+
+bool Database::HasReservedPageEnds() {
+  int size = -1;  // asks
+  return sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_RESERVE_BYTES, &size) == SQLITE_OK &&
+         size == static_cast<int>(kCheckSize);
+}
+
 bool Database::IsInTransaction() const { return sqlite3_get_autocommit(m_Handle) == 0; }
 
 std::int64_t Database::LastRow() const { return sqlite3_last_insert_rowid(m_Handle); }
@@ -132,19 +159,22 @@ void Database::Fail(int code) const {
   const int system = sqlite3_system_errno(m_Handle);
   std::string reason =
       sqlite3_extended_errcode(m_Handle) == code ? sqlite3_errmsg(m_Handle) : sqlite3_errstr(code);
-  const bool bySystem = (code & 0xff) == SQLITE_CANTOPEN ||
-                        ((code & 0xff) == SQLITE_IOERR && code != SQLITE_IOERR_SHORT_READ);
+  if (code == SQLITE_IOERR_DATA || code == SQLITE_IOERR_SHORT_READ) {
+    reason = code == SQLITE_IOERR_DATA ? "a page is damaged" : "it is cut short";
+  }
+  const bool bySystem =
+      !IsDamage(code) && ((code & 0xff) == SQLITE_CANTOPEN || (code & 0xff) == SQLITE_IOERR);
   if (bySystem && system != 0) {
     reason += ": " + std::generic_category().message(system);
   }
-  const int kind = KindOf(code, bySystem ? system : 0);
-  throw StoreError(kind,
-                   "key file " + m_File + ": " + reason + "; " + Advice(code, kind, m_File));
+  FailAs(KindOf(code, bySystem ? system : 0), reason);
 }
 
-void Database::FailAs(std::string_view reason) const {
-  throw StoreError(EIO, "key file " + m_File + ": " + std::string(reason) + "; " +
-                            Advice(SQLITE_NOTADB, EIO, m_File));
+void Database::FailAs(std::string_view reason) const { FailAs(EUCLEAN, reason); }
+
+void Database::FailAs(int kind, std::string_view reason) const {
+  throw StoreError(kind,
+                   "key file " + m_File + ": " + std::string(reason) + "; " + Advice(kind, m_File));
 }
 
 int Database::OnBusy(void* database, int attempt) {

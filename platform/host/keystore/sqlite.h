@@ -31,6 +31,16 @@ class Database {
 
   bool IsWritable() const;
 
+  // Whether all that the file holds can be read and fits together.
+  bool IsSound();
+
+  // Keeps room for the check of each page (page_check.h): in a file that is still empty, or in the
+  // copy that is made of it.
+  void ReservePageEnds();
+
+  // Whether the file has that room.
+  bool HasReservedPageEnds();
+
   // Whether a transaction is open.
   bool IsInTransaction() const;
 
@@ -47,6 +57,7 @@ class Database {
  private:
   friend class Statement;
   int Open(const std::string& name, int flags);
+  [[noreturn]] void FailAs(int kind, std::string_view reason) const;
   static int OnBusy(void* database, int attempt);
 
   std::string m_File;

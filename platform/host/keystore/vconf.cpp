@@ -7,6 +7,7 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -23,12 +24,20 @@
 #include "keystore/store_error.h"
 #include "system/exception_border.h"
 #include "system/host.h"
+#include "thread_safety.h"
 
 struct _keynode_t {
   host::KeyChange change;
 };
 
 namespace host {
+
+// The damages of the store that are in the log.
+struct ReportedDamages {
+  guarded::Mutex mutex;
+  std::set<std::string> damages GUARDED_BY(mutex);
+};
+
 namespace {
 
 // The errno of vconf.h for a failure.
@@ -38,6 +47,14 @@ int ErrorOf(const std::exception& failure) {
   }
   const auto* ofSystem = dynamic_cast<const std::system_error*>(&failure);
   return ofSystem != nullptr ? ofSystem->code().value() : EIO;
+}
+
+// Whether this damage was not met before: it stays until the set starts again, and whoever looks at
+// it meets it.
+bool IsNews(const std::string& damage) {
+  ReportedDamages& reported = g_Host.reportedDamages.Get();
+  const guarded::Lock lock(reported.mutex);
+  return reported.damages.insert(damage).second;
 }
 
 // Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`, and
@@ -51,6 +68,9 @@ Result Called(const char* function, Result failure, Body body) noexcept {
     } catch (const std::exception& exception) {
       error = ErrorOf(exception);
       NoteStoreFailure(exception.what());
+      if (error == EUCLEAN && !IsNews(exception.what())) {
+        return failure;
+      }
       throw;
     }
   });

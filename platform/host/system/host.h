@@ -39,6 +39,7 @@ struct Model;
 struct NewestFailure;
 struct HostLibrary;
 struct RemainingEvents;
+struct ReportedDamages;
 struct SpeakerCallback;
 struct Translations;
 struct UnusableReports;
@@ -57,6 +58,7 @@ struct Host {
   OutlivesExit<RemainingEvents> remainingEvents;
   OutlivesExit<KeyStore> keyStore;
   OutlivesExit<NewestFailure> newestFailure;
+  OutlivesExit<ReportedDamages> reportedDamages;
 
   // Not used for anything, but read by leak checkers: AppMain's caller keeps the service until the
   // process ends and never deletes it.

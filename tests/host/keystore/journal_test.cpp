@@ -271,10 +271,11 @@ TEST_F(JournalTest, AKeyThatIsLargerThanTheJournalMayBeIsKept) {
 }
 
 TEST_F(JournalTest, ThatDoesNotCountItsBytesYetIsTakenOver) {
-  Open();
+  std::filesystem::create_directories(StateDir());
   // As the files were before.
   Sql(DurableFile(),
-      "BEGIN; DROP TABLE changes;"
+      "PRAGMA journal_mode = WAL; BEGIN; PRAGMA application_id = 0x6b657973;"
+      " CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
       " CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER, key TEXT, value);"
       " INSERT INTO changes VALUES (41, 1, 'db/a', 'old'), (42, 2, 'db/a', 'kept');"
       " INSERT INTO keys VALUES ('db/a', 'kept'); PRAGMA user_version = 1; COMMIT");

@@ -139,48 +139,6 @@ TEST_F(KeyStoreTest, OpensThoughASignalInterruptsTheOpeningOfItsLock) {
   EXPECT_TRUE(WasOpenInterrupted());
 }
 
-TEST_F(KeyStoreTest, NamesTheFileThatIsNoDatabase) {
-  std::filesystem::create_directories(StateDir());
-  std::ofstream(DurableFile()) << std::string(8192, 'x');
-  EXPECT_THAT([this] { Open(); },
-              ThrowsMessage<std::runtime_error>(AllOf(HasSubstr(DurableFile().string()),
-                                                      HasSubstr("file is not a database"),
-                                                      HasSubstr("move it away"))));
-}
-
-TEST_F(KeyStoreTest, LeavesADatabaseAloneThatIsNotItsOwn) {
-  std::filesystem::create_directories(RunDir());
-  Sql(MemoryFile(), "CREATE TABLE songs (title)");
-  const std::string before = support::ReadFile(MemoryFile());
-  EXPECT_THAT([this] { Open(); },
-              ThrowsMessage<std::runtime_error>(
-                  AllOf(HasSubstr(MemoryFile().string()), HasSubstr("is not a key file"))));
-  EXPECT_EQ(support::ReadFile(MemoryFile()), before);
-}
-
-TEST_F(KeyStoreTest, RefusesAFileOfAnotherVersion) {
-  Open();
-  Sql(DurableFile(), "PRAGMA user_version = 3");
-  EXPECT_THAT([this] { Open(); }, ThrowsMessage<std::runtime_error>(HasSubstr("another version")));
-}
-
-TEST_F(KeyStoreTest, ReportsDamageFoundLater) {
-  auto store = Open();
-  store->Set("db/key", std::string(100'000, 'x'));
-  store.reset();  // puts everything into the main file
-  std::fstream file(DurableFile(), std::ios::in | std::ios::out | std::ios::binary);
-  const auto size = static_cast<std::streamoff>(std::filesystem::file_size(DurableFile()));
-  file.seekp(4096);
-  file << std::string(size - 4096, '\xff') << std::flush;
-  store = Open();
-  EXPECT_THAT([&] { store->Get("db/key"); },
-              ThrowsMessage<std::runtime_error>(
-                  AllOf(HasSubstr(DurableFile().string()), HasSubstr("malformed"))));
-  EXPECT_THAT([&] { store->Set("db/key", 1); },
-              ThrowsMessage<std::runtime_error>(HasSubstr("malformed")));
-  EXPECT_TRUE(store->Set("memory/key", 1));
-}
-
 TEST_F(KeyStoreTest, NamesTheDirectoryThatCannotBeMade) {
   const std::filesystem::path file = StateDir();
   std::ofstream(file).close();

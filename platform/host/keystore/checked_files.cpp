@@ -1,0 +1,148 @@
+// SQLite's pager reads and writes through a table of functions that comes with every file it opens.
+// A file of ours gets a table in which two of them are others; all else is the system's, called
+// directly, so that nothing else becomes slower.
+//
+// In the log the ends of pages stay zero: SQLite sums a frame up before it writes it. A frame needs
+// no check of ours either, it has SQLite's, which SQLite itself compares only when it recovers.
+
+#include "keystore/checked_files.h"
+
+#include <sqlite3.h>
+
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "keystore/page_check.h"
+
+namespace host {
+namespace {
+
+constexpr char kName[] = "keystore";
+constexpr int kDatabaseHeaderSize = 100;
+
+// Stands behind the system's part of a file.
+struct Checked {
+  const sqlite3_io_methods* system;
+  sqlite3_io_methods own;
+  bool isLog;
+  bool hasChecks;
+};
+
+int g_systemFileSize = 0;  // set once, before any file is opened
+
+Checked& CheckedOf(sqlite3_file* file) {
+  return *std::launder(
+      reinterpret_cast<Checked*>(reinterpret_cast<char*>(file) + g_systemFileSize));
+}
+
+bool IsPage(int size, sqlite3_int64 offset) {
+  return size == static_cast<int>(kPageSize) && offset % kPageSize == 0;
+}
+
+std::uint32_t PageAt(sqlite3_int64 offset) {
+  return static_cast<std::uint32_t>(offset / kPageSize) + 1;
+}
+
+bool IsFramesPage(int size, sqlite3_int64 offset) {
+  constexpr sqlite3_int64 kFirst = kLogHeaderSize + kFrameHeaderSize;
+  return size == static_cast<int>(kPageSize) && offset >= kFirst &&
+         (offset - kFirst) % kFrameSize == 0;
+}
+
+// Compares a page that was read from the log with the check of its frame. Who reads a frame keeps
+// the log from being begun anew, so the frame before it is there, too.
+int CheckFrame(const Checked& checked, sqlite3_file* file, const unsigned char* page,
+               sqlite3_int64 offset) {
+  std::array<unsigned char, kFrameHeaderSize> header;
+  std::array<unsigned char, 8> before;
+  const bool isFirst = offset == kLogHeaderSize + kFrameHeaderSize;
+  const sqlite3_int64 beforeAt = isFirst ? 24 : offset - 8 - static_cast<int>(kPageSize) - 24;
+  int code = checked.system->xRead(file, header.data(), header.size(), offset - kFrameHeaderSize);
+  if (code == SQLITE_OK) {
+    code = checked.system->xRead(file, before.data(), before.size(), beforeAt);
+  }
+  if (code != SQLITE_OK) {
+    return code;
+  }
+  return IsFrameSound(header.data(), page, before.data()) ? SQLITE_OK : SQLITE_IOERR_DATA;
+}
+
+int Read(sqlite3_file* file, void* buffer, int size, sqlite3_int64 offset) {
+  Checked& checked = CheckedOf(file);
+  const int code = checked.system->xRead(file, buffer, size, offset);
+  if (code != SQLITE_OK) {
+    return code;
+  }
+  auto* bytes = static_cast<unsigned char*>(buffer);
+  if (checked.isLog) {
+    return IsFramesPage(size, offset) ? CheckFrame(checked, file, bytes, offset) : SQLITE_OK;
+  }
+  if (offset == 0 && size >= kDatabaseHeaderSize) {
+    checked.hasChecks = HasChecks(bytes);
+  }
+  if (checked.hasChecks && IsPage(size, offset)) {
+    if (StateOf(bytes, PageAt(offset)) == PageState::kDamaged) {
+      return SQLITE_IOERR_DATA;
+    }
+    std::memset(bytes + kPageSize - kCheckSize, 0, kCheckSize);
+  }
+  return SQLITE_OK;
+}
+
+int Write(sqlite3_file* file, const void* buffer, int size, sqlite3_int64 offset) {
+  Checked& checked = CheckedOf(file);
+  const auto* bytes = static_cast<const unsigned char*>(buffer);
+  if (!checked.isLog && offset == 0 && size >= kDatabaseHeaderSize) {
+    checked.hasChecks = HasChecks(bytes);
+  }
+  if (checked.isLog || !checked.hasChecks || !IsPage(size, offset)) {
+    return checked.system->xWrite(file, buffer, size, offset);
+  }
+  std::array<unsigned char, kPageSize> page;
+  std::memcpy(page.data(), bytes, kPageSize);
+  PutCheck(page.data(), PageAt(offset));
+  return checked.system->xWrite(file, page.data(), size, offset);
+}
+
+int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* openedFlags) {
+  auto* const system = static_cast<sqlite3_vfs*>(vfs->pAppData);
+  const int code = system->xOpen(system, name, file, flags, openedFlags);
+  if (code != SQLITE_OK || (flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
+    return code;
+  }
+  auto* const checked = new (reinterpret_cast<char*>(file) + g_systemFileSize)
+      Checked{.system = file->pMethods,
+              .own = *file->pMethods,
+              .isLog = (flags & SQLITE_OPEN_WAL) != 0,
+              .hasChecks = false};
+  checked->own.iVersion = 2;  // without mapped pages, which nobody would compare
+  checked->own.xRead = Read;
+  checked->own.xWrite = Write;
+  file->pMethods = &checked->own;
+  return SQLITE_OK;
+}
+
+// Never taken back: files may be open until the process ends.
+bool Register() {
+  static sqlite3_vfs vfs;
+  sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
+  constexpr int kAlignment = alignof(Checked);
+  g_systemFileSize = (system->szOsFile + kAlignment - 1) / kAlignment * kAlignment;
+  vfs = *system;
+  vfs.zName = kName;
+  vfs.pNext = nullptr;
+  vfs.pAppData = system;
+  vfs.szOsFile = g_systemFileSize + static_cast<int>(sizeof(Checked));
+  vfs.xOpen = Open;
+  return sqlite3_vfs_register(&vfs, 0) == SQLITE_OK;
+}
+
+}  // namespace
+
+const char* CheckedFiles() {
+  [[maybe_unused]] static const bool isRegistered = Register();
+  return kName;
+}
+
+}  // namespace host

@@ -1,0 +1,123 @@
+#include "keystore/page_check.h"
+
+#include <endian.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace host {
+namespace {
+
+constexpr std::size_t kWords = (kPageSize - kCheckSize) / sizeof(std::uint64_t);
+constexpr std::size_t kLanes = 4;
+constexpr std::uint64_t kFactor = 0x9e3779b97f4a7c15;  // odd, so that no step loses a bit
+
+std::uint64_t Mixed(std::uint64_t sum, std::uint64_t word) {
+  return std::rotl((sum ^ word) * kFactor, 31);
+}
+
+std::uint64_t WordAt(const unsigned char* page, std::size_t index) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, page + index * sizeof(word), sizeof(word));
+  return le64toh(word);
+}
+
+// A change of one word always changes the check: every step is reversible. Lanes, because each step
+// waits for the one before it. Never 0.
+std::uint64_t CheckOf(const unsigned char* page, std::uint32_t number) {
+  std::array<std::uint64_t, kLanes> lanes{number, 1, 2, 3};
+  std::size_t index = 0;
+  for (; index + kLanes <= kWords; index += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      lanes[lane] = Mixed(lanes[lane], WordAt(page, index + lane));
+    }
+  }
+  for (; index < kWords; ++index) {
+    lanes[0] = Mixed(lanes[0], WordAt(page, index));
+  }
+  std::uint64_t sum = 0;
+  for (const std::uint64_t lane : lanes) {
+    sum = Mixed(sum, lane);
+  }
+  return sum != 0 ? sum : 1;
+}
+
+// SQLite's check of a log, in its two byte orders.
+struct LogSum {
+  std::uint32_t first;
+  std::uint32_t second;
+  bool operator==(const LogSum&) const = default;
+};
+
+LogSum SumAt(const unsigned char* bytes) {
+  return {ReadBigEndian(bytes), ReadBigEndian(bytes + sizeof(std::uint32_t))};
+}
+
+template <bool isBigEndian>
+void Add(LogSum& sum, const unsigned char* bytes, std::size_t size) {
+  for (std::size_t i = 0; i < size; i += 2 * sizeof(std::uint32_t)) {
+    std::uint32_t words[2];
+    std::memcpy(words, bytes + i, sizeof(words));
+    sum.first += (isBigEndian ? be32toh(words[0]) : le32toh(words[0])) + sum.second;
+    sum.second += (isBigEndian ? be32toh(words[1]) : le32toh(words[1])) + sum.first;
+  }
+}
+
+template <bool isBigEndian>
+bool IsSumOfFrame(const unsigned char* header, const unsigned char* page,
+                  const unsigned char* before) {
+  LogSum sum = SumAt(before);
+  Add<isBigEndian>(sum, header, 8);
+  Add<isBigEndian>(sum, page, kPageSize);
+  return sum == SumAt(header + 16);
+}
+
+}  // namespace
+
+PageState StateOf(const unsigned char* page, std::uint32_t number) {
+  const std::uint64_t check = WordAt(page, kWords);
+  if (check == CheckOf(page, number)) {
+    return PageState::kSound;
+  }
+  const bool isEmpty = std::all_of(page, page + kPageSize, [](unsigned char c) { return c == 0; });
+  return check == 0 && !isEmpty ? PageState::kUnchecked : PageState::kDamaged;
+}
+
+void PutCheck(unsigned char* page, std::uint32_t number) {
+  const std::uint64_t check = htole64(CheckOf(page, number));
+  std::memcpy(page + kPageSize - kCheckSize, &check, sizeof(check));
+}
+
+// Two marks, so that damage to one does not switch the checks off: the bytes that are kept free at
+// the end of a page, and the version of the store.
+bool HasChecks(const unsigned char* firstPage) {
+  constexpr std::size_t kReserved = 20;
+  constexpr std::size_t kUserVersion = 60;
+  constexpr std::uint32_t kFirstVersionWithChecks = 3;
+  return firstPage[kReserved] == kCheckSize ||
+         ReadBigEndian(firstPage + kUserVersion) == kFirstVersionWithChecks;
+}
+
+std::uint32_t ReadBigEndian(const unsigned char* bytes) {
+  std::uint32_t word = 0;
+  std::memcpy(&word, bytes, sizeof(word));
+  return be32toh(word);
+}
+
+bool IsFrameSound(const unsigned char* header, const unsigned char* page,
+                  const unsigned char* before) {
+  return IsSumOfFrame<false>(header, page, before) || IsSumOfFrame<true>(header, page, before);
+}
+
+bool IsLogHeaderSound(const unsigned char* header) {
+  LogSum little{0, 0};
+  LogSum big{0, 0};
+  Add<false>(little, header, 24);
+  Add<true>(big, header, 24);
+  const LogSum kept = SumAt(header + 24);
+  return little == kept || big == kept;
+}
+
+}  // namespace host

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// How damage of a key file is noticed: every page ends with a check of what stands before it and of
+// its number, and every frame of the write-ahead log has SQLite's own check.
+
+namespace host {
+
+inline constexpr std::size_t kPageSize = 4096;
+inline constexpr std::size_t kCheckSize = 8;
+
+// A page that a program wrote that knows nothing of checks ends with zeros.
+enum class PageState { kSound, kUnchecked, kDamaged };
+
+// `page` has kPageSize bytes; pages are counted from 1.
+PageState StateOf(const unsigned char* page, std::uint32_t number);
+void PutCheck(unsigned char* page, std::uint32_t number);
+
+// Whether page 1, or its first 100 bytes, says that the pages of its file have checks.
+bool HasChecks(const unsigned char* firstPage);
+
+// Four bytes as SQLite's files have them.
+std::uint32_t ReadBigEndian(const unsigned char* bytes);
+
+// The log: a header, and frames of a header and a page each.
+inline constexpr std::size_t kLogHeaderSize = 32;
+inline constexpr std::size_t kFrameHeaderSize = 24;
+inline constexpr std::size_t kFrameSize = kFrameHeaderSize + kPageSize;
+
+// Whether the check of a frame goes on from `before`: the 8 bytes of the check before it, which is
+// that of the header of the log for the first one.
+bool IsFrameSound(const unsigned char* header, const unsigned char* page,
+                  const unsigned char* before);
+
+// The same for the log's header.
+bool IsLogHeaderSound(const unsigned char* header);
+
+}  // namespace host

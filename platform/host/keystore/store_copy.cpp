@@ -1,0 +1,122 @@
+#include "keystore/store_copy.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "keystore/page_check.h"
+#include "keystore/store_error.h"
+#include "system/file_descriptor.h"
+
+namespace host {
+namespace {
+
+using std::filesystem::path;
+
+[[noreturn]] void Fail(const std::string& what, const path& file, int error) {
+  throw StoreError(error,
+                   what + " " + file.string() + ": " + std::generic_category().message(error));
+}
+
+void Flush(const path& file, int flags) {
+  const FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | flags));
+  if (!opened || ::fsync(opened.Get()) != 0) {
+    Fail("cannot flush", file, errno);
+  }
+}
+
+// A file that is not finished.
+class Unfinished {
+ public:
+  explicit Unfinished(path file) : m_File(std::move(file)) { Remove(); }
+  ~Unfinished() { Remove(); }
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+ private:
+  void Remove() const {
+    ::unlink(m_File.c_str());
+    ::unlink((m_File.string() + "-journal").c_str());
+  }
+
+  path m_File;
+};
+
+path UnfinishedOf(const path& file) { return file.string() + ".new"; }
+
+}  // namespace
+
+void WriteCopy(Database& from, const path& to) {
+  Statement copy(from, "VACUUM INTO ?1");
+  copy.Execute(std::string_view(to.native()));
+  // SQLite writes some pages before the first one, which says that there are checks.
+  PutMissingChecks(to);
+}
+
+void PutMissingChecks(const path& file) {
+  const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_CLOEXEC));
+  std::array<unsigned char, kPageSize> page;
+  const auto read = [&](off_t at) {
+    return ::pread(opened.Get(), page.data(), page.size(), at) == ssize_t{kPageSize};
+  };
+  if (!opened) {
+    Fail("cannot open", file, errno);
+  }
+  if (!read(0) || !HasChecks(page.data())) {
+    return;
+  }
+  std::uint32_t number = 1;
+  for (off_t at = 0; read(at); at += kPageSize, ++number) {
+    if (StateOf(page.data(), number) != PageState::kUnchecked) {
+      continue;
+    }
+    PutCheck(page.data(), number);
+    if (::pwrite(opened.Get(), page.data(), page.size(), at) != ssize_t{kPageSize}) {
+      Fail("cannot write", file, errno);
+    }
+  }
+  if (::fsync(opened.Get()) != 0) {
+    Fail("cannot flush", file, errno);
+  }
+}
+
+void CopyKeyFile(const path& from, const path& to) {
+  const path unfinished = UnfinishedOf(to);
+  const Unfinished removed(unfinished);
+  {
+    Database source(from);
+    WriteCopy(source, unfinished);
+  }
+  if (!Database(unfinished).IsSound()) {
+    Fail("damaged while it was written:", unfinished, EIO);
+  }
+  MoveInPlace(unfinished, to);
+}
+
+void PutInPlace(const path& copy, const path& file) {
+  const path unfinished = UnfinishedOf(file);
+  const Unfinished removed(unfinished);
+  std::error_code error;
+  std::filesystem::copy_file(copy, unfinished, error);
+  if (error) {
+    Fail("cannot copy", copy, error.value());
+  }
+  MoveInPlace(unfinished, file);
+}
+
+void MoveInPlace(const path& from, const path& file) {
+  Flush(from, 0);
+  if (::rename(from.c_str(), file.c_str()) != 0) {
+    Fail("cannot replace", file, errno);
+  }
+  const path directory = file.parent_path();
+  Flush(directory.empty() ? "." : directory, O_DIRECTORY);
+}
+
+}  // namespace host

@@ -1,0 +1,394 @@
+// What a store makes of files that are damaged: a start succeeds whatever is there, and a value is
+// what it was, or its reading fails, or the log says what was lost.
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "key_store_fixture.h"
+#include "keystore/store_copy.h"
+#include "keystore/store_error.h"
+#include "keystore/store_recovery.h"
+#include "keystore/store_salvage.h"
+#include "system/log.h"
+
+namespace host {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::SizeIs;
+
+using std::filesystem::path;
+
+class Recovery : public KeyStoreTest {
+ protected:
+  Recovery() { OpenLog(LogFile()); }
+  ~Recovery() override { FlushLog(std::chrono::seconds(10)); }
+
+  path LogFile() const { return StateDir().parent_path() / "log"; }
+  path LogOf(const path& file) const { return file.string() + "-wal"; }
+
+  std::string Logged() const {
+    EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
+    return support::ReadFile(LogFile());
+  }
+
+  // A store that was ended in order, with its good copy.
+  void MakeStore(int value, bool withCopy) {
+    Open()->Set("db/key", value);
+    if (withCopy) {
+      CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+    }
+  }
+
+  // Changes one bit.
+  static void Flip(const path& file, std::uintmax_t bit) {
+    std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekg(static_cast<std::streamoff>(bit / 8));
+    const auto byte = static_cast<char>(stream.get() ^ (1 << (bit % 8)));
+    stream.seekp(static_cast<std::streamoff>(bit / 8));
+    stream.put(byte);
+  }
+
+  static void Overwrite(const path& file, std::uintmax_t offset, const std::string& bytes) {
+    std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekp(static_cast<std::streamoff>(offset));
+    stream << bytes;
+  }
+
+  // Leaves the files of this store as if all its processes had been killed.
+  void Kill(std::unique_ptr<KeyStore> store) {
+    const path kept = StateDir().parent_path() / "kept";
+    std::filesystem::copy(StateDir(), kept);
+    const path memory = StateDir().parent_path() / "memory";
+    std::filesystem::copy(MemoryFile(), memory);
+    store.reset();
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::rename(kept, StateDir());
+  }
+
+  // Keys on many pages.
+  static constexpr int kMany = 400;
+  static std::string NameOf(int i) { return "db/key" + std::to_string(1000 + i); }
+  static std::string ValueOf(int i) { return std::string(100, 'x') + std::to_string(i); }
+  static void SetMany(KeyStore& store) {
+    for (int i = 0; i < kMany; ++i) {
+      store.Set(NameOf(i), ValueOf(i));
+    }
+  }
+
+  // Some keys cannot be read, and none is missing or another.
+  void ExpectSomeToFail(KeyStore& store) const {
+    int failures = 0;
+    for (int i = 0; i < kMany; ++i) {
+      try {
+        EXPECT_EQ(store.Get(NameOf(i)), KeyValue(ValueOf(i)));
+      } catch (const StoreError& error) {
+        ++failures;
+        EXPECT_EQ(error.Error(), EUCLEAN);
+        EXPECT_THAT(error.what(),
+                    AllOf(HasSubstr(DurableFile().string()), HasSubstr("a page is damaged")));
+      }
+    }
+    EXPECT_GT(failures, 0);
+    EXPECT_LT(failures, kMany);
+  }
+
+  using Keys = std::vector<std::pair<std::string, KeyValue>>;
+};
+
+TEST_F(Recovery, WhatIsDamagedIsSetAsideAndItsCopyTakesItsPlace) {
+  const path file = DurableFile();
+  const struct {
+    const char* name;
+    std::function<void()> damage;
+    const char* reason;
+  } cases[] = {
+      {"noise", [&] { Overwrite(file, 0, std::string(std::filesystem::file_size(file), '\xa5')); },
+       "is not a database"},
+      {"a page of zeros", [&] { Overwrite(file, 4096, std::string(4096, '\0')); },
+       "is damaged in page 2"},
+      {"cut in the middle", [&] { std::filesystem::resize_file(file, 4096 + 100); },
+       "is cut short"},
+      {"cut in the first page", [&] { std::filesystem::resize_file(file, 50); }, "is cut short"},
+      {"empty", [&] { std::filesystem::resize_file(file, 0); }, "is empty"},
+      {"missing", [&] { std::filesystem::remove(file); }, "is missing"},
+      {"foreign",
+       [&] {
+         std::filesystem::remove(file);
+         Sql(file, "CREATE TABLE songs (title)");
+       },
+       "is not a key file"},
+      {"of another version", [&] { Sql(file, "PRAGMA user_version = 4"); },
+       "was made by another version"},
+      {"a directory",
+       [&] {
+         std::filesystem::remove(file);
+         std::filesystem::create_directory(file);
+       },
+       "is not a file"},
+      {"a link to itself",
+       [&] {
+         std::filesystem::remove(file);
+         std::filesystem::create_symlink(file, file);
+       },
+       "cannot be read"},
+  };
+  for (const auto& [name, damage, reason] : cases) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(StateDir());
+    MakeStore(31, true);
+    const std::string before = Logged();
+    damage();
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(31));
+    const std::string log = Logged().substr(before.size());
+    EXPECT_THAT(Lines(log), SizeIs(1));
+    EXPECT_THAT(log, AllOf(HasSubstr(" E "), HasSubstr(file.string() + " " + reason),
+                           HasSubstr(CopyOf(file).string() + " takes its place")));
+    const auto aside = SetAsideFiles(file);
+    if (std::string(name) == "missing") {
+      EXPECT_THAT(aside, IsEmpty());
+    } else {
+      ASSERT_THAT(aside, SizeIs(1));
+      EXPECT_THAT(log, HasSubstr("set aside as " + aside.front().string()));
+    }
+    // From here on it is a store like any other.
+    EXPECT_TRUE(Open()->Set("db/key", 32));
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(32));
+    EXPECT_EQ(Logged(), before + log);
+  }
+}
+
+TEST_F(Recovery, WithoutACopyTheStoreBeginsEmpty) {
+  MakeStore(31, false);
+  Overwrite(DurableFile(), 0, std::string(8192, 'x'));
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1));
+  EXPECT_THAT(Logged(), HasSubstr("an empty one takes its place"));
+}
+
+TEST_F(Recovery, ACopyThatIsDamagedIsSetAsideToo) {
+  MakeStore(31, true);
+  Flip(DurableFile(), 8 * 5000);
+  Flip(CopyOf(DurableFile()), 8 * 5000);
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(2));
+  EXPECT_FALSE(std::filesystem::exists(CopyOf(DurableFile())));
+}
+
+TEST_F(Recovery, FiveFilesAreKeptThatWereSetAside) {
+  std::vector<path> aside;
+  for (int i = 1; i <= 7; ++i) {
+    MakeStore(i, false);
+    Flip(DurableFile(), 8 * 5000);
+    Open();
+    const auto now = SetAsideFiles(DurableFile());
+    ASSERT_THAT(now, Not(IsEmpty()));
+    aside.push_back(now.back());
+  }
+  EXPECT_EQ(SetAsideFiles(DurableFile()), std::vector<path>(aside.begin() + 2, aside.end()));
+}
+
+TEST_F(Recovery, TheMemoryFileBeginsEmptyWhenItIsDamaged) {
+  Open()->Set("memory/key", 1);
+  Overwrite(MemoryFile(), 0, std::string(8192, 'x'));
+  const auto store = Open();
+  EXPECT_EQ(store->Get("memory/key"), std::nullopt);
+  EXPECT_TRUE(store->Set("memory/key", 2));
+  EXPECT_THAT(Logged(), HasSubstr(MemoryFile().string() + " is not a database"));
+}
+
+TEST_F(Recovery, ABitThatFlipsAnywhereInTheFileIsNoticed) {
+  Keys keys;
+  {
+    const auto store = Open();
+    for (int i = 100; i < 200; ++i) {
+      store->Set("db/key" + std::to_string(i), i);
+    }
+    store->Set("db/text", std::string(20'000, 'x'));
+    keys = store->List("db/");
+  }
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(DurableFile(), whole);
+  std::mt19937 random(1);
+  std::uniform_int_distribution<std::uintmax_t> bit(0, std::filesystem::file_size(whole) * 8 - 1);
+  for (int round = 0; round < 300; ++round) {
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::create_directory(StateDir());
+    std::filesystem::copy(whole, DurableFile());
+    const std::uintmax_t flipped = bit(random);
+    Flip(DurableFile(), flipped);
+    EXPECT_NE(DamageOf(DurableFile()), std::nullopt) << flipped;
+    EXPECT_THAT(Open()->List("db/"), IsEmpty()) << flipped;
+    EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1)) << flipped;
+  }
+  EXPECT_THAT(keys, SizeIs(101));
+}
+
+TEST_F(Recovery, ABitThatFlipsInTheLogCostsWhatWasWrittenBehindItAndIsSaid) {
+  auto open = Open();
+  for (int value = 1; value <= 40; ++value) {
+    open->Set("db/key", value);
+  }
+  Kill(std::move(open));
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(StateDir(), whole);
+  std::mt19937 random(1);
+  std::uniform_int_distribution<std::uintmax_t> bit(
+      0, std::filesystem::file_size(LogOf(DurableFile())) * 8 - 1);
+  int losses = 0;
+  for (int round = 0; round < 200; ++round) {
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::copy(whole, StateDir());
+    const std::uintmax_t flipped = bit(random);
+    Flip(LogOf(DurableFile()), flipped);
+    const std::string before = Logged();
+    const int value = Integer(*Open(), "db/key");
+    EXPECT_GE(value, 0);
+    if (value != 40) {
+      ++losses;
+      EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"))
+          << flipped << " " << value;
+      EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1));
+    }
+  }
+  EXPECT_GT(losses, 100);
+}
+
+TEST_F(Recovery, ALogThatIsMissingIsSaid) {
+  for (const bool isRemoved : {true, false}) {
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    open->Set("db/key", 1);
+    Kill(std::move(open));
+    if (isRemoved) {
+      std::filesystem::remove(LogOf(DurableFile()));
+    } else {
+      std::filesystem::resize_file(LogOf(DurableFile()), 0);
+    }
+    const std::string before = Logged();
+    EXPECT_TRUE(Open()->Set("db/key", 2));
+    EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
+  }
+}
+
+TEST_F(Recovery, ALogThatEndsInTheMiddleOfAWriteIsNoDamage) {
+  auto open = Open();
+  open->Set("db/key", 1);
+  const auto size = std::filesystem::file_size(LogOf(DurableFile()));
+  Kill(std::move(open));
+  // A writer that was killed before its transaction was whole.
+  std::ofstream(LogOf(DurableFile()), std::ios::app | std::ios::binary) << std::string(4120, 'x');
+  EXPECT_GT(std::filesystem::file_size(LogOf(DurableFile())), size);
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  EXPECT_THAT(Logged(), IsEmpty());
+}
+
+TEST_F(Recovery, APageThatIsDamagedWhileTheStoreIsOpenIsAFailureAndMendedNextTime) {
+  SetMany(*Open());
+  CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+  auto store = Open();
+  Flip(DurableFile(), 8 * (6 * 4096 + 4000));
+  ExpectSomeToFail(*store);
+  EXPECT_TRUE(store->Set("memory/key", 1));
+  store.reset();
+  store = Open();
+  for (int i = 0; i < kMany; ++i) {
+    EXPECT_EQ(store->Get(NameOf(i)), KeyValue(ValueOf(i)));
+  }
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1));
+}
+
+TEST_F(Recovery, AFrameOfTheLogThatIsDamagedWhileTheStoreIsOpenIsAFailure) {
+  auto store = Open();
+  SetMany(*store);
+  Sql(DurableFile(), "UPDATE keys SET value = value || 'y'");
+  // Begins the log anew, which then has every leaf once.
+  Sql(DurableFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  Sql(DurableFile(), "UPDATE keys SET value = rtrim(value, 'y')");
+  Flip(LogOf(DurableFile()), 8 * (32 + 6 * 4120 + 4000));
+  ExpectSomeToFail(*store);
+}
+
+TEST_F(Recovery, AProgramThatKnowsNothingOfChecksMayLookAtAStoreThatWasKilled) {
+  auto open = Open();
+  for (int value = 1; value <= 40; ++value) {
+    open->Set("db/key", value);
+  }
+  Kill(std::move(open));
+  EXPECT_EQ(Sql(DurableFile(), "SELECT value FROM keys"), "40");
+  EXPECT_FALSE(std::filesystem::exists(LogOf(DurableFile())));
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(40));
+  EXPECT_THAT(SetAsideFiles(DurableFile()), IsEmpty());
+  // And its pages have checks again.
+  Flip(DurableFile(), 8 * 5000);
+  EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+}
+
+TEST_F(Recovery, AFileOfTheVersionWithoutChecksIsTakenOver) {
+  std::filesystem::create_directories(StateDir());
+  Sql(DurableFile(),
+      "PRAGMA journal_mode = WAL;"
+      " CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
+      " PRAGMA application_id = 0x6b657973;"
+      " CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
+      " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value); PRAGMA user_version = 2;"
+      " INSERT INTO keys VALUES ('db/a', 7); INSERT INTO changes VALUES (9, 1, 0, 'db/a', 7)");
+  {
+    const auto store = Open();
+    EXPECT_THAT(store->List("db/"), ElementsAre(Pair("db/a", KeyValue(7))));
+    EXPECT_EQ(store->NewestChange("db/a"), 9);
+    EXPECT_TRUE(store->Set("db/a", 8));
+    EXPECT_EQ(store->NewestChange("db/a"), 10);
+  }
+  EXPECT_EQ(Sql(DurableFile(), "PRAGMA user_version"), "3");
+  Flip(DurableFile(), 8 * 5000);
+  EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+}
+
+TEST_F(Recovery, WhatCanBeReadOfADamagedFileIsGotOut) {
+  auto store = Open();
+  SetMany(*store);
+  store.reset();
+  std::vector<std::string> known;
+  for (int i = 0; i < kMany; ++i) {
+    known.push_back(NameOf(i));
+  }
+  EXPECT_TRUE(ReadDamaged(DurableFile(), {}).isWhole);
+  EXPECT_THAT(ReadDamaged(DurableFile(), {}).keys, SizeIs(kMany));
+  // The first page says where all others are; the others are leaves.
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(DurableFile(), whole);
+  for (const std::uintmax_t page : {0, 5, 8}) {
+    SCOPED_TRACE(page);
+    std::filesystem::copy(whole, DurableFile(), std::filesystem::copy_options::overwrite_existing);
+    Overwrite(DurableFile(), page * 4096, std::string(4096, 'x'));
+    const std::string before = support::ReadFile(DurableFile());
+    const Salvage salvage = ReadDamaged(DurableFile(), known);
+    EXPECT_FALSE(salvage.isWhole);
+    EXPECT_GE(salvage.keys.size(), page == 0 ? kMany : kMany - 80);
+    for (const auto& [key, value] : salvage.keys) {
+      EXPECT_EQ(value, KeyValue(ValueOf(std::stoi(key.substr(6)) - 1000))) << key;
+    }
+    EXPECT_EQ(support::ReadFile(DurableFile()), before);
+  }
+}
+
+TEST_F(Recovery, AFileThatIsOpenElsewhereIsNotSetAside) {
+  const auto store = Open();
+  store->Set("db/key", 1);
+  Flip(LogOf(DurableFile()), 8 * 5000);
+  Open();
+  EXPECT_THAT(SetAsideFiles(DurableFile()), IsEmpty());
+}
+
+}  // namespace
+}  // namespace host
