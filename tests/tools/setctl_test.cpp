@@ -68,6 +68,66 @@ TEST_F(Setctl, AStoredKeyIsReadBackByEveryProgramOfTheSet) {
   EXPECT_EQ(Store().Get("memory/y"), KeyValue("text"));
 }
 
+TEST_F(Setctl, ABackupOfARunningStoreIsAWholeOfItsOwn) {
+  Store().Set("db/x", KeyValue(5));
+  Store().Set("memory/x", KeyValue(6));
+  const std::filesystem::path backup = m_Root / "backup";
+  ExpectOutput(Run({"key", "backup", backup}), "");
+  Store().Set("db/x", KeyValue(7));
+  ExpectOutput(Run({"key", "backup", m_Root / "later"}), "");
+  const Outcome first = Run({"key", "recover", backup});
+  EXPECT_EQ(first.status, 0);
+  EXPECT_EQ(first.out, "db/x = 5\n");
+  EXPECT_EQ(Run({"key", "recover", m_Root / "later"}).out, "db/x = 7\n");
+  ExpectFailure(Run({"key", "backup", m_Root / "var/lib/settings-service/keys.db"}), 2,
+                "choose another directory");
+  ExpectFailure(Run({"key", "backup", m_Root / "none/backup"}), 1, "none/backup");
+  EXPECT_EQ(Store().Get("db/x"), KeyValue(7));
+}
+
+TEST_F(Setctl, ACheckTellsHowTheFilesAreAndMendsNothing) {
+  Store().Set("db/x", KeyValue(5));
+  const std::string file = m_Root / "var/lib/settings-service/keys.db";
+  const std::string memory = m_Root / "run/settings-service/keys.db";
+  ExpectOutput(Run({"key", "check"}), file + " is whole\n" + memory + " is whole\n");
+  m_Store.reset();
+  ExpectOutput(Run({"key", "check"}), file + " is whole\n" + memory + " is whole\n");
+  std::filesystem::resize_file(file, 5000);
+  for (int time = 0; time < 2; ++time) {
+    const Outcome outcome = Run({"key", "check"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, StartsWith(file + " is cut short\n"));
+  }
+  // Who opens it mends it and says so.
+  const Outcome listed = Run({"key", "list"});
+  EXPECT_EQ(listed.status, 0);
+  EXPECT_THAT(listed.err, HasSubstr("is set aside as " + file + ".damaged-"));
+  const Outcome outcome = Run({"key", "check", "--json"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out,
+              AllOf(HasSubstr(R"("state":"whole")"), HasSubstr(R"("state":"set aside")")));
+}
+
+TEST_F(Setctl, WhatCanBeReadOfADamagedFileIsPrintedAndStored) {
+  for (int i = 100; i < 300; ++i) {
+    Store().Set("db/key" + std::to_string(i), KeyValue(std::string(100, 'x')));
+  }
+  m_Store.reset();
+  const std::filesystem::path file = m_Root / "var/lib/settings-service/keys.db";
+  std::filesystem::rename(file, m_Root / "damaged");
+  Store().Set("db/new", KeyValue(1));
+  std::fstream(m_Root / "damaged", std::ios::in | std::ios::out).seekp(5 * 4096) << "damage";
+  const Outcome printed = Run({"key", "recover", m_Root / "damaged"});
+  EXPECT_EQ(printed.status, 1);
+  EXPECT_THAT(printed.err, HasSubstr("parts of the file cannot be read"));
+  EXPECT_THAT(printed.out, AllOf(HasSubstr("db/key100 = \"x"), HasSubstr("db/key299 = \"x")));
+  EXPECT_EQ(Store().Get("db/key100"), std::nullopt);
+  EXPECT_EQ(Run({"key", "recover", "--set", m_Root / "damaged"}).out, printed.out);
+  EXPECT_EQ(Store().Get("db/key100"), KeyValue(std::string(100, 'x')));
+  EXPECT_EQ(Store().Get("db/new"), KeyValue(1));
+  ExpectFailure(Run({"key", "recover", m_Root / "none"}), 10, "no file");
+}
+
 TEST_F(Setctl, TheTypeOfAValueFollowsItsTextTheKeyOrTheOptions) {
   Store().Set("db/held", KeyValue("old"));
   Run({"key", "set", "db/held", "5"});

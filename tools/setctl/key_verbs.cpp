@@ -6,7 +6,6 @@
 #include "keystore/key_store.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
-#include "system/log.h"
 #include "text.h"
 
 namespace setctl {
@@ -104,8 +103,6 @@ int PrintChanges(host::KeyWatcher& watcher, const Options& options, const std::s
 ExitCode Watch(const Options& options, const KeyArguments& arguments) {
   CheckPrefix(arguments.prefix);
   return WithStore(options, [&](KeyStore& store) {
-    // What the store reports while it is watched is printed at once, not at the end.
-    host::OpenLog({});
     host::KeyWatcher watcher(store);
     Listening listening(arguments.timeout);
     tools::PrintNote("watching…");
@@ -167,6 +164,8 @@ void AddKeyVerbs(tools::Tool& tool, const Options& options) {
   watch.AddArgument("PREFIX", arguments->prefix, "Only keys with this prefix, e.g. memory/set/");
   tools::AddCount(watch, arguments->count, "Exit after N changes");
   tools::AddSeconds(watch, "--timeout", arguments->timeout, "How long to watch (default: forever)");
+
+  AddKeyFileVerbs(tool, group, options);
 }
 
 }  // namespace setctl

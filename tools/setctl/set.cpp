@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -11,10 +12,13 @@
 #include "keystore/key_store.h"
 #include "setctl/verbs.h"
 #include "system/environment.h"
+#include "system/log.h"
 #include "text.h"
 
 namespace setctl {
 namespace {
+
+constexpr std::chrono::seconds kLogPatience(2);
 
 // Whether this user may change what is in the directory, or make it where it is missing.
 bool MayUse(std::filesystem::path directory) {
@@ -52,13 +56,10 @@ void RequireSet() {
   }
 }
 
-tools::ExitCode WithStore(const Options& options,
-                          const std::function<tools::ExitCode(host::KeyStore&)>& verb) {
+tools::ExitCode WithSet(const Options& options, const std::function<tools::ExitCode()>& verb) {
   EnterSet(options);
-  RequireSet();
   try {
-    host::KeyStore store(host::StateDir(), host::RunDir());
-    return verb(store);
+    return verb();
   } catch (const tools::Failure&) {
     throw;
   } catch (const std::runtime_error& error) {
@@ -67,6 +68,17 @@ tools::ExitCode WithStore(const Options& options,
     }
     throw tools::Failure(tools::ExitCode::kNotAllowed, error.what());
   }
+}
+
+tools::ExitCode WithStore(const Options& options,
+                          const std::function<tools::ExitCode(host::KeyStore&)>& verb) {
+  return WithSet(options, [&] {
+    RequireSet();
+    host::OpenLog({});
+    host::KeyStore store(host::StateDir(), host::RunDir());
+    host::FlushLog(kLogPatience);
+    return verb(store);
+  });
 }
 
 }  // namespace setctl

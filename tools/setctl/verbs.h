@@ -21,6 +21,7 @@ struct Options {
 };
 
 void AddKeyVerbs(tools::Tool& tool, const Options& options);
+void AddKeyFileVerbs(tools::Tool& tool, tools::Syntax keyGroup, const Options& options);
 void AddLogVerb(tools::Tool& tool, const Options& options);
 void AddCatalogueVerb(tools::Tool& tool, const Options& options);
 void AddSetVerbs(tools::Tool& tool, const Options& options);
@@ -34,8 +35,10 @@ void EnterSet(const Options& options);
 // by each verb that needs one.
 void RequireSet();
 
-// Enters the set, which must exist, and runs `verb` with its key store. Missing permissions end the
-// tool with kNotAllowed.
+// Enters the set and runs `verb`. Missing permissions end the tool with kNotAllowed.
+tools::ExitCode WithSet(const Options& options, const std::function<tools::ExitCode()>& verb);
+
+// The same for a set that must exist, with its key store. Reports of the store are printed at once.
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 

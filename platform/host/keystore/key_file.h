@@ -67,6 +67,10 @@ class KeyFile {
   // Stores or, without a value, removes a key. Nothing when the key to be removed is missing.
   std::optional<Written> Write(std::string_view key, const std::optional<KeyValue>& value);
 
+  // From now on writes through this object fold the log into the file only when it has 16 MiB:
+  // others do it before.
+  void AllowLongLog();
+
   // The number of the newest change, 0 when there never was one.
   std::int64_t NewestChange();
 

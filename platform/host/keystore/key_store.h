@@ -44,6 +44,10 @@ class KeyStore {
   // All keys that begin with `prefix`, in byte order.
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
 
+  // Leaves it to the store's keeper (store_keeper.h) to fold in the log of the "db/" keys: no write
+  // of this process does so unless the log becomes far too long.
+  void LeaveFoldingToKeeper();
+
   // The `number` of the newest change among the keys that `key` is counted with; 0 when there
   // never was one. What Get returns from now on shows that change, and whatever is still to come
   // has a higher number. Throws std::invalid_argument when the key is not valid.

@@ -2,6 +2,7 @@
 
 #include "framework/set_preparation.h"
 #include "keystore/process_store.h"
+#include "keystore/store_keeper.h"
 #include "set/fresh_set.h"
 #include "system/environment.h"
 
@@ -10,6 +11,9 @@ namespace host {
 void PrepareSet() {
   KeyStore& store = ProcessStore();
   PrepareFreshSet(store, SetLock(RunDir()));
+  // Until the process ends, when it folds in what was written last.
+  store.LeaveFoldingToKeeper();
+  static const StoreKeeper keeper(StateDir(), RunDir());
 }
 
 }  // namespace host

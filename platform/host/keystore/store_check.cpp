@@ -1,0 +1,80 @@
+#include "keystore/store_check.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <optional>
+#include <system_error>
+
+#include "keystore/sqlite.h"
+#include "keystore/store_error.h"
+#include "keystore/store_recovery.h"
+#include "system/file_descriptor.h"
+#include "system/file_lock.h"
+
+namespace host {
+namespace {
+
+using std::filesystem::path;
+using State = StoreFile::State;
+
+bool IsThere(const path& file) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::symlink_status(file, error));
+}
+
+// While others use a file only SQLite may touch it.
+std::optional<std::string> DamageInUse(const path& file) {
+  try {
+    return Database(file).IsSound() ? std::nullopt : std::optional<std::string>("is damaged");
+  } catch (const StoreError& error) {
+    if (error.Error() != EUCLEAN) {
+      throw;
+    }
+    return "is damaged";
+  }
+}
+
+std::optional<std::string> DamageAtRest(const path& file) {
+  if (auto damage = DamageOf(file)) {
+    return damage;
+  }
+  return IsLogCut(file, false) ? std::optional<std::string>("has lost the end of its log")
+                               : std::nullopt;
+}
+
+StoreFile Check(const path& file, bool isInUse) {
+  if (!IsThere(file)) {
+    return {file, State::kMissing, "is missing"};
+  }
+  const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file);
+  return {file, damage ? State::kDamaged : State::kWhole, damage.value_or("is whole")};
+}
+
+}  // namespace
+
+std::vector<StoreFile> CheckStore(const path& stateDir, const path& runDir) {
+  std::optional<FileDescriptor> lock;
+  FileDescriptor use;
+  bool isInUse = false;
+  if (std::filesystem::is_directory(runDir)) {
+    // Nobody opens the store meanwhile.
+    lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
+    use = FileDescriptor(::open((runDir / "users").c_str(), O_RDONLY | O_CLOEXEC));
+    isInUse = use && ::flock(use.Get(), LOCK_EX | LOCK_NB) != 0;
+  }
+  std::vector<StoreFile> files;
+  for (const path& directory : {stateDir, runDir}) {
+    const path file = directory / "keys.db";
+    files.push_back(Check(file, isInUse || IsOpenSomewhere(file)));
+    if (IsThere(CopyOf(file))) {
+      files.push_back(Check(CopyOf(file), false));
+    }
+    for (const path& aside : SetAsideFiles(file)) {
+      files.push_back({aside, State::kSetAside, "was set aside"});
+    }
+  }
+  return files;
+}
+
+}  // namespace host

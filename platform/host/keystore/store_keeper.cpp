@@ -1,0 +1,200 @@
+#include "keystore/store_keeper.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "dlog.h"
+#include "keystore/sqlite.h"
+#include "keystore/store_copy.h"
+#include "keystore/store_recovery.h"
+#include "keystore/wake_up.h"
+#include "system/file_descriptor.h"
+
+namespace host {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using std::filesystem::path;
+
+// A log that is longer is folded in while writing goes on, without being cut.
+constexpr off_t kLongLog = off_t{4} * 1024 * 1024;
+
+// A moment of writing: two that are equal mean that nothing was written between.
+struct LogState {
+  off_t size = 0;
+  std::int64_t writtenAt = 0;
+  bool operator==(const LogState&) const = default;
+};
+
+LogState StateOfLog(const path& log) {
+  struct stat status {};
+  if (::stat(log.c_str(), &status) != 0) {
+    return {};
+  }
+  return {status.st_size,
+          std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec};
+}
+
+using Time = std::filesystem::file_time_type;
+
+// When a file was written; nothing when it is not there.
+std::optional<Time> TimeOf(const path& file) {
+  std::error_code error;
+  const Time time = std::filesystem::last_write_time(file, error);
+  return error ? std::nullopt : std::optional(time);
+}
+
+}  // namespace
+
+struct StoreKeeper::Impl {
+  Impl(const path& stateDir, const path& runDir, Times given)
+      : file(stateDir / "keys.db"),
+        log(file.string() + "-wal"),
+        times(given),
+        written(runDir / "changed"),
+        end(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (!end) {
+      throw std::system_error(errno, std::generic_category(), "cannot keep the key store");
+    }
+    // Signals are for the threads that the program has for them.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    thread = std::thread([this] { Run(); });
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+
+  ~Impl() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t ignored = ::write(end.Get(), &one, sizeof(one));
+    thread.join();
+    Try([this] { Fold(); });
+  }
+
+  void Run() {
+    // What an earlier run of the set left in the log is folded in, too.
+    bool isDue = true;
+    std::optional<steady_clock::time_point> next = steady_clock::now();
+    while (Wait(next, !isDue)) {
+      // Whoever writes wakes this thread once and not at every write.
+      const LogState before = StateOfLog(log);
+      if (before.size > kLongLog) {
+        Try([this] { Checkpoint("PASSIVE"); });
+      }
+      if (!Wait(steady_clock::now() + times.quiet, false)) {
+        return;
+      }
+      written.Clear();
+      isDue = StateOfLog(log) != before;
+      next = isDue ? std::optional(steady_clock::now()) : Keep();
+    }
+  }
+
+  // Folds in and copies what was written. When to do so again without a write: nothing when all is
+  // done.
+  std::optional<steady_clock::time_point> Keep() {
+    bool isFolded = false;
+    Try([&] { isFolded = Fold(); });
+    const auto now = steady_clock::now();
+    if (!isFolded) {
+      return now + times.afterHindrance;
+    }
+    const auto fileTime = TimeOf(file);
+    const auto copyTime = TimeOf(CopyOf(file));
+    if (!fileTime || (copyTime && *copyTime >= *fileTime)) {
+      return std::nullopt;
+    }
+    // A clock that was set back must not put it off for long.
+    const auto age = std::chrono::duration_cast<milliseconds>(
+        copyTime ? Time::clock::now() - *copyTime : times.betweenCopies);
+    const auto left = std::min(times.betweenCopies - age, times.betweenCopies);
+    if (left > milliseconds(0)) {
+      return now + left;
+    }
+    const bool isCopied = Try([this] { CopyKeyFile(file, CopyOf(file)); });
+    return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
+  }
+
+  // Whether nothing is left in the log. What there is goes into the file first, for which nobody
+  // has to wait; the log is cut while nobody reads it, or not at all.
+  bool Fold() {
+    // A file that went away is not to be made anew here.
+    if (StateOfLog(log).size == 0 || !TimeOf(file)) {
+      return true;
+    }
+    return Checkpoint("PASSIVE") && Checkpoint("TRUNCATE");
+  }
+
+  bool Checkpoint(const std::string& how) {
+    Database database(file);
+    database.Execute("PRAGMA busy_timeout = 0");
+    Statement checkpoint(database, ("PRAGMA wal_checkpoint(" + how + ")").c_str());
+    Rows rows = checkpoint.Query();
+    return rows.Next() && rows.Integer(0) == 0 && rows.Integer(1) == rows.Integer(2);
+  }
+
+  template <typename Body>
+  bool Try(Body body) {
+    try {
+      body();
+      failure.clear();
+      return true;
+    } catch (const std::exception& error) {
+      if (failure != error.what()) {
+        failure = error.what();
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "cannot keep the key store: %s\n",
+                     error.what());
+      }
+      return false;
+    }
+  }
+
+  // Waits until `moment` (nothing: for ever), or until something is written if that matters. False
+  // when this is the end.
+  bool Wait(std::optional<steady_clock::time_point> moment, bool orWritten) {
+    for (;;) {
+      int timeout = -1;
+      if (moment) {
+        const auto left = std::chrono::ceil<milliseconds>(*moment - steady_clock::now()).count();
+        timeout = static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000));
+      }
+      pollfd fds[] = {{end.Get(), POLLIN, 0}, {orWritten ? written.Fd() : -1, POLLIN, 0}};
+      ::poll(fds, 2, timeout);
+      if (fds[0].revents != 0) {
+        return false;
+      }
+      if (fds[1].revents != 0 || (moment && steady_clock::now() >= *moment)) {
+        return true;
+      }
+    }
+  }
+
+  const path file;
+  const path log;
+  const Times times;
+  WakeUp written;
+  const FileDescriptor end;
+  std::string failure;  // that was logged last
+  std::thread thread;
+};
+
+StoreKeeper::StoreKeeper(const path& stateDir, const path& runDir, Times times)
+    : m_Impl(std::make_unique<Impl>(stateDir, runDir, times)) {}
+
+StoreKeeper::~StoreKeeper() = default;
+
+}  // namespace host

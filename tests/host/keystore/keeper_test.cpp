@@ -1,0 +1,145 @@
+// What the keeper of a store does while others use it: the log does not stay, and there is a good
+// copy.
+
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <fstream>
+
+#include "key_store_fixture.h"
+#include "keystore/store_copy.h"
+#include "keystore/store_error.h"
+#include "keystore/store_keeper.h"
+#include "keystore/store_recovery.h"
+
+namespace host {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::milliseconds;
+using std::filesystem::path;
+
+constexpr milliseconds kSoon(20);
+
+class Keeper : public KeyStoreTest {
+ protected:
+  std::unique_ptr<StoreKeeper> Keep(StoreKeeper::Times times) const {
+    return std::make_unique<StoreKeeper>(StateDir(), RunDir(), times);
+  }
+
+  std::uintmax_t LogSize() const {
+    return std::filesystem::file_size(DurableFile().string() + "-wal");
+  }
+  bool IsFoldedIn() const {
+    return support::WaitUntil([this] { return LogSize() == 0; });
+  }
+
+  // The key in a file that is taken by itself, without what lies beside it.
+  std::string ValueIn(const path& file) const {
+    const path alone = StateDir().parent_path() / "alone";
+    std::filesystem::copy(file, alone, std::filesystem::copy_options::overwrite_existing);
+    return Sql(alone, "SELECT value FROM keys WHERE key = 'db/key'");
+  }
+
+  bool IsCopied(const std::string& value) const {
+    return support::WaitUntil([&] {
+      return std::filesystem::exists(CopyOf(DurableFile())) &&
+             ValueIn(CopyOf(DurableFile())) == value;
+    });
+  }
+};
+
+TEST_F(Keeper, TheFileByItselfIsTheStoreWhenWritingHasBeenQuiet) {
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon});
+  for (int value = 1; value <= 3; ++value) {
+    store->Set("db/key", value);
+    EXPECT_TRUE(IsFoldedIn());
+    EXPECT_EQ(ValueIn(DurableFile()), std::to_string(value));
+    EXPECT_EQ(store->Get("db/key"), KeyValue(value));
+  }
+}
+
+TEST_F(Keeper, WhatAnotherProcessWroteIsFoldedInToo) {
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon});
+  auto writer = Start({"count", "300", "db/key"});
+  EXPECT_EQ(writer->Wait(), 0);
+  EXPECT_TRUE(IsFoldedIn());
+  EXPECT_EQ(ValueIn(DurableFile()), "300");
+}
+
+TEST_F(Keeper, TheEndOfAKeeperFoldsIn) {
+  const auto store = Open();
+  {
+    const auto keeper = Keep({.quiet = hours(1)});
+    store->Set("db/key", 7);
+    EXPECT_GT(LogSize(), 0);
+  }
+  EXPECT_EQ(LogSize(), 0);
+  EXPECT_EQ(ValueIn(DurableFile()), "7");
+}
+
+TEST_F(Keeper, ALogThatAReaderKeptLongIsCutWhenTheReaderIsDone) {
+  const auto store = Open();
+  store->Set("db/key", 1);
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(DurableFile().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM keys", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  const auto keeper = Keep({.quiet = kSoon, .afterHindrance = kSoon});
+  for (int i = 0; i < 40; ++i) {
+    store->Set("db/text", std::string(256 * 1024, 'x'));
+  }
+  store->Set("db/key", 2);
+  EXPECT_GT(LogSize(), 10'000'000);
+  ASSERT_EQ(sqlite3_exec(reader, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_TRUE(IsFoldedIn());
+  EXPECT_EQ(ValueIn(DurableFile()), "2");
+  sqlite3_close(reader);
+}
+
+TEST_F(Keeper, ACopyIsMadeAndNotAnotherOneBeforeItsTime) {
+  const auto store = Open();
+  {
+    const auto keeper = Keep({.quiet = kSoon, .betweenCopies = hours(1)});
+    store->Set("db/key", 1);
+    EXPECT_TRUE(IsCopied("1"));
+    store->Set("db/key", 2);
+    EXPECT_TRUE(IsFoldedIn());
+    EXPECT_EQ(ValueIn(CopyOf(DurableFile())), "1");
+  }
+  const auto keeper = Keep({.quiet = kSoon, .betweenCopies = milliseconds(0)});
+  EXPECT_TRUE(IsCopied("2"));
+  store->Set("db/key", 3);
+  EXPECT_TRUE(IsCopied("3"));
+}
+
+TEST_F(Keeper, WhatIsDamagedIsNotCopied) {
+  Open()->Set("db/key", 1);
+  const auto store = Open();
+  CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+  std::fstream file(DurableFile(), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(2 * 4096 + 4000);
+  file << "damage" << std::flush;
+  EXPECT_THROW(CopyKeyFile(DurableFile(), CopyOf(DurableFile())), StoreError);
+  EXPECT_EQ(ValueIn(CopyOf(DurableFile())), "1");
+  EXPECT_EQ(DamageOf(CopyOf(DurableFile())), std::nullopt);
+}
+
+TEST_F(Keeper, ACopyOfAStoreInUseIsAWhole) {
+  const auto store = Open();
+  auto writer = Start({"count", "1000000", "db/key"});
+  ASSERT_TRUE(writer.IsReady());
+  for (int round = 0; round < 20; ++round) {
+    const path copy = StateDir().parent_path() / "backup";
+    CopyKeyFile(DurableFile(), copy);
+    EXPECT_EQ(DamageOf(copy), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(copy.string() + "-wal"));
+    const std::string said = writer.Said().back();
+    EXPECT_LE(std::stoi(ValueIn(copy)), std::stoi(said.substr(said.find(' ') + 1)) + 1);
+  }
+}
+
+}  // namespace
+}  // namespace host
