@@ -6,28 +6,33 @@
 //   remove KEY        removes the key
 //   watch KEY         says "ready", then every change, up to and including the first of KEY
 //   tally KEY         the same, but only says how many changes there were
+//   flush FILE        writes and flushes blocks of 4 KB in the file without a pause, for a minute
 //   slowly TIME COMMAND…  what COMMAND does, on a disk whose flush takes so many microseconds more
 //   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
 //
 // What it said is in its output even when it is killed at the next instruction.
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "change_text.h"
 #include "keystore/key_store.h"
+#include "system/file_descriptor.h"
 #include "system/log.h"
 
 namespace {
@@ -56,6 +61,21 @@ void Count(KeyStore& store, int last, const std::vector<std::string>& keys) {
     for (const std::string& key : keys) {
       store.Set(key, value);
       Say(key + " " + std::to_string(value));
+    }
+  }
+}
+
+void FlushWithoutAPause(const std::string& file) {
+  constexpr int kBlocks = 1024;
+  const std::string block(4096, 'x');
+  const host::FileDescriptor opened(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+  Say("ready");
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  for (int number = 0; std::chrono::steady_clock::now() < end; ++number) {
+    const off_t offset = static_cast<off_t>(block.size()) * (number % kBlocks);
+    if (::pwrite(opened.Get(), block.data(), block.size(), offset) < 0 ||
+        ::fdatasync(opened.Get()) != 0) {
+      throw std::system_error(errno, std::generic_category(), file);
     }
   }
 }
@@ -91,6 +111,8 @@ void Run(KeyStore& store, const std::string& command, const std::vector<std::str
     long changes = 0;
     Watch(store, arguments.at(0), [&](const KeyChange&) { ++changes; });
     Say(std::to_string(changes));
+  } else if (command == "flush") {
+    FlushWithoutAPause(arguments.at(0));
   } else if (command == "slowly") {
     g_FlushTime = std::chrono::microseconds(std::stoi(arguments.at(0)));
     Run(store, arguments.at(1), {arguments.begin() + 2, arguments.end()});

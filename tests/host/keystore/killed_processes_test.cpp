@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-constexpr int kKills = 100;
+constexpr int kKills = 150;
 constexpr const char* kEndless = "1000000";
 
 class KilledProcesses : public KeyStoreTest {

@@ -91,6 +91,21 @@ TEST_F(WriteLineTest, ProcessesThatWriteToASlowDiskTakeTurns) {
   }
 }
 
+TEST_F(WriteLineTest, FourWriteBesideAProcessThatFlushesWithoutAPause) {
+  const auto store = Open();
+  Worker flushing = Start({"flush", StateDir() / "blocks"});
+  ASSERT_TRUE(flushing.IsReady());
+  std::vector<Worker> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.push_back(Start({"hurry", "100", "db/" + std::to_string(i)}));
+  }
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(writers[i]->Wait(), 0) << support::ReadFile(writers[i].err);
+    EXPECT_EQ(Integer(*store, "db/" + std::to_string(i)), 100);
+  }
+  EXPECT_TRUE(support::ReadFile(flushing.err).empty());
+}
+
 TEST_F(WriteLineTest, ThreadsOfAProcessTakeTurns) {
   const auto store = Open();
   std::array<std::atomic<int>, 3> writes{};

@@ -1,0 +1,108 @@
+// Lets the Nth opening, write or flush of a store's file fail and looks what becomes of its values.
+// Prints how often what happened (docs/reliability.md).
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "io_faults.h"
+#include "store_state.h"
+#include "support/temp_directory.h"
+
+namespace host {
+namespace {
+
+using std::filesystem::path;
+
+class Faults : public ::testing::Test {
+ protected:
+  Faults() {
+    KeyStore store(StoreFiles{Template()}.StateDir(), StoreFiles{Template()}.RunDir());
+    for (const char* key : {"db/a", "db/b", "memory/a", "memory/b"}) {
+      store.Set(key, "before");
+      m_Before[key].newest = KeyValue("before");
+    }
+  }
+
+  path Template() const { return m_Directory / "template"; }
+
+  // Opens the store, writes, and closes it, as far as it can. Notes in `keys` what was
+  // acknowledged. Returns whether something failed.
+  static bool Use(const StoreFiles& files, ExpectedKeys& keys) {
+    bool isReported = false;
+    try {
+      KeyStore store(files.StateDir(), files.RunDir());
+      for (int round = 0; round < 8; ++round) {
+        for (auto& [key, expected] : keys) {
+          const KeyValue value = round % 3 == 1
+                                     ? KeyValue(std::string(20'000, static_cast<char>('a' + round)))
+                                     : KeyValue(round);
+          try {
+            store.Set(key, value);
+            expected = {.newest = value, .attempted = std::nullopt};
+          } catch (const std::exception&) {
+            expected.attempted = value;
+            isReported = true;
+          }
+        }
+      }
+    } catch (const std::exception&) {
+      isReported = true;
+    }
+    return isReported;
+  }
+
+  StoreFiles Fresh() {
+    const path root = m_Directory / "case";
+    std::filesystem::remove_all(root);
+    std::filesystem::copy(Template(), root, std::filesystem::copy_options::recursive);
+    return {root};
+  }
+
+  support::TempDirectory m_Directory;
+  ExpectedKeys m_Before;
+};
+
+TEST_F(Faults, ChangeNoValueWithoutAWordAndTheStoreOpensAfterwards) {
+  const struct {
+    const char* name;
+    IoFault fault;
+  } kinds[] = {
+      {"open: EIO", {IoCall::kOpen, EIO, IoFault::kOnce}},
+      {"open: EIO from then on", {IoCall::kOpen, EIO, IoFault::kFromThenOn}},
+      {"open: ENOSPC", {IoCall::kOpen, ENOSPC, IoFault::kOnce}},
+      {"write: EIO", {IoCall::kWrite, EIO, IoFault::kOnce}},
+      {"write: ENOSPC", {IoCall::kWrite, ENOSPC, IoFault::kOnce}},
+      {"write: ENOSPC from then on", {IoCall::kWrite, ENOSPC, IoFault::kFromThenOn}},
+      {"write: half of it, then ENOSPC", {IoCall::kWrite, ENOSPC, IoFault::kHalf}},
+      {"flush: EIO", {IoCall::kFlush, EIO, IoFault::kOnce}},
+      {"flush: EIO from then on", {IoCall::kFlush, EIO, IoFault::kFromThenOn}},
+      {"flush: ENOSPC", {IoCall::kFlush, ENOSPC, IoFault::kOnce}},
+  };
+  Outcomes outcomes;
+  for (const auto& kind : kinds) {
+    // Until nothing is left to fail.
+    bool hasFailed = true;
+    int nth = 1;
+    for (; hasFailed && nth < 2000; nth += 1 + nth / 16) {
+      const StoreFiles files = Fresh();
+      ExpectedKeys keys = m_Before;
+      const std::uintmax_t logBegin = LogSize();
+      BeginIoFault(files.root, kind.fault, nth);
+      const bool isReported = Use(files, keys);
+      hasFailed = EndIoFault();
+      const Fate fate = Judge(files, keys, logBegin, isReported);
+      outcomes.Add(kind.name, fate);
+      EXPECT_LT(fate, Fate::kNotOpened) << kind.name << ", number " << nth;
+    }
+    EXPECT_GT(nth, 2) << kind.name << " never happened";
+    EXPECT_FALSE(hasFailed) << kind.name;
+  }
+  outcomes.Print("fault");
+  EXPECT_EQ(outcomes.Count(Fate::kSilent), 0);
+  EXPECT_GT(outcomes.Count(Fate::kReported), 0);
+}
+
+}  // namespace
+}  // namespace host

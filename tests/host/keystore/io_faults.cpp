@@ -1,0 +1,129 @@
+// The program's own definitions stand before the C library's, also for SQLite.
+
+#include "io_faults.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace host {
+namespace {
+
+std::mutex g_Mutex;
+std::string g_Root;  // empty: nothing fails
+IoFault g_Fault{};
+int g_Nth = 0;
+int g_Calls = 0;
+
+enum class Verdict { kGoesOn, kFails, kHalf };
+
+Verdict JudgePath(IoCall call, std::string_view path) {
+  if (g_Root.empty() || call != g_Fault.call || !path.starts_with(g_Root)) {
+    return Verdict::kGoesOn;
+  }
+  const int behind = ++g_Calls - g_Nth;
+  if (behind == 0 && g_Fault.kind == IoFault::kHalf) {
+    return Verdict::kHalf;
+  }
+  // Whoever wrote half writes the rest next.
+  const bool fails = g_Fault.kind == IoFault::kOnce   ? behind == 0
+                     : g_Fault.kind == IoFault::kHalf ? behind == 1
+                                                      : behind >= 0;
+  errno = g_Fault.error;
+  return fails ? Verdict::kFails : Verdict::kGoesOn;
+}
+
+Verdict JudgeOpen(const char* path) {
+  const std::lock_guard lock(g_Mutex);
+  return JudgePath(IoCall::kOpen, path);
+}
+
+Verdict JudgeFile(IoCall call, int fd) {
+  const std::lock_guard lock(g_Mutex);
+  if (g_Root.empty()) {
+    return Verdict::kGoesOn;
+  }
+  std::array<char, 4096> path;
+  const ssize_t size =
+      ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
+  return JudgePath(call, {path.data(), static_cast<std::size_t>(size < 0 ? 0 : size)});
+}
+
+int Flush(int fd) { return JudgeFile(IoCall::kFlush, fd) == Verdict::kGoesOn ? 0 : -1; }
+
+ssize_t WriteAt(int fd, const void* bytes, std::size_t size, off_t offset) {
+  const Verdict verdict = JudgeFile(IoCall::kWrite, fd);
+  if (verdict == Verdict::kFails) {
+    return -1;
+  }
+  return ::syscall(SYS_pwrite64, fd, bytes, verdict == Verdict::kHalf ? (size + 1) / 2 : size,
+                   offset);
+}
+
+int OpenFile(const char* path, int flags, mode_t mode) {
+  if (JudgeOpen(path) != Verdict::kGoesOn) {
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+}  // namespace
+
+void BeginIoFault(const std::filesystem::path& root, const IoFault& fault, int nth) {
+  const std::lock_guard lock(g_Mutex);
+  g_Root = root;
+  g_Fault = fault;
+  g_Nth = nth;
+  g_Calls = 0;
+}
+
+bool EndIoFault() {
+  const std::lock_guard lock(g_Mutex);
+  g_Root.clear();
+  return g_Calls >= g_Nth;
+}
+
+}  // namespace host
+
+extern "C" {
+
+int fsync(int fd) { return host::Flush(fd); }
+
+int fdatasync(int fd) { return host::Flush(fd); }
+
+ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
+  return host::WriteAt(fd, bytes, size, offset);
+}
+
+ssize_t write(int fd, const void* bytes, size_t size) {
+  const host::Verdict verdict = host::JudgeFile(host::IoCall::kWrite, fd);
+  if (verdict == host::Verdict::kFails) {
+    return -1;
+  }
+  return ::syscall(SYS_write, fd, bytes, verdict == host::Verdict::kHalf ? (size + 1) / 2 : size);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return host::OpenFile(path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return host::OpenFile(path, flags, mode);
+}
+
+}  // extern "C"
