@@ -16,6 +16,7 @@
 #endif
 
 #define GUARDED_BY(mutex) THREAD_SAFETY(guarded_by(mutex))
+#define TRY_ACQUIRE(success) THREAD_SAFETY(try_acquire_capability(success))
 #define REQUIRES(mutex) THREAD_SAFETY(requires_capability(mutex))
 
 namespace guarded {
@@ -23,6 +24,7 @@ namespace guarded {
 class THREAD_SAFETY(capability("mutex")) Mutex {
  public:
   void lock() THREAD_SAFETY(acquire_capability()) { m_Mutex.lock(); }
+  bool try_lock() TRY_ACQUIRE(true) { return m_Mutex.try_lock(); }
   void unlock() THREAD_SAFETY(release_capability()) { m_Mutex.unlock(); }
 
  private:
@@ -34,6 +36,8 @@ class THREAD_SAFETY(capability("mutex")) Mutex {
 class THREAD_SAFETY(scoped_lockable) Lock {
  public:
   explicit Lock(Mutex& mutex) THREAD_SAFETY(acquire_capability(mutex)) : m_Lock(mutex.m_Mutex) {}
+  // Holds a mutex that this thread has locked already.
+  Lock(Mutex& mutex, std::adopt_lock_t) REQUIRES(mutex) : m_Lock(mutex.m_Mutex, std::adopt_lock) {}
   ~Lock() THREAD_SAFETY(release_capability()) = default;
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;

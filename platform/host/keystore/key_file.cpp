@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <iterator>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <variant>
@@ -37,8 +38,6 @@ constexpr const char* kPutOldChangesAside = "ALTER TABLE changes RENAME TO old";
 constexpr const char* kTakeOldChanges =
     "INSERT INTO changes (number, at, key, value) SELECT number, at, key, value FROM old;"
     "DROP TABLE old";
-
-constexpr const char* kNewest = "SELECT number, bytes FROM changes ORDER BY number DESC LIMIT 1";
 
 // By how much a journal grows until it is pruned, how much of it goes at a time (more than it grew,
 // so that a long one shrinks, yet no writer waits long), and how much of it a watcher that does
@@ -132,6 +131,24 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
   Execute("COMMIT");
 }
 
+KeyFile::Reader::Reader(Database& database)
+    : get(database, "SELECT value FROM keys WHERE key = ?1"),
+      list(database, "SELECT key, value FROM keys WHERE key >= ?1 ORDER BY key"),
+      newest(database, "SELECT number, bytes FROM changes ORDER BY number DESC LIMIT 1"),
+      after(database,
+            "SELECT number, at, key, value FROM changes"
+            " WHERE number > ?1 ORDER BY number LIMIT ?2") {}
+
+template <typename Read>
+auto KeyFile::WithReader(Read read) {
+  if (m_Mutex.try_lock()) {
+    const guarded::Lock lock(m_Mutex, std::adopt_lock);
+    return read(m_OwnReader);
+  }
+  const guarded::Lock lock(m_OtherMutex);
+  return read(m_OtherReader);
+}
+
 KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
                  std::filesystem::path changed)
     : m_File(file),
@@ -146,18 +163,13 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_Remove(m_Database, "DELETE FROM keys WHERE key = ?1"),
       m_Append(m_Database, "INSERT INTO changes (at, bytes, key, value) VALUES (?1, ?2, ?3, ?4)"),
       m_Oldest(m_Database, "SELECT number, bytes FROM changes ORDER BY number LIMIT 1"),
-      m_Newest(m_Database, kNewest),
       m_Prune(m_Database,
               "DELETE FROM changes WHERE number <= ?1 AND bytes <= ?2"
               " AND (number <= ?3 OR bytes <= ?4)"),
       m_Transaction(m_Database),
-      m_Reading(file),
-      m_Get(m_Reading, "SELECT value FROM keys WHERE key = ?1"),
-      m_List(m_Reading, "SELECT key, value FROM keys WHERE key >= ?1 ORDER BY key"),
-      m_NewestVisible(m_Reading, kNewest),
-      m_After(m_Reading,
-              "SELECT number, at, key, value FROM changes"
-              " WHERE number > ?1 ORDER BY number LIMIT ?2"),
+      m_OwnReader(m_Database),
+      m_Other(file),
+      m_OtherReader(m_Other),
       m_Names({file, file.string() + "-wal", file.string() + "-shm"}) {}
 
 std::optional<std::string> KeyFile::Loss() {
@@ -175,23 +187,25 @@ std::optional<std::string> KeyFile::Loss() {
 }
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
-  const guarded::Lock lock(m_ReadMutex);
-  Rows rows = m_Get.Query(key);
-  return rows.Next() ? rows.Value(0) : std::nullopt;
+  return WithReader([key](Reader& reader) {
+    Rows rows = reader.get.Query(key);
+    return rows.Next() ? rows.Value(0) : std::nullopt;
+  });
 }
 
 std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view prefix) {
-  const guarded::Lock lock(m_ReadMutex);
-  std::vector<std::pair<std::string, KeyValue>> keys;
-  Rows rows = m_List.Query(prefix);
-  while (rows.Next()) {
-    std::string key = rows.Text(0);
-    if (!key.starts_with(prefix)) {
-      break;
+  return WithReader([prefix](Reader& reader) {
+    std::vector<std::pair<std::string, KeyValue>> keys;
+    Rows rows = reader.list.Query(prefix);
+    while (rows.Next()) {
+      std::string key = rows.Text(0);
+      if (!key.starts_with(prefix)) {
+        break;
+      }
+      keys.emplace_back(std::move(key), rows.Value(1).value());
     }
-    keys.emplace_back(std::move(key), rows.Value(1).value());
-  }
-  return keys;
+    return keys;
+  });
 }
 
 std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<KeyValue>& value) {
@@ -211,7 +225,7 @@ std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<
     }
   }
   // Under the write lock, so that the times in the journal rise with the numbers.
-  const std::int64_t bytesBefore = PlaceOf(m_Newest).bytes;
+  const std::int64_t bytesBefore = PlaceOf(m_OwnReader.newest).bytes;
   const std::int64_t bytes = bytesBefore + BytesOf(value);
   m_Append.Execute(MonotonicNow(), bytes, key, value);
   const std::int64_t number = m_Database.LastRow();
@@ -232,23 +246,23 @@ void KeyFile::AllowLongLog() {
 }
 
 std::int64_t KeyFile::NewestChange() {
-  const guarded::Lock lock(m_ReadMutex);
-  return PlaceOf(m_NewestVisible).number;
+  return WithReader([](Reader& reader) { return PlaceOf(reader.newest).number; });
 }
 
 JournalPart KeyFile::ChangesAfter(std::int64_t number) {
-  const guarded::Lock lock(m_ReadMutex);
-  JournalPart part{.entries = {}, .isCut = false};
-  std::int64_t bytes = 0;
-  Rows rows = m_After.Query(number, kTakeLimit);
-  while (bytes < kTakeLimitBytes && rows.Next()) {
-    part.entries.push_back(
-        {.at = rows.Integer(1),
-         .change = {.key = rows.Text(2), .value = rows.Value(3), .number = rows.Integer(0)}});
-    bytes += BytesOf(part.entries.back().change.value);
-  }
-  part.isCut = bytes >= kTakeLimitBytes || std::ssize(part.entries) == kTakeLimit;
-  return part;
+  return WithReader([number](Reader& reader) {
+    JournalPart part{.entries = {}, .isCut = false};
+    std::int64_t bytes = 0;
+    Rows rows = reader.after.Query(number, kTakeLimit);
+    while (bytes < kTakeLimitBytes && rows.Next()) {
+      part.entries.push_back(
+          {.at = rows.Integer(1),
+           .change = {.key = rows.Text(2), .value = rows.Value(3), .number = rows.Integer(0)}});
+      bytes += BytesOf(part.entries.back().change.value);
+    }
+    part.isCut = bytes >= kTakeLimitBytes || std::ssize(part.entries) == kTakeLimit;
+    return part;
+  });
 }
 
 bool KeyFile::Prune(std::int64_t number) {
@@ -256,7 +270,7 @@ bool KeyFile::Prune(std::int64_t number) {
   const guarded::Lock lock(m_Mutex);
   WriteTransaction transaction(m_Database, m_Transaction);
   const Place oldest = PlaceOf(m_Oldest);
-  const Place newest = PlaceOf(m_Newest);
+  const Place newest = PlaceOf(m_OwnReader.newest);
   m_Prune.Execute(std::min(newest.number - 1, oldest.number - 1 + kPruneLimit),
                   oldest.bytes + kPruneLimitBytes, std::max(number, newest.number - kJournalLimit),
                   newest.bytes - kJournalLimitBytes);

@@ -89,6 +89,20 @@ class KeyFile {
     Opened(const std::filesystem::path& file, Durability durability);
   };
 
+  // The statements that read.
+  struct Reader {
+    explicit Reader(Database& database);
+    Statement get;
+    Statement list;
+    Statement newest;
+    Statement after;
+  };
+
+  // What `read` gives for a Reader that nobody else uses: that of the connection that writes, which
+  // remembers what it wrote, or the other one when somebody is writing.
+  template <typename Read>
+  auto WithReader(Read read);
+
   // A place in the journal: the number of a change, and how many bytes of text all changes up to
   // it have brought. Zeros when there is none.
   struct Place {
@@ -106,17 +120,15 @@ class KeyFile {
   Statement m_Remove GUARDED_BY(m_Mutex);
   Statement m_Append GUARDED_BY(m_Mutex);
   Statement m_Oldest GUARDED_BY(m_Mutex);
-  Statement m_Newest GUARDED_BY(m_Mutex);
   Statement m_Prune GUARDED_BY(m_Mutex);
   WriteTransaction::Statements m_Transaction GUARDED_BY(m_Mutex);
 
-  // A connection of its own, so that who reads does not wait for a thread that writes.
-  guarded::Mutex m_ReadMutex;
-  Database m_Reading GUARDED_BY(m_ReadMutex);
-  Statement m_Get GUARDED_BY(m_ReadMutex);
-  Statement m_List GUARDED_BY(m_ReadMutex);
-  Statement m_NewestVisible GUARDED_BY(m_ReadMutex);
-  Statement m_After GUARDED_BY(m_ReadMutex);
+  Reader m_OwnReader GUARDED_BY(m_Mutex);
+
+  // For those who read while a thread writes: a connection that they need not wait for.
+  guarded::Mutex m_OtherMutex;
+  Database m_Other GUARDED_BY(m_OtherMutex);
+  Reader m_OtherReader GUARDED_BY(m_OtherMutex);
 
   const NamesKept m_Names;
   std::atomic<bool> m_IsLossTold = false;
