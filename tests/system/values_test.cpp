@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -65,6 +66,14 @@ TEST_F(Values, AStoreThatCannotBeReadIsSaidAndNoDefaultTakesThePlaceOfAValue) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_THAT(outcome.err, HasSubstr("key file " + store.string()));
   }
+  // However often it is met.
+  const std::vector<LogLine> lines = m_Set.LogLines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const LogLine& line) {
+                            return line.message.find("vconf_get_int: key file") !=
+                                   std::string::npos;
+                          }),
+            1);
 }
 
 TEST_F(Values, AKeyThatAnotherProgramWroteIsTheItemsValue) {

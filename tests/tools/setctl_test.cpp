@@ -120,10 +120,10 @@ TEST_F(Setctl, WhatCanBeReadOfADamagedFileIsPrintedAndStored) {
   const Outcome printed = Run({"key", "recover", m_Root / "damaged"});
   EXPECT_EQ(printed.status, 1);
   EXPECT_THAT(printed.err, HasSubstr("parts of the file cannot be read"));
-  EXPECT_THAT(printed.out, AllOf(HasSubstr("db/key100 = \"x"), HasSubstr("db/key299 = \"x")));
-  EXPECT_EQ(Store().Get("db/key100"), std::nullopt);
+  EXPECT_THAT(printed.out, AllOf(HasSubstr("db/key200 = \"x"), HasSubstr("db/key299 = \"x")));
+  EXPECT_EQ(Store().Get("db/key200"), std::nullopt);
   EXPECT_EQ(Run({"key", "recover", "--set", m_Root / "damaged"}).out, printed.out);
-  EXPECT_EQ(Store().Get("db/key100"), KeyValue(std::string(100, 'x')));
+  EXPECT_EQ(Store().Get("db/key200"), KeyValue(std::string(100, 'x')));
   EXPECT_EQ(Store().Get("db/new"), KeyValue(1));
   ExpectFailure(Run({"key", "recover", m_Root / "none"}), 10, "no file");
 }
@@ -255,7 +255,7 @@ TEST_F(Setctl, AnEmptyRootIsWrongUsage) {
 
 TEST_F(Setctl, AStoreThatCannotBeOpenedIsNamed) {
   m_Store.reset();
-  const std::filesystem::path file = m_Root / "var/lib/settings-service/keys.db";
+  const std::filesystem::path file = m_Root / "run/settings-service/changed";
   std::filesystem::remove(file);
   std::filesystem::create_directory(file);
   ExpectFailure(Run({"key", "list"}), 1, file);

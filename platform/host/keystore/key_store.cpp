@@ -126,9 +126,11 @@ struct KeyStore::Impl {
     const bool isSameBoot = std::filesystem::exists(runDir / kFileName, ignored);
     const bool isAlone = TakeUse(runDir / "users");
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
-      return isAlone && !IsOpenSomewhere(file)
-                 ? OpenMended(file, durability, changed, isSameBoot)
-                 : std::make_unique<KeyFile>(file, durability, changed);
+      // Who still has a file open that is gone does not have this one.
+      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) ||
+                          !std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
+      return isOurs ? OpenMended(file, durability, changed, isSameBoot)
+                    : std::make_unique<KeyFile>(file, durability, changed);
     };
     files[kDurable] = open(stateDir / kFileName, Durability::kDisk);
     files[kMemory] = open(runDir / kFileName, Durability::kProcess);

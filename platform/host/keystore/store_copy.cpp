@@ -1,6 +1,7 @@
 #include "keystore/store_copy.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -47,6 +48,16 @@ class Unfinished {
 
   path m_File;
 };
+
+// Makes the owner of a file the one of another: whoever mends a store may be another user than the
+// one who runs the set.
+void GiveToOwnerOf(const path& other, const path& file) {
+  struct stat status {};
+  if (::stat(other.c_str(), &status) == 0 &&
+      ::chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
+    // Only a privileged user can, and only such a one needs to.
+  }
+}
 
 path UnfinishedOf(const path& file) { return file.string() + ".new"; }
 
@@ -96,6 +107,7 @@ void CopyKeyFile(const path& from, const path& to) {
   if (!Database(unfinished).IsSound()) {
     Fail("damaged while it was written:", unfinished, EIO);
   }
+  GiveToOwnerOf(from, unfinished);
   MoveInPlace(unfinished, to);
 }
 
@@ -107,6 +119,7 @@ void PutInPlace(const path& copy, const path& file) {
   if (error) {
     Fail("cannot copy", copy, error.value());
   }
+  GiveToOwnerOf(copy, unfinished);
   MoveInPlace(unfinished, file);
 }
 

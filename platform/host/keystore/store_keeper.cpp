@@ -82,7 +82,7 @@ struct StoreKeeper::Impl {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t ignored = ::write(end.Get(), &one, sizeof(one));
     thread.join();
-    Try([this] { Fold(); });
+    Keep();
   }
 
   void Run() {

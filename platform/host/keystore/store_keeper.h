@@ -27,7 +27,7 @@ class StoreKeeper {
   StoreKeeper(const std::filesystem::path& stateDir, const std::filesystem::path& runDir)
       : StoreKeeper(stateDir, runDir, Times()) {}
 
-  // Folds in what is left in the log.
+  // Folds in what is left in the log, and makes a copy if it is time for one.
   ~StoreKeeper();
   StoreKeeper(const StoreKeeper&) = delete;
   StoreKeeper& operator=(const StoreKeeper&) = delete;

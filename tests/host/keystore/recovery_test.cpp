@@ -166,6 +166,14 @@ TEST_F(Recovery, WhatIsDamagedIsSetAsideAndItsCopyTakesItsPlace) {
   }
 }
 
+TEST_F(Recovery, TheCopyTakesThePlaceOfAFileThatIsGoneThoughOthersStillHaveItOpen) {
+  MakeStore(31, true);
+  const auto open = Open();
+  std::filesystem::remove(DurableFile());
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(31));
+  EXPECT_THAT(Logged(), HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
+}
+
 TEST_F(Recovery, WithoutACopyTheStoreBeginsEmpty) {
   MakeStore(31, false);
   Overwrite(DurableFile(), 0, std::string(8192, 'x'));
