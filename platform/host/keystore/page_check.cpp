@@ -3,15 +3,13 @@
 #include <endian.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 
 namespace host {
 namespace {
 
-constexpr std::size_t kWords = (kPageSize - kCheckSize) / sizeof(std::uint64_t);
-constexpr std::size_t kLanes = 4;
+constexpr std::size_t kCheckedWords = (kPageSize - kCheckSize) / sizeof(std::uint64_t);
 constexpr std::uint64_t kFactor = 0x9e3779b97f4a7c15;  // odd, so that no step loses a bit
 
 std::uint64_t Mixed(std::uint64_t sum, std::uint64_t word) {
@@ -24,23 +22,24 @@ std::uint64_t WordAt(const unsigned char* page, std::size_t index) {
   return le64toh(word);
 }
 
-// A change of one word always changes the check: every step is reversible. Lanes, because each step
-// waits for the one before it. Never 0.
-std::uint64_t CheckOf(const unsigned char* page, std::uint32_t number) {
-  std::array<std::uint64_t, kLanes> lanes{number, 1, 2, 3};
+// A change of one word always changes the check: every step is reversible. In four sums, because
+// each step waits for the one before it. Never 0.
+std::uint64_t SumOf(const unsigned char* page, std::size_t words, std::uint32_t number) {
+  std::uint64_t first = number;
+  std::uint64_t second = 1;
+  std::uint64_t third = 2;
+  std::uint64_t fourth = 3;
   std::size_t index = 0;
-  for (; index + kLanes <= kWords; index += kLanes) {
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      lanes[lane] = Mixed(lanes[lane], WordAt(page, index + lane));
-    }
+  for (; index + 4 <= words; index += 4) {
+    first = Mixed(first, WordAt(page, index));
+    second = Mixed(second, WordAt(page, index + 1));
+    third = Mixed(third, WordAt(page, index + 2));
+    fourth = Mixed(fourth, WordAt(page, index + 3));
   }
-  for (; index < kWords; ++index) {
-    lanes[0] = Mixed(lanes[0], WordAt(page, index));
+  for (; index < words; ++index) {
+    first = Mixed(first, WordAt(page, index));
   }
-  std::uint64_t sum = 0;
-  for (const std::uint64_t lane : lanes) {
-    sum = Mixed(sum, lane);
-  }
+  const std::uint64_t sum = Mixed(Mixed(Mixed(Mixed(0, first), second), third), fourth);
   return sum != 0 ? sum : 1;
 }
 
@@ -55,30 +54,30 @@ LogSum SumAt(const unsigned char* bytes) {
   return {ReadBigEndian(bytes), ReadBigEndian(bytes + sizeof(std::uint32_t))};
 }
 
+// Each word is added to the sum that is ready already, so that only one addition waits for another.
 template <bool isBigEndian>
-void Add(LogSum& sum, const unsigned char* bytes, std::size_t size) {
+LogSum Added(LogSum sum, const unsigned char* bytes, std::size_t size) {
   for (std::size_t i = 0; i < size; i += 2 * sizeof(std::uint32_t)) {
     std::uint32_t words[2];
     std::memcpy(words, bytes + i, sizeof(words));
-    sum.first += (isBigEndian ? be32toh(words[0]) : le32toh(words[0])) + sum.second;
-    sum.second += (isBigEndian ? be32toh(words[1]) : le32toh(words[1])) + sum.first;
+    sum.first = (sum.first + (isBigEndian ? be32toh(words[0]) : le32toh(words[0]))) + sum.second;
+    sum.second = (sum.second + (isBigEndian ? be32toh(words[1]) : le32toh(words[1]))) + sum.first;
   }
+  return sum;
 }
 
 template <bool isBigEndian>
 bool IsSumOfFrame(const unsigned char* header, const unsigned char* page,
                   const unsigned char* before) {
-  LogSum sum = SumAt(before);
-  Add<isBigEndian>(sum, header, 8);
-  Add<isBigEndian>(sum, page, kPageSize);
-  return sum == SumAt(header + 16);
+  const LogSum withHeader = Added<isBigEndian>(SumAt(before), header, 8);
+  return Added<isBigEndian>(withHeader, page, kPageSize) == SumAt(header + 16);
 }
 
 }  // namespace
 
 PageState StateOf(const unsigned char* page, std::uint32_t number) {
-  const std::uint64_t check = WordAt(page, kWords);
-  if (check == CheckOf(page, number)) {
+  const std::uint64_t check = WordAt(page, kCheckedWords);
+  if (check == SumOf(page, kCheckedWords, number)) {
     return PageState::kSound;
   }
   const bool isEmpty = std::all_of(page, page + kPageSize, [](unsigned char c) { return c == 0; });
@@ -86,7 +85,7 @@ PageState StateOf(const unsigned char* page, std::uint32_t number) {
 }
 
 void PutCheck(unsigned char* page, std::uint32_t number) {
-  const std::uint64_t check = htole64(CheckOf(page, number));
+  const std::uint64_t check = htole64(SumOf(page, kCheckedWords, number));
   std::memcpy(page + kPageSize - kCheckSize, &check, sizeof(check));
 }
 
@@ -111,13 +110,13 @@ bool IsFrameSound(const unsigned char* header, const unsigned char* page,
   return IsSumOfFrame<false>(header, page, before) || IsSumOfFrame<true>(header, page, before);
 }
 
+std::uint64_t MarkOf(const unsigned char* page, std::uint32_t frame) {
+  return SumOf(page, kPageSize / sizeof(std::uint64_t), frame);
+}
+
 bool IsLogHeaderSound(const unsigned char* header) {
-  LogSum little{0, 0};
-  LogSum big{0, 0};
-  Add<false>(little, header, 24);
-  Add<true>(big, header, 24);
   const LogSum kept = SumAt(header + 24);
-  return little == kept || big == kept;
+  return Added<false>({0, 0}, header, 24) == kept || Added<true>({0, 0}, header, 24) == kept;
 }
 
 }  // namespace host

@@ -34,7 +34,10 @@ inline constexpr std::size_t kFrameSize = kFrameHeaderSize + kPageSize;
 bool IsFrameSound(const unsigned char* header, const unsigned char* page,
                   const unsigned char* before);
 
-// The same for the log's header.
+// What tells a page in a frame from any other, and costs a fraction of its check. Never 0.
+std::uint64_t MarkOf(const unsigned char* page, std::uint32_t frame);
+
+// The same as IsFrameSound for the log's header.
 bool IsLogHeaderSound(const unsigned char* header);
 
 }  // namespace host
