@@ -1,5 +1,6 @@
 #include "keystore/store_keeper.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -126,6 +127,8 @@ struct StoreKeeper::Impl {
       return now + left;
     }
     const bool isCopied = Try([this] { CopyKeyFile(file, CopyOf(file)); });
+    // What that took is not needed again for long.
+    ::malloc_trim(0);
     return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
   }
 
