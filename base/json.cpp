@@ -15,8 +15,8 @@
 //   SetItemValue      1.23     1.65        2.48 µs
 //
 // For two more only the times were measured, the best of 101 rounds, in which this reader took 0.70
-// and 1.34: nlohmann's with a handler that builds the same values 1.19 and 2.27, simdjson with a copy
-// into them 0.62 and 1.18. That tenth does not pay for everything missing above.
+// and 1.34: nlohmann's with a handler that builds the same values 1.19 and 2.27, simdjson with a
+// copy into them 0.62 and 1.18. That tenth does not pay for everything missing above.
 //
 // The library itself reads only a catalogue that is refused here: it continues after a mistake and
 // finds the next ones.

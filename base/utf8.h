@@ -42,8 +42,8 @@ void AppendVisible(std::string& out, std::string_view text);
 // How many bytes of `text` fit into `maxSize` bytes without cutting a character.
 std::size_t CutSize(std::string_view text, std::size_t maxSize);
 
-// Copies `text`, which is UTF-8, to `buffer`, zero-terminated and cut at a character boundary to fit
-// `size` bytes, at least 1.
+// Copies `text`, which is UTF-8, to `buffer`, zero-terminated and cut at a character boundary to
+// fit `size` bytes, at least 1.
 void CopyCut(std::string_view text, char* buffer, std::size_t size);
 
 // `text` with U+FFFD in place of every byte that is not part of a character or belongs to a

@@ -37,11 +37,11 @@ int vconf_set_str(const char* key, const char* value);
 // From now on calls `callback` on the main loop of this process once for every change of `key`, by
 // any process, in the order of the changes. A change that was written before a request was sent to
 // the service of this process comes before that request. A process that was too far behind, so that
-// changes were dropped, gets one call for what it missed of the key instead, at the latest after the
-// changes that were kept. What `callback` reads of the key is what the change left there or what a
-// later one did. A key may be watched before it exists. The same callback can be registered for a
-// key once: a second call replaces its `user_data`, which is never owned or read. A failure leaves
-// the callbacks as they were. Main-loop thread only.
+// changes were dropped, gets one call for what it missed of the key instead, at the latest after
+// the changes that were kept. What `callback` reads of the key is what the change left there or
+// what a later one did. A key may be watched before it exists. The same callback can be registered
+// for a key once: a second call replaces its `user_data`, which is never owned or read. A failure
+// leaves the callbacks as they were. Main-loop thread only.
 int vconf_notify_key_changed(const char* key, vconf_callback_fn callback, void* user_data);
 
 // Ends what vconf_notify_key_changed began; no calls follow, not even for earlier changes. Fails

@@ -47,7 +47,7 @@ class Answer {
 class [[gnu::visibility("default")]] Batch {
  public:
   // The client must outlive the batch.
-  explicit Batch(Client& client);
+  explicit Batch(Client & client);
 
   // Ends the waiting for what was sent; those answers never come.
   ~Batch();

@@ -21,7 +21,8 @@ struct Question {
 
 // The questions that the methods of Client ask, by the same names and with the same results, to be
 // asked together (batch.h).
-namespace [[gnu::visibility("default")]] ask {
+#pragma GCC visibility push(default)
+namespace ask {
 
 Question<std::optional<std::string>> GetItemValue(const std::string& item);
 Question<std::optional<std::string>> GetItemValueName(const std::string& item);
@@ -49,4 +50,5 @@ Question<std::optional<std::vector<std::string>>> GetDisablerAppNamesByMenuId(
 Question<std::optional<std::vector<std::string>>> GetDisabledItemsList();
 
 }  // namespace ask
+#pragma GCC visibility pop
 }  // namespace settings

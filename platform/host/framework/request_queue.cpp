@@ -12,8 +12,8 @@
 
 #include "framework/before_messages.h"
 #include "framework/message_text.h"
-#include "system/exception_border.h"
 #include "system/error_log.h"
+#include "system/exception_border.h"
 
 namespace host {
 namespace {

@@ -11,11 +11,20 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "keystore/page_check.h"
+#include "system/host.h"
 
 namespace host {
+
+// Never taken back: files may be open until the process ends.
+struct CheckedFileSystem {
+  sqlite3_vfs vfs;
+  int systemFileSize;  // of the system's part of a file
+};
+
 namespace {
 
 constexpr char kName[] = "keystore";
@@ -32,11 +41,9 @@ struct Checked {
   std::array<std::uint64_t, 64> sound;
 };
 
-int g_systemFileSize = 0;  // set once, before any file is opened
-
 Checked& CheckedOf(sqlite3_file* file) {
-  return *std::launder(
-      reinterpret_cast<Checked*>(reinterpret_cast<char*>(file) + g_systemFileSize));
+  return *std::launder(reinterpret_cast<Checked*>(reinterpret_cast<char*>(file) +
+                                                  g_Host.checkedFiles.Get().systemFileSize));
 }
 
 bool IsPage(int size, sqlite3_int64 offset) {
@@ -124,12 +131,13 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int*
   if (code != SQLITE_OK || (flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
     return code;
   }
-  auto* const checked = new (reinterpret_cast<char*>(file) + g_systemFileSize)
-      Checked{.system = file->pMethods,
-              .own = *file->pMethods,
-              .isLog = (flags & SQLITE_OPEN_WAL) != 0,
-              .hasChecks = false,
-              .sound = {}};
+  auto* const checked =
+      new (reinterpret_cast<char*>(file) + g_Host.checkedFiles.Get().systemFileSize)
+          Checked{.system = file->pMethods,
+                  .own = *file->pMethods,
+                  .isLog = (flags & SQLITE_OPEN_WAL) != 0,
+                  .hasChecks = false,
+                  .sound = {}};
   checked->own.iVersion = 2;  // without mapped pages, which nobody would compare
   checked->own.xRead = Read;
   checked->own.xWrite = Write;
@@ -137,26 +145,25 @@ int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int*
   return SQLITE_OK;
 }
 
-// Never taken back: files may be open until the process ends.
-bool Register() {
-  static sqlite3_vfs vfs;
+CheckedFileSystem* MakeCheckedFileSystem() {
   sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
   constexpr int kAlignment = alignof(Checked);
-  g_systemFileSize = (system->szOsFile + kAlignment - 1) / kAlignment * kAlignment;
-  vfs = *system;
-  vfs.zName = kName;
-  vfs.pNext = nullptr;
-  vfs.pAppData = system;
-  vfs.szOsFile = g_systemFileSize + static_cast<int>(sizeof(Checked));
-  vfs.xOpen = Open;
-  return sqlite3_vfs_register(&vfs, 0) == SQLITE_OK;
+  auto made = std::make_unique<CheckedFileSystem>();
+  made->systemFileSize = (system->szOsFile + kAlignment - 1) / kAlignment * kAlignment;
+  made->vfs = *system;
+  made->vfs.zName = kName;
+  made->vfs.pNext = nullptr;
+  made->vfs.pAppData = system;
+  made->vfs.szOsFile = made->systemFileSize + static_cast<int>(sizeof(Checked));
+  made->vfs.xOpen = Open;
+  if (sqlite3_vfs_register(&made->vfs, 0) != SQLITE_OK) {
+    throw std::bad_alloc();
+  }
+  return made.release();
 }
 
 }  // namespace
 
-const char* CheckedFiles() {
-  [[maybe_unused]] static const bool isRegistered = Register();
-  return kName;
-}
+const char* CheckedFiles() { return g_Host.checkedFiles.Get(MakeCheckedFileSystem).vfs.zName; }
 
 }  // namespace host

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <variant>
 
-#include "dlog.h"
+#include "system/error_log.h"
 #include "system/file_descriptor.h"
 
 namespace host {
@@ -181,7 +181,7 @@ std::optional<std::string> KeyFile::Loss() {
                      " was removed or replaced while it was in use; what is set is refused:"
                      " restart the set";
   if (!m_IsLossTold.exchange(true)) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "%s\n", loss.c_str());
+    LogError("keystore", loss);
   }
   return loss;
 }

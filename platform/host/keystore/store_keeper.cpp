@@ -16,11 +16,11 @@
 #include <system_error>
 #include <thread>
 
-#include "dlog.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"
+#include "system/error_log.h"
 #include "system/file_descriptor.h"
 
 namespace host {
@@ -159,8 +159,7 @@ struct StoreKeeper::Impl {
     } catch (const std::exception& error) {
       if (failure != error.what()) {
         failure = error.what();
-        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "cannot keep the key store: %s\n",
-                     error.what());
+        LogError("keystore", "cannot keep the key store: " + failure);
       }
       return false;
     }

@@ -15,11 +15,11 @@
 #include <span>
 #include <system_error>
 
-#include "dlog.h"
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "system/error_log.h"
 #include "system/file_descriptor.h"
 
 namespace host {
@@ -29,10 +29,6 @@ using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
 constexpr std::uint32_t kFirstVersionWithChecks = 3;
-
-void LogError(const std::string& line) {
-  __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "keystore", "%s\n", line.c_str());
-}
 
 std::string Text(int error) { return std::generic_category().message(error); }
 
@@ -279,7 +275,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
     }
     line += "; an empty one takes its place";
   }
-  LogError(line);
+  LogError("keystore", line);
 }
 
 // What stands behind the damage in a log cannot be read, but what stands before it is newer than
@@ -296,9 +292,10 @@ void SetLogAside(const path& file) {
   }
   RemoveOldest(file);
   LogError(
+      "keystore",
       "key file " + file.string() +
-      ": its log is damaged, and the newest changes are lost; what was there is set aside as " +
-      aside.string() + "; the changes before the damage stay");
+          ": its log is damaged, and the newest changes are lost; what was there is set aside as " +
+          aside.string() + "; the changes before the damage stay");
   // Begins a new run of the log, so that nobody takes the frames of the old one for its own.
   Database database(file);
   database.Execute("PRAGMA wal_checkpoint(TRUNCATE)");

@@ -32,6 +32,7 @@ class ServiceBus;
 class SignalEvents;
 class SourceEvents;
 class Subscriptions;
+struct CheckedFileSystem;
 struct Environment;
 struct KeyChange;
 struct Operation;
@@ -56,6 +57,7 @@ struct Host {
   OutlivesExit<Environment> environment;
   OutlivesExit<Model> model;
   OutlivesExit<RemainingEvents> remainingEvents;
+  OutlivesExit<CheckedFileSystem> checkedFiles;
   OutlivesExit<KeyStore> keyStore;
   OutlivesExit<NewestFailure> newestFailure;
   OutlivesExit<ReportedDamages> reportedDamages;
