@@ -6,6 +6,7 @@
 
 #include "set/keys.h"
 #include "set_test.h"
+#include "system/host.h"
 
 namespace host {
 namespace {
@@ -24,7 +25,7 @@ TEST_F(HostSet, EachKeyCountsAsChangedOnceWhenChangesWereLost) {
     std::promise<void> ended;
   };
   const auto stall = std::make_shared<Stall>();
-  ChangeFeed::Get().Add([stall, kStallKey](const KeyChange& change) {
+  g_Host.changeFeed.Get().Add([stall, kStallKey](const KeyChange& change) {
     if (change.key == kStallKey && change.value == KeyValue(1)) {
       stall->begun.set_value();
       stall->ended.get_future().wait();
