@@ -110,14 +110,16 @@ TEST_F(KeyStoreContract, AMissingKeyGivesNothing) {
 }
 
 TEST_F(KeyStoreContract, AFailureSaysWhetherTheKeyIsMissingOrHoldsTheOtherType) {
+  int value = 5;
+  for (const std::string& missing : {Durable("missing"), Memory("missing")}) {
+    errno = 0;
+    EXPECT_EQ(vconf_get_int(missing.c_str(), &value), -1);
+    EXPECT_EQ(errno, ENOENT);
+    errno = 0;
+    EXPECT_EQ(vconf_get_str(missing.c_str()), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+  }
   for (const std::string& key : {Durable(), Memory()}) {
-    int value = 5;
-    errno = 0;
-    EXPECT_EQ(vconf_get_int(key.c_str(), &value), -1);
-    EXPECT_EQ(errno, ENOENT);
-    errno = 0;
-    EXPECT_EQ(vconf_get_str(key.c_str()), nullptr);
-    EXPECT_EQ(errno, ENOENT);
     ASSERT_EQ(vconf_set_int(key.c_str(), 7), 0);
     errno = 0;
     EXPECT_EQ(vconf_get_str(key.c_str()), nullptr);
