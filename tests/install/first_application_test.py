@@ -93,8 +93,8 @@ class FirstApplication(unittest.TestCase):
             name
             for name in names
             if not re.match(
-                r"(typeinfo (name )?for |vtable for )?settings::(Client|Error|Reply|Subscription)\b"
-                r"|SETTINGS_CLIENT_1$",
+                r"(typeinfo (name )?for |vtable for )?"
+                r"settings::(Batch|Client|Error|Reply|Subscription|ask)\b|SETTINGS_CLIENT_1$",
                 name,
             )
             or "Impl" in name

@@ -5,15 +5,16 @@
 #include "keystore/store_keeper.h"
 #include "set/fresh_set.h"
 #include "system/environment.h"
+#include "system/host.h"
 
 namespace host {
 
 void PrepareSet() {
   KeyStore& store = ProcessStore();
   PrepareFreshSet(store, SetLock(RunDir()));
-  // Until the process ends, when it folds in what was written last.
+  // Ends with the service, when it folds in what was written last.
   store.LeaveFoldingToKeeper();
-  static const StoreKeeper keeper(StateDir(), RunDir());
+  g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
 }
 
 }  // namespace host

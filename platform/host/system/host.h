@@ -31,6 +31,7 @@ class PowerEvents;
 class ServiceBus;
 class SignalEvents;
 class SourceEvents;
+class StoreKeeper;
 class Subscriptions;
 struct CheckedFileSystem;
 struct Environment;
@@ -59,6 +60,7 @@ struct Host {
   OutlivesExit<RemainingEvents> remainingEvents;
   OutlivesExit<CheckedFileSystem> checkedFiles;
   OutlivesExit<KeyStore> keyStore;
+  EndsWithService<StoreKeeper> storeKeeper;
   OutlivesExit<NewestFailure> newestFailure;
   OutlivesExit<ReportedDamages> reportedDamages;
 
@@ -105,6 +107,7 @@ struct Host {
     nameOwners.End();
     serviceBus.End();
     mainLoop.End();
+    storeKeeper.End();
   }
 };
 

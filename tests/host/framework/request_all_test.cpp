@@ -123,7 +123,7 @@ TEST_F(RequestAll, PutsAnErrorInThePlaceOfAReplyAndServesTheOthers) {
       answer.replies,
       ElementsAre(std::pair(0, Echo(0)),
                   std::pair(-1, R"({"error":"org.nuvra.Error.InvalidMessage",)"
-                                R"("message":"line 1, column 1: a JSON object must begin here"})"),
+                                R"("message":"line 1, column 1: expected a JSON object"})"),
                   std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
                                 R"("message":"out of \"order\""})"),
                   std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
