@@ -119,18 +119,17 @@ TEST_F(RequestAll, PutsAnErrorInThePlaceOfAReplyAndServesTheOthers) {
   const AnswerToAll answer =
       Ask({Echo(0), "not json", R"({"do":"throw","text":"out of \"order\""})", R"({"do":"refuse"})",
            std::string(256 * 1024 + 1, 'x'), Echo(5)});
-  EXPECT_THAT(
-      answer.replies,
-      ElementsAre(std::pair(0, Echo(0)),
-                  std::pair(-1, R"({"error":"org.nuvra.Error.InvalidMessage",)"
-                                R"("message":"line 1, column 1: expected a JSON object"})"),
-                  std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
-                                R"("message":"out of \"order\""})"),
-                  std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
-                                R"("message":"the service refused the request"})"),
-                  std::pair(-1, R"({"error":"org.nuvra.Error.InvalidMessage",)"
-                                R"("message":"the body is larger than 256 KiB"})"),
-                  std::pair(5, Echo(5))));
+  EXPECT_THAT(answer.replies,
+              ElementsAre(std::pair(0, Echo(0)),
+                          std::pair(-1, R"({"error":"org.nuvra.Error.InvalidMessage",)"
+                                        R"("message":"line 1, column 1: expected a JSON object"})"),
+                          std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
+                                        R"("message":"out of \"order\""})"),
+                          std::pair(-1, R"({"error":"org.nuvra.Error.Failed",)"
+                                        R"("message":"the service refused the request"})"),
+                          std::pair(-1, R"({"error":"org.nuvra.Error.InvalidMessage",)"
+                                        R"("message":"the body is larger than 256 KiB"})"),
+                          std::pair(5, Echo(5))));
 }
 
 TEST_F(RequestAll, TakesAsManyAsAre1024) {
