@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -529,6 +530,40 @@ TEST_F(KeyStoreContract, WritesOfOtherThreadsAreDeliveredOnTheMainLoop) {
   }
   contract::SettleMainLoop();
   EXPECT_EQ(calls, kThreads * kWrites);
+}
+
+TEST_F(KeyStoreContract, ManyThreadsWriteWhileAnotherReadsAndNoValueGoesBack) {
+  constexpr int kThreads = 4;
+  constexpr int kWrites = 50;
+  const auto keyOf = [](int thread) { return Durable(std::to_string(thread)); };
+  std::atomic<int> running = kThreads;
+  for (int i = 0; i < kThreads; ++i) {
+    ASSERT_EQ(vconf_set_int(keyOf(i).c_str(), 0), 0);
+  }
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([key = keyOf(i), &running] {
+      for (int value = 1; value <= kWrites; ++value) {
+        EXPECT_EQ(vconf_set_int(key.c_str(), value), 0);
+        EXPECT_EQ(Integer(key), value);
+      }
+      --running;
+    });
+  }
+  std::vector<int> seen(kThreads, 0);
+  while (running > 0) {
+    for (int i = 0; i < kThreads; ++i) {
+      const int value = Integer(keyOf(i));
+      EXPECT_GE(value, seen[i]);
+      seen[i] = value;
+    }
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (int i = 0; i < kThreads; ++i) {
+    EXPECT_EQ(Integer(keyOf(i)), kWrites);
+  }
 }
 
 TEST_F(KeyStoreContract, AllThreadsSeeWhatOneHasWritten) {
