@@ -1,9 +1,10 @@
 // SQLite's pager reads and writes through a table of functions that comes with every file it opens.
-// A file of ours gets a table in which two of them are others; all else is the system's, called
-// directly, so that nothing else becomes slower.
+// In the table of our files two functions are our own; the rest are the system's, called directly,
+// so that nothing else becomes slower.
 //
-// In the log the ends of pages stay zero: SQLite sums a frame up before it writes it. A frame needs
-// no check of ours either, it has SQLite's, which SQLite itself compares only when it recovers.
+// In the log the ends of pages stay zero: SQLite computes a frame's checksum before it writes the
+// frame. A frame needs no check of ours either: it has SQLite's, which SQLite itself compares only
+// when it recovers.
 
 #include "keystore/checked_files.h"
 
@@ -19,7 +20,7 @@
 
 namespace host {
 
-// Never taken back: files may be open until the process ends.
+// Never unregistered: files may be open until the process ends.
 struct CheckedFileSystem {
   sqlite3_vfs vfs;
   int systemFileSize;  // of the system's part of a file
@@ -30,14 +31,14 @@ namespace {
 constexpr char kName[] = "keystore";
 constexpr int kDatabaseHeaderSize = 100;
 
-// Stands behind the system's part of a file.
+// Follows the system's part of a file.
 struct Checked {
   const sqlite3_io_methods* system;
   sqlite3_io_methods own;
   bool isLog;
   bool hasChecks;
-  // The marks of pages that were found sound in the log, each at the place of its frame: after a
-  // write of another process a connection reads the same ones again.
+  // The marks of pages that were found sound in the log, each in the slot of its frame: after
+  // another process's write a connection reads the same pages again.
   std::array<std::uint64_t, 64> sound;
 };
 
@@ -60,8 +61,8 @@ bool IsFramesPage(int size, sqlite3_int64 offset) {
          (offset - kFirst) % kFrameSize == 0;
 }
 
-// Compares a page that was read from the log with the check of its frame. Who reads a frame keeps
-// the log from being begun anew, so the frame before it is there, too.
+// Compares a page that was read from the log with the check of its frame. Whoever reads a frame
+// keeps the log from being restarted, so the frame before it is there, too.
 int CheckFrame(Checked& checked, sqlite3_file* file, const unsigned char* page,
                sqlite3_int64 offset) {
   const auto frame = static_cast<std::uint32_t>(offset / kFrameSize);

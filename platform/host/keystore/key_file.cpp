@@ -27,21 +27,22 @@ constexpr const char* kCreateKeys =
     "CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
     "PRAGMA application_id = 0x6b657973";
 
-// The bytes stand before the text that they count: behind it they would be read through it.
+// The bytes come before the text that they count: after it, reading them would mean reading through
+// the text.
 constexpr const char* kCreateChanges =
     "CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
     " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value)";
 
-// What happens to the journal of version 1. Programs that still have the file open, and do not
-// count bytes, go on with the new one.
+// Converts the journal of version 1. Programs that still have the file open, and do not count
+// bytes, continue with the new one.
 constexpr const char* kPutOldChangesAside = "ALTER TABLE changes RENAME TO old";
 constexpr const char* kTakeOldChanges =
     "INSERT INTO changes (number, at, key, value) SELECT number, at, key, value FROM old;"
     "DROP TABLE old";
 
 // By how much a journal grows until it is pruned, how much of it goes at a time (more than it grew,
-// so that a long one shrinks, yet no writer waits long), and how much of it a watcher that does
-// not go on can keep. In changes, and in bytes of text: a change of an integer is small.
+// so that a long one shrinks, yet no writer waits long), and how much of it a watcher that stands
+// still can keep. In changes, and in bytes of text: a change of an integer is small.
 constexpr std::int64_t kPruneInterval = 1024;
 constexpr std::int64_t kPruneLimit = 4 * kPruneInterval;
 constexpr std::int64_t kJournalLimit = 1'000'000;
@@ -49,13 +50,13 @@ constexpr std::int64_t kPruneIntervalBytes = 1024 * 1024;
 constexpr std::int64_t kPruneLimitBytes = 4 * kPruneIntervalBytes;
 constexpr std::int64_t kJournalLimitBytes = 16 * 1024 * 1024;
 
-// How much a watcher takes at once.
+// How much a watcher takes at a time.
 constexpr std::int64_t kTakeLimit = 2048;
 constexpr std::int64_t kTakeLimitBytes = 4 * 1024 * 1024;
 
 // Wakes the watchers when it ends. The kernel closes the file of a process that is killed, so
 // nothing that was committed while one of these lives can stay unannounced. A file that was removed
-// is made again, and the watchers find it.
+// is recreated, and the watchers find it.
 class Announcement {
  public:
   explicit Announcement(const std::filesystem::path& changed)
@@ -117,7 +118,7 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
     // Where nothing is flushed a short write-ahead log costs no time, and it spares memory.
     Execute("PRAGMA synchronous = OFF; PRAGMA wal_autocheckpoint = 128");
   }
-  // Checks are for whoever has the file for himself to add: it is written anew for that.
+  // Only a process that has the file to itself can add checks: that means rewriting it.
   if (version >= kVersionWithoutChecks) {
     return;
   }

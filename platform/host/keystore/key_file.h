@@ -19,24 +19,24 @@ namespace host {
 
 enum class Durability {
   kDisk,     // a write is on disk when it returns
-  kProcess,  // a write outlives its process, not a loss of power
+  kProcess,  // a write outlives its process, not a power loss
 };
 
 // A change as the journal has it. `at` is when it was made, in nanoseconds of the monotonic clock,
-// which all processes share. Within a file both `at` and `change.number` rise.
+// which all processes share. Within a file both `at` and `change.number` increase.
 struct JournalEntry {
   std::int64_t at;
   KeyChange change;
 };
 
-// Changes that lie one behind the other, oldest first.
+// Consecutive changes, oldest first.
 struct JournalPart {
   std::vector<JournalEntry> entries;
-  bool isCut;  // there may be more behind them
+  bool isCut;  // there may be more after them
 };
 
-// A change that was made. It is time to prune the journal once it has grown by a certain number of
-// changes or bytes, whoever wrote them.
+// A change that has been made. It is time to prune the journal once it has grown by a certain
+// number of changes or bytes, whoever wrote them.
 struct Written {
   std::int64_t number;
   bool isPruneDue;
@@ -45,20 +45,20 @@ struct Written {
 // Nanoseconds of the clock of JournalEntry::at.
 std::int64_t MonotonicNow();
 
-// A file of keys and the journal of their changes, one SQLite database. Every key is taken: which
-// ones are valid is the store's affair. Any thread; failures throw std::runtime_error.
+// A file of keys and the journal of their changes, one SQLite database. It takes every key: which
+// ones are valid is up to the store. Any thread; failures throw std::runtime_error.
 class KeyFile {
  public:
-  // Opens `file`, made when missing; its directory exists. `changed` is a file that
-  // everybody who waits for changes watches: each write opens it before and closes it after. Those
-  // who write wait in a line, whose file is beside it; reading waits for nobody.
-  // Two processes must not open the same file at once.
+  // Opens `file`, creating it if missing; its directory exists. `changed` is a file that everybody
+  // who waits for changes watches: each write opens it before and closes it after. Writers wait in
+  // a line, whose file is beside it; readers wait for nobody. Two processes must not open the same
+  // file at the same time.
   KeyFile(const std::filesystem::path& file, Durability durability, std::filesystem::path changed);
 
   const std::filesystem::path& Name() const { return m_File; }
 
   // Nothing while the names of its files lead to them. Otherwise why writing fails: what is written
-  // would be gone with those who have the files open. Says so once in the log, too.
+  // would be lost when those who have the files open close them. Says so once in the log, too.
   std::optional<std::string> Loss();
 
   std::optional<KeyValue> Get(std::string_view key);
@@ -67,20 +67,20 @@ class KeyFile {
   // Stores or, without a value, removes a key. Nothing when the key to be removed is missing.
   std::optional<Written> Write(std::string_view key, const std::optional<KeyValue>& value);
 
-  // From now on writes through this object fold the log into the file only when it has 16 MiB:
-  // others do it before.
+  // From now on writes through this object fold the log into the file only at 16 MiB: others do it
+  // earlier.
   void AllowLongLog();
 
-  // The number of the newest change, 0 when there never was one.
+  // The number of the newest change, 0 if there has been none.
   std::int64_t NewestChange();
 
   // The oldest changes with numbers above `number`: some thousands, or some mebibytes, at most.
   JournalPart ChangesAfter(std::int64_t number);
 
-  // Removes from the journal the changes up to and including `number` and what is more than a
-  // journal may hold, the oldest first and no more at a time than keeps a writer for milliseconds.
-  // The newest change always stays, so that numbers go on from it. Returns whether the journal is
-  // still longer than it may be.
+  // Removes from the journal the changes up to and including `number`, and whatever exceeds the
+  // limits of a journal, the oldest first and only as many at a time as delay a writer for
+  // milliseconds. The newest change always stays, so that numbers continue from it. Returns whether
+  // the journal still exceeds its limits.
   bool Prune(std::int64_t number);
 
  private:
@@ -98,13 +98,13 @@ class KeyFile {
     Statement after;
   };
 
-  // What `read` gives for a Reader that nobody else uses: that of the connection that writes, which
-  // remembers what it wrote, or the other one when somebody is writing.
+  // What `read` returns for a Reader that nobody else uses: that of the connection that writes,
+  // which remembers what it wrote, or the other one while somebody is writing.
   template <typename Read>
   auto WithReader(Read read);
 
-  // A place in the journal: the number of a change, and how many bytes of text all changes up to
-  // it have brought. Zeros when there is none.
+  // A place in the journal: the number of a change, and how many bytes of text all changes up to it
+  // have added. Zeros when there is none.
   struct Place {
     std::int64_t number = 0;
     std::int64_t bytes = 0;
@@ -125,7 +125,7 @@ class KeyFile {
 
   Reader m_OwnReader GUARDED_BY(m_Mutex);
 
-  // For those who read while a thread writes: a connection that they need not wait for.
+  // For reads while a thread is writing: a connection that they need not wait for.
   guarded::Mutex m_OtherMutex;
   Database m_Other GUARDED_BY(m_OtherMutex);
   Reader m_OtherReader GUARDED_BY(m_OtherMutex);

@@ -8,10 +8,10 @@
 // and it also closes the file of a process that was killed right after its commit. That is why
 // nobody polls, and why no announcement depends on a writer that lives long enough to make it.
 //
-// The two files have a lock each, so the order between them comes from the clock: an entry carries
-// the time when its writer held the lock, and a watcher delivers only what is older than the moment
-// before it began to read. If one write returned before another began, then a watcher that can
-// deliver the second has also seen the first.
+// The two files have separate locks, so the order between them comes from the clock: an entry
+// carries the time when its writer held the lock, and a watcher delivers only what is older than
+// the moment before it began to read. If one write returned before another began, then a watcher
+// that can deliver the second has also seen the first.
 //
 // Journals are cut from time to time by a writer, up to the slowest living watcher.
 
@@ -52,7 +52,7 @@ static_assert(kKeyFileCount == 2);
 
 constexpr char kFileName[] = "keys.db";
 
-// How many times a writer cuts a journal that is longer than it may be.
+// How many times a writer cuts a journal that exceeds its limits.
 constexpr int kMostCuts = 16;
 
 constexpr auto kNow = std::chrono::nanoseconds(1);
@@ -119,14 +119,14 @@ struct KeyStore::Impl {
     MakeDirectory(watchers);
     OpenPositions(watchers);
     MakeFile(changed);
-    // One process at a time: SQLite fails instead of waiting when two turn the same new file to
+    // One process at a time: SQLite fails instead of waiting when two switch the same new file to
     // write-ahead logging.
     const FileDescriptor lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
     std::error_code ignored;
     const bool isSameBoot = std::filesystem::exists(runDir / kFileName, ignored);
     const bool isAlone = TakeUse(runDir / "users");
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
-      // Who still has a file open that is gone does not have this one.
+      // Whoever still has a deleted file open does not have this one.
       const bool isOurs = (isAlone && !IsOpenSomewhere(file)) ||
                           !std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
       return isOurs ? OpenMended(file, durability, changed, isSameBoot)
@@ -137,8 +137,8 @@ struct KeyStore::Impl {
     ::flock(use.Get(), LOCK_SH);
   }
 
-  // Keeps a lock as long as the store is open, by which others see that it is. Whether nobody else
-  // has one.
+  // Holds a lock while the store is open, by which others see that it is. Returns whether nobody
+  // else holds one.
   bool TakeUse(const std::filesystem::path& file) {
     use = FileDescriptor(::open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
     if (!use) {
@@ -165,24 +165,24 @@ struct KeyStore::Impl {
     return written.has_value();
   }
 
-  // `newest` is a change that is visible already, so a watcher that starts after the directory was
-  // read starts behind it.
+  // `newest` is already visible, so a watcher that starts after the directory was read starts after
+  // it.
   void Prune(std::size_t index, std::int64_t newest) {
     try {
-      // Watchers take their places again in one that was removed.
+      // If the directory was removed, watchers take their places in the new one.
       MakeDirectory(watchers);
       const auto slowest = SlowestPosition(watchers);
       const std::int64_t taken = slowest ? std::min((*slowest)[index], newest) : newest;
-      // Long texts are too much before the many small changes in front of them are gone.
+      // Long texts may be too much until the many small changes in front of them are gone.
       for (int cuts = 0; cuts < kMostCuts && files[index]->Prune(taken); ++cuts) {
       }
     } catch (const std::exception& error) {
-      // The change itself is made, and a later one will try again.
+      // The change itself is made, and a later one tries again.
       LogError("keystore", std::string("cannot cut the journal: ") + error.what());
     }
   }
 
-  // All watchers of the process find out, and one says so.
+  // All watchers of the process notice, and one says so.
   void TellReplaced() {
     struct stat status;
     if (::stat(changed.c_str(), &status) != 0) {
@@ -196,7 +196,7 @@ struct KeyStore::Impl {
 
   const std::filesystem::path watchers;
   const std::filesystem::path changed;
-  std::atomic<std::int64_t> replacementTold = 0;  // when the newest one was made that is known
+  std::atomic<std::int64_t> replacementTold = 0;  // when the newest known one was made
   FileDescriptor use;
   std::array<std::unique_ptr<KeyFile>, kKeyFileCount> files;
 };
@@ -247,7 +247,7 @@ struct KeyWatcher::Impl {
     SlowestPosition(store->watchers);
   }
 
-  // Takes a new place among the watchers, which has come so far.
+  // Takes a new place among the watchers, at the given position.
   void TakePlace(const std::array<std::int64_t, kKeyFileCount>& numbers) {
     auto place = std::make_unique<WatcherPosition>(store->watchers);
     for (std::size_t i = 0; i < kKeyFileCount; ++i) {
@@ -258,7 +258,7 @@ struct KeyWatcher::Impl {
   }
 
   std::vector<KeyChange> TakeChanges() {
-    // Before the journals are read: whatever the reading does not show will wake again.
+    // Before the journals are read: whatever this read does not show will wake it again.
     areNamesDoubtful = wakeUp.Clear() || areNamesDoubtful;
     isBehind = false;
     missed = 0;
@@ -274,7 +274,7 @@ struct KeyWatcher::Impl {
     }
   }
 
-  // Finds again what was removed and can be made anew, and tells about the rest, each once.
+  // Finds again what was removed and can be recreated, and reports the rest, once each.
   void CheckNames() {
     try {
       if (wakeUp.FindAgain()) {
@@ -298,8 +298,8 @@ struct KeyWatcher::Impl {
   }
 
   std::vector<KeyChange> ReadJournals() {
-    // Entries from here on wait for the next time: the reading may not show older ones that are in
-    // the other file.
+    // Entries from here on wait for the next time: this read may have missed older ones in the
+    // other file.
     std::int64_t horizon = MonotonicNow();
     std::array<std::vector<JournalEntry>, kKeyFileCount> journals;
     for (std::size_t i = 0; i < kKeyFileCount; ++i) {
@@ -336,7 +336,7 @@ struct KeyWatcher::Impl {
     return changes;
   }
 
-  // Goes on to `last` from `first`, the oldest change there is behind the position.
+  // Advances to `last` from `first`, the oldest change after the position.
   void Advance(std::size_t index, std::int64_t first, std::int64_t last) {
     const std::int64_t between = first - position->Get(index) - 1;
     if (between > 0) {

@@ -17,8 +17,8 @@ namespace host {
 // control characters, at most 255 bytes in all.
 bool IsValidKey(std::string_view key);
 
-// Whether a store was made in these directories, and is not gone: an empty file is none. True also
-// when this user may not look into them.
+// Whether a store was made in these directories and is still there; an empty file does not count.
+// Also true when this user may not look into them.
 bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir);
 
 // The key store of a set, shared with all other processes that open it (docs/keystore.md).
@@ -26,7 +26,7 @@ bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::p
 // std::runtime_error that names the file and the reason, and changes nothing.
 class KeyStore {
  public:
-  // Opens the store, made when missing: "db/" keys in `stateDir`, "memory/" keys in `runDir`.
+  // Opens the store, creating it if missing: "db/" keys in `stateDir`, "memory/" keys in `runDir`.
   KeyStore(const std::filesystem::path& stateDir, const std::filesystem::path& runDir);
   ~KeyStore();
   KeyStore(const KeyStore&) = delete;
@@ -44,13 +44,13 @@ class KeyStore {
   // All keys that begin with `prefix`, in byte order.
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
 
-  // Leaves it to the store's keeper (store_keeper.h) to fold in the log of the "db/" keys: no write
-  // of this process does so unless the log becomes far too long.
+  // Leaves folding the log of the "db/" keys to the store's keeper (store_keeper.h): writes of this
+  // process fold it only when it becomes far too long.
   void LeaveFoldingToKeeper();
 
-  // The `number` of the newest change among the keys that `key` is counted with; 0 when there
-  // never was one. What Get returns from now on shows that change, and whatever is still to come
-  // has a higher number. Throws std::invalid_argument when the key is not valid.
+  // The `number` of the newest change among the keys that `key` is counted with; 0 if there has
+  // been none. What Get returns from now on shows that change, and whatever is still to come has a
+  // higher number. Throws std::invalid_argument when the key is not valid.
   std::int64_t NewestChange(std::string_view key);
 
  private:
@@ -59,10 +59,10 @@ class KeyStore {
   std::shared_ptr<Impl> m_Impl;
 };
 
-// Sees every change of the store from its construction on: by any process, once, in order. It
-// keeps the store's files open by itself and may outlive the KeyStore. A watcher that falls a
-// million changes or 16 MiB of text behind loses the oldest and says so, in the log, too. One
-// thread at a time. A failure throws std::runtime_error.
+// Sees every change of the store made after its construction: by any process, once, in order. It
+// keeps the store's files open itself and may outlive the KeyStore. A watcher that falls a million
+// changes or 16 MiB of text behind loses the oldest and says so, in the log, too. One thread at a
+// time. A failure throws std::runtime_error.
 class KeyWatcher {
  public:
   explicit KeyWatcher(KeyStore& store);
@@ -70,11 +70,11 @@ class KeyWatcher {
   KeyWatcher(const KeyWatcher&) = delete;
   KeyWatcher& operator=(const KeyWatcher&) = delete;
 
-  // Readable when TakeChanges may have something to return; for poll and its like.
+  // Readable when TakeChanges may have something to return; for poll and the like.
   int Fd() const;
 
   // The next changes, oldest first; empty when there are none yet. Returns some thousands or some
-  // mebibytes at most, so that a main loop gets on with its other work meanwhile: Fd stays readable
+  // mebibytes at most, so that a main loop gets its other work done in between: Fd stays readable
   // while there are more. After a failure nothing is lost and Fd becomes readable again a second
   // later.
   std::vector<KeyChange> TakeChanges();
@@ -82,8 +82,8 @@ class KeyWatcher {
   // Whether there were more changes than the last TakeChanges returned when it was called.
   bool IsBehind() const;
 
-  // How many changes the watcher lost, because it was too far behind, right before those that the
-  // last TakeChanges returned. Whoever remembers what keys hold has to read them again then.
+  // How many changes the watcher lost right before those that the last TakeChanges returned,
+  // because it was too far behind. Anyone who remembers what keys hold must then read them again.
   std::int64_t Missed() const;
 
  private:

@@ -8,14 +8,14 @@
 namespace host {
 namespace {
 
-// Where SQLite's write lock lies in the file beside the database whose name ends so.
+// Where SQLite's write lock is in the file beside the database whose name ends with this.
 constexpr const char* kLocksSuffix = "-shm";
 constexpr const char* kWriteLockByte = "120";
 
 }  // namespace
 
-// From the kernel's list. To ask for the lock itself the file would have to be opened, and closing
-// it again would release all locks that this process has there.
+// From the kernel's list. To query the lock itself the file would have to be opened, and closing it
+// again would release all locks that this process has on it.
 pid_t HolderOfWriteLock(const std::filesystem::path& file) {
   struct stat locks;
   if (::stat((file.string() + kLocksSuffix).c_str(), &locks) != 0) {
@@ -24,7 +24,7 @@ pid_t HolderOfWriteLock(const std::filesystem::path& file) {
   const std::string inode = ":" + std::to_string(locks.st_ino);
   std::ifstream list("/proc/locks");
   for (std::string line; std::getline(list, line);) {
-    // 7: POSIX ADVISORY WRITE 4711 fe:00:25361 120 120; one that waits has an arrow behind the 7:.
+    // 7: POSIX ADVISORY WRITE 4711 fe:00:25361 120 120; a waiting one has an arrow after the 7:.
     std::istringstream words(line);
     std::string number, kind, mode, access, where, first, last;
     pid_t holder = 0;

@@ -8,13 +8,13 @@
 
 namespace host {
 
-// Files that a process has open, and the names by which others find them.
+// Files that a process has open, and the names under which others find them.
 class NamesKept {
  public:
-  // All of `names` stand for the files that are open.
+  // All of `names` lead to the open files.
   explicit NamesKept(std::vector<std::filesystem::path> names);
 
-  // The first name that stands for another file, or none; null when there is no such name.
+  // The first name that leads to another file, or to none; null when there is no such name.
   const std::filesystem::path* FirstLost() const;
 
  private:

@@ -54,7 +54,8 @@ LogSum SumAt(const unsigned char* bytes) {
   return {ReadBigEndian(bytes), ReadBigEndian(bytes + sizeof(std::uint32_t))};
 }
 
-// Each word is added to the sum that is ready already, so that only one addition waits for another.
+// Each word is added to the sum that is already available, so that only one addition waits for
+// another.
 template <bool isBigEndian>
 LogSum Added(LogSum sum, const unsigned char* bytes, std::size_t size) {
   for (std::size_t i = 0; i < size; i += 2 * sizeof(std::uint32_t)) {
@@ -89,8 +90,8 @@ void PutCheck(unsigned char* page, std::uint32_t number) {
   std::memcpy(page + kPageSize - kCheckSize, &check, sizeof(check));
 }
 
-// Two marks, so that damage to one does not switch the checks off: the bytes that are kept free at
-// the end of a page, and the version of the store.
+// Two marks, so that damage to one does not switch the checks off: the bytes reserved at the end of
+// a page, and the version of the store.
 bool HasChecks(const unsigned char* firstPage) {
   constexpr std::size_t kReserved = 20;
   constexpr std::size_t kUserVersion = 60;

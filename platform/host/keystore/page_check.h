@@ -3,15 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 
-// How damage of a key file is noticed: every page ends with a check of what stands before it and of
-// its number, and every frame of the write-ahead log has SQLite's own check.
+// How damage of a key file is noticed: every page ends with a check of what precedes it and of its
+// number, and every frame of the write-ahead log has SQLite's own check.
 
 namespace host {
 
 inline constexpr std::size_t kPageSize = 4096;
 inline constexpr std::size_t kCheckSize = 8;
 
-// A page that a program wrote that knows nothing of checks ends with zeros.
+// A page written by a program that knows nothing of checks ends with zeros.
 enum class PageState { kSound, kUnchecked, kDamaged };
 
 // `page` has kPageSize bytes; pages are counted from 1.
@@ -21,23 +21,23 @@ void PutCheck(unsigned char* page, std::uint32_t number);
 // Whether page 1, or its first 100 bytes, says that the pages of its file have checks.
 bool HasChecks(const unsigned char* firstPage);
 
-// Four bytes as SQLite's files have them.
+// Four bytes as they are stored in SQLite's files.
 std::uint32_t ReadBigEndian(const unsigned char* bytes);
 
-// The log: a header, and frames of a header and a page each.
+// The log: a header, then frames, each a header and a page.
 inline constexpr std::size_t kLogHeaderSize = 32;
 inline constexpr std::size_t kFrameHeaderSize = 24;
 inline constexpr std::size_t kFrameSize = kFrameHeaderSize + kPageSize;
 
-// Whether the check of a frame goes on from `before`: the 8 bytes of the check before it, which is
-// that of the header of the log for the first one.
+// Whether the check of a frame continues from `before`: the 8 bytes of the previous frame's check,
+// or for the first frame those of the log's header.
 bool IsFrameSound(const unsigned char* header, const unsigned char* page,
                   const unsigned char* before);
 
-// What tells a page in a frame from any other, and costs a fraction of its check. Never 0.
+// Tells a page in a frame from any other, and costs a fraction of its check. Never 0.
 std::uint64_t MarkOf(const unsigned char* page, std::uint32_t frame);
 
-// The same as IsFrameSound for the log's header.
+// The same as IsFrameSound, for the log's header.
 bool IsLogHeaderSound(const unsigned char* header);
 
 }  // namespace host

@@ -16,15 +16,15 @@
 namespace host {
 namespace {
 
-// How long a call waits for a program that does not stand in the line of writers and holds the
-// file's lock, and how often it looks.
-// SQLite's own waiting sleeps up to 100 ms at a time, which is long beside a write of 20 µs.
+// How long a call waits for a program that has not joined the line of writers and holds the file's
+// lock, and how often it looks. SQLite's own waiting sleeps up to 100 ms at a time, which is long
+// compared with a write of 20 µs.
 constexpr auto kBusyLimit = std::chrono::seconds(kHeldTooLongSeconds);
 constexpr auto kBusyPause = std::chrono::microseconds(200);
 
-// Memory for pages of one file. A set's keys fit; what does not comes from the system's cache.
-// A transaction that outgrows it is not written to the log in parts: the checks of the frames would
-// not hold until its end.
+// Memory for pages of one file. A set's keys fit; what does not comes from the system's cache. A
+// transaction that outgrows it is not written to the log in parts: the checks of the frames would
+// not be valid until its end.
 constexpr const char* kCacheSize = "PRAGMA cache_size = -256; PRAGMA cache_spill = OFF";
 
 bool IsDamage(int code) {
@@ -74,8 +74,8 @@ bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
   return ::statvfs(file.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
 }
 
-// What opens a file that nobody can write any more. Without a log beside it there is nothing to
-// share with other processes either; with one SQLite reads that, too.
+// What opens a file that can no longer be written. Without a log beside it there is nothing to
+// share with other processes either; with a log, SQLite reads that, too.
 std::string ReadOnlyUri(const std::filesystem::path& file) {
   std::string uri = "file:";
   for (const char c : file.string()) {

@@ -19,7 +19,7 @@ namespace host {
 
 class Database {
  public:
-  // Opens `file` for reading and writing, made when missing; on a file system that is read-only for
+  // Opens `file` for reading and writing, creating it if missing; on a read-only file system, for
   // reading.
   explicit Database(const std::filesystem::path& file);
   ~Database();
@@ -34,8 +34,8 @@ class Database {
   // Whether all that the file holds can be read and fits together.
   bool IsSound();
 
-  // Keeps room for the check of each page (page_check.h): in a file that is still empty, or in the
-  // copy that is made of it.
+  // Reserves room for the check of each page (page_check.h): in a file that is still empty, or in
+  // the copy that is made of it.
   void ReservePageEnds();
 
   // Whether the file has that room.
@@ -48,7 +48,7 @@ class Database {
   std::int64_t LastRow() const;
   int ChangedRows() const;
 
-  // Throws for the result code that a call just gave.
+  // Throws for the result code that a call just returned.
   [[noreturn]] void Fail(int code) const;
 
   // Throws for a file whose content is not ours.
@@ -65,14 +65,14 @@ class Database {
   std::chrono::steady_clock::time_point m_BusySince;
 };
 
-// The rows of one run of a statement, which is ready for its next run when they are destroyed.
+// The rows of one run of a statement; destroying them makes it ready for the next run.
 class Rows {
  public:
   ~Rows();
   Rows(const Rows&) = delete;
   Rows& operator=(const Rows&) = delete;
 
-  // Steps to the next row, first to the first; false after the last.
+  // Steps to the next row, initially to the first; false after the last.
   bool Next();
 
   // Columns of the row, counted from 0. Null reads as 0, empty and nothing.
@@ -128,7 +128,7 @@ class Statement {
 // A transaction that holds the file's write lock from its beginning. Rolled back unless committed.
 class WriteTransaction {
  public:
-  // The statements that begin, commit and roll back; kept compiled by whoever writes often.
+  // The statements that begin, commit and roll back; kept compiled by those who write often.
   struct Statements {
     explicit Statements(Database& database);
     Statement begin;

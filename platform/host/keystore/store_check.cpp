@@ -58,7 +58,7 @@ std::vector<StoreFile> CheckStore(const path& stateDir, const path& runDir) {
   FileDescriptor use;
   bool isInUse = false;
   if (std::filesystem::is_directory(runDir)) {
-    // Nobody opens the store meanwhile.
+    // Nobody can open the store meanwhile.
     lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
     use = FileDescriptor(::open((runDir / "users").c_str(), O_RDONLY | O_CLOEXEC));
     isInUse = use && ::flock(use.Get(), LOCK_EX | LOCK_NB) != 0;

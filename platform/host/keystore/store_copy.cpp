@@ -32,7 +32,7 @@ void Flush(const path& file, int flags) {
   }
 }
 
-// A file that is not finished.
+// An unfinished file.
 class Unfinished {
  public:
   explicit Unfinished(path file) : m_File(std::move(file)) { Remove(); }
@@ -49,13 +49,13 @@ class Unfinished {
   path m_File;
 };
 
-// Makes the owner of a file the one of another: whoever mends a store may be another user than the
-// one who runs the set.
+// Gives a file the owner of another: whoever repairs a store may be a different user from the one
+// who runs the set.
 void GiveToOwnerOf(const path& other, const path& file) {
   struct stat status {};
   if (::stat(other.c_str(), &status) == 0 &&
       ::chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
-    // Only a privileged user can, and only such a one needs to.
+    // Only a privileged user can, and only a privileged user needs to.
   }
 }
 

@@ -8,18 +8,18 @@
 
 namespace host {
 
-// Writes what `from` holds at this moment into the new file `to`, while others go on with `from`.
-// The copy is one file, without a log. It may not be on disk yet.
+// Writes what `from` holds at this moment to the new file `to`, while others continue to use
+// `from`. The copy is one file, without a log. It may not be on disk yet.
 void WriteCopy(Database& from, const std::filesystem::path& to);
 
-// Gives the pages of a file that nobody has open the checks that are missing (page_check.h).
+// Adds missing checks to the pages of a file that nobody has open (page_check.h).
 void PutMissingChecks(const std::filesystem::path& file);
 
-// Makes `to` a copy of the key file `from`, on disk when this returns: read as a whole and found
-// sound before it replaces what was there.
+// Makes `to` a copy of the key file `from`, on disk when this returns: it is read completely and
+// found sound before it replaces what was there.
 void CopyKeyFile(const std::filesystem::path& from, const std::filesystem::path& to);
 
-// Makes `file` what `copy` is, or moves it there; as a whole, and on disk when this returns.
+// Gives `file` the content of `copy`, or moves it there; completely, and on disk when this returns.
 void PutInPlace(const std::filesystem::path& copy, const std::filesystem::path& file);
 void MoveInPlace(const std::filesystem::path& from, const std::filesystem::path& file);
 

@@ -30,10 +30,10 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using std::filesystem::path;
 
-// A log that is longer is folded in while writing goes on, without being cut.
+// A longer log is folded in while writing goes on, without being cut.
 constexpr off_t kLongLog = off_t{4} * 1024 * 1024;
 
-// A moment of writing: two that are equal mean that nothing was written between.
+// A moment of writing: if two are equal, nothing was written in between.
 struct LogState {
   off_t size = 0;
   std::int64_t writtenAt = 0;
@@ -51,7 +51,7 @@ LogState StateOfLog(const path& log) {
 
 using Time = std::filesystem::file_time_type;
 
-// When a file was written; nothing when it is not there.
+// When a file was written; nothing when it does not exist.
 std::optional<Time> TimeOf(const path& file) {
   std::error_code error;
   const Time time = std::filesystem::last_write_time(file, error);
@@ -91,7 +91,7 @@ struct StoreKeeper::Impl {
     bool isDue = true;
     std::optional<steady_clock::time_point> next = steady_clock::now();
     while (Wait(next, !isDue)) {
-      // Whoever writes wakes this thread once and not at every write.
+      // Writers wake this thread once and not at every write.
       const LogState before = StateOfLog(log);
       if (before.size > kLongLog) {
         Try([this] { Checkpoint("PASSIVE"); });
@@ -105,8 +105,8 @@ struct StoreKeeper::Impl {
     }
   }
 
-  // Folds in and copies what was written. When to do so again without a write: nothing when all is
-  // done.
+  // Folds in and copies what was written. Returns when to do so again if nothing is written:
+  // nothing when all is done.
   std::optional<steady_clock::time_point> Keep() {
     bool isFolded = false;
     Try([&] { isFolded = Fold(); });
@@ -119,7 +119,7 @@ struct StoreKeeper::Impl {
     if (!fileTime || (copyTime && *copyTime >= *fileTime)) {
       return std::nullopt;
     }
-    // A clock that was set back must not put it off for long.
+    // A clock that was set back must not delay it for long.
     const auto age = std::chrono::duration_cast<milliseconds>(
         copyTime ? Time::clock::now() - *copyTime : times.betweenCopies);
     const auto left = std::min(times.betweenCopies - age, times.betweenCopies);
@@ -127,15 +127,15 @@ struct StoreKeeper::Impl {
       return now + left;
     }
     const bool isCopied = Try([this] { CopyKeyFile(file, CopyOf(file)); });
-    // What that took is not needed again for long.
+    // The memory that this took is not needed again for a long time.
     ::malloc_trim(0);
     return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
   }
 
-  // Whether nothing is left in the log. What there is goes into the file first, for which nobody
-  // has to wait; the log is cut while nobody reads it, or not at all.
+  // Whether nothing is left in the log. Its content goes into the file first, for which nobody has
+  // to wait; the log is cut while nobody is reading, or not at all.
   bool Fold() {
-    // A file that went away is not to be made anew here.
+    // A file that went away must not be recreated here.
     if (StateOfLog(log).size == 0 || !TimeOf(file)) {
       return true;
     }
@@ -165,8 +165,8 @@ struct StoreKeeper::Impl {
     }
   }
 
-  // Waits until `moment` (nothing: for ever), or until something is written if that matters. False
-  // when this is the end.
+  // Waits until `moment` (nothing: forever), or until something is written if that matters. False
+  // at the end of the keeper.
   bool Wait(std::optional<steady_clock::time_point> moment, bool orWritten) {
     for (;;) {
       int timeout = -1;
@@ -190,7 +190,7 @@ struct StoreKeeper::Impl {
   const Times times;
   WakeUp written;
   const FileDescriptor end;
-  std::string failure;  // that was logged last
+  std::string failure;  // the one logged last
   std::thread thread;
 };
 

@@ -44,7 +44,7 @@ bool IsThere(const path& file) {
   return ::lstat(file.c_str(), &status) == 0;
 }
 
-// As many of the bytes as there are.
+// As many of the bytes as exist.
 std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
   std::size_t got = 0;
   while (got < bytes.size()) {
@@ -64,13 +64,13 @@ FileDescriptor OpenToRead(const path& file) {
   return FileDescriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
 }
 
-// A log as SQLite reads it: transactions up to the first frame that is not sound.
+// A log as SQLite reads it: transactions up to the first frame that is damaged.
 struct Log {
-  std::set<std::uint32_t> pages;  // that whole transactions have brought
-  std::uint32_t pageCount = 0;    // of the file after the last of them; 0 when there is none
+  std::set<std::uint32_t> pages;  // written by whole transactions
+  std::uint32_t pageCount = 0;    // of the file after the last of them; 0 without one
   std::uint32_t frames = 0;       // of whole transactions
-  int endsBehind = 0;             // how many ends of transactions stand behind the first damage
-  std::array<unsigned char, 8> salt{};  // names this run of the log
+  int endsBehind = 0;             // how many ends of transactions follow the first damage
+  std::array<unsigned char, 8> salt{};  // identifies this run of the log
 };
 
 Log ReadLog(const path& file) {
@@ -113,8 +113,8 @@ Log ReadLog(const path& file) {
   return log;
 }
 
-// What SQLite shares about a log between processes, in the file's own words: how many frames were
-// committed in which run of the log, and how many of them are in the file already.
+// What SQLite shares about a log between processes, as stored: how many frames were committed in
+// which run of the log, and how many of them are already in the file.
 struct LogIndex {
   std::uint32_t frames;
   std::uint32_t foldedIn;
@@ -137,7 +137,7 @@ std::optional<LogIndex> ReadLogIndex(const path& file) {
   return index;
 }
 
-// Judges the first page of a file, `count` being how many pages there are.
+// Judges the first page of a file of `count` pages.
 std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_t count) {
   constexpr char kMagic[] = "SQLite format 3";
   if (std::memcmp(page, kMagic, sizeof(kMagic)) != 0) {
@@ -153,7 +153,7 @@ std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_
              : std::nullopt;
 }
 
-// Takes a file in which a program that knows nothing of checks has written pages, if they fit.
+// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
 std::optional<std::string> AdoptPages(const path& file) {
   try {
     if (!Database(file).IsSound()) {
@@ -185,7 +185,7 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
   if (!damage && !HasChecks(page.data())) {
     return std::nullopt;  // of an older version, without checks
   }
-  // A log tells how many pages there are, and otherwise the file itself.
+  // The log says how many pages there are; without one, the file itself does.
   const std::uint32_t count = log.pageCount != 0 ? log.pageCount : ReadBigEndian(page.data() + 28);
   bool areAllChecked = true;
   for (std::uint32_t number = 1; number <= std::min(count, inFile); ++number) {
@@ -213,7 +213,7 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
   return areAllChecked ? std::nullopt : AdoptPages(file);
 }
 
-// The names of files that are set aside sort by their date.
+// The names of files that were set aside sort by date.
 path NameAside(const path& file) {
   const auto now = std::chrono::system_clock::now();
   const auto micros =
@@ -243,8 +243,8 @@ void Rename(const path& from, const path& to) {
   }
 }
 
-// The log first: without it the file is damaged still, but with a log of another file a good one
-// would become so.
+// The log first: without its log the file is still damaged, but with the log of another file a good
+// one would become so.
 path SetAside(const path& file) {
   const path aside = NameAside(file);
   Rename(LogOf(file), LogOf(aside));
@@ -254,7 +254,7 @@ path SetAside(const path& file) {
   return aside;
 }
 
-// Puts a file in the place of one that is damaged, for `reason`.
+// Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
   std::string line = "key file " + file.string() + " " + reason;
@@ -278,8 +278,8 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   LogError("keystore", line);
 }
 
-// What stands behind the damage in a log cannot be read, but what stands before it is newer than
-// the copy. SQLite takes that and would write over the rest.
+// What follows the damage in a log cannot be read, but what precedes it is newer than the copy.
+// SQLite takes that and would overwrite the rest.
 void SetLogAside(const path& file) {
   const path aside = NameAside(file);
   std::error_code error;
@@ -296,12 +296,12 @@ void SetLogAside(const path& file) {
       "key file " + file.string() +
           ": its log is damaged, and the newest changes are lost; what was there is set aside as " +
           aside.string() + "; the changes before the damage stay");
-  // Begins a new run of the log, so that nobody takes the frames of the old one for its own.
+  // Begins a new run of the log, so that nobody takes the frames of the old one for current ones.
   Database database(file);
   database.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
-// A file of an older version has no room for checks. It is written anew.
+// A file of an older version has no room for checks. It is rewritten.
 void RaiseVersion(const path& file, Durability durability, const path& changed) {
   std::array<unsigned char, 100> header{};
   if (const FileDescriptor opened = OpenToRead(file);
@@ -342,7 +342,7 @@ std::vector<path> SetAsideFiles(const path& file) {
 
 bool IsOpenSomewhere(const path& file) {
   const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  // Where SQLite keeps a lock as long as it has a file open.
+  // Where SQLite holds a lock for as long as it has a file open.
   struct flock lock {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
@@ -379,15 +379,15 @@ bool IsLogCut(const path& file, bool isSameBoot) {
   const auto index = ReadLogIndex(file);
   if (index && index->frames > index->foldedIn) {
     if (index->salt != log.salt) {
-      // Another run of the log, or none. One that was begun anew was folded in before.
+      // Another run of the log, or none. The previous run was folded in before a new one began.
       return isSameBoot;
     }
     if (log.frames < index->frames) {
       return true;
     }
   }
-  // A transaction is on disk before the next one begins: when two ends of them are there, the first
-  // was. With only one it may be that nobody was told yet that it was made.
+  // A transaction is on disk before the next one begins: when the ends of two are there, the first
+  // was on disk. With only one, perhaps nobody was told yet that it was committed.
   return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
 }
 

@@ -21,7 +21,7 @@ namespace {
 
 using std::filesystem::path;
 
-// A directory that ends with its owner.
+// A directory that is removed with its owner.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {
@@ -85,7 +85,7 @@ class Reader {
  public:
   explicit Reader(const path& file) : m_Database(file) {}
 
-  // Takes what `sql` gives, beginning at `from`, up to the first damage; false when there is some.
+  // Takes what `sql` returns, beginning at `from`, up to the first damage; false when there is any.
   bool Take(const char* sql, const std::string& from) {
     try {
       Statement statement(m_Database, sql);
@@ -111,7 +111,7 @@ class Reader {
         keys.insert(rows.Text(0));
       }
     } catch (const StoreError&) {
-      // Some more would have been good.
+      // More would have been welcome.
     }
     return keys;
   }

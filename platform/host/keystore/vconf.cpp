@@ -32,7 +32,7 @@ struct _keynode_t {
 
 namespace host {
 
-// The damages of the store that are in the log.
+// Damage to the store that has been logged.
 struct ReportedDamages {
   guarded::Mutex mutex;
   std::set<std::string> damages GUARDED_BY(mutex);
@@ -49,8 +49,8 @@ int ErrorOf(const std::exception& failure) {
   return ofSystem != nullptr ? ofSystem->code().value() : EIO;
 }
 
-// Whether this damage was not met before: it stays until the set starts again, and whoever looks at
-// it meets it.
+// Whether this damage is new: damage stays until the set restarts, and everyone who looks at it
+// meets it again.
 bool IsNews(const std::string& damage) {
   ReportedDamages& reported = g_Host.reportedDamages.Get();
   const guarded::Lock lock(reported.mutex);
@@ -80,7 +80,7 @@ Result Called(const char* function, Result failure, Body body) noexcept {
   return result;
 }
 
-// `failure`, for a reason that is none of the store's.
+// `failure`, for a reason other than the store's.
 template <typename Result>
 Result Failed(Result failure, int error) {
   errno = error;
@@ -94,9 +94,9 @@ const Type* Held(const std::optional<KeyValue>& value) {
   return held != nullptr ? held : Failed(held, value ? EINVAL : ENOENT);
 }
 
-// Callbacks read the key instead of taking the value from the node. For one that comes late that
-// would be the newest value, several times over, and a key that was 1 for a moment would never
-// have been it. So the callback of a change reads what the change left.
+// Callbacks read the key instead of taking the value from the node. For a late callback that would
+// be the newest value, several times over, and a key that was 1 for a moment would never have been
+// 1. So the callback of a change reads what the change left.
 class ScopedChange {
  public:
   explicit ScopedChange(const KeyChange& change) : m_Outer(t_Host.change) {
@@ -137,8 +137,8 @@ class Subscriptions {
         m_BeforeMessages([this] { DeliverAll(); }) {}
 
   void Add(const std::string& key, vconf_callback_fn callback, void* userData) {
-    // By number and not by time: a write that is still under way counts as later, because the
-    // subscriber cannot have read it either.
+    // By number and not by time: a write still in progress counts as later, because the subscriber
+    // cannot have read it either.
     const std::int64_t since = ProcessStore().NewestChange(key);
     if (Subscription* known = Find(key, callback)) {
       known->userData = userData;
@@ -161,7 +161,7 @@ class Subscriptions {
   struct Subscription {
     vconf_callback_fn callback;
     void* userData;
-    std::int64_t since;  // number of the newest change that is not for it
+    std::int64_t since;  // number of the newest change that it does not get
   };
 
   Subscription* Find(const std::string& key, vconf_callback_fn callback) {
@@ -174,8 +174,8 @@ class Subscriptions {
     return found == ofKey->second.end() ? nullptr : &*found;
   }
 
-  // All that is written by now. What comes meanwhile can wait, or a busy writer would keep the
-  // messages waiting.
+  // Everything written by now. What is written meanwhile can wait, or a busy writer would hold up
+  // the messages.
   void DeliverAll() {
     pollfd changed{.fd = m_Watcher.Fd(), .events = POLLIN, .revents = 0};
     if (::poll(&changed, 1, 0) > 0) {
@@ -198,8 +198,8 @@ class Subscriptions {
     });
   }
 
-  // What was lost may have been about any key, so each of a file that was written since somebody
-  // subscribed counts as changed once, to what it holds.
+  // The lost changes may have been about any key. So each key of a file that was written since
+  // somebody subscribed counts as changed once, to what it holds.
   void DeliverMissed() {
     std::vector<KeyChange> changes;
     for (const auto& [key, ofKey] : m_Subscriptions) {
@@ -227,7 +227,7 @@ class Subscriptions {
     }
   }
 
-  // An exception ends its callback only: the others, and the changes behind, are still due.
+  // An exception ends only its own callback: the others, and later changes, are still due.
   static void Call(Subscription subscription, _keynode_t& node) {
     const ScopedChange change(node.change);
     Guarded("vconf", "a callback of " + node.change.key + " threw",
@@ -235,7 +235,7 @@ class Subscriptions {
   }
 
   std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
-  bool m_HasMissed = false;  // changes, and nobody has been told yet
+  bool m_HasMissed = false;  // changes, and has told nobody yet
   KeyWatcher m_Watcher;
   FdWatch m_Watch;
   BeforeMessages m_BeforeMessages;

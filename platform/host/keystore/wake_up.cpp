@@ -16,8 +16,8 @@
 namespace host {
 namespace {
 
-// What happens to a file when its name leads to it no more. The removal of one that is open shows
-// in its number of names, which is an attribute.
+// What happens to a file when its name no longer leads to it. The removal of an open file shows in
+// its link count, which is an attribute.
 constexpr std::uint32_t kNameEvents = IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -61,7 +61,7 @@ void WakeUp::Keep(const std::filesystem::path& file) { m_Watch(file, 0); }
 
 bool WakeUp::Clear() {
   bool isNamed = true;
-  // The kernel merges equal events, so that there are never many.
+  // The kernel merges equal events, so there are never many.
   alignas(inotify_event) std::array<char, 4096> events;
   ssize_t size = 0;
   while ((size = ::read(m_Closed.Get(), events.data(), events.size())) > 0) {
@@ -81,7 +81,7 @@ bool WakeUp::FindAgain() {
   if (!FileDescriptor(::open(m_File.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644))) {
     Fail("cannot make " + m_File.string());
   }
-  // The one before stays watched: somebody may still have to close it.
+  // The previous one stays watched: somebody may still have to close it.
   const int before = std::exchange(m_Watched, m_Watch(m_File, IN_CLOSE_WRITE));
   return m_Watched != before;
 }

@@ -8,7 +8,7 @@
 
 namespace host {
 
-// A descriptor for poll and its like that becomes readable whenever somebody, in any process,
+// A descriptor for poll and the like that becomes readable whenever somebody, in any process,
 // closes a file that was open for writing. Failures throw std::runtime_error.
 class WakeUp {
  public:
@@ -16,15 +16,15 @@ class WakeUp {
 
   int Fd() const { return m_Either.Get(); }
 
-  // From now on becomes readable, too, when `file` is removed, renamed or replaced.
+  // From now on it also becomes readable when `file` is removed, renamed or replaced.
   void Keep(const std::filesystem::path& file);
 
-  // Makes the descriptor not readable until the next close or the end of Again's delay. Returns
-  // whether something happened to the file itself, or to one that is to be kept.
+  // Makes the descriptor unreadable until the next close or the end of Again's delay. Returns
+  // whether something happened to the file itself, or to one that is being kept.
   bool Clear();
 
-  // Makes sure that it is the file of this name whose closing wakes: makes it when it is missing,
-  // and returns whether it is another one than before.
+  // Makes sure that the file of this name is the one whose closing wakes: creates it if missing,
+  // and returns whether it is a different one than before.
   bool FindAgain();
 
   // Makes the descriptor readable after `delay`, above 0, without a close.

@@ -40,8 +40,8 @@ bool IsLinked(const FileDescriptor& file) {
   return ::fstat(file.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
-// What the watcher that keeps `file` locked has in it: zeros as long as it has not got further
-// than making it.
+// What the watcher that keeps `file` locked has stored in it: zeros if it has only created it so
+// far.
 Numbers ReadNumbers(const FileDescriptor& file, const std::filesystem::path& path) {
   Numbers result{};
   struct stat status;
@@ -61,7 +61,7 @@ Numbers ReadNumbers(const FileDescriptor& file, const std::filesystem::path& pat
 std::optional<Numbers> ReadLiving(const FileDescriptor& directory,
                                   const std::filesystem::path& path) {
   const std::string name = path.filename();
-  // Non-blocking, in case that it is a pipe.
+  // Non-blocking, in case it is a pipe.
   const FileDescriptor file(
       ::openat(directory.Get(), name.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
   if (!file) {
@@ -74,15 +74,15 @@ std::optional<Numbers> ReadLiving(const FileDescriptor& directory,
   if (::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
     return ReadNumbers(file, path);
   }
-  // Nobody else's lock, so nobody alive. The name may meanwhile stand for another file, which is
-  // not to be touched: then this one is linked no more.
+  // Nobody else holds the lock, so no watcher lives. The name may meanwhile lead to another file,
+  // which must not be touched: then this one has lost its last link.
   if (IsLinked(file)) {
     ::unlinkat(directory.Get(), name.c_str(), 0);
   }
   return std::nullopt;
 }
 
-// A path that leads into the open directory, whatever has its name meanwhile.
+// A path that leads into the open directory, whatever is at its name meanwhile.
 std::filesystem::path PathOf(const FileDescriptor& directory) {
   return "/proc/self/fd/" + std::to_string(directory.Get());
 }
@@ -102,7 +102,7 @@ FileDescriptor OpenPositions(const std::filesystem::path& directory) {
 
 WatcherPosition::WatcherPosition(const std::filesystem::path& directory)
     : m_Place(directory), m_Directory(OpenPositions(directory)) {
-  // Between being made and being locked the file looks like a dead watcher's and may be removed.
+  // Between its creation and its locking the file looks like a dead watcher's and may be removed.
   do {
     std::string path = PathOf(m_Directory) / "XXXXXX";
     m_File = FileDescriptor(::mkostemp(path.data(), O_CLOEXEC));
@@ -111,8 +111,8 @@ WatcherPosition::WatcherPosition(const std::filesystem::path& directory)
       Fail("cannot make a watcher's position in", directory);
     }
   } while (::flock(m_File.Get(), LOCK_EX | LOCK_NB) != 0 || !IsLinked(m_File));
-  // Written rather than only made long: a file system that is full must say so here, not when a
-  // page of the mapping is touched.
+  // Written rather than just extended: a full file system must report it here, not when a page of
+  // the mapping is touched.
   const Numbers zeros{};
   if (::write(m_File.Get(), &zeros, sizeof(zeros)) == ssize_t{sizeof(zeros)}) {
     m_Numbers = Map(m_File, PROT_READ | PROT_WRITE);

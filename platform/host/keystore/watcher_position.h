@@ -9,10 +9,11 @@
 
 #include "system/file_descriptor.h"
 
-// How far each living watcher has come. A position is a small file that its watcher keeps locked
-// and mapped: moving on costs no system call, and the lock goes with the process however it ends.
-// Positions count the changes of each key file apart; failures throw std::runtime_error. The
-// directory of the positions may not be a symbolic link: what is removed would be somebody else's.
+// How far each live watcher has come. A position is a small file that its watcher keeps locked and
+// mapped: moving on costs no system call, and the lock goes with the process however it ends.
+// Positions count the changes of each key file separately; failures throw std::runtime_error. The
+// directory of the positions must not be a symbolic link: the files removed would be somebody
+// else's.
 
 namespace host {
 
@@ -48,8 +49,8 @@ class WatcherPosition {
   std::int64_t* m_Numbers = nullptr;  // the file's content
 };
 
-// For each key file the position of the living watcher that has come least far; nothing when
-// there is no watcher. Removes what dead watchers left in `directory`.
+// For each key file the position of the live watcher that is furthest behind; nothing when there
+// are no watchers. Removes what dead watchers left in `directory`.
 std::optional<std::array<std::int64_t, kKeyFileCount>> SlowestPosition(
     const std::filesystem::path& directory);
 

@@ -1,11 +1,11 @@
-// Two mutexes, shared between processes, instead of one: whoever releases a mutex and comes back at
-// once would take it again before the one that it woke has even begun to run. Here he finds the
-// door shut. It belongs to the first of those who wait, until that one has got its turn; only then
-// does the next come to the door.
+// Two mutexes, shared between processes, instead of one: whoever releases a mutex and comes
+// straight back would take it again before the waiter that was woken has even begun to run. With
+// two, the door is shut. It belongs to the first of those who wait, until that one has its turn;
+// only then does the next come to the door.
 //
-// The mutexes are robust: the kernel releases those of a thread that ends. A process that is
-// stopped while it stands at the door cannot be told from one that is about to go on, so whoever
-// has waited behind it for a while looks whether anybody is writing at all, and if not, goes past.
+// The mutexes are robust: the kernel releases those of a thread that ends. A process stopped at the
+// door cannot be told from one that is about to continue, so whoever has waited behind it for a
+// while checks whether anybody is writing at all, and if not, overtakes it.
 
 #include "keystore/write_line.h"
 
@@ -53,8 +53,8 @@ constexpr auto kDoorPatience = std::chrono::seconds(1);
   throw std::system_error(error, std::generic_category(), what + " " + path.string());
 }
 
-// The same for all processes that understand each other's mutexes: those of one run of the machine
-// and of one layout.
+// The same for all processes that can use each other's mutexes: those of one run of the machine and
+// with one layout.
 std::string MakerText(std::size_t size) {
   std::string boot;
   std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), boot);
@@ -70,7 +70,7 @@ void MakeMutex(pthread_mutex_t& mutex) {
   ::pthread_mutexattr_destroy(&attributes);
 }
 
-// Whether a call that `result` came from has locked the mutex. What it guards is in order at any
+// Whether a call that `result` came from has locked the mutex. What it guards is consistent at any
 // moment, so it does not matter that its owner died.
 bool IsLocked(pthread_mutex_t& mutex, int result) {
   if (result == EOWNERDEAD) {
@@ -85,7 +85,7 @@ bool IsLocked(pthread_mutex_t& mutex, int result) {
 bool TryLock(pthread_mutex_t& mutex) { return IsLocked(mutex, ::pthread_mutex_trylock(&mutex)); }
 
 bool LockUntil(pthread_mutex_t& mutex, Clock::time_point end) {
-  // ThreadSanitizer knows no lock by the monotonic clock.
+  // ThreadSanitizer does not know locking by the monotonic clock.
 #ifdef __SANITIZE_THREAD__
   const auto time = std::chrono::system_clock::now().time_since_epoch() + (end - Clock::now());
 #else
@@ -111,7 +111,7 @@ class DoorLock {
   pthread_mutex_t& m_Locked;
 };
 
-// Until when somebody who waits goes on waiting: every new turn gives it new patience.
+// How long a waiter keeps waiting: every new turn renews its patience.
 class Patience {
  public:
   explicit Patience(const std::atomic<std::int64_t>& turns) : m_Turns(turns) {}
@@ -155,14 +155,14 @@ WriteLine::WriteLine(const std::filesystem::path& file, std::filesystem::path ke
       ::munmap(m_Shared, sizeof(Shared));
     }
   }
-  // Whoever has the old one mapped may go on with it, so it is replaced and not written anew.
+  // Those who have the old one mapped may continue with it, so it is replaced, not overwritten.
   const std::string made = file.string() + ".new";
   ::unlink(made.c_str());
   const FileDescriptor opened(
       ::open(made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
   const std::array<char, sizeof(Shared)> zeros{};
-  // Written rather than only made long: a file system that is full must say so here, not when the
-  // mapping is touched.
+  // Written rather than just extended: a full file system must report it here, not when the mapping
+  // is touched.
   if (!opened || ::write(opened.Get(), zeros.data(), zeros.size()) != ssize_t{sizeof(Shared)} ||
       (m_Shared = map(opened)) == nullptr) {
     Fail(errno, "cannot make", made);
@@ -188,7 +188,7 @@ WriteLine::Turn::Turn(WriteLine& line) : m_Line(line) {
   Patience patience(shared.turns);
   const auto failIfOver = [&] {
     if (patience.IsOver()) {
-      // Who has the turn may be waiting himself, for a program that does not stand in the line.
+      // The holder of the turn may itself be waiting for a program that has not joined the line.
       const pid_t writer = HolderOfWriteLock(line.m_KeyFile);
       const pid_t holder = writer != 0 ? writer : shared.holder.load();
       throw std::runtime_error("key file " + line.m_KeyFile.string() + ": database is locked; " +

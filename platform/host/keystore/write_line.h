@@ -4,12 +4,12 @@
 
 namespace host {
 
-// Who wants to write a key file, whichever thread of whichever process, waits here behind those who
-// came before. A process that ends, however it does, leaves the line. The line keeps the order and
-// nothing else: that only one writes at a time is up to the file's own lock.
+// Whoever wants to write a key file, whichever thread of whichever process, waits here behind those
+// who came before. A process that ends, however it does, leaves the line. The line only keeps the
+// order: that only one writes at a time is up to the file's own lock.
 class WriteLine {
  public:
-  // Joins the line in `file`, which is made when missing, and anew in each run of the machine; it
+  // Joins the line in `file`, which is created if missing, and again in each run of the machine; it
   // belongs on a file system in memory. `keyFile` is named in failures. Only one process at a time
   // may do this. Throws std::system_error.
   WriteLine(const std::filesystem::path& file, std::filesystem::path keyFile);
@@ -20,8 +20,8 @@ class WriteLine {
   // It is this thread's turn while one of these lives. A thread has one at a time.
   class Turn {
    public:
-    // Waits for it. Throws std::runtime_error that names the key file and the process that has the
-    // turn when that has had it for five seconds of the waiting.
+    // Waits for it. Throws std::runtime_error, which names the key file and the process that has
+    // the turn, when that process has had it for five seconds of the waiting.
     explicit Turn(WriteLine& line);
     ~Turn();
     Turn(const Turn&) = delete;
