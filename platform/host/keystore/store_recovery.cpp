@@ -66,10 +66,10 @@ FileDescriptor OpenToRead(const path& file) {
 
 // A log as SQLite reads it: transactions up to the first frame that is damaged.
 struct Log {
-  std::set<std::uint32_t> pages;  // written by whole transactions
-  std::uint32_t pageCount = 0;    // of the file after the last of them; 0 without one
-  std::uint32_t frames = 0;       // of whole transactions
-  int endsBehind = 0;             // how many ends of transactions follow the first damage
+  std::set<std::uint32_t> pages;        // written by whole transactions
+  std::uint32_t pageCount = 0;          // of the file after the last of them; 0 without one
+  std::uint32_t frames = 0;             // of whole transactions
+  int endsBehind = 0;                   // how many ends of transactions follow the first damage
   std::array<unsigned char, 8> salt{};  // identifies this run of the log
 };
 
