@@ -4,20 +4,20 @@
 
 namespace host {
 
-// Why an application is not started, ended or asked. The subject is the ID of the application; the
-// name of the bus for what concerns that.
+// Why an application is not started, ended or asked. The subject is the ID of the application, or
+// the name of the bus for errors that concern the bus.
 enum class AppErrorKind {
-  kNotAnId,       // what was given for an application; never asked for
+  kNotAnId,       // given in place of an application's ID; nothing was sent
   kNotText,       // an extra datum is not UTF-8
   kNotInstalled,  // it neither runs nor can be started
-  kNotRunning,    // it is installed, but what was asked takes one that runs
+  kNotRunning,    // it is installed, but must run for what was asked
   kCannotStart,   // the bus could not run its program
-  kNoName,        // its program was started and did not become the application in time
+  kNoName,        // its program was started and did not take the application's name in time
   kNoAnswer,      // it runs and did not answer in time
   kNoEnd,         // it was told to end and still runs
   kEnded,         // it ended before it answered
   kRefused,       // it said no, or cannot be asked
-  kNotAllowed,    // this user may not ask, end or connect
+  kNotAllowed,    // this user may not ask it, end it or connect to the bus
   kNoBus,         // the bus cannot be connected to
   kBusLost,       // the connection has ended
   kBusSilent,     // the bus did not answer in time

@@ -14,8 +14,8 @@
 #include "system/exception_border.h"
 #include "system/host.h"
 
-// An application lives while it owns its name. The bus tells who owns what on the connection on
-// which the requests come, and that is what puts both into one order.
+// An application lives while it owns its name. The bus announces owners on the connection on which
+// the requests come, and that puts both into one order.
 
 struct app_context_s {
   std::string appId;
@@ -37,8 +37,8 @@ class ApplicationWatcher {
     return 0;
   }
 
-  // What it has not heard yet is no business of a later one, which would take it for the end of an
-  // instance that began meanwhile.
+  // What it has not heard yet does not concern a later one, which would take it for the end of an
+  // instance that has begun since.
   void Unset() {
     m_Callback = nullptr;
     m_MissedEnds.clear();

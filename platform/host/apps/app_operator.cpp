@@ -21,7 +21,7 @@ using bus::Deadline;
 using std::chrono::microseconds;
 using Kind = AppError::Kind;
 
-// `result` as sd-bus has it; `otherwise` is the kind of what has none of its own.
+// `result` as sd-bus returned it; `otherwise` is the kind for results without one of their own.
 Kind KindOf(int result, Kind otherwise) {
   const bool denied = result == -EACCES || result == -EPERM;
   return denied ? Kind::kNotAllowed : result == -ETIMEDOUT ? Kind::kBusSilent : otherwise;
@@ -78,7 +78,7 @@ void WaitForEnd(const std::string& id, int process, const Deadline& deadline) {
   pollfd ended{process, POLLIN, 0};
   for (;;) {
     const std::uint64_t left = deadline.Left();
-    // poll counts milliseconds in an int; a longer wait is made of several.
+    // poll counts milliseconds in an int; a longer wait takes several calls.
     const auto wait = std::min<std::uint64_t>(left / 1000 + (left > 0), 60'000);
     if (poll(&ended, 1, static_cast<int>(wait)) > 0) {
       return;
@@ -129,7 +129,7 @@ std::optional<AppOwner> AppOperator::OwnerOf(const std::string& id) {
   bus::Credentials creds;
   const int result = sd_bus_get_name_creds(
       m_Bus.get(), id.c_str(), SD_BUS_CREDS_UNIQUE_NAME | SD_BUS_CREDS_PID, bus::Out(creds));
-  // Between two questions to the bus an owner may go.
+  // An owner may go between two questions to the bus.
   if (result == -ENXIO || result == -ESRCH || result == -EHOSTUNREACH) {
     return std::nullopt;
   }
@@ -202,7 +202,7 @@ void AppOperator::Stop(const std::string& id, bool byForce) {
         Kind::kRefused, id,
         fmt::format("cannot watch process {} of \"{}\": {}", owner.pid, id, std::strerror(errno)));
   }
-  // Once more: the number may have gone to another process before it was opened.
+  // Checked again: the number may have gone to another process before it was opened.
   if (process.Get() >= 0 && m_Owns(id, owner.connection)) {
     const int signal = byForce ? SIGKILL : SIGTERM;
     if (syscall(SYS_pidfd_send_signal, process.Get(), signal, nullptr, 0) < 0 && errno != ESRCH) {

@@ -14,7 +14,7 @@
 
 namespace host {
 
-// The process that has an application's ID as bus name.
+// The process that owns an application's ID as bus name.
 struct AppOwner {
   std::string connection;  // its unique name on the bus
   pid_t pid = 0;
@@ -33,13 +33,13 @@ class AppOperator {
   std::set<std::string> Installed();
   std::set<std::string> Running();
 
-  // Nothing when the application does not run.
+  // Nothing when the application is not running.
   std::optional<AppOwner> OwnerOf(const std::string& id);
 
   // Launches the application with these extra data, and returns when it took them.
   void Start(const std::string& id, const ExtraData& extraData);
 
-  // Brings the application, which runs, into one of StatesToEnter, and returns when it is there.
+  // Brings a running application into one of StatesToEnter, and returns when it is there.
   void Enter(const std::string& id, const std::string& state);
 
   // Ends the application, by SIGKILL or SIGTERM, and returns when its process has ended and the bus

@@ -16,21 +16,21 @@
 // looked after by the calls themselves, so it costs nothing while nobody asks.
 //
 // It stays open after a launch. The bus keeps an activation until the application has taken its
-// name, and drops it when the sender is gone by then.
+// name, but drops it if the sender is gone by then.
 //
-// An activation asks for no reply. A reply would have to be waited for or collected, and a hung
-// application never sends one: those that the bus still expects are counted against us until
-// nothing at all can be sent. So whether an application exists is asked beforehand. That leaves
-// a moment in which it may go; then its activation is lost, as with an application that is
-// killed before it could read it.
+// An activation asks for no reply. A reply would have to be awaited or collected, and a hung
+// application never sends one: the bus counts those still expected against us until nothing can be
+// sent at all. So whether an application exists is asked beforehand. That leaves a moment in which
+// it may go; then its activation is lost, as with an application that is killed before it could
+// read it.
 
 namespace host {
 namespace {
 
-// A bus may throw out a client for a message that it finds too large.
+// A bus may disconnect a client for a message that it finds too large.
 constexpr std::size_t kMostExtraData = 1024 * 1024;
 
-// Only the bus itself is ever waited for, and it answers at once unless the whole set hangs.
+// Only the bus itself is ever waited for, and it answers immediately unless the whole set hangs.
 constexpr std::chrono::seconds kPatience{2};
 
 int Settle(sd_bus* bus) { return bus::Settle(bus, bus::Deadline(kPatience)); }
@@ -94,8 +94,7 @@ std::size_t SizeOf(const std::map<std::string, std::string>& extraData) {
 
 class ApplicationBus {
  public:
-  // Runs `body` with the connection. Returns what it returns, or a negative errno when there is
-  // no connection.
+  // Runs `body` with the connection. Returns its result, or a negative errno without a connection.
   template <typename Body>
   int Use(Body body) {
     const guarded::Lock lock(m_Mutex);
@@ -104,7 +103,7 @@ class ApplicationBus {
   }
 
  private:
-  // Opens the connection, or handles what arrived since its last use.
+  // Opens the connection, or handles what has arrived since its last use.
   int MakeUsable() REQUIRES(m_Mutex) {
     if (m_Connection) {
       const int settled = Settle(m_Connection.get());

@@ -18,15 +18,15 @@ enum class ApplicationState {
   kEnded = 9,
 };
 
-// "foreground", …; the number when it is that of no such state.
+// "foreground", …; the number itself for any other state.
 std::string ApplicationStateName(int state);
 
 // The names of the states that an application can be asked to enter, and the state of one.
 std::vector<std::string> StatesToEnter();
 std::optional<ApplicationState> FindStateToEnter(std::string_view name);
 
-// The number that the application says in its key, from 0 on, as integer or as text. One that says
-// nothing of use runs, so as far as anybody knows it is in the foreground.
+// The number that the application gives in its key, from 0 on, as integer or as text. One that
+// gives nothing useful is running, so as far as anybody knows it is in the foreground.
 int ToldApplicationState(const std::optional<KeyValue>& told);
 
 }  // namespace host

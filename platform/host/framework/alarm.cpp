@@ -47,7 +47,7 @@ struct TCAlarm::Impl {
     } else if (!goesOn || alarm->callsLeft == 0) {
       alarm->Stop();
     }
-    // A timer that was stopped or started anew meanwhile is deleted already.
+    // A timer that was stopped or restarted meanwhile is already deleted.
     return ECORE_CALLBACK_RENEW;
   }
 

@@ -77,7 +77,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   MainLoop& loop = g_Host.mainLoop.Get();
   ServiceBus& bus = g_Host.serviceBus.Get([&] { return new ServiceBus(line.bus); });
   g_Host.nameOwners.Get([&] { return new NameOwners(bus.Get()); });
-  // Whoever sees the name finds the object.
+  // Whoever sees the name finds the object, too.
   ServiceObject object(bus.Get(), service);
   const std::string name = ServiceBusName(service.ServiceName());
   bus.TakeName(name);
@@ -130,7 +130,7 @@ int RunLogged(const char* program, const CommandLine& line, Nuvra::TCDaemonServi
 }
 
 int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
-  // An end half way through the start would end nothing in order: until the main loop takes over
+  // Ending half way through the start would end nothing in order: until the main loop takes over
   // the signals, they wait.
   BlockEndSignals();
   try {
@@ -139,7 +139,7 @@ int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
     OpenLog(line.logFile, line.logLimit);
     return RunLogged(argv[0], line, service);
   } catch (const CommandLineEnd& end) {
-    // What was asked for is the text that is printed, not a log around it.
+    // What was asked for is the printed text, not a log around it.
     DiscardLog();
     return end.exitStatus;
   } catch (const std::exception& failure) {

@@ -17,7 +17,7 @@ BeforeMessages::~BeforeMessages() { std::erase(g_Host.beforeMessages.Get(), this
 
 void CatchUpBeforeMessage() {
   const std::vector<const BeforeMessages*>& all = g_Host.beforeMessages.Get();
-  // By index: what is done may make more of them.
+  // By index: what is called may add more.
   for (std::size_t i = 0; i < all.size(); ++i) {
     Guarded("nuvra", "an exception left what goes before a message", all[i]->m_CatchUp);
   }

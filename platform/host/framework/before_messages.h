@@ -4,11 +4,11 @@
 
 namespace host {
 
-// Work that goes before every message of the service's bus, so that what happened before a request
-// was sent is known when the request is served. `catchUp` runs on the main loop when the loop
-// begins, and whenever a message was read and is about to be served, as long as this lives; it is
+// Work done before every message of the service's bus, so that what happened before a request was
+// sent is known when the request is served. `catchUp` runs on the main loop when the loop begins,
+// and whenever a message was read and is about to be served, as long as this object lives; it is
 // quick when there is nothing to do. An exception that leaves it is logged and goes no further. It
-// may not end a BeforeMessages. Main-loop thread only.
+// must not destroy a BeforeMessages. Main-loop thread only.
 class BeforeMessages {
  public:
   explicit BeforeMessages(std::function<void()> catchUp);
@@ -21,7 +21,7 @@ class BeforeMessages {
   const std::function<void()> m_CatchUp;
 };
 
-// Does all that work, in the order in which it was announced.
+// Does all that work, in the order of registration.
 void CatchUpBeforeMessage();
 
 }  // namespace host

@@ -1,13 +1,13 @@
-// The pump works inside of the call in which the main loop sleeps. Ecore lets that call be
-// replaced, and so the connection is watched beside Ecore's own descriptors, and what arrives is
-// served before Ecore has found out why it woke up. The way through a descriptor handler of Ecore
-// costs a request a twentieth of its time.
+// The pump works inside the call in which the main loop sleeps. Ecore lets that call be replaced,
+// so the connection is watched together with Ecore's own descriptors, and what arrives is served
+// before Ecore has found out why it woke up. Going through an Ecore descriptor handler would cost a
+// request a twentieth of its time.
 //
-// The place suits for another reason. What sd-bus wants to be woken for changes with every call
-// made on it, also with calls made outside of the pump: a signal that did not fit into the socket
-// waits for room, a call that waited for its answer may leave other messages behind that nobody
-// has dispatched, and no event on the socket tells of those. So sd-bus is asked again each time
-// the main loop is about to sleep.
+// There is another reason for this place. What sd-bus wants to be woken for changes with every call
+// to it, including calls made outside the pump: a signal that did not fit into the socket waits for
+// room; a call that waited for its answer may leave other messages behind that nobody has
+// dispatched, and no event on the socket reports those. So sd-bus is asked again each time the main
+// loop is about to sleep.
 
 #include "framework/bus_pump.h"
 
@@ -37,7 +37,7 @@ namespace {
 // A flood of messages must not keep timers and other descriptors waiting.
 constexpr int kMessagesAtOnce = 8;
 
-// While requests wait, what is behind them is looked through for requests of others.
+// While requests wait, the messages after them are searched for requests of other clients.
 constexpr int kMessagesAhead = 1024;
 constexpr std::chrono::microseconds kServingAtOnce{1000};
 
@@ -81,7 +81,7 @@ int GetPollRequest(sd_bus* bus, PollRequest& request) {
   return result < 0 ? result : 0;
 }
 
-// Whether somebody got or lost a name that a program takes.
+// Whether somebody got or lost a name of the kind that programs take.
 bool IsNewsOfApplication(sd_bus_message* message) {
   const char* name = nullptr;
   const bool isNews =
@@ -118,9 +118,9 @@ struct BusPump::Impl {
     sd_bus_unref(bus);
   }
 
-  // Comes for each message that was read, before anybody else sees it.
+  // Called for each message that was read, before anybody else sees it.
   static int OnMessage(sd_bus_message* message, void* self, sd_bus_error*) {
-    // What was sent before an application came or went is served before that is known.
+    // What was sent before an application came or went is served before that becomes known.
     if (RequestQueue* const waiting = static_cast<Impl*>(self)->Waiting();
         waiting != nullptr && IsNewsOfApplication(message)) {
       waiting->ServeAll();
@@ -134,7 +134,7 @@ struct BusPump::Impl {
   }
 
   int SelectWithBus(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
-    // A main loop inside of a request's handler serves everything else.
+    // A main loop inside a request's handler serves everything else.
     if (!serves || dispatching) {
       return sleep(count, read, write, error, limit);
     }
@@ -172,7 +172,7 @@ struct BusPump::Impl {
   }
 
   void Dispatch() {
-    // The way from a request to its reply pays for no wake-up of the log.
+    // The path from a request to its reply does not pay for waking the log.
     const LogHold hold;
     dispatching = true;
     if (requests != nullptr) {
@@ -198,7 +198,7 @@ struct BusPump::Impl {
     return requests != nullptr && !requests->IsEmpty() ? requests : nullptr;
   }
 
-  // Whether another message is read behind `count` of them.
+  // Whether another message is read after `count` of them.
   bool ReadsOn(int count) const {
     return Waiting() == nullptr ? count < kMessagesAtOnce
                                 : count < kMessagesAhead && !requests->IsFull();

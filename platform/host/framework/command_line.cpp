@@ -43,7 +43,7 @@ std::string CheckNotEmpty(const std::string& path) {
   return path.empty() ? "the name is empty" : "";
 }
 
-// What a set cannot do without is there, or the program says what to do.
+// Fails, with advice, when something is missing that a set cannot do without.
 void CheckData(const Environment& environment) {
   std::error_code ignored;
   const auto isFile = [&](const std::filesystem::path& path) {

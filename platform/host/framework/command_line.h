@@ -17,13 +17,13 @@ struct CommandLine {
   std::uint64_t logLimit = kLogLimit;
 };
 
-// Thrown when the command line asks for nothing but a text, or is wrong; the text is printed
-// already.
+// Thrown when the command line only asks for a text, or is wrong; the text has already been
+// printed.
 struct CommandLineEnd {
   int exitStatus;
 };
 
-// Options that are not given have the values that the environment variables say.
+// Options that are not given take their values from the environment variables.
 CommandLine ReadCommandLine(int argc, const char* const* argv);
 
 }  // namespace host

@@ -1,9 +1,9 @@
-// SIGTERM and SIGINT stay blocked all the time and are read from a file descriptor, so that they
+// SIGTERM and SIGINT stay blocked throughout and are read from a file descriptor, so that they
 // interrupt nothing: no call that waits, neither here nor in a thread that is started later. But
-// Ecore takes over all signals when it starts, and unblocks them one step before it can keep
-// one. What comes just then is lost, and with it perhaps the only wish that the process end; but
-// Ecore notices and reports it. So an end is asked for by a signal that waits before Ecore starts,
-// one that Ecore reports as lost, one that it kept, and one that comes later.
+// Ecore takes over all signals when it starts, and unblocks them one step before it can keep one. A
+// signal that arrives just then is lost, and with it perhaps the only request to end the process;
+// but Ecore notices and reports it. So four kinds of signal ask for an end: one that waits before
+// Ecore starts, one that Ecore reports as lost, one that it kept, and one that comes later.
 
 #include "framework/main_loop.h"
 
@@ -25,15 +25,15 @@
 namespace host {
 namespace {
 
-// Eina wants a directory for what ends with the session. Without XDG_RUNTIME_DIR it makes one in
-// the home directory and ends the process when it cannot, and in either it looks for a debugger
+// Eina wants a directory for files that end with the session. Without XDG_RUNTIME_DIR it makes one
+// in the home directory and ends the process when it cannot, and in either it looks for a debugger
 // that takes over the process. Nothing here uses any of that. So while Eina starts, the directory
-// is a place where nothing can be.
+// is a path at which nothing can exist.
 class EinaStart {
  public:
   EinaStart() {
-    // Another array of variables instead of a changed one, and one that stays: a thread that looks
-    // for a variable just now goes on in what it has begun to read.
+    // A different array of variables instead of a changed one, and one that stays: a thread that is
+    // looking up a variable finishes in the array that it began to read.
     std::vector<char*>& variables = g_Host.startVariables.Get();
     variables = {const_cast<char*>(kNoRuntimeDirectory)};
     for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
@@ -73,7 +73,7 @@ struct MainLoop::Impl {
     ecore_main_loop_quit();
   }
 
-  const SignalKeeper keeper;  // the last to go
+  const SignalKeeper keeper;  // destroyed last
   Ecore_Event_Handler* signalsOfEcore = nullptr;
   int endSignals = -1;
   std::optional<FdWatch> endSignalWatch;
@@ -83,7 +83,7 @@ struct MainLoop::Impl {
 MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   BlockEndSignals();
   m_Impl->quit = TakeWaitingEndSignal();
-  // Eina forgets who takes its log when it starts; so it starts first.
+  // Starting Eina resets who receives its log, so it starts first.
   {
     const EinaStart start;
     eina_init();
@@ -131,7 +131,7 @@ bool MainLoopExists() {
   }
   const SignalKeeper signals;
   const EinaStart start;
-  // Ecore tells how often it was initialised in no other way.
+  // Ecore offers no other way to tell how often it was initialised.
   const bool exists = InitEcore() > 1;
   ecore_shutdown();
   return exists;
@@ -141,7 +141,7 @@ unsigned EndedMainLoops() { return g_Host.endedMainLoops; }
 
 struct FdWatch::Impl {
   static Eina_Bool OnReadable(void* self, Ecore_Fd_Handler*) {
-    // Kept beyond the call: the watch may be destroyed in it.
+    // Kept beyond the call, which may destroy the watch.
     const auto onReadable = static_cast<Impl*>(self)->onReadable;
     Guarded("nuvra", "an exception left the handler of a file descriptor", *onReadable);
     return ECORE_CALLBACK_RENEW;

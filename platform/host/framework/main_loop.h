@@ -8,14 +8,13 @@ namespace host {
 // The main loop of this process: Ecore's. One at a time, on the main thread.
 class MainLoop {
  public:
-  // Starts Ecore. From then on SIGTERM and SIGINT do not end the process but the loop, those
-  // included that were blocked and wait; they are blocked in this thread and in all threads and
+  // Starts Ecore. From then on SIGTERM and SIGINT end the loop instead of the process, including
+  // those that were blocked and wait; they are blocked in this thread and in all threads and
   // programs that it starts. Throws std::runtime_error when Ecore cannot start.
   MainLoop();
 
-  // Ends Ecore, however often others have initialised it, and puts back what was done with
-  // signals before. Watches and alarms that are still there are dead from then on and may be
-  // destroyed later.
+  // Ends Ecore, however often others have initialised it, and restores the previous handling of
+  // signals. Watches and alarms that still exist are dead from then on and may be destroyed later.
   ~MainLoop();
   MainLoop(const MainLoop&) = delete;
   MainLoop& operator=(const MainLoop&) = delete;
@@ -32,7 +31,7 @@ class MainLoop {
 // Whether Ecore is initialised, by a MainLoop or by anybody else. Main-loop thread only.
 bool MainLoopExists();
 
-// The number of main loops that ended: what was tied to one of them must not be touched any more.
+// The number of main loops that have ended: what was tied to one of them must no longer be touched.
 unsigned EndedMainLoops();
 
 // Ties a file descriptor to the main loop: `onReadable` runs on the main-loop thread whenever

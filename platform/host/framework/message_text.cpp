@@ -17,8 +17,8 @@ std::string Place(std::string_view text, std::size_t at) {
   return "line " + std::to_string(place.line) + ", column " + std::to_string(place.column) + ": ";
 }
 
-// JSON without a superfluous character. The library's own writer does the same in thrice the time,
-// twice for each request: once for its reply and once for the log.
+// JSON without a superfluous character. The library's own writer takes three times as long, twice
+// for each request: once for its reply and once for the log.
 class Writer {
  public:
   std::string Write(const Json::Value& body) {
@@ -57,14 +57,14 @@ class Writer {
     }
   }
 
-  // JSON has no word for what is not finite.
+  // JSON has no notation for numbers that are not finite.
   void Real(double real) {
     if (!std::isfinite(real)) {
       m_Text += "null";
       return;
     }
     const std::string text = Json::valueToString(real, kDigits);
-    // The largest ones would be rounded up to what is no number any more.
+    // The largest ones would be rounded up beyond the range of a double.
     m_Text += base::RealOf(text) ? text : Json::valueToString(real, kExactDigits);
   }
 

@@ -31,7 +31,7 @@ int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
   --*question.open;
   Guarded("nuvra", "an exception left the answer about a bus name", [&] {
     const char* owner = nullptr;
-    // An error says that the name has no owner any more.
+    // An error says that the name no longer has an owner.
     if (sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
         sd_bus_message_read(reply, "s", &owner) > 0) {
       question.owners->insert_or_assign(question.name, owner);
@@ -53,8 +53,8 @@ NameOwners::NameOwners(sd_bus* bus) {
   AskForAll(bus);
 }
 
-// All questions are sent before the first answer is awaited. News that come between the answers
-// are taken in their order, so each name ends up with what was said of it last.
+// All questions are sent before the first answer is awaited. Changes announced between the answers
+// are applied in order, so each name ends up with what was said of it last.
 void NameOwners::AskForAll(sd_bus* bus) {
   char** names = nullptr;
   Check(sd_bus_list_names(bus, &names, nullptr));
@@ -85,14 +85,14 @@ int NameOwners::OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_e
   const char* oldOwner = nullptr;
   const char* newOwner = nullptr;
   const int read = sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner);
-  // Names of connections come and go with every client, and are nobody's concern here.
+  // Connections' own names come and go with every client, and do not matter here.
   if (read < 0 || *name == ':') {
     return read < 0 ? read : 0;
   }
   auto& owners = *static_cast<NameOwners*>(self);
   Guarded("nuvra", "an exception left the news of a bus name", [&] {
     owners.Note(name, newOwner);
-    // Kept beyond the call: it may be replaced in it.
+    // Kept beyond the call, which may replace it.
     if (const Listener listener = owners.m_Listener) {
       listener(name, oldOwner, newOwner);
     }

@@ -10,17 +10,17 @@
 namespace host {
 
 // Who owns which well-known name on the service's bus, as far as the messages of the service's
-// connection have told: the bus puts its news of names between the requests, in the order in which
-// both happened. So while a request is served this is what was true when it was sent. One at a
-// time. Main-loop thread only.
+// connection have told: the bus places changes of owners between the requests, in the order in
+// which both happened. So while a request is served this is what was true when it was sent. One at
+// a time. Main-loop thread only.
 class NameOwners {
  public:
   // `oldOwner` and `newOwner` are unique names, empty for none.
   using Listener = std::function<void(const std::string& name, const std::string& oldOwner,
                                       const std::string& newOwner)>;
 
-  // Asks the bus who owns what now, and from then on listens. Keeps a reference to `bus`, which
-  // is connected and serves no object yet. Throws std::system_error.
+  // Asks the bus who owns what now, and listens from then on. Keeps a reference to `bus`, which is
+  // connected and does not serve an object yet. Throws std::system_error.
   explicit NameOwners(sd_bus* bus);
   NameOwners(const NameOwners&) = delete;
   NameOwners& operator=(const NameOwners&) = delete;
@@ -31,12 +31,12 @@ class NameOwners {
   // Tells this bus from all others, also from a later one at the same address.
   const std::string& BusId() const { return m_BusId; }
 
-  // From now on `listener` is called for each change, after OwnerOf has followed it. It replaces
-  // the one before; an empty one ends that. An exception that leaves it is logged. It may set
-  // another listener.
+  // From now on `listener` is called for each change, once OwnerOf reflects it. It replaces the
+  // previous one; an empty one ends that. An exception that leaves it is logged. It may set another
+  // listener.
   void Listen(Listener listener) { m_Listener = std::move(listener); }
 
-  // Those of the service that runs; null when there are none.
+  // Those of the running service; null when none is running.
   static NameOwners* Current();
 
  private:

@@ -11,16 +11,15 @@ namespace host {
 // starts from then on.
 void BlockEndSignals();
 
-// Takes a SIGTERM or SIGINT that waits, blocked, for the calling thread. Returns whether there was
-// one.
+// Takes a blocked, pending SIGTERM or SIGINT of the calling thread. Returns whether there was one.
 bool TakeWaitingEndSignal();
 
-// A new file descriptor, the caller's, that can be read when a SIGTERM or SIGINT waits, blocked.
-// Throws std::system_error.
+// A new file descriptor, the caller's, that can be read when a blocked SIGTERM or SIGINT is
+// pending. Throws std::system_error.
 int OpenEndSignals();
 
-// Puts back at its end what the process does with the signals that Ecore uses, and which of all
-// signals the calling thread blocks: Ecore leaves both changed.
+// At its end restores what the process does with the signals that Ecore uses, and which signals, of
+// all, the calling thread blocks: Ecore leaves both changed.
 class SignalKeeper {
  public:
   SignalKeeper();

@@ -1,7 +1,7 @@
-// What many clients send comes through one connection, in one line: behind a thousand requests of
-// one client stands the single request of another. So the line is read faster than it is served.
-// Whoever has been served in this turn of the main loop waits in a line of its own, and of these
-// lines one request each is served in turns.
+// What many clients send comes through one connection, in one line: a single request of one client
+// is stuck behind a thousand of another. So the line is read faster than it is served. Whoever has
+// been served in this turn of the main loop waits in a line of its own, and these lines are served
+// in turns, one request each.
 
 #include "framework/request_queue.h"
 
@@ -48,7 +48,7 @@ std::string ErrorBody(const char* name, const std::string& text) {
   return WriteBody(body);
 }
 
-// The size of the one request in a call; what cannot be read has none.
+// The size of the single request in a call; 0 if it cannot be read.
 std::size_t SizeOf(sd_bus_message* call) {
   int type = 0;
   const char* text = nullptr;
@@ -219,7 +219,7 @@ void RequestQueue::ServeOne(sd_bus_message* call) {
   }
 }
 
-// One request of a list; behind the last the reply is sent.
+// One request of a list; after the last one the reply is sent.
 void RequestQueue::ServeNextOf(Call& call) {
   if (call.served < call.requests.size()) {
     const Request& request = call.requests[call.served++];

@@ -13,14 +13,14 @@
 
 namespace host {
 
-// How many requests one message may hold, and how many bytes their bodies may have in all.
+// How many requests one message may hold, and how many bytes their bodies may total.
 inline constexpr std::size_t kMaxRequestsAtOnce = 1024;
 inline constexpr std::size_t kMaxTextAtOnce = 1024 * 1024;
 
 // Brings the requests of clients to a service, and its replies back. Each client's are served in
 // the order in which it sent them; those of different clients take turns, so that nobody waits for
-// all that another sent in one go. What needs no waiting is served on the spot. Main-loop thread
-// only.
+// everything that another client sent in one go. What need not wait is served on the spot.
+// Main-loop thread only.
 class RequestQueue {
  public:
   // The service is referenced.
@@ -35,26 +35,26 @@ class RequestQueue {
 
   bool IsEmpty() const { return m_Clients.empty(); }
 
-  // Whether so much waits that nothing more should be read before some of it is served.
+  // Whether so much is waiting that some of it should be served before more is read.
   bool IsFull() const;
 
-  // To be called before the messages are read that arrived together.
+  // To be called before reading messages that arrived together.
   void BeginTurn() { m_ServedOnTheSpot.clear(); }
 
-  // Serves some of what waits, one request of each client in turns, and returns after `limit`, as
-  // far as no single request takes longer.
+  // Serves some of what waits, one request of each client in turns, and returns after `limit`,
+  // unless a single request takes longer.
   void ServeFor(std::chrono::microseconds limit);
 
-  // Serves all that waits.
+  // Serves everything that waits.
   void ServeAll();
 
  private:
   struct Request {
     int type;
-    const char* text;  // lies in the message that the call came in
+    const char* text;  // points into the message that the call came in
   };
 
-  // A call that waits or is served.
+  // A call that is waiting or being served.
   struct Call {
     explicit Call(sd_bus_message* call) : message(sd_bus_message_ref(call)) {}
 
@@ -69,8 +69,8 @@ class RequestQueue {
 
   // What became of a request.
   struct Outcome {
-    const char* error = nullptr;  // the name of one
-    std::string message;          // of the error
+    const char* error = nullptr;  // the error's name
+    std::string message;          // the error's
     int type = 0;
     std::string body;
   };

@@ -18,7 +18,7 @@ constexpr int kNotAllowed = 13;
 // For each of the two calls.
 constexpr std::uint64_t kReleaseTimeoutInMicroseconds = 1'000'000;
 
-// As the kernel keeps it.
+// As the kernel stores it.
 constexpr std::size_t kProgramSize = 15;
 
 std::string Describe(const std::string& choice) {
@@ -69,7 +69,7 @@ void ServiceBus::TakeName(const std::string& name) {
       kNoBus, m_Description + " does not give the name " + name + ": " + std::strerror(-result));
 }
 
-// "process 4711 (program)", as far as it is known.
+// "process 4711 (program)", as far as known.
 std::string ServiceBus::DescribeOwner(const std::string& name) const {
   bus::Credentials creds;
   sd_bus_get_name_creds(m_Bus.get(), name.c_str(),
@@ -86,8 +86,8 @@ std::string ServiceBus::DescribeOwner(const std::string& name) const {
              : owner + " (" + base::OneLine(program, kProgramSize) + ")";
 }
 
-// The bus gives the name to whoever has asked for it first, and a service that is started again
-// finds it taken.
+// The bus gives the name to whoever asked for it first, and a service that is restarted finds it
+// taken.
 void ServiceBus::WarnOfHeir(const std::string& name) const {
   bus::Message reply;
   sd_bus_call_method(m_Bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -113,7 +113,7 @@ void ServiceBus::ReleaseName(const std::string& name) {
   if (sd_bus_is_open(m_Bus.get()) <= 0) {
     return;
   }
-  // The bus answers in order: its answer also says that it has taken all that was sent before.
+  // The bus answers in order: its answer also says that it has taken everything sent before.
   sd_bus_set_method_call_timeout(m_Bus.get(), kReleaseTimeoutInMicroseconds);
   WarnOfHeir(name);
   const int result = sd_bus_release_name(m_Bus.get(), name.c_str());

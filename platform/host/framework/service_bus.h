@@ -25,13 +25,13 @@ class ServiceBus {
   // Connects to `choice`: "session", "system" or the address of a bus. Throws StartFailure.
   explicit ServiceBus(const std::string& choice);
 
-  // Its end sends nothing that still waits.
+  // Destruction sends nothing that is still queued.
   ServiceBus(const ServiceBus&) = delete;
   ServiceBus& operator=(const ServiceBus&) = delete;
 
   sd_bus* Get() const { return m_Bus.get(); }
 
-  // Takes the well-known name, from nobody and without waiting for it. Throws StartFailure.
+  // Takes the well-known name, without replacing an owner or waiting for one. Throws StartFailure.
   void TakeName(const std::string& name);
 
   // Gives the name back, and logs who gets it if somebody waits for it. Waits until the bus has
@@ -39,7 +39,7 @@ class ServiceBus {
   // lost.
   void ReleaseName(const std::string& name);
 
-  // The connection of the service that runs; null when there is none.
+  // The connection of the running service; null without one.
   static sd_bus* Current();
 
  private:
@@ -51,8 +51,8 @@ class ServiceBus {
   bus::Connection m_Bus;
 };
 
-// The address of the set's bus: that of the bus that AppMain connected to; empty before it did. Any
-// thread once AppMain called the service.
+// The address of the set's bus, to which AppMain connected; empty before that. Any thread once
+// AppMain has called the service.
 const std::string& BusAddress();
 
 }  // namespace host

@@ -15,7 +15,7 @@ int OnRequestAll(sd_bus_message* message, void* requests, sd_bus_error* error) {
 
 constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    // Who may call is the business of the bus's own rules.
+    // Who may call is up to the bus's own rules.
     SD_BUS_METHOD_WITH_NAMES("Request", "is", SD_BUS_PARAM(type) SD_BUS_PARAM(body), "is",
                              SD_BUS_PARAM(type) SD_BUS_PARAM(body), OnRequest,
                              SD_BUS_VTABLE_UNPRIVILEGED),

@@ -21,7 +21,7 @@ class ServiceObject {
   // The service is referenced. Throws std::system_error when the object cannot be registered.
   ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service);
 
-  // What arrived and waits; for the pump of the connection.
+  // The requests that arrived and wait; for the pump of the connection.
   RequestQueue& Requests() { return m_Requests; }
 
  private:

@@ -5,10 +5,10 @@
 
 namespace host {
 
-// A failure of the key store. The settings data library answers by -1 whatever was wrong; by this
+// A failure of the key store. The settings data library answers -1 whatever was wrong; this lets
 // the tools tell their user.
 struct StoreFailure {
-  std::uint64_t at = 0;  // in microseconds of the monotonic clock; 0 when there was none
+  std::uint64_t at = 0;  // in microseconds of the monotonic clock; 0 if there was none
   std::string text;      // what failed, why, and what to do
 };
 

@@ -4,13 +4,13 @@
 
 namespace host {
 
-// The place of an object that a process has one of, from its first use to End. `T` may be
-// incomplete where the place is. Main-loop thread only.
+// Holds an object that a process has one of, from its first use to End. `T` may be incomplete where
+// the holder is declared. Main-loop thread only.
 template <typename T>
 class EndsWithService {
  public:
-  // The object. When there is none `make` returns a new one; what it throws leaves this function,
-  // and the next call tries again.
+  // The object. If it does not exist, `make` returns a new one; what that throws leaves this
+  // function, and the next call tries again.
   template <typename Make>
   T& Get(Make make) {
     if (m_Object == nullptr) {
@@ -24,7 +24,7 @@ class EndsWithService {
     return Get([] { return new T(); });
   }
 
-  // Null when there is none.
+  // Null if it does not exist.
   T* Find() const { return m_Object; }
 
   void End() {

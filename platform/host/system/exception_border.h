@@ -6,18 +6,19 @@
 
 namespace host {
 
-// Where the program is called by C code and where it calls somebody else's callback, no exception
-// goes further: it is logged at ERROR under `tag`, as "`what`: " and its text. Any thread.
+// Where C code calls the program, and where the program calls somebody else's callback, exceptions
+// go no further: they are logged at ERROR under `tag`, as "`what`: " followed by the exception's
+// text. Any thread.
 
 // Calls `body` and returns its result; `failure` when an exception leaves it.
 template <typename Result, typename Body>
 Result Guarded(const char* tag, std::string_view what, Result failure, Body&& body) noexcept;
 
-// Calls `body`. Returns whether it came to its end.
+// Calls `body`. Returns whether it ran to its end.
 template <typename Body>
 bool Guarded(const char* tag, std::string_view what, Body&& body) noexcept;
 
-// For a border that has to say more: both are called inside a catch block. The text is one line of
+// For a border that has more to say: both are called inside a catch block. The text is one line of
 // valid UTF-8, at most 1 KiB.
 std::string CurrentExceptionText();
 void LogCurrentException(const char* tag, std::string_view what);

@@ -16,7 +16,7 @@ class TCDaemonService;
 
 namespace host {
 
-// Parts of the host, declared where they belong: here they have names and no more.
+// Parts of the host, declared where they belong: here only their names.
 class ApplicationBus;
 class ApplicationWatcher;
 class BeforeMessages;
@@ -50,9 +50,9 @@ struct UnusableReports;
 // or a function. A part comes after those that it needs, and is reached through the function that
 // its own header declares.
 //
-// The functions of platform/include lead here in programs without AppMain, too, and in threads that
-// go on when it has returned. So the host is here before main and after exit, and its parts are
-// made when somebody needs them.
+// In programs without AppMain the functions of platform/include lead here, too, and so do threads
+// that go on after AppMain has returned. So the host exists before main and after exit, and its
+// parts are made when somebody needs them.
 struct Host {
   OutlivesExit<Log> log;
   OutlivesExit<Environment> environment;
@@ -79,7 +79,7 @@ struct Host {
   OutlivesExit<std::string> busAddress;
   EndsWithService<ServiceBus> serviceBus;
   EndsWithService<NameOwners> nameOwners;
-  BusPump* busPump = nullptr;  // the one that lives
+  BusPump* busPump = nullptr;  // the living one
 
   EndsWithService<Subscriptions> subscriptions;
   EndsWithService<ApplicationWatcher> applicationWatcher;
@@ -100,7 +100,7 @@ struct Host {
   OutlivesExit<HostLibrary> itemLibrary;
   OutlivesExit<Translations> translations;
 
-  // Ends what ends with the service, the last first. Main-loop thread only.
+  // Ends what ends with the service, in reverse order. Main-loop thread only.
   void EndService() {
     applicationWatcher.End();
     subscriptions.End();
@@ -119,7 +119,8 @@ inline constinit Host g_Host;
 struct HostThread {
   int logHolds = 0;
 
-  // The change whose callback runs; null outside, and once the callback has written the key itself.
+  // The change whose callback is running; null outside, and once the callback has written the key
+  // itself.
   const KeyChange* change = nullptr;
 };
 

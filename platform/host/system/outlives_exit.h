@@ -6,14 +6,14 @@
 
 namespace host {
 
-// The place of an object that a process has one of, from its first use on. Nobody ever destroys it:
+// Holds an object that a process has one of, from its first use on. Nobody ever destroys it:
 // threads and callbacks may use it while the process ends, after the destructors of static objects.
-// `T` may be incomplete where the place is.
+// `T` may be incomplete where the holder is declared.
 template <typename T>
 class OutlivesExit {
  public:
-  // The object. When there is none `make`, which must not ask for it, returns a new one; what it
-  // throws leaves this function, and the next call tries again. Any thread.
+  // The object. If it does not exist yet, `make` returns a new one; `make` must not ask for the
+  // object. What it throws leaves this function, and the next call tries again. Any thread.
   template <typename Make>
   T& Get(Make make) {
     T* object = m_Object.load(std::memory_order_acquire);
