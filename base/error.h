@@ -6,7 +6,7 @@
 
 namespace base {
 
-// An error of one of several kinds, and what it is about. The text says what is wrong and not what
+// An error of one of several kinds, and what it is about. The text says what is wrong but not what
 // to do about it: that depends on who asked.
 template <typename Kinds>
 class Error : public std::runtime_error {

@@ -22,7 +22,7 @@ struct JsonPlace {
 };
 JsonPlace PlaceOf(std::string_view text, std::size_t at);
 
-// How deep the JSON library's own reader lets objects and arrays be nested.
+// How deep the JSON library's own reader lets objects and arrays nest.
 inline constexpr int kMaxJsonDepth = 1000;
 
 // The value of `digits`, a JSON number; 0 when it is too small, and nothing when it is too large.
@@ -30,8 +30,8 @@ std::optional<double> RealOf(std::string_view digits);
 
 // Reads strict JSON in UTF-8, an object or an array nested at most `maxDepth` deep, into `root`,
 // where every value gets its offsets. Duplicate members, integers beyond 64 bits and other numbers
-// out of range are refused, and so are zeros and noncharacters in a string, escaped or not. After a
-// fault the content of `root` is unspecified. Accepts any bytes without throwing. Any thread.
+// out of range are refused, and so are zeros and noncharacters in a string, escaped or not. After
+// an error the content of `root` is unspecified. Accepts any bytes without throwing. Any thread.
 std::optional<JsonFault> ReadJson(std::string_view text, int maxDepth, Json::Value& root);
 
 // The same for the text of a key or file. Throws a std::exception that says what is wrong, and

@@ -17,7 +17,7 @@ std::errc ReadWhole(std::string_view text, Integer& number) {
   return stop == end ? error : std::errc::invalid_argument;
 }
 
-// The same number; nothing when there is none or it does not fit. Any thread.
+// The same number; nothing when the text is not one or it does not fit. Any thread.
 template <typename Integer>
 std::optional<Integer> ParseWhole(std::string_view text) {
   Integer number = 0;

@@ -31,7 +31,7 @@ bool IsNoncharacter(char32_t codePoint);
 // U+FE0F, U+E0100 to U+E01EF.
 bool IsHidden(char32_t codePoint);
 
-// Appends \uXXXX, two of them for what is beyond U+FFFF, as in JSON.
+// Appends \uXXXX, two of them for code points beyond U+FFFF, as in JSON.
 void AppendUnicodeEscape(std::string& out, char32_t codePoint);
 
 // Appends `text` so that it can neither be taken for another line or text nor control a terminal:

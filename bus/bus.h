@@ -56,7 +56,7 @@ class Error {
   sd_bus_error m_Error = SD_BUS_ERROR_NULL;
 };
 
-// Returns `result`. A negative errno is thrown as std::system_error, with `what` in front of it.
+// Returns `result`. Throws a negative errno as std::system_error, with `what` in front of its text.
 int Check(int result, const char* what);
 
 // A time by which something must have happened. sd-bus counts it in the same clock.
@@ -75,8 +75,8 @@ class Deadline {
 };
 
 // Connects to "session", "system" or a bus address, and returns when the connection is usable.
-// That, and each later call, may take `patience`; nothing for sd-bus's default. Negative errno of
-// sd-bus on failure, with `connection` unchanged.
+// Connecting, and each later call, may take `patience`; nothing for sd-bus's default. Negative
+// errno of sd-bus on failure, with `connection` unchanged.
 int Connect(const std::string& name, std::optional<std::chrono::microseconds> patience,
             Connection& connection);
 
@@ -87,8 +87,8 @@ int Wait(sd_bus* bus, const Deadline& deadline);
 // came before the deadline.
 int ProcessOrWait(sd_bus* bus, const Deadline& deadline);
 
-// Handles all messages that arrived and flushes all outgoing ones. Negative errno; -ETIMEDOUT when
-// that is not done before the deadline.
+// Handles all messages that have arrived and flushes all outgoing ones. Negative errno; -ETIMEDOUT
+// when that is not done by the deadline.
 int Settle(sd_bus* bus, const Deadline& deadline);
 
 // Whether the message comes from the bus itself. A match on the bus as sender is not enough:
@@ -102,7 +102,7 @@ int HasOwner(sd_bus* bus, const std::string& name);
 // or its services' (org.freedesktop.*) or the set's (org.nuvra.service.*). Accepts any text.
 bool IsApplicationId(const std::string& id);
 
-// The strings of an array that sd-bus allocated, which is freed; none when it is null.
+// The strings of an array that sd-bus allocated, which is freed; empty when it is null.
 std::vector<std::string> TakeTexts(char** array);
 
 // Why Connect failed, for a message; valid until the next call of strerror.

@@ -18,15 +18,15 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// A service takes more requests in one message. But the client's time for an answer holds for each
-// message, and the first answers can be read while the service works on the next.
+// A service takes more requests in one message. But the client's time limit for an answer applies
+// to each message, and the first answers can be read while the service works on the next.
 constexpr std::size_t kMostRequests = 256;
 constexpr std::size_t kMostText = 1024 * 1024;
 
-// A bus lets a connection wait for some hundred answers at once.
+// A bus lets a connection wait for only some hundred answers at a time.
 constexpr std::size_t kMostSingleRequests = 64;
 
-// The message type of what stands in the place of a reply.
+// The message type of what replaces a reply.
 constexpr int kErrorType = -1;
 
 constexpr std::string_view kNoSuchMethod = "org.freedesktop.DBus.Error.UnknownMethod";
@@ -40,7 +40,7 @@ bool CanTravel(const std::string& text) {
   return text.find('\0') == std::string::npos && base::ValidUtf8(text) == text;
 }
 
-// What a reply in a list says. Throws the error that stands in its place.
+// What a reply in a list says. Throws the error that replaces it.
 Reply ReadReplyInList(Message message) {
   const bool isError = message.type == kErrorType;
   Reply reply = ReadReply(std::move(message));
@@ -50,7 +50,7 @@ Reply ReadReplyInList(Message message) {
   return reply;
 }
 
-// Errors that say something of one request; after others there is no use in asking on.
+// Errors that concern a single request; after any other it is useless to go on asking.
 bool ConcernsOneRequest(ErrorCode code) {
   return code == ErrorCode::kInvalidMessage || code == ErrorCode::kFailed ||
          code == ErrorCode::kProtocol;
@@ -61,7 +61,7 @@ bool ConcernsOneRequest(ErrorCode code) {
 struct Batch::Impl {
   struct Request {
     std::string text;
-    Batch::Take take;  // empty once it got its reply
+    Batch::Take take;  // empty once it has its reply
 
     void GiveError(std::exception_ptr error) {
       if (take) {
@@ -72,7 +72,7 @@ struct Batch::Impl {
     void GiveReply(const Reply& reply) { std::exchange(take, nullptr)(&reply, nullptr); }
   };
 
-  // What travels in one message.
+  // What one message carries.
   using Portion = std::vector<Request>;
 
   static void GiveError(Portion& portion, const std::exception_ptr& error) {
@@ -81,10 +81,10 @@ struct Batch::Impl {
     }
   }
 
-  // What was sent at once.
+  // What was sent together.
   struct Round {
     std::function<void()> done;
-    std::size_t open = 0;  // messages that were not answered yet, or not sent
+    std::size_t open = 0;  // messages not answered yet, or not sent
 
     void Finish() {
       if (--open == 0 && done) {
@@ -101,7 +101,7 @@ struct Batch::Impl {
     bus::Slot slot;
   };
 
-  // A request that waits to be sent by itself.
+  // A request that is waiting to be sent by itself.
   struct Single {
     Portion portion;
     std::shared_ptr<Round> round;
@@ -137,7 +137,7 @@ void Batch::AddRequest(const std::string& method, const Json::Value& data, Take 
   m_Impl->added.push_back({RequestText(method, data), std::move(take)});
 }
 
-// What no message can hold travels alone, and fails alone.
+// A request that no message can hold is sent alone, and fails alone.
 std::vector<Batch::Impl::Portion> Batch::Impl::TakePortions() {
   std::vector<Portion> portions;
   std::size_t size = 0;
@@ -300,7 +300,7 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
     std::vector<std::shared_ptr<Round>> rounds = batch.SendSingles();
     rounds.push_back(answered->round);
     for (const std::shared_ptr<Round>& round : rounds) {
-      // Somebody else's end may have been this batch's.
+      // Finishing another round may have ended this batch.
       if (!life.expired()) {
         round->Finish();
       }
@@ -308,11 +308,12 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
   } catch (...) {
     connection.thrownByCallback = std::current_exception();
   }
-  // At the end of the time sd-bus takes this for whether there was something to do.
+  // When a call times out, sd-bus takes the result for whether there was something to do.
   return 1;
 }
 
-// Returns what each sent one, or one that cannot be sent, was counted in once too often.
+// Returns the rounds of the requests that were sent or cannot be sent; each round counts its
+// request once too often.
 std::vector<std::shared_ptr<Batch::Impl::Round>> Batch::Impl::SendSingles() {
   std::vector<std::shared_ptr<Round>> rounds;
   while (!singles.empty() && sent.size() < kMostSingleRequests) {
@@ -345,7 +346,7 @@ void Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
     }
     return;
   }
-  // sd-bus says the same when the time is over as the bus when the service ended.
+  // When the time is over sd-bus says the same as the bus does when the service has ended.
   if (name == kNoReply && steady_clock::now() >= answered.end) {
     name = kTimeout;
   }

@@ -15,7 +15,7 @@ constexpr char kForeign[] = "another program has the settings service's name";
 constexpr char kEndForeign[] = "stop that program";
 
 struct NamedError {
-  std::string_view name;  // one that ends with a dot matches all that begin with it
+  std::string_view name;  // a name that ends with a dot matches all that begin with it
   ErrorCode code;
   const char* problem;
   const char* advice;
@@ -23,7 +23,7 @@ struct NamedError {
 };
 
 // A bus answers NoReply when the service's connection ended with the request unanswered; when this
-// program's own wait ran out, the name is Timeout.
+// program's own time limit expired, the name is Timeout.
 constexpr NamedError kNamedErrors[] = {
     {"org.nuvra.Error.InvalidMessage", ErrorCode::kInvalidMessage,
      "the settings service cannot read this request", "send one JSON object", true},

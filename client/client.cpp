@@ -302,7 +302,7 @@ std::optional<std::string> Client::StoreFailureSince(steady_clock::time_point be
       sd_bus_message_read(reply.get(), "(ts)", &at, &text) <= 0) {
     return std::nullopt;
   }
-  // The monotonic clock is one for all processes.
+  // All processes share the monotonic clock.
   const auto since = std::chrono::duration_cast<microseconds>(begin.time_since_epoch()).count();
   return at >= static_cast<std::uint64_t>(since) ? std::optional<std::string>(text) : std::nullopt;
 }

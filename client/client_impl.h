@@ -24,21 +24,21 @@ struct Client::Impl {
 // Returns `result`, or throws the Error that a negative one stands for.
 int Check(int result);
 
-// The text of a request. std::invalid_argument when one of the two is no object.
+// The text of a request. std::invalid_argument unless both are objects.
 std::string RequestText(const std::string& method, const Json::Value& data,
                         const Json::Value& members = Json::objectValue);
 
 // A call of the service's method.
 bus::Message NewCall(sd_bus* bus, const char* method);
 
-// What a message holds that answers a request. Throws Error when it holds something else.
+// What an answering message holds. Throws Error when it holds something else.
 Message ReadMessage(sd_bus_message* reply);
 Reply ReadReply(Message message);
 
-// The error of a call that did not succeed; `name` and `text` are those of the error reply.
+// The error of a failed call; `name` and `text` are those of the error reply.
 Error ErrorFromCall(sd_bus* bus, const std::string& name, const std::string& text);
 
-// That a message cannot hold the text of a request, and that the answer is no answer to it.
+// Errors: a message cannot hold the text of a request, and an answer does not fit the request.
 Error UnreadableRequest();
 Error UnexpectedForm();
 

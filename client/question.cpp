@@ -48,7 +48,7 @@ Error UnreadableResult(const std::string& method) {
                "is this the settings service, and of the same release?");
 }
 
-// A list travels as a text that is a JSON array of texts.
+// A list is sent as a text: a JSON array of strings.
 std::optional<std::vector<std::string>> ReadList(const std::string& method, const Reply& reply) {
   const std::optional<std::string> text = ReadText(method, reply);
   if (!text) {

@@ -13,15 +13,15 @@
 
 namespace settings {
 
-// The answer to a question of a batch. Copies are the same answer, which outlives its batch.
+// The answer to a question of a batch. Copies share the same answer, which outlives its batch.
 template <typename T>
 class Answer {
  public:
-  // Whether it came, or will not come any more.
+  // Whether it has come, or never will.
   bool IsThere() const { return m_State->result || m_State->error; }
 
   // Throws Error when the question could not be asked or was answered with an error, and
-  // std::logic_error while the answer is not there.
+  // std::logic_error while there is no answer yet.
   const T& Get() const {
     if (m_State->error) {
       std::rethrow_exception(m_State->error);
@@ -42,14 +42,14 @@ class Answer {
 };
 
 // Questions that are asked together, in few messages. The service serves them in the order in which
-// they were added, and other clients in between. A service that takes one request in a message only
-// is asked one by one. The client's thread only.
+// they were added, with other clients' requests in between. A service that takes only one request
+// per message is asked one by one. The client's thread only.
 class [[gnu::visibility("default")]] Batch {
  public:
   // The client must outlive the batch.
   explicit Batch(Client & client);
 
-  // Ends the waiting for what was sent; those answers never come.
+  // Stops waiting for what was sent; those answers never come.
   ~Batch();
   Batch(const Batch&) = delete;
   Batch& operator=(const Batch&) = delete;
@@ -71,15 +71,15 @@ class [[gnu::visibility("default")]] Batch {
     return answer;
   }
 
-  // Asks what was added since the last time and waits; the client's timeout holds for each message.
-  // Calls no callbacks. From the return on all answers are there. Throws Error when the service
-  // cannot be reached; those that were not answered have the same error.
+  // Asks what was added since the last time and waits; the client's timeout applies to each
+  // message. Calls no callbacks. When it returns, all answers are there. Throws Error when the
+  // service cannot be reached; questions that were not answered have the same error.
   void Ask();
 
-  // The same without waiting: the answers come by the client's Process and RunUntil, which call
-  // `done` when the last is there; it is called at once when there is nothing to wait for. It may
-  // do what the callback of a subscription may, and end the batch. Several of these may be on their
-  // way. Throws Error when the connection is lost; `done` is not called then.
+  // The same without waiting: the answers come through the client's Process and RunUntil, which
+  // call `done` when the last one is there; with nothing to wait for it is called immediately. It
+  // may do what the callback of a subscription may, and end the batch. Several of these may be
+  // under way. Throws Error when the connection is lost; then `done` is not called.
   void Send(std::function<void()> done);
 
  private:

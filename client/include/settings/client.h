@@ -49,8 +49,8 @@ struct [[gnu::visibility("default")]] Reply {
   std::string text;  // as received
   Json::Value body;  // the same, parsed; an object
 
-  // Whether the service did what was asked. Also false for a reply that does not say, as from a
-  // method whose result comes as a signal.
+  // Whether the service did what was asked. Also false for a reply that does not say, such as that
+  // of a method whose result comes as a signal.
   bool Succeeded() const;
 };
 
@@ -74,7 +74,7 @@ using SignalCallback = std::function<void(const Signal&)>;
 // too. May outlive its client, and may end inside the callback. The client's thread only.
 class [[nodiscard, gnu::visibility("default")]] Subscription {
  public:
-  Subscription();  // of nothing
+  Subscription();  // to nothing
   ~Subscription();
   Subscription(Subscription &&) noexcept;
   Subscription& operator=(Subscription&&) noexcept;

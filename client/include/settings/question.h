@@ -10,12 +10,12 @@
 
 namespace settings {
 
-// A request whose reply tells a result: what is asked, and how the reply is read.
+// A request whose reply contains a result: what is asked, and how the reply is read.
 template <typename T>
 struct Question {
   std::string method;
   Json::Value data;  // its arguments, an object
-  // Throws Error when the reply is none to this question.
+  // Throws Error when the reply does not answer this question.
   T (*read)(const std::string& method, const Reply& reply);
 };
 
