@@ -2,7 +2,7 @@
 
 #include "contract/main_loop.h"
 
-// The contract suites run over the main loop of the process, as the daemon does.
+// The contract suites run on the main loop of the process, as the daemon does.
 namespace contract {
 namespace {
 
@@ -11,8 +11,8 @@ constexpr double kLookAgain = 0.002;
 
 Eina_Bool KeepGoing(void*) { return ECORE_CALLBACK_RENEW; }
 
-// Ecore calls its idlers before each look at what is ready, and the idle exiters when it found
-// something. Two calls of an idler in a row mean that there is nothing left to do.
+// Ecore calls its idlers before each look at what is ready, and the idle exiters when it has found
+// something. Two calls of an idler in a row mean that nothing is left to do.
 Eina_Bool CountIdling(void* times) {
   if (++*static_cast<int*>(times) == 2) {
     ecore_main_loop_quit();

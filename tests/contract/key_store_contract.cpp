@@ -1,5 +1,5 @@
-// What every platform's key store promises. Each test uses keys of its own, so the store need not
-// be emptied between tests, nor between runs in one process.
+// What every platform's key store promises. Each test uses its own keys, so the store need not be
+// emptied between tests, nor between runs in one process.
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ int Integer(const std::string& key) {
   return value;
 }
 
-// Whom callbacks call: the user data of every watch here.
+// Who callbacks call: the user data of every watch here.
 using Observer = std::function<void()>;
 
 void Notify(keynode_t* node, void* observer) {
@@ -41,7 +41,7 @@ void Notify(keynode_t* node, void* observer) {
 
 void NotifyToo(keynode_t* node, void* observer) { Notify(node, observer); }
 
-// A watch that ends at the latest with its test.
+// A watch that ends no later than its test.
 class Watch {
  public:
   Watch(std::string key, Observer observer, vconf_callback_fn callback = Notify)

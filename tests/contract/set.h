@@ -5,14 +5,14 @@
 
 #include "source_api.h"
 
-// How the set contract operates the set. Each platform that the suite runs over brings its own
+// How the set contract operates the set. Each platform that the suite runs on provides its own
 // definitions. Any thread; what one thread does happens in that order.
 namespace contract {
 
 // One change of the list of sources.
 void SetSources(const std::vector<CSourceItem>& sources);
 
-// An event of the source library of that number, and no other change.
+// An event of the source library with that number, and no other change.
 void PlaySourceEvent(int event);
 
 void ShowSource(int id);  // ends a preview
@@ -21,10 +21,10 @@ void EndPreview();
 void SetSourceState(int state);
 void SetWindow(int x, int y, int width, int height);
 
-// One signal of the main picture.
+// Sends one signal of the main picture.
 void PlaySignal(int type);
 
-// Each changes a setting of the audio and video output, and notifies of it.
+// Each changes a setting of the audio and video output, and notifies its observers.
 void SetPictureSetting(int value);
 void SetGameItem(int value);
 void SetGameMode(int value);

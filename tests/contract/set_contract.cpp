@@ -37,7 +37,7 @@ constexpr std::chrono::seconds kPatience{60};
 constexpr int kThreads = 4;
 constexpr int kEvents = 1000;
 
-// Takes the calls of one registration.
+// Records the calls of one registration.
 class Observer {
  public:
   Observer() = default;
@@ -65,7 +65,7 @@ class Observer {
     return m_Threads;
   }
 
-  // Whether it was called with that value, or is in time.
+  // Whether it was called with that value, or is called in time.
   bool WaitFor(int value) const {
     std::unique_lock lock(m_Mutex);
     return m_Called.wait_for(lock, kPatience, [&] {
@@ -94,17 +94,17 @@ class Registration {
   virtual bool End() = 0;
 };
 
-// A service, as far as all are alike: it can be made to produce an event for each number from 1
-// on, and hands these to three observers at most.
+// A service, reduced to what all have in common: it can be made to produce an event for each number
+// from 1 on, and hands these to three observers at most.
 struct Service {
   std::string name;
-  std::string service;  // the three notifications are one
+  std::string service;  // the three notifications count as one
   void (*play)(int value);
   std::unique_ptr<Registration> (*begin)(Observer& observer);
 };
 
-// A callback of device power is told apart by its address, so each of its observers has one of
-// these for itself while it is registered.
+// A callback of device power is identified by its address, so each of its observers has one of
+// these to itself while it is registered.
 constexpr int kPowerSlots = 3;
 
 std::mutex& PowerSlotsMutex() {
@@ -192,7 +192,7 @@ class SourceRegistration final : public Registration {
   Observer& m_Observer;
 };
 
-// Of all signals that the tests play.
+// Of all signals that the tests send.
 class SignalRegistration final : public Registration {
  public:
   explicit SignalRegistration(Observer& observer) {
@@ -438,7 +438,7 @@ TEST_P(SetService, RegistrationsMayComeAndGoWhileEventsAreDelivered) {
   });
   std::vector<std::unique_ptr<Observer>> passing;
   while (!done && passing.size() < 500) {
-    // Kept to the end: a call that has begun may still run when the registration has ended.
+    // Kept to the end: a call that has begun may still be running after the registration has ended.
     passing.push_back(std::make_unique<Observer>());
     EXPECT_TRUE(Begin(*passing.back())->End());
   }
@@ -460,7 +460,7 @@ TEST_P(SetService, RegistrationsMayComeAndGoWhileEventsAreDelivered) {
 INSTANTIATE_TEST_SUITE_P(All, SetService, testing::ValuesIn(kServices),
                          [](const auto& info) { return info.param.name; });
 
-// A subscriber with a callback that the test gives.
+// A subscriber with a callback provided by the test.
 class Subscriber {
  public:
   using Callback = std::function<void(ESignalType, EProfile, TSSignalData)>;
@@ -562,7 +562,7 @@ TEST(TvSignals, NoCallIsRunningWhenASubscriberIsDestroyed) {
   Subscriber subscriber([&](ESignalType, EProfile, TSSignalData) {
     entered.set_value();
     destroying.get_future().wait();
-    // Time for a Destroy that does not wait to return too early.
+    // Gives a Destroy that does not wait time to return too early.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     left = true;
   });

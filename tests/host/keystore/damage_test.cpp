@@ -1,5 +1,5 @@
-// Damages the files of a store in a thousand ways and looks what becomes of its values. Prints how
-// often what happened (docs/reliability.md).
+// Damages the files of a store in a thousand ways and looks at what becomes of its values. Prints
+// how often each outcome occurred (docs/reliability.md).
 
 #include <gtest/gtest.h>
 
@@ -55,8 +55,8 @@ class Damages : public ::testing::Test {
                                    std::to_string(generation));
   }
 
-  // A store with a good copy, as it is when it was ended in order, and, beside it, as it is when
-  // all that used it were killed.
+  // A store with a good copy, as it is after a proper end and, beside it, as it is after all its
+  // users were killed.
   void MakeStore(const StoreFiles& files) {
     const auto write = [this, &files](KeyStore& store, int generation) {
       for (int key = 0; key < kKeys; ++key) {
@@ -145,7 +145,7 @@ TEST_F(Damages, ChangeNoValueWithoutAWordAndTheStoreOpens) {
     const std::uintmax_t logBegin = LogSize();
     const std::vector<path> candidates = FilesOf(files);
     const Damage damage = kDamages[number / 2 % std::size(kDamages)];
-    // Every seventh time two at once.
+    // Every seventh time two together.
     const int many = number % 7 == 0 ? 2 : 1;
     std::string what = state == "killed" ? "after a kill, " : "at rest, ";
     what += many == 2 ? "two files" : "";
@@ -163,7 +163,7 @@ TEST_F(Damages, ChangeNoValueWithoutAWordAndTheStoreOpens) {
   }
   outcomes.Print("damage");
   EXPECT_EQ(outcomes.Count(Fate::kSilent), 0);
-  // Damage was done, and met.
+  // Damage was done and noticed.
   EXPECT_GT(outcomes.Count(Fate::kTold), kCases / 10);
 }
 

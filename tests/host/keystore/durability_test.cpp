@@ -1,6 +1,6 @@
-// Whether a write is on disk when it returns cannot be seen from a process that goes on living, so
-// these tests look at what makes it so: the calls that flush a file. The program's own definitions
-// stand before the C library's, also for SQLite.
+// Whether a write is on disk when it returns cannot be seen from a process that lives on, so these
+// tests look at what puts it there: the calls that flush a file. The program's own definitions take
+// precedence over the C library's, also for SQLite.
 
 #include <gmock/gmock.h>
 #include <sys/syscall.h>

@@ -1,5 +1,5 @@
-// Lets the Nth opening, write or flush of a store's file fail and looks what becomes of its values.
-// Prints how often what happened (docs/reliability.md).
+// Makes the Nth open, write or flush of a store's files fail and looks at what becomes of its
+// values. Prints how often each outcome occurred (docs/reliability.md).
 
 #include <gtest/gtest.h>
 

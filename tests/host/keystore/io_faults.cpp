@@ -1,4 +1,4 @@
-// The program's own definitions stand before the C library's, also for SQLite.
+// The program's own definitions take precedence over the C library's, also for SQLite.
 
 #include "io_faults.h"
 
@@ -32,7 +32,7 @@ Verdict JudgePath(IoCall call, std::string_view path) {
   if (behind == 0 && g_Fault.kind == IoFault::kHalf) {
     return Verdict::kHalf;
   }
-  // Whoever wrote half writes the rest next.
+  // After half a write the caller writes the rest next.
   const bool fails = g_Fault.kind == IoFault::kOnce   ? behind == 0
                      : g_Fault.kind == IoFault::kHalf ? behind == 1
                                                       : behind >= 0;

@@ -10,18 +10,19 @@ struct IoFault {
   enum Kind {
     kOnce,
     kFromThenOn,
-    kHalf,  // of a write: half of it is written, what is left fails
+    kHalf,  // of a write: half of it is written, the rest fails
   };
   IoCall call;
   int error;
   Kind kind;
 };
 
-// In a program with this file no flush reaches the disk, which its tests do not need. From here on
-// the `nth` such call, from 1, on a file below `root` fails, whoever makes it: also in SQLite.
+// In a program with this file no flush reaches the disk, because its tests do not need it to. From
+// here on the `nth` such call, from 1, on a file below `root` fails, whoever makes it: also in
+// SQLite.
 void BeginIoFault(const std::filesystem::path& root, const IoFault& fault, int nth);
 
-// Returns whether it came to that.
+// Returns whether that call was reached.
 bool EndIoFault();
 
 }  // namespace host

@@ -9,12 +9,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// How many changes bring the journal to a cut, and the longest that it gets when all watchers
+// How many changes trigger a cut of the journal, and how long it gets at most when all watchers
 // keep up.
 constexpr int kPruneInterval = 1024;
 constexpr int kShort = 2 * kPruneInterval;
 
-// The journal's limits for a watcher that does not go on.
+// The journal's limits for a watcher that stands still.
 constexpr int kJournalLimit = 1'000'000;
 constexpr int kJournalLimitMebibytes = 16;
 
@@ -30,7 +30,7 @@ class JournalTest : public KeyStoreTest {
     const std::filesystem::directory_iterator files(RunDir() / "watchers");
     return static_cast<int>(std::distance(begin(files), end(files)));
   }
-  // Adds so many changes at once.
+  // Adds that many changes together.
   void Append(const std::filesystem::path& file, int changes) {
     Sql(file, "WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < " +
                   std::to_string(changes) +
@@ -47,7 +47,7 @@ class JournalTest : public KeyStoreTest {
       store.Set(key, std::string(kMebibyte / kTextsPerMebibyte, 'x'));
     }
   }
-  // What the journal's texts have, and what the store's file takes on the disk.
+  // How many bytes the journal's texts have, and how many the store's file takes on disk.
   std::size_t Bytes(const std::filesystem::path& file) const {
     return std::stoul(Sql(file, "SELECT sum(length(value)) FROM changes"));
   }
@@ -272,7 +272,7 @@ TEST_F(JournalTest, AKeyThatIsLargerThanTheJournalMayBeIsKept) {
 
 TEST_F(JournalTest, ThatDoesNotCountItsBytesYetIsTakenOver) {
   std::filesystem::create_directories(StateDir());
-  // As the files were before.
+  // As the files used to be.
   Sql(DurableFile(),
       "PRAGMA journal_mode = WAL; BEGIN; PRAGMA application_id = 0x6b657973;"
       " CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
@@ -284,7 +284,7 @@ TEST_F(JournalTest, ThatDoesNotCountItsBytesYetIsTakenOver) {
   EXPECT_EQ(store->NewestChange("db/a"), 42);
   EXPECT_EQ(Length(DurableFile()), 2);
   KeyWatcher watcher(*store);
-  // By a program that was started before the other one took the file over.
+  // By a program that was started before the other one converted the file.
   Sql(DurableFile(), "INSERT INTO changes (at, key, value) VALUES (3, 'db/b', 7)");
   store->Set("db/a", 1);
   EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("db/b 7", "db/a 1"));

@@ -1,4 +1,4 @@
-// What the keeper of a store does while others use it: the log does not stay, and there is a good
+// What the keeper of a store does while others use it: the log gets emptied, and there is a good
 // copy.
 
 #include <gmock/gmock.h>
@@ -34,7 +34,7 @@ class Keeper : public KeyStoreTest {
     return support::WaitUntil([this] { return LogSize() == 0; });
   }
 
-  // The key in a file that is taken by itself, without what lies beside it.
+  // The key in a file taken by itself, without the files beside it.
   std::string ValueIn(const path& file) const {
     const path alone = StateDir().parent_path() / "alone";
     std::filesystem::copy(file, alone, std::filesystem::copy_options::overwrite_existing);

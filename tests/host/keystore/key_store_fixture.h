@@ -15,17 +15,17 @@
 
 namespace host {
 
-// The first column of the first row that `sql` gives on an SQLite file, as text; empty when there
-// is none. An SQL error fails the test.
+// The first column of the first row that `sql` returns for an SQLite file, as text; empty when
+// there are no rows. An SQL error fails the test.
 std::string Sql(const std::filesystem::path& file, const std::string& sql);
 
 // Takes changes until `watcher` has none, never asking before its descriptor says that there are
-// some.
+// any.
 std::vector<KeyChange> TakeAnnounced(KeyWatcher& watcher);
 
 std::vector<std::string> ToTexts(const std::vector<KeyChange>& changes);
 
-// What ToTexts gives for writes of 1, 2, … `last` to `key`.
+// What ToTexts returns for writes of 1, 2, … `last` to `key`.
 std::vector<std::string> Counted(std::string_view key, int last);
 
 std::vector<std::string> Lines(const std::string& text);
@@ -36,7 +36,7 @@ int Integer(KeyStore& store, std::string_view key);
 // The lines of `lines` that begin with `key` and a space.
 std::vector<std::string> OfKey(const std::vector<std::string>& lines, std::string_view key);
 
-// A store in a directory of its own, opened at will by the test and by other processes.
+// A store in its own directory, opened at will by the test and by other processes.
 class KeyStoreTest : public ::testing::Test {
  protected:
   std::filesystem::path StateDir() const { return m_Root / "var"; }
@@ -60,7 +60,7 @@ class KeyStoreTest : public ::testing::Test {
   };
   Worker Start(std::vector<std::string> arguments);
 
-  // Both files are whole, by SQLite's own judgement.
+  // Both files are sound, as SQLite judges them.
   void ExpectIntegrity() const;
 
  private:

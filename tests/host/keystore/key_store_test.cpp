@@ -148,7 +148,7 @@ TEST_F(KeyStoreTest, NamesTheDirectoryThatCannotBeMade) {
                                                       HasSubstr("choose another root"))));
 }
 
-// While one lives, files of this process cannot grow beyond `bytes`, as on a full file system.
+// While one lives, this process's files cannot grow beyond `bytes`, as on a full file system.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) : m_Handler(std::signal(SIGXFSZ, SIG_IGN)) {

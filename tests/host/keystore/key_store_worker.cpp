@@ -10,7 +10,7 @@
 //   slowly TIME COMMAND…  what COMMAND does, on a disk whose flush takes so many microseconds more
 //   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
 //
-// What it said is in its output even when it is killed at the next instruction.
+// Its output is complete even if it is killed at the next instruction.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -126,7 +126,7 @@ void Run(KeyStore& store, const std::string& command, const std::vector<std::str
 
 }  // namespace
 
-// They stand before the C library's, also for SQLite.
+// These take precedence over the C library's, also for SQLite.
 extern "C" int fsync(int fd) {
   BeforeFlush();
   return static_cast<int>(syscall(SYS_fsync, fd));

@@ -1,6 +1,6 @@
 // Writers are killed wherever they happen to be: while they open the store, write, cut the journal
 // or close. Whatever a writer was told is done must be there afterwards, the files must be whole,
-// and watchers must have heard of every change that is there.
+// and watchers must have heard of every visible change.
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -19,7 +19,7 @@ constexpr const char* kEndless = "1000000";
 
 class KilledProcesses : public KeyStoreTest {
  protected:
-  // The keys that writer number `number` counts. Every other one writes to memory alone, where a
+  // The keys that writer number `number` counts. Every other writer writes only to memory, where a
   // write is so short that a kill may hit any part of it.
   static std::vector<std::string> KeysOf(int number) {
     const std::string name = "/writer" + std::to_string(number);
@@ -27,8 +27,8 @@ class KilledProcesses : public KeyStoreTest {
                            : std::vector{"memory" + name};
   }
 
-  // Starts a writer of the keys and kills it; two of four are given the time to begin. Calls
-  // `meanwhile` until the writer is dead.
+  // Starts a writer of the keys and kills it; two of four get time to begin. Calls `meanwhile`
+  // until the writer is dead.
   Worker KillOneThatCounts(
       const std::vector<std::string>& keys, const std::function<void()>& meanwhile = [] {}) {
     std::vector<std::string> command{"count", kEndless};
@@ -66,7 +66,8 @@ TEST_F(KilledProcesses, LoseNoWriteThatReturnedAndWatchersSeeAllThatIsVisible) {
   const auto store = Open();
   KeyWatcher watcher(*store);
   for (int kill = 0; kill < kKills; ++kill) {
-    // Takes all the time: what the writer did last must be announced by itself.
+    // Takes changes all the time: what the writer did last must be announced without further
+    // writes.
     std::vector<std::string> seen;
     const auto take = [&] {
       const auto texts = ToTexts(TakeAnnounced(watcher));

@@ -9,7 +9,7 @@ using ::testing::ElementsAre;
 
 class KeyStoreProcesses : public KeyStoreTest {
  protected:
-  // What somebody who counts both keys together writes, in order.
+  // What "count" with both keys writes, in order.
   static std::vector<std::string> CountedTogether(const std::string& first,
                                                   const std::string& second, int last) {
     std::vector<std::string> texts;

@@ -1,5 +1,5 @@
-// What a store makes of files that are damaged: a start succeeds whatever is there, and a value is
-// what it was, or its reading fails, or the log says what was lost.
+// What a store makes of damaged files: a start succeeds whatever is there, and a value is what it
+// was, or reading it fails, or the log says what was lost.
 
 #include <gmock/gmock.h>
 
@@ -40,7 +40,7 @@ class Recovery : public KeyStoreTest {
     return support::ReadFile(LogFile());
   }
 
-  // A store that was ended in order, with its good copy.
+  // A store that was closed properly, with its good copy.
   void MakeStore(int value, bool withCopy) {
     Open()->Set("db/key", value);
     if (withCopy) {
@@ -84,7 +84,7 @@ class Recovery : public KeyStoreTest {
     }
   }
 
-  // Some keys cannot be read, and none is missing or another.
+  // Some keys cannot be read, but none is missing or has another value.
   void ExpectSomeToFail(KeyStore& store) const {
     int failures = 0;
     for (int i = 0; i < kMany; ++i) {
@@ -159,7 +159,7 @@ TEST_F(Recovery, WhatIsDamagedIsSetAsideAndItsCopyTakesItsPlace) {
       ASSERT_THAT(aside, SizeIs(1));
       EXPECT_THAT(log, HasSubstr("set aside as " + aside.front().string()));
     }
-    // From here on it is a store like any other.
+    // From here on it is an ordinary store.
     EXPECT_TRUE(Open()->Set("db/key", 32));
     EXPECT_EQ(Open()->Get("db/key"), KeyValue(32));
     EXPECT_EQ(Logged(), before + log);
@@ -319,7 +319,7 @@ TEST_F(Recovery, AFrameOfTheLogThatIsDamagedWhileTheStoreIsOpenIsAFailure) {
   auto store = Open();
   SetMany(*store);
   Sql(DurableFile(), "UPDATE keys SET value = value || 'y'");
-  // Begins the log anew, which then has every leaf once.
+  // Restarts the log, which then has every leaf once.
   Sql(DurableFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
   Sql(DurableFile(), "UPDATE keys SET value = rtrim(value, 'y')");
   Flip(LogOf(DurableFile()), 8 * (32 + 6 * 4120 + 4000));

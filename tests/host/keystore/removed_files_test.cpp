@@ -1,4 +1,4 @@
-// Files are taken away under processes that use them.
+// Files disappear under processes that use them.
 
 #include <gmock/gmock.h>
 #include <poll.h>
@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-// The log of this program, which is opened once.
+// The log of this program, which is only opened once.
 std::filesystem::path LogFile() {
   static const support::TempDirectory directory;
   static const bool isOpen = [] {
@@ -32,7 +32,7 @@ class RemovedFiles : public KeyStoreTest {
  protected:
   RemovedFiles() { LogFile(); }
 
-  // The lines of the log that are about a file.
+  // The log lines that are about a file.
   std::vector<std::string> LogAbout(const std::filesystem::path& file) const {
     EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
     std::vector<std::string> found;

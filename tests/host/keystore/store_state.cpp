@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-// The log of this program, which is opened once.
+// The log of this program, which is only opened once.
 const std::filesystem::path& LogFile() {
   static const support::TempDirectory directory;
   static const std::filesystem::path file = [] {

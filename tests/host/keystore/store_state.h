@@ -11,16 +11,16 @@
 
 namespace host {
 
-// What became of the values of a store, from the best to the worst.
+// What became of a store's values, from best to worst.
 enum class Fate {
   kKept,       // every key holds what was acknowledged last
-  kReported,   // some call failed with a reason; no value is another one
-  kTold,       // some values are older ones, or gone, and the log says at ERROR what was set aside
+  kReported,   // some call failed with a reason; no value is wrong
+  kTold,       // some values are older, or gone, and the log says at ERROR what was set aside
   kNotOpened,  // the store cannot be opened
-  kSilent,     // a value is another one, or gone, and nobody was told
+  kSilent,     // a value is wrong, or gone, and nobody was told
 };
 
-// How often each was met, by what was done.
+// How often each occurred, by what was done.
 class Outcomes {
  public:
   void Add(const std::string& what, Fate fate);
@@ -33,8 +33,8 @@ class Outcomes {
 
 // What may be read in a key.
 struct Expected {
-  std::optional<KeyValue> newest;  // acknowledged last
-  // Of a set that failed: not acknowledged, but it was reported.
+  std::optional<KeyValue> newest;  // the last one acknowledged
+  // Of a failed set: not acknowledged, but the failure was reported.
   std::optional<KeyValue> attempted;
 };
 using ExpectedKeys = std::map<std::string, Expected>;

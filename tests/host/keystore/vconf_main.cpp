@@ -7,7 +7,7 @@
 #include "system/environment.h"
 #include "system/log.h"
 
-// The store of a process is opened once, so all tests here share one, in a root of their own.
+// The store of a process is opened once, so all tests here share one, in their own root.
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   const support::TempDirectory root;

@@ -156,7 +156,7 @@ TEST_F(HostVconf, ACallbackReadsWhatItsChangeLeftAlsoWhenItComesLate) {
   ASSERT_EQ(vconf_set_int(kKey, 7), 0);
   contract::SettleMainLoop();
   EXPECT_THAT(read, ElementsAre(0, 1, 0, 1, 5, -1, -1, 7));
-  // It is a view of the callback alone.
+  // The view belongs to the callback alone.
   EXPECT_THAT(elsewhere, ElementsAre(7, 7, 7, 7, 7, 7, 7, 7));
   EXPECT_EQ(vconf_ignore_key_changed(kKey, reading), 0);
 }

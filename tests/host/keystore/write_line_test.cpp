@@ -1,4 +1,4 @@
-// Who writes waits for those who came before; who reads waits for nobody.
+// Writers wait for those who came before; readers wait for nobody.
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -18,7 +18,7 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-// The state of a process, as ps prints it: 'T' for one that is stopped, 'S' for one that sleeps.
+// The state of a process, as ps prints it: 'T' when stopped, 'S' when sleeping.
 char StateOf(const support::Process& process) {
   const std::string stat = support::ReadFile("/proc/" + std::to_string(process.Pid()) + "/stat");
   const auto name = stat.rfind(')');
@@ -36,14 +36,14 @@ bool IsOpenHere(const std::filesystem::path& file) {
 
 class WriteLineTest : public KeyStoreTest {
  protected:
-  // A worker that holds the durable file and is stopped.
+  // A stopped worker that holds the durable file.
   Worker StartStuck() {
     Worker worker = Start({"stuck", "count", "1", "db/stuck"});
     EXPECT_TRUE(support::WaitUntil([&] { return StateOf(*worker.process) == 'T'; }));
     return worker;
   }
 
-  // Begins a transaction as any program with SQLite can; ended by the destructor.
+  // Begins a transaction as any SQLite program can; the destructor ends it.
   class Foreigner {
    public:
     explicit Foreigner(const std::filesystem::path& file) {
@@ -211,7 +211,8 @@ TEST_F(WriteLineTest, ReadingDoesNotWaitForAThreadOfTheSameProcessThatWrites) {
   });
   // It has this file open while it writes.
   ASSERT_TRUE(support::WaitUntil([&] { return IsOpenHere(RunDir() / "changed"); }));
-  // The writer waits five seconds. That all of these fit in shows that none waits with it.
+  // The writer waits five seconds. That all of these fit into that time shows that none waits with
+  // it.
   int readings = 0;
   while (!isEnd) {
     EXPECT_EQ(store->Get("memory/key"), KeyValue(1));
