@@ -1,11 +1,13 @@
 #include "tool.h"
 
 #include <fmt/format.h>
+#include <json/json.h>
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <limits>
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -38,6 +40,31 @@ std::string UsageProblem(const CLI::App& app, const CLI::Error& error) {
   }
   const std::vector<std::string> others = app.remaining(true);
   return others.empty() ? "no verb given" : "unknown verb " + Quote(others.front());
+}
+
+std::string VerbFooter(const VerbHelp& help) {
+  std::string footer = "Examples:\n";
+  for (const std::string& example : help.examples) {
+    footer += "  " + example + "\n";
+  }
+  footer += "\nExit codes:\n";
+  for (const auto& [code, meaning] : help.exitCodes) {
+    footer += fmt::format("{:>4} {}\n", static_cast<int>(code), meaning);
+  }
+  return footer + "\n";
+}
+
+Json::Value ParameterJson(const CLI::Option& option) {
+  Json::Value json;
+  json["name"] = option.get_positional() ? option.get_name() : "--" + option.get_lnames().front();
+  if (!option.get_snames().empty()) {
+    json["short"] = "-" + option.get_snames().front();
+  }
+  json["value"] = option.get_positional() ? "" : option.get_type_name();
+  json["description"] = option.get_description();
+  json["required"] = option.get_required();
+  json["many"] = option.get_items_expected_max() > 1;
+  return json;
 }
 
 std::string UsageError(const CLI::App* app, const CLI::Error& error) {
@@ -91,7 +118,7 @@ Parameter Syntax::AddFlag(const std::string& name, bool& target,
 
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
     : m_App(std::make_unique<CLI::App>(description, name)) {
-  m_App->set_help_flag("--help", "Print this help and exit");
+  m_App->set_help_flag("-h,--help", "Print this help and exit");
   m_App->set_version_flag("--version", name + " " + base::kVersion, "Print the version and exit");
   m_App->footer(footer + "\n\n" + kExitCodes);
   m_App->failure_message(UsageError);
@@ -122,6 +149,82 @@ Syntax Tool::AddGroup(const std::string& name, const std::string& description) {
   group->fallthrough();
   group->require_subcommand(1);
   return Syntax(group);
+}
+
+void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
+  m_Helps = helps;
+  auto words = std::make_shared<std::vector<std::string>>();
+  AddVerb(App(), "help", "Print the help of the tool, or of a verb", [this, words, &json] {
+    return m_PrintHelp(*words, json);
+  }).AddArgument("VERB", *words, "The verb, with its group in front if it has one");
+  m_Helps["help"] = {{m_App->get_name() + " help", m_App->get_name() + " help --json"},
+                     {{ExitCode::kUsage, "wrong usage, or no such verb"}}};
+  for (auto& [path, help] : m_Helps) {
+    help.exitCodes.emplace(ExitCode::kDone, "done");
+    help.exitCodes.emplace(ExitCode::kUsage, "wrong usage");
+    CLI::App* verb = m_App.get();
+    std::istringstream names(path);
+    for (std::string name; names >> name;) {
+      verb = verb->get_subcommand(name);
+    }
+    verb->footer(VerbFooter(help) + verb->get_footer());
+  }
+}
+
+ExitCode Tool::m_PrintHelp(const std::vector<std::string>& words, bool json) const {
+  const CLI::App* app = m_App.get();
+  std::string path = app->get_name();
+  for (const std::string& word : words) {
+    const std::vector<const CLI::App*> named =
+        app->get_subcommands([&](const CLI::App* below) { return below->check_name(word); });
+    if (named.empty()) {
+      throw Failure(ExitCode::kUsage,
+                    fmt::format("unknown verb {}; see {} --help", Quote(word), m_App->get_name()));
+    }
+    app = named.front();
+    path += " " + word;
+  }
+  if (json) {
+    m_PrintHelpJson(*app, path);
+  } else {
+    std::string text = app->get_formatter()->make_help(app, path, CLI::AppFormatMode::Normal);
+    text.erase(text.find_last_not_of('\n') + 1);
+    PrintLine(text);
+  }
+  return ExitCode::kDone;
+}
+
+// One line for the tool, a group or a verb, and one for each of those below it.
+void Tool::m_PrintHelpJson(const CLI::App& app, const std::string& path) const {
+  Json::Value arguments(Json::arrayValue);
+  Json::Value options(Json::arrayValue);
+  for (const CLI::Option* option : app.get_options()) {
+    (option->get_positional() ? arguments : options).append(ParameterJson(*option));
+  }
+  Json::Value examples(Json::arrayValue);
+  Json::Value codes(Json::objectValue);
+  const std::size_t space = path.find(' ');
+  const auto help = m_Helps.find(space == std::string::npos ? "" : path.substr(space + 1));
+  if (help != m_Helps.end()) {
+    for (const std::string& example : help->second.examples) {
+      examples.append(example);
+    }
+    for (const auto& [code, meaning] : help->second.exitCodes) {
+      codes[std::to_string(static_cast<int>(code))] = meaning;
+    }
+  }
+  const std::vector<const CLI::App*> below = app.get_subcommands(nullptr);
+  PrintLine(JsonLine({{"command", path},
+                      {"description", app.get_description()},
+                      {"verb", below.empty()},
+                      {"arguments", arguments},
+                      {"options", options},
+                      {"examples", examples},
+                      {"exitCodes", codes},
+                      {"footer", app.get_footer()}}));
+  for (const CLI::App* one : below) {
+    m_PrintHelpJson(*one, path + " " + one->get_name());
+  }
 }
 
 void Tool::TakeCommand(Syntax verb, std::vector<std::string>& command) {

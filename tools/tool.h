@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -65,6 +66,17 @@ class Syntax {
   CLI::App* m_App;
 };
 
+// What the help of a verb says beside its arguments and options.
+struct VerbHelp {
+  // Command lines for a shell.
+  std::vector<std::string> examples;
+  // What they mean for this verb; 0 and 2 have the tool's meaning where they are not given.
+  std::map<ExitCode, std::string> exitCodes;
+};
+
+// By verb, with its group in front: "get", "key set".
+using VerbHelps = std::map<std::string, VerbHelp>;
+
 // A command line tool: its options, and its verbs, one per command line.
 class Tool {
  public:
@@ -83,6 +95,10 @@ class Tool {
                  std::function<ExitCode()> run);
   Syntax AddGroup(const std::string& name, const std::string& description);
 
+  // Completes the help of the verbs that have been added, and adds the verb "help". `json` is the
+  // tool's flag of that name, and must outlive the run.
+  void AddHelp(const VerbHelps& helps, const bool& json);
+
   // Stores what follows the first "--" of that verb's command line in `command`, uninterpreted. For
   // one verb per tool; `command` must outlive the run.
   void TakeCommand(Syntax verb, std::vector<std::string>& command);
@@ -94,8 +110,11 @@ class Tool {
   // How many of the arguments are the tool's own; the others are the command of TakeCommand.
   int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
+  ExitCode m_PrintHelp(const std::vector<std::string>& words, bool json) const;
+  void m_PrintHelpJson(const CLI::App& app, const std::string& path) const;
 
   std::unique_ptr<CLI::App> m_App;
+  VerbHelps m_Helps;
   const CLI::App* m_CommandVerb = nullptr;
   std::vector<std::string>* m_Command = nullptr;
   std::function<ExitCode()> m_Verb;

@@ -33,5 +33,6 @@ int main(int argc, char** argv) {
   setctl::AddLogVerb(tool, options);
   setctl::AddCatalogueVerb(tool, options);
   setctl::AddAppVerbs(tool, options);
+  tool.AddHelp(setctl::Helps(), options.json);
   return tool.Run(argc, argv);
 }

@@ -42,4 +42,7 @@ tools::ExitCode WithSet(const Options& options, const std::function<tools::ExitC
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 
+// What the help of each verb says beside its arguments and options.
+tools::VerbHelps Helps();
+
 }  // namespace setctl

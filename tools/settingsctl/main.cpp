@@ -31,5 +31,6 @@ int main(int argc, char** argv) {
   settingsctl::AddHoldVerb(tool, options);
   settingsctl::AddRequestVerbs(tool, options);
   settingsctl::AddMonitorVerb(tool, options);
+  tool.AddHelp(settingsctl::Helps(), options.json);
   return tool.Run(argc, argv);
 }

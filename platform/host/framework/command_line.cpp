@@ -81,7 +81,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
       "or SIGINT.",
       program);
   app.set_version_flag("--version", program + " " + base::kVersion, "Print the version and exit");
-  app.set_help_flag("--help", "Print this help and exit");
+  app.set_help_flag("-h,--help", "Print this help and exit");
   app.add_option("--bus", line.bus, "The bus to serve on: session, system or an address")
       ->type_name("BUS")
       ->check(CheckBus)

@@ -1,0 +1,94 @@
+#include <map>
+#include <string>
+
+#include "settingsctl/verbs.h"
+
+namespace settingsctl {
+namespace {
+
+using tools::ExitCode;
+
+using Codes = std::map<ExitCode, std::string>;
+
+// What every verb that asks the service may end with, beside `own`.
+Codes OfService(Codes own) {
+  own.emplace(ExitCode::kRefused, "the service failed");
+  own.merge(Codes{{ExitCode::kTimedOut, "no answer came in time"},
+                  {ExitCode::kNotRunning, "the service or its bus is not running"},
+                  {ExitCode::kNotAllowed, "not allowed"}});
+  return own;
+}
+
+Codes OfItem(Codes own = {}) {
+  own.emplace(ExitCode::kNotFound, "no such item");
+  return OfService(std::move(own));
+}
+
+Codes Answer() {
+  return OfItem(
+      {{ExitCode::kDone, "yes"}, {ExitCode::kRefused, "no, no such value, or the service failed"}});
+}
+
+}  // namespace
+
+tools::VerbHelps Helps() {
+  return {
+      {"get",
+       {{"settingsctl get picturemode", "settingsctl get picturemode --json"},
+        OfService({{ExitCode::kNotFound, "no such item, or it has no value"}})}},
+      {"set",
+       {{"settingsctl set picturemode movie", "settingsctl set brightness 30 --preview"},
+        OfItem({{ExitCode::kRefused, "the item does not accept the value, or the service failed"},
+                {ExitCode::kNotFound, "no such item, or it has no value"}})}},
+      {"describe",
+       {{"settingsctl describe brightness", "settingsctl describe brightness --json"}, OfItem()}},
+      {"range",
+       {{"settingsctl range brightness"},
+        OfItem({{ExitCode::kRefused, "the item has no range, or the service failed"}})}},
+      {"values",
+       {{"settingsctl values picturemode"},
+        OfItem({{ExitCode::kRefused, "the item has no list of values, or the service failed"}})}},
+      {"path", {{"settingsctl path brightness"}, OfItem()}},
+      {"children", {{"settingsctl children picture"}, OfItem()}},
+      {"tree", {{"settingsctl tree", "settingsctl tree game --json"}, OfItem()}},
+      {"visible",
+       {{"settingsctl visible gamepicture --path", "settingsctl visible gamepicture --value rts"},
+        Answer()}},
+      {"enabled",
+       {{"settingsctl enabled gamepicture", "settingsctl enabled gamepicture --async"}, Answer()}},
+      {"disable", {{"settingsctl disable brightness contrast --app org.example.game"}, OfItem()}},
+      {"enable",
+       {{"settingsctl enable brightness --app org.example.game"},
+        OfItem({{ExitCode::kRefused,
+                 "the application does not disable the item, or the service failed"}})}},
+      {"release", {{"settingsctl release --app org.example.game"}, OfService({})}},
+      {"disabled", {{"settingsctl disabled", "settingsctl disabled --json"}, OfService({})}},
+      {"who", {{"settingsctl who brightness"}, OfItem()}},
+      {"hold",
+       {{"settingsctl hold brightness contrast --app org.example.film -- play film.mkv"},
+        OfItem({{ExitCode::kDone,
+                 "done; otherwise also the command's exit status, 126 and 127 "
+                 "when it cannot be run, and 128 + N when signal N killed it"},
+                {ExitCode::kRefused, "another program has the name APP, or the service failed"},
+                {ExitCode::kNotRunning,
+                 "the service or its bus is not running, or did not come back"}})}},
+      {"call",
+       {{"settingsctl call GetItemValue picturemode",
+         "settingsctl call SetItemValue gamemode Value=on PreViewFlag:=true"},
+        OfService({{ExitCode::kRefused, "the reply says that the call failed"}})}},
+      {"request",
+       {{R"(settingsctl request '{"method":"GetItemValue","data":{"menuID":"brightness"}}')"},
+        OfService({{ExitCode::kDone, "a reply came, whatever it says"},
+                   {ExitCode::kRefused, "the service failed to handle the request"},
+                   {ExitCode::kUsage, "wrong usage, or the service cannot read the request"},
+                   {ExitCode::kNotAllowed, "the bus does not let the request through"}})}},
+      {"monitor",
+       {{"settingsctl monitor", "settingsctl monitor --count 1 --timeout 10"},
+        OfService({{ExitCode::kDone, "N signals came, SIGINT or SIGTERM, or the time is up"},
+                   {ExitCode::kRefused, "the output cannot be written"},
+                   {ExitCode::kTimedOut, "the time was up before N signals came"},
+                   {ExitCode::kNotRunning, "the bus is not running, or went away"}})}},
+  };
+}
+
+}  // namespace settingsctl
