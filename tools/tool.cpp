@@ -213,7 +213,8 @@ void Tool::m_PrintHelpJson(const CLI::App& app, const std::string& path) const {
       codes[std::to_string(static_cast<int>(code))] = meaning;
     }
   }
-  const std::vector<const CLI::App*> below = app.get_subcommands(nullptr);
+  const std::vector<const CLI::App*> below =
+      app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); });
   PrintLine(JsonLine({{"command", path},
                       {"description", app.get_description()},
                       {"verb", below.empty()},

@@ -62,6 +62,15 @@ class Installation(unittest.TestCase):
             found += files_below(place)
         self.assertEqual(sorted(found), files_below(self.prefix))
 
+    def test_each_component_has_the_manual_page_of_its_program(self):
+        pages = {"service": "man8/settings-service.8", "tools": "man1/settingsctl.1"}
+        pages["virtual-set"] = "man1/setctl.1"
+        for component in COMPONENTS:
+            place = self.scratch / "manual" / component
+            install(BUILD, "--prefix", place, "--component", component)
+            found = [str(path) for path in files_below(place / "share" / "man")]
+            self.assertEqual(found, [pages[component]] if component in pages else [], component)
+
     def test_destdir_stands_before_the_prefix_and_in_no_file(self):
         place = self.scratch / "staging"
         install(BUILD, env=surroundings(DESTDIR=str(place)))
