@@ -81,6 +81,17 @@ Parameter Parameter::Required() const {
 
 Parameter Parameter::OneOf(const std::vector<std::string>& values) const {
   m_Option->check(CLI::IsMember(values));
+  return CompletedBy([values](const std::string&) {
+    std::vector<Candidate> candidates;
+    for (const std::string& value : values) {
+      candidates.push_back({value, ""});
+    }
+    return candidates;
+  });
+}
+
+Parameter Parameter::CompletedBy(Offer offer) const {
+  m_Offers[m_Option] = std::move(offer);
   return *this;
 }
 
@@ -108,12 +119,12 @@ Parameter Syntax::AddOption(const std::string& name, const std::string& value, T
                             const std::string& description) const {
   CLI::Option* const option = std::visit(
       [&](auto place) { return m_App->add_option(name, place.get(), description); }, target);
-  return Parameter(option->type_name(value));
+  return Parameter(option->type_name(value), m_Offers);
 }
 
 Parameter Syntax::AddFlag(const std::string& name, bool& target,
                           const std::string& description) const {
-  return Parameter(m_App->add_flag(name, target, description));
+  return Parameter(m_App->add_flag(name, target, description), m_Offers);
 }
 
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
@@ -130,7 +141,7 @@ Tool::Tool(const std::string& name, const std::string& description, const std::s
 
 Tool::~Tool() = default;
 
-Syntax Tool::App() { return Syntax(m_App.get()); }
+Syntax Tool::App() { return Syntax(m_App.get(), m_Offers); }
 
 Syntax Tool::AddVerb(Syntax parent, const std::string& name, const std::string& description,
                      std::function<ExitCode()> run) {
@@ -139,7 +150,7 @@ Syntax Tool::AddVerb(Syntax parent, const std::string& name, const std::string& 
   verb->footer("The options of " + m_App->get_name() + " may also be given here.");
   verb->fallthrough();
   verb->callback([this, run = std::move(run)] { m_Verb = run; });
-  return Syntax(verb);
+  return Syntax(verb, m_Offers);
 }
 
 Syntax Tool::AddGroup(const std::string& name, const std::string& description) {
@@ -148,7 +159,7 @@ Syntax Tool::AddGroup(const std::string& name, const std::string& description) {
   group->footer("");
   group->fallthrough();
   group->require_subcommand(1);
-  return Syntax(group);
+  return Syntax(group, m_Offers);
 }
 
 void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
@@ -252,6 +263,14 @@ int Tool::m_OwnArguments(int argc, char** argv) const {
 int Tool::Run(int argc, char** argv) {
   // Writing the output notices a reader that has gone away.
   signal(SIGPIPE, SIG_IGN);
+  if (argc > 2 && argv[1] == std::string_view("complete") && argv[2] == std::string_view("--")) {
+    try {
+      PrintCandidates(*m_App, m_CommandVerb, m_Offers, {argv + 3, argv + argc});
+    } catch (...) {
+      // A message would stand in the middle of what the user types.
+    }
+    return 0;
+  }
   const int own = m_OwnArguments(argc, argv);
   if (own < argc) {
     m_Command->assign(argv + own + 1, argv + argc);
@@ -299,6 +318,9 @@ Parameter AddBus(Syntax syntax, std::string& bus, const std::string& what) {
         return text == "session" || text == "system" || text.find(':') != std::string::npos
                    ? ""
                    : "use session, system or a bus address such as unix:path=/run/bus, not " + text;
+      })
+      .CompletedBy([](const std::string&) {
+        return std::vector<Candidate>{{"session", ""}, {"system", ""}};
       });
 }
 

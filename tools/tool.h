@@ -9,14 +9,10 @@
 #include <vector>
 
 #include "common.h"
+#include "completion.h"
 
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
-
-// The command line of a tool. CLI11 parses it; only tool.cpp includes CLI11, because its header
-// takes the compiler longer than most of the code here.
+// The command line of a tool. CLI11 parses it; only tool.cpp and completion.cpp include CLI11,
+// because its header takes the compiler longer than most of the code here.
 namespace tools {
 
 // Where a value of the command line is stored. Must outlive the tool's run.
@@ -31,6 +27,9 @@ class Parameter {
  public:
   Parameter Required() const;
   Parameter OneOf(const std::vector<std::string>& values) const;
+
+  // What a shell completes its value with, beside which others may be valid.
+  Parameter CompletedBy(Offer offer) const;
   Parameter AtLeast(int value) const;
 
   // `problem` says what is wrong with a value; empty when it is valid.
@@ -41,9 +40,10 @@ class Parameter {
 
  private:
   friend class Syntax;
-  explicit Parameter(CLI::Option* option) : m_Option(option) {}
+  Parameter(CLI::Option* option, Offers& offers) : m_Option(option), m_Offers(offers) {}
 
   CLI::Option* m_Option;
+  Offers& m_Offers;
 };
 
 // A handle to the command line syntax of a tool, a group of verbs or a verb.
@@ -61,9 +61,10 @@ class Syntax {
 
  private:
   friend class Tool;
-  explicit Syntax(CLI::App* app) : m_App(app) {}
+  Syntax(CLI::App* app, Offers& offers) : m_App(app), m_Offers(offers) {}
 
   CLI::App* m_App;
+  Offers& m_Offers;
 };
 
 // What the help of a verb says beside its arguments and options.
@@ -103,7 +104,8 @@ class Tool {
   // one verb per tool; `command` must outlive the run.
   void TakeCommand(Syntax verb, std::vector<std::string>& command);
 
-  // Reads the command line, runs its verb and prints failures. Returns the exit status.
+  // Reads the command line, runs its verb and prints failures. Returns the exit status. Instead,
+  // `complete -- WORD…` prints what a shell can complete the last word with, and always returns 0.
   int Run(int argc, char** argv);
 
  private:
@@ -115,6 +117,7 @@ class Tool {
 
   std::unique_ptr<CLI::App> m_App;
   VerbHelps m_Helps;
+  Offers m_Offers;
   const CLI::App* m_CommandVerb = nullptr;
   std::vector<std::string>* m_Command = nullptr;
   std::function<ExitCode()> m_Verb;

@@ -7,6 +7,7 @@
 #include "apps/application_id.h"
 #include "apps/application_state.h"
 #include "keystore/key_store.h"
+#include "setctl/completion_offers.h"
 #include "setctl/log_output.h"
 #include "setctl/verbs.h"
 #include "system/environment.h"
@@ -184,8 +185,10 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
       }
     });
   };
-  const auto addId = [&](tools::Syntax verb) {
-    verb.AddArgument("ID", arguments->id, "e.g. org.pavix.menu").Required();
+  const auto addId = [&](tools::Syntax verb, bool isRunning) {
+    verb.AddArgument("ID", arguments->id, "e.g. org.pavix.menu")
+        .Required()
+        .CompletedBy(AppOffer(options, isRunning));
   };
   const auto addTimeout = [&](tools::Syntax verb) {
     tools::AddSeconds(verb, "--timeout", arguments->timeout,
@@ -195,25 +198,25 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
   addTimeout(add("list", "Print all applications and their states", List));
 
   tools::Syntax start = add("start", "Launch an application and wait until it accepts", Start);
-  addId(start);
+  addId(start, false);
   start.AddArgument("KEY=VALUE", arguments->extraData, "Extra data of the launch request");
   addTimeout(start);
 
   tools::Syntax stop = add("stop", "Stop an application and wait until it has ended", Stop);
-  addId(stop);
+  addId(stop, true);
   stop.AddFlag("--kill", arguments->kill, "Use SIGKILL instead of SIGTERM");
   addTimeout(stop);
 
   tools::Syntax state =
       add("state", "Put an application in the foreground or another state", State);
-  addId(state);
+  addId(state, true);
   state.AddArgument("STATE", arguments->state, "foreground, visible or background")
       .Required()
       .OneOf(host::StatesToEnter());
   addTimeout(state);
 
   tools::Syntax log = add("log", "Print an application's log", Log);
-  addId(log);
+  addId(log, false);
   AddLogOptions(log, arguments->log);
 }
 

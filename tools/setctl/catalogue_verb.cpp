@@ -61,7 +61,9 @@ void AddCatalogueVerb(tools::Tool& tool, const Options& options) {
   auto file = std::make_shared<std::string>();
   tools::Syntax check = tool.AddVerb(catalogue, "check", "Print the mistakes in a catalogue",
                                      [&options, file] { return Check(options, *file); });
-  check.AddArgument("FILE", *file, "The catalogue's index, or a file of items").Required();
+  check.AddArgument("FILE", *file, "The catalogue's index, or a file of items")
+      .Required()
+      .CompletedBy(tools::PathCandidates);
   tool.AddVerb(catalogue, "schema", "Print the JSON Schema of a catalogue's files", [] {
     tools::PrintLine(host::CatalogueSchema());
     return ExitCode::kDone;

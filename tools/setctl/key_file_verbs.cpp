@@ -118,12 +118,15 @@ void AddKeyFileVerbs(tools::Tool& tool, tools::Syntax group, const Options& opti
   tool.AddVerb(group, "backup", "Write the db/ keys, as they are at this moment, into a file",
                [&options, arguments] { return Backup(options, arguments->file); })
       .AddArgument("FILE", arguments->file, "Replaced when it is there")
-      .Required();
+      .Required()
+      .CompletedBy(tools::PathCandidates);
 
   tools::Syntax recover =
       tool.AddVerb(group, "recover", "Print the keys that can be read in a file that was set aside",
                    [&options, arguments] { return Recover(options, *arguments); });
-  recover.AddArgument("FILE", arguments->file, "See setctl key check").Required();
+  recover.AddArgument("FILE", arguments->file, "See setctl key check")
+      .Required()
+      .CompletedBy(tools::PathCandidates);
   recover.AddFlag("--set", arguments->set, "Store them, too");
 }
 

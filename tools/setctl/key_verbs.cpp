@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "keystore/key_store.h"
+#include "setctl/completion_offers.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
 #include "text.h"
@@ -135,7 +136,9 @@ ExitCode Watch(const Options& options, const KeyArguments& arguments) {
 void AddKeyVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<KeyArguments>();
   const auto addKey = [&](tools::Syntax verb) {
-    verb.AddArgument("KEY", arguments->key, "db/… or memory/…").Required();
+    verb.AddArgument("KEY", arguments->key, "db/… or memory/…")
+        .Required()
+        .CompletedBy(KeyOffer(options));
   };
   tools::Syntax group = tool.AddGroup("key", "Read, write and watch the keys of the set");
 
@@ -157,11 +160,12 @@ void AddKeyVerbs(tools::Tool& tool, const Options& options) {
   tools::Syntax list =
       tool.AddVerb(group, "list", "Print all keys, or those that begin with PREFIX",
                    [&options, arguments] { return List(options, arguments->prefix); });
-  list.AddArgument("PREFIX", arguments->prefix, "e.g. db/menu/");
+  list.AddArgument("PREFIX", arguments->prefix, "e.g. db/menu/").CompletedBy(KeyOffer(options));
 
   tools::Syntax watch = tool.AddVerb(group, "watch", "Print each change of a key as it happens",
                                      [&options, arguments] { return Watch(options, *arguments); });
-  watch.AddArgument("PREFIX", arguments->prefix, "Only keys with this prefix, e.g. memory/set/");
+  watch.AddArgument("PREFIX", arguments->prefix, "Only keys with this prefix, e.g. memory/set/")
+      .CompletedBy(KeyOffer(options));
   tools::AddCount(watch, arguments->count, "Exit after N changes");
   tools::AddSeconds(watch, "--timeout", arguments->timeout, "How long to watch (default: forever)");
 

@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
   tools::Tool tool("setctl", kDescription, kFooter);
   tool.App()
       .AddOption("--root", "DIR", options.root, "Root directory of the set (SETTINGS_ROOT, or /)")
-      .Check([](const std::string& root) { return root.empty() ? "the name is empty" : ""; });
+      .Check([](const std::string& root) { return root.empty() ? "the name is empty" : ""; })
+      .CompletedBy(tools::PathCandidates);
   tools::AddBus(tool.App(), options.bus, "Bus of the applications: ");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   setctl::AddKeyVerbs(tool, options);

@@ -6,12 +6,14 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "set/keys.h"
 #include "set/ports.h"
 #include "set/set_error.h"
 #include "set/set_operations.h"
 #include "set/set_operator.h"
+#include "setctl/completion_offers.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
 #include "system/environment.h"
@@ -122,11 +124,12 @@ std::string Description(const host::Parameter& parameter) {
 }
 
 void AddParameter(tools::Syntax verb, const host::Parameter& parameter,
-                  std::optional<std::string>& text) {
+                  std::optional<std::string>& text, tools::Offer offer) {
   const bool isOption = parameter.name.starts_with("--");
   const tools::Parameter added =
       isOption ? verb.AddOption(parameter.name, "NAME", text, Description(parameter))
                : verb.AddArgument(parameter.name, text, Description(parameter));
+  added.CompletedBy(std::move(offer));
   if (parameter.isRequired) {
     added.Required();
   }
@@ -149,7 +152,8 @@ void AddSetVerbs(tools::Tool& tool, const Options& options) {
                        return WithAdvice([&] { return Operate(options, operation, *texts); });
                      });
     for (std::size_t i = 0; i < texts->size(); ++i) {
-      AddParameter(verb, operation.parameters[i], (*texts)[i]);
+      const host::Parameter& parameter = operation.parameters[i];
+      AddParameter(verb, parameter, (*texts)[i], ParameterOffer(options, operation, parameter));
     }
   }
 }

@@ -100,17 +100,17 @@ void AddDisablingVerbs(tools::Tool& tool, const Options& options) {
     });
   };
   tools::Syntax disable = add("disable", "Disable items for an application", Disable);
-  AddItems(disable, arguments->items);
-  AddApp(disable, arguments->app);
+  AddItems(disable, options, arguments->items);
+  AddApp(disable, options, arguments->app);
   tools::Syntax enable = add("enable", "Release an item that an application disables", Enable);
-  AddItem(enable, arguments->item);
-  AddApp(enable, arguments->app);
+  AddItem(enable, options, arguments->item);
+  AddApp(enable, options, arguments->app);
   tools::Syntax release =
       add("release", "Release everything that an application disables", Release);
-  AddApp(release, arguments->app);
+  AddApp(release, options, arguments->app);
   add("disabled", "Print the disabled items and the applications that disable them", Disabled);
   tools::Syntax who = add("who", "Print the applications that disable an item", Who);
-  AddItem(who, arguments->item);
+  AddItem(who, options, arguments->item);
 }
 
 }  // namespace settingsctl

@@ -88,8 +88,8 @@ void AddHoldVerb(tools::Tool& tool, const Options& options) {
         return WithClient(options,
                           [&](Client& client) { return Hold(options, *arguments, client); });
       });
-  AddItems(hold, arguments->items);
-  AddApp(hold, arguments->app);
+  AddItems(hold, options, arguments->items);
+  AddApp(hold, options, arguments->app);
   tool.TakeCommand(hold, arguments->command);
 }
 

@@ -211,7 +211,7 @@ void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& n
   tools::Syntax app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
     return WithClient(options, [&](Client& client) { return verb(options, *item, client); });
   });
-  AddItem(app, *item);
+  AddItem(app, options, *item);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "settings/batch.h"
+#include "settingsctl/completion_offers.h"
 #include "text.h"
 
 namespace settingsctl {
@@ -84,17 +85,22 @@ Json::Value Number(double number) {
   return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
 }
 
-void AddItem(tools::Syntax verb, std::string& item) {
-  verb.AddArgument("ITEM", item, "The item's ID, e.g. picturemode").Required();
+void AddItem(tools::Syntax verb, const Options& options, std::string& item) {
+  verb.AddArgument("ITEM", item, "The item's ID, e.g. picturemode")
+      .Required()
+      .CompletedBy(ItemOffer(options));
 }
 
-void AddItems(tools::Syntax verb, Names& items) {
-  verb.AddArgument("ITEM", items, "The items' IDs, e.g. brightness contrast").Required();
+void AddItems(tools::Syntax verb, const Options& options, Names& items) {
+  verb.AddArgument("ITEM", items, "The items' IDs, e.g. brightness contrast")
+      .Required()
+      .CompletedBy(ItemOffer(options));
 }
 
-void AddApp(tools::Syntax verb, std::string& app) {
+void AddApp(tools::Syntax verb, const Options& options, std::string& app) {
   verb.AddOption("--app", "APP", app, "The application's ID, e.g. org.example.game")
       .Required()
+      .CompletedBy(AppOffer(options))
       .Check([](const std::string& text) {
         return settings::Client::IsApplicationId(text)
                    ? std::string()

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "settings/client.h"
+#include "settingsctl/connection.h"
 #include "tool.h"
 
 // Shared by the verbs about items.
@@ -32,8 +33,10 @@ Json::Value Array(const Names& names);
 // A whole number without a point.
 Json::Value Number(double number);
 
-void AddItem(tools::Syntax verb, std::string& item);
-void AddItems(tools::Syntax verb, Names& items);
-void AddApp(tools::Syntax verb, std::string& app);
+// An item is completed by those of the service that the options lead to, an application by those
+// that disable items there. `options` must outlive the tool's run.
+void AddItem(tools::Syntax verb, const Options& options, std::string& item);
+void AddItems(tools::Syntax verb, const Options& options, Names& items);
+void AddApp(tools::Syntax verb, const Options& options, std::string& app);
 
 }  // namespace settingsctl

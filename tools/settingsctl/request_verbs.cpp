@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "settingsctl/call_arguments.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/format.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -56,7 +57,8 @@ void AddRequestVerbs(tools::Tool& tool, const Options& options) {
                                     [&options, line] { return Call(options, *line); });
   call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue").Required();
   // A separate argument: as an element of a list, an ID in brackets would be taken for a list.
-  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that need one");
+  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that need one")
+      .CompletedBy(ItemOffer(options));
   call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types");
 
   auto text = std::make_shared<std::string>();

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/json.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/items.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -114,11 +115,13 @@ StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State
         return WithClient(
             options, [&](Client& client) { return Answer(options, state, *question, client); });
       });
-  AddItem(verb, question->item);
+  AddItem(verb, options, question->item);
   tools::Parameter path =
       verb.AddFlag("--path", question->path, "Ask about the groups above the item as well");
   tools::Parameter value =
-      verb.AddOption("--value", "V", question->value, "Ask about one of its values").Excludes(path);
+      verb.AddOption("--value", "V", question->value, "Ask about one of its values")
+          .CompletedBy(ValueOffer(options, question->item))
+          .Excludes(path);
   tools::Parameter bySignal = verb.AddFlag("--async", question->bySignal, ofSignal);
   bySignal.Excludes(value);
   return {path, bySignal};

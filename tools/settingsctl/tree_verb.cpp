@@ -7,6 +7,7 @@
 
 #include "base/json.h"
 #include "settings/batch.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/tree.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
@@ -168,7 +169,8 @@ void AddTreeVerb(tools::Tool& tool, const Options& options) {
       tool.AddVerb(tool.App(), "tree", "Draw the menu, or the part below an item", [&options, top] {
         return WithClient(options, [&](Client& client) { return Tree(options, *top, client); });
       });
-  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; by default the whole menu");
+  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; by default the whole menu")
+      .CompletedBy(ItemOffer(options));
 }
 
 }  // namespace settingsctl

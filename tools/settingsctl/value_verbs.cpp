@@ -2,7 +2,9 @@
 
 #include <memory>
 
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/format.h"
+#include "settingsctl/items.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
 
@@ -62,14 +64,15 @@ void AddValueVerbs(tools::Tool& tool, const Options& options) {
         return WithClient(options,
                           [&](Client& client) { return Get(options, *arguments, client); });
       });
-  get.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
+  AddItem(get, options, arguments->item);
 
   tools::Syntax set = tool.AddVerb(tool.App(), "set", "Set an item's value", [&options, arguments] {
     return WithClient(options, [&](Client& client) { return Set(options, *arguments, client); });
   });
-  set.AddArgument("ITEM", arguments->item, "The item's ID, e.g. picturemode").Required();
+  AddItem(set, options, arguments->item);
   set.AddArgument("VALUE", arguments->value, "The value; put -- before one that starts with -")
-      .Required();
+      .Required()
+      .CompletedBy(ValueOffer(options, arguments->item));
   set.AddFlag("--preview", arguments->preview, "Show the value without keeping it");
 }
 

@@ -1,0 +1,132 @@
+#include "settingsctl/completion_offers.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cmath>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "settings/batch.h"
+
+namespace settingsctl {
+namespace {
+
+using settings::Client;
+using tools::Candidate;
+
+using Names = std::vector<std::string>;
+
+// More than a person wants to choose from.
+constexpr double kMostNumbers = 200;
+
+using Ask = std::function<std::vector<Candidate>(Client& client, const std::string& begin)>;
+
+// The tool itself ends what takes too long.
+tools::Offer WhenRunning(const Options& options, const Ask& ask) {
+  return [&options, ask](const std::string& begin) {
+    Client client(options.bus);
+    const bool isRunning = client.WaitForService(std::chrono::microseconds(0));
+    return isRunning ? ask(client, begin) : std::vector<Candidate>();
+  };
+}
+
+// Level by level, each in one batch; a damaged menu may have circles.
+Names AllItems(Client& client) {
+  Names items;
+  std::set<std::string> seen;
+  Names level = client.GetItemChildList("").value_or(Names());
+  while (!level.empty()) {
+    settings::Batch batch(client);
+    std::vector<settings::Answer<std::optional<Names>>> children;
+    for (const std::string& item : level) {
+      if (seen.insert(item).second) {
+        items.push_back(item);
+        children.push_back(batch.Add(settings::ask::GetItemChildList(item)));
+      }
+    }
+    batch.Ask();
+    level.clear();
+    for (const auto& answer : children) {
+      const Names below = answer.Get().value_or(Names());
+      level.insert(level.end(), below.begin(), below.end());
+    }
+  }
+  return items;
+}
+
+std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin) {
+  std::vector<Candidate> candidates;
+  std::vector<settings::Answer<std::optional<std::string>>> names;
+  settings::Batch batch(client);
+  for (const std::string& item : AllItems(client)) {
+    if (item.compare(0, begin.size(), begin) == 0) {
+      candidates.push_back({item, ""});
+      names.push_back(batch.Add(settings::ask::GetItemDisplayName(item)));
+    }
+  }
+  batch.Ask();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    candidates[i].description = names[i].Get().value_or("");
+  }
+  return candidates;
+}
+
+std::vector<Candidate> Numbers(const settings::Range& range) {
+  std::vector<Candidate> numbers;
+  const double count = std::floor((range.max - range.min) / range.step) + 1;
+  if (range.step > 0 && count <= kMostNumbers) {
+    for (int i = 0; i < count; ++i) {
+      numbers.push_back({fmt::format("{}", range.min + i * range.step), ""});
+    }
+  }
+  return numbers;
+}
+
+std::vector<Candidate> ValuesOf(Client& client, const std::string& item) {
+  settings::Batch batch(client);
+  const auto list = batch.Add(settings::ask::GetItemDataList(item));
+  const auto range = batch.Add(settings::ask::GetItemMinMaxStepValue(item));
+  batch.Ask();
+  if (!list.Get()) {
+    return range.Get() ? Numbers(*range.Get()) : std::vector<Candidate>();
+  }
+  std::vector<Candidate> values;
+  for (const std::string& value : *list.Get()) {
+    values.push_back({value, ""});
+  }
+  return values;
+}
+
+std::vector<Candidate> Disablers(Client& client, const std::string&) {
+  settings::Batch batch(client);
+  std::vector<settings::Answer<std::optional<Names>>> answers;
+  for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
+    answers.push_back(batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item)));
+  }
+  batch.Ask();
+  std::set<std::string> all;
+  for (const auto& answer : answers) {
+    const Names apps = answer.Get().value_or(Names());
+    all.insert(apps.begin(), apps.end());
+  }
+  std::vector<Candidate> candidates;
+  for (const std::string& app : all) {
+    candidates.push_back({app, ""});
+  }
+  return candidates;
+}
+
+}  // namespace
+
+tools::Offer ItemOffer(const Options& options) { return WhenRunning(options, ItemsThatBegin); }
+
+tools::Offer ValueOffer(const Options& options, const std::string& item) {
+  return WhenRunning(
+      options, [&item](Client& client, const std::string&) { return ValuesOf(client, item); });
+}
+
+tools::Offer AppOffer(const Options& options) { return WhenRunning(options, Disablers); }
+
+}  // namespace settingsctl

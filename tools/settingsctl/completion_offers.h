@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "completion.h"
+#include "settingsctl/connection.h"
+
+// What shells offer, as the running service knows it. They do not start the service, and offer
+// nothing without it. `options` and what the functions refer to must outlive them.
+namespace settingsctl {
+
+// All items, with their names.
+tools::Offer ItemOffer(const Options& options);
+
+// The values of an item: its list, or its numbers if they are few.
+tools::Offer ValueOffer(const Options& options, const std::string& item);
+
+// The applications that disable items.
+tools::Offer AppOffer(const Options& options);
+
+}  // namespace settingsctl
