@@ -57,3 +57,18 @@ function(install_bus_service name program component)
     ${CMAKE_INSTALL_DATADIR}/dbus-1/services ${component}
     NAME ${name} PROGRAM "\${CMAKE_INSTALL_PREFIX}/${program_directory}/${program}")
 endfunction()
+
+# install_completion(TOOL COMPONENT): of its command line, in bash, zsh and fish.
+function(install_completion TOOL component)
+  set(place ${PROJECT_BINARY_DIR}/completion)
+  foreach(shell bash zsh fish)
+    configure_file(${PROJECT_SOURCE_DIR}/packaging/completion/completion.${shell}.in
+      ${place}/${TOOL}.${shell} @ONLY)
+  endforeach()
+  install(FILES ${place}/${TOOL}.bash COMPONENT ${component} RENAME ${TOOL}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${place}/${TOOL}.zsh COMPONENT ${component} RENAME _${TOOL}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${place}/${TOOL}.fish COMPONENT ${component}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endfunction()
