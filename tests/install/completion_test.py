@@ -131,7 +131,8 @@ class Completion(unittest.TestCase):
                 "settingsctl set picturemode fil": "settingsctl set picturemode filmmaker ",
                 "settingsctl visible contrast --pa": "settingsctl visible contrast --path ",
                 "settingsctl --bus=sys": "settingsctl --bus=system ",
-                "settingsctl --bus=session get picturem": "settingsctl --bus=session get picturemode ",
+                "settingsctl --bus=session get picturem":
+                    "settingsctl --bus=session get picturemode ",
                 "settingsctl enable contrast --app org.e":
                     "settingsctl enable contrast --app org.example.game ",
                 "setctl source switch hdmi3": "setctl source switch hdmi3 ",

@@ -128,6 +128,33 @@ TEST_F(CompletionOnBus, AServiceThatDoesNotAnswerIsNotWaitedFor) {
   EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
+// A bus that would start a program for the service's name; the program says so in a file.
+struct Startable {
+  Startable() {
+    std::ofstream(directory / "settings.service")
+        << "[D-BUS Service]\nName=org.nuvra.service.settings_service\n"
+        << "Exec=/bin/sh -c 'echo started >>" << Started().native() << "'\n";
+  }
+  std::filesystem::path Started() const { return directory / "started"; }
+
+  support::TempDirectory directory;
+};
+
+class CompletionOfStartable : private Startable, public OnBus {
+ protected:
+  CompletionOfStartable() : OnBus("<servicedir>" + directory.Path().string() + "</servicedir>") {}
+
+  std::string Starts() const { return support::ReadFile(Started()); }
+};
+
+TEST_F(CompletionOfStartable, NoServiceIsStarted) {
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"get", ""}, Variables()), IsEmpty());
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"set", "picturemode", ""}, Variables()), IsEmpty());
+  EXPECT_EQ(Starts(), "");
+  EXPECT_NE(Run({"get", "picturemode"}).status, 0);
+  EXPECT_EQ(Starts(), "started\n") << "by a verb, and by nothing before";
+}
+
 TEST(CompletionOnSet, TheSetNamesItsKeysAndSources) {
   const support::TempDirectory root;
   host::KeyStore store(root / "var/lib/settings-service", root / "run/settings-service");
