@@ -30,6 +30,10 @@
 #include "keystore/lock_holder.h"
 #include "system/file_descriptor.h"
 
+#ifdef __SANITIZE_THREAD__
+#include <sanitizer/tsan_interface.h>
+#endif
+
 namespace host {
 
 struct WriteLine::Shared {
@@ -94,7 +98,13 @@ bool LockUntil(pthread_mutex_t& mutex, Clock::time_point end) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
   const timespec until{.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
 #ifdef __SANITIZE_THREAD__
-  return IsLocked(mutex, ::pthread_mutex_timedlock(&mutex, &until));
+  const int result = ::pthread_mutex_timedlock(&mutex, &until);
+  if (result == EOWNERDEAD) {
+    // Nor that a timed lock takes the mutex of an owner that died.
+    __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
+    __tsan_mutex_post_lock(&mutex, __tsan_mutex_try_lock, 0);
+  }
+  return IsLocked(mutex, result);
 #else
   return IsLocked(mutex, ::pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until));
 #endif

@@ -8,20 +8,38 @@
 
 #include <filesystem>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "key_store_fixture.h"
 
 namespace {
 
-// How often each file was flushed, by path.
-std::map<std::string, int>& Flushes() {
-  static std::map<std::string, int> flushes;
-  return flushes;
+// How often each file was flushed, by path. Any thread may flush.
+struct FlushCounts {
+  std::mutex mutex;
+  std::map<std::string, int> byFile;
+};
+
+FlushCounts& Counts() {
+  static auto* const counts = new FlushCounts();
+  return *counts;
+}
+
+std::map<std::string, int> Flushes() {
+  const std::lock_guard lock(Counts().mutex);
+  return Counts().byFile;
+}
+
+void ForgetFlushes() {
+  const std::lock_guard lock(Counts().mutex);
+  Counts().byFile.clear();
 }
 
 void CountFlush(int fd) {
-  ++Flushes()[std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd))];
+  const std::string file = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd));
+  const std::lock_guard lock(Counts().mutex);
+  ++Counts().byFile[file];
 }
 
 }  // namespace
@@ -52,18 +70,18 @@ TEST_F(KeyStoreDurability, ADurableWriteIsFlushedOnceBeforeItReturns) {
   const auto store = Open();
   store->Set("db/key", 0);
   for (int value = 1; value <= 10; ++value) {
-    Flushes().clear();
+    ForgetFlushes();
     store->Set("db/key", value);
     EXPECT_THAT(Flushes(), ElementsAre(Pair(Log(DurableFile()), 1)));
   }
-  Flushes().clear();
+  ForgetFlushes();
   store->Unset("db/key");
   EXPECT_THAT(Flushes(), ElementsAre(Pair(Log(DurableFile()), 1)));
 }
 
 TEST_F(KeyStoreDurability, AWriteToMemoryIsNeverFlushed) {
   const auto store = Open();
-  Flushes().clear();
+  ForgetFlushes();
   for (int value = 1; value <= 2000; ++value) {
     store->Set("memory/key", value);
   }
@@ -73,7 +91,7 @@ TEST_F(KeyStoreDurability, AWriteToMemoryIsNeverFlushed) {
 TEST_F(KeyStoreDurability, ReadingFlushesNothing) {
   const auto store = Open();
   store->Set("db/key", 1);
-  Flushes().clear();
+  ForgetFlushes();
   store->Get("db/key");
   store->List("");
   KeyWatcher(*store).TakeChanges();
@@ -92,7 +110,7 @@ TEST_F(KeyStoreDurability, AWriteTouchesTwoPages) {
 }
 
 TEST_F(KeyStoreDurability, NewDirectoriesAreOnDiskBeforeTheyAreUsed) {
-  Flushes().clear();
+  ForgetFlushes();
   const KeyStore store(StateDir() / "below", RunDir());
   EXPECT_EQ(Flushes().count(StateDir().parent_path()), 1);
   EXPECT_EQ(Flushes().count(StateDir()), 1);
