@@ -105,7 +105,7 @@ bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::p
     std::error_code error;
     const std::filesystem::path file = directory / kFileName;
     const std::filesystem::file_status status = std::filesystem::status(file, error);
-    return error == std::errc::permission_denied ||
+    return error == std::errc::permission_denied || HasCopyOrLog(file) ||
            (std::filesystem::exists(status) && (!std::filesystem::is_regular_file(status) ||
                                                 std::filesystem::file_size(file, error) > 0));
   };
@@ -126,9 +126,9 @@ struct KeyStore::Impl {
     const bool isSameBoot = std::filesystem::exists(runDir / kFileName, ignored);
     const bool isAlone = TakeUse(runDir / "users");
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
-      // Whoever still has a deleted file open does not have this one.
-      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) ||
-                          !std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
+      // Whoever still has a deleted file open does not have this one, and nothing is left of one
+      // that was emptied.
+      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) || IsMissingOrEmpty(file);
       return isOurs ? OpenMended(file, durability, changed, isSameBoot)
                     : std::make_unique<KeyFile>(file, durability, changed);
     };

@@ -17,8 +17,8 @@ namespace host {
 // control characters, at most 255 bytes in all.
 bool IsValidKey(std::string_view key);
 
-// Whether a store was made in these directories and is still there; an empty file does not count.
-// Also true when this user may not look into them.
+// Whether a store was made in these directories and is still there; an empty file does not count,
+// unless it has a copy or a log. Also true when this user may not look into them.
 bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir);
 
 // The key store of a set, shared with all other processes that open it (docs/keystore.md).

@@ -1,6 +1,7 @@
 #include "keystore/sqlite.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <cerrno>
@@ -94,8 +95,18 @@ std::string ReadOnlyUri(const std::filesystem::path& file) {
 
 }  // namespace
 
+bool IsMissingOrEmpty(const std::filesystem::path& file) {
+  struct stat status;
+  return ::stat(file.c_str(), &status) != 0 ? errno == ENOENT
+                                            : S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
 Database::Database(const std::filesystem::path& file) : m_File(file) {
   try {
+    std::error_code ignored;
+    if (IsMissingOrEmpty(file) && std::filesystem::exists(m_File + "-wal", ignored)) {
+      FailAs("it is empty, but there is a log of it");
+    }
     const bool isReadOnly = IsOnReadOnlyFileSystem(file);
     const int code = isReadOnly ? Open(ReadOnlyUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)
                                 : Open(m_File, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);

@@ -17,10 +17,14 @@ struct sqlite3_stmt;
 
 namespace host {
 
+// Whether there is no file, or one of no bytes.
+bool IsMissingOrEmpty(const std::filesystem::path& file);
+
 class Database {
  public:
   // Opens `file` for reading and writing, creating it if missing; on a read-only file system, for
-  // reading.
+  // reading. Fails as damaged when the file is missing or empty beside a log: SQLite would remove
+  // the log.
   explicit Database(const std::filesystem::path& file);
   ~Database();
   Database(const Database&) = delete;

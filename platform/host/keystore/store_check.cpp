@@ -47,6 +47,9 @@ StoreFile Check(const path& file, bool isInUse) {
   if (!IsThere(file)) {
     return {file, State::kMissing, "is missing"};
   }
+  if (IsMissingOrEmpty(file)) {
+    return {file, State::kDamaged, "is empty"};
+  }
   const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file);
   return {file, damage ? State::kDamaged : State::kWhole, damage.value_or("is whole")};
 }

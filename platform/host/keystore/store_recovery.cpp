@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <set>
 #include <span>
 #include <system_error>
@@ -254,12 +255,55 @@ path SetAside(const path& file) {
   return aside;
 }
 
+// Makes a file of its log alone. Returns whether the log holds every page.
+bool MakeFromLog(const path& log, const path& file) {
+  const path made = file.string() + ".new";
+  std::error_code error;
+  std::filesystem::remove(made, error);
+  std::filesystem::copy_file(log, LogOf(made), std::filesystem::copy_options::overwrite_existing,
+                             error);
+  if (!error) {
+    // SQLite removes the log of an empty file.
+    std::ofstream(made).close();
+    std::filesystem::resize_file(made, kPageSize, error);
+  }
+  bool isMade = false;
+  try {
+    if (!error && ReadLog(made).pages.count(1) != 0 && !DamageOf(made)) {
+      Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+      isMade = !DamageOf(made);
+    }
+  } catch (const StoreError& failure) {
+    if (failure.Error() != EUCLEAN) {
+      throw;
+    }
+  }
+  if (isMade) {
+    MoveInPlace(made, file);
+  }
+  for (const path& left : {LogOf(made), LogIndexOf(made), made}) {
+    std::filesystem::remove(left, error);
+  }
+  return isMade;
+}
+
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
+  const bool hadLog = IsThere(LogOf(file));
+  const bool isGone = IsMissingOrEmpty(file);
+  // Changes may be missing from a log that is damaged, which the copy may have.
+  const bool mayUseLog = isGone && hadLog && ReadLog(file).endsBehind == 0;
   std::string line = "key file " + file.string() + " " + reason;
-  if (const path aside = SetAside(file); wasThere) {
+  const path aside = SetAside(file);
+  if (wasThere) {
     line += "; it is set aside as " + aside.string();
+  } else if (hadLog) {
+    line += "; its log is set aside as " + LogOf(aside).string();
+  }
+  if (mayUseLog && MakeFromLog(LogOf(aside), file)) {
+    LogError("keystore", line + "; what its log holds takes its place");
+    return;
   }
   const path copy = CopyOf(file);
   const bool hasCopy = IsThere(copy);
@@ -326,13 +370,17 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
 
 path CopyOf(const path& file) { return file.string() + ".copy"; }
 
+bool HasCopyOrLog(const path& file) { return IsThere(CopyOf(file)) || IsThere(LogOf(file)); }
+
 std::vector<path> SetAsideFiles(const path& file) {
   const std::string prefix = file.filename().string() + ".damaged-";
   std::vector<path> found;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(file.parent_path(), error)) {
     const std::string name = entry.path().filename();
-    if (name.starts_with(prefix) && !name.ends_with("-wal") && !name.ends_with("-shm")) {
+    const bool isBesideFile = name.ends_with("-wal") &&
+                              IsThere(entry.path().parent_path() / name.substr(0, name.size() - 4));
+    if (name.starts_with(prefix) && !isBesideFile && !name.ends_with("-shm")) {
       found.push_back(entry.path());
     }
   }
@@ -352,9 +400,10 @@ bool IsOpenSomewhere(const path& file) {
 }
 
 std::optional<std::string> DamageOf(const path& file) {
+  const bool wasMade = HasCopyOrLog(file);
   const FileDescriptor opened = OpenToRead(file);
   if (!opened && errno == ENOENT) {
-    return IsThere(CopyOf(file)) ? std::optional<std::string>("is missing") : std::nullopt;
+    return wasMade ? std::optional<std::string>("is missing") : std::nullopt;
   }
   if (!opened) {
     for (const int ofSystem : {EMFILE, ENFILE, ENOMEM, EINTR}) {
@@ -369,7 +418,7 @@ std::optional<std::string> DamageOf(const path& file) {
     return "is not a file";
   }
   if (status.st_size == 0) {
-    return IsThere(CopyOf(file)) ? std::optional<std::string>("is empty") : std::nullopt;
+    return wasMade ? std::optional<std::string>("is empty") : std::nullopt;
   }
   return DamageOfPages(file, opened.Get(), status.st_size);
 }

@@ -16,15 +16,18 @@ namespace host {
 // The good copy of a key file, which store_copy.h makes.
 std::filesystem::path CopyOf(const std::filesystem::path& file);
 
+// Whether something says that there was such a key file, though it may be missing or empty now.
+bool HasCopyOrLog(const std::filesystem::path& file);
+
 // The files that were set aside for this one, oldest first; each may have its log beside it, under
-// its name and "-wal".
+// its name and "-wal". A log that was set aside without a file is one of them.
 std::vector<std::filesystem::path> SetAsideFiles(const std::filesystem::path& file);
 
 // Whether some process, with whatever version of this program, has the file open.
 bool IsOpenSomewhere(const std::filesystem::path& file);
 
 // What is wrong with a key file: the words that follow "key file …". Nothing when it is whole, or
-// when it is missing or empty and nothing says that there was one. Throws StoreError when that
+// when it is missing or empty and has neither a copy nor a log. Throws StoreError when that
 // cannot be determined now.
 std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
@@ -35,7 +38,7 @@ bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
 
 // Opens a key file as KeyFile does, whatever its state: a damaged one is set aside under a dated
 // name, five of which are kept, and its copy takes its place, or an empty file if there is no good
-// copy. What was done is logged. A file of an older version is converted to this one. Throws
+// copy. The log of a missing or empty file takes its place before the copy if it holds every page. What was done is logged. A file of an older version is converted to this one. Throws
 // StoreError for failures other than damage, such as a full disk.
 std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durability durability,
                                     const std::filesystem::path& changed, bool isSameBoot);

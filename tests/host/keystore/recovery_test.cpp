@@ -9,6 +9,7 @@
 #include <random>
 
 #include "key_store_fixture.h"
+#include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_recovery.h"
@@ -286,6 +287,94 @@ TEST_F(Recovery, ALogThatIsMissingIsSaid) {
     EXPECT_TRUE(Open()->Set("db/key", 2));
     EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
   }
+}
+
+TEST_F(Recovery, WhatALogHoldsIsTakenWhenItsFileIsGone) {
+  for (const bool isRemoved : {true, false}) {
+    SCOPED_TRACE(isRemoved);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    SetMany(*open);
+    Kill(std::move(open));
+    if (isRemoved) {
+      std::filesystem::remove(DurableFile());
+    } else {
+      std::filesystem::resize_file(DurableFile(), 0);
+    }
+    const std::string before = Logged();
+    EXPECT_THAT(Open()->List("db/"), SizeIs(kMany));
+    const std::string log = Logged().substr(before.size());
+    EXPECT_THAT(log, HasSubstr(" E "));
+    EXPECT_THAT(log, HasSubstr("what its log holds takes its place"));
+    const auto aside = SetAsideFiles(DurableFile());
+    ASSERT_THAT(aside, SizeIs(1));
+    EXPECT_THAT(log, HasSubstr("set aside as " + aside.front().string()));
+    EXPECT_EQ(DamageOf(DurableFile()), std::nullopt);
+  }
+}
+
+TEST_F(Recovery, ALogWhoseFileIsGoneIsSetAsideWhenItDoesNotHoldEverything) {
+  auto open = Open();
+  SetMany(*open);
+  Sql(DurableFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  open->Set("db/key", 1);
+  Kill(std::move(open));
+  std::filesystem::remove(DurableFile());
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  const auto aside = SetAsideFiles(DurableFile());
+  ASSERT_THAT(aside, SizeIs(1));
+  EXPECT_THAT(Logged(), AllOf(HasSubstr("its log is set aside as " + aside.front().string()),
+                              HasSubstr("an empty one takes its place")));
+}
+
+TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
+  MakeStore(1, true);
+  for (int i = 1; i <= 8; ++i) {
+    std::filesystem::remove(DurableFile());
+    std::ofstream(LogOf(DurableFile())) << "a log";
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  }
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(5));
+  int found = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+    found += entry.path().string().find(".damaged-") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(found, 5);
+}
+
+TEST_F(Recovery, AFileThatIsEmptiedWhileItIsOpenKeepsItsLog) {
+  const auto open = Open();
+  SetMany(*open);
+  std::filesystem::resize_file(DurableFile(), 0);
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "is empty");
+  EXPECT_THROW(CopyKeyFile(DurableFile(), CopyOf(DurableFile())), StoreError);
+  EXPECT_GT(std::filesystem::file_size(LogOf(DurableFile())), 0);
+  // Who opens it takes what the log holds.
+  EXPECT_THAT(Open()->List("db/"), SizeIs(kMany));
+}
+
+TEST_F(Recovery, AFileThatIsEmptiedDoesNotKeepOthersFromOpeningTheStore) {
+  MakeStore(31, true);
+  auto watch = Start({"watch", "db/key"});
+  ASSERT_TRUE(watch.IsReady());
+  std::filesystem::resize_file(DurableFile(), 0);
+  const auto open = Open();
+  EXPECT_EQ(open->Get("db/key"), KeyValue(31));
+  EXPECT_TRUE(open->Set("db/key", 32));
+  EXPECT_THAT(Logged(), HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
+}
+
+TEST_F(Recovery, AStoreWhoseFileIsGoneCountsAsMadeWhenItCanBeTakenFromElsewhere) {
+  MakeStore(31, true);
+  std::filesystem::resize_file(DurableFile(), 0);
+  EXPECT_TRUE(IsStoreMade(StateDir(), RunDir()));
+  std::filesystem::remove(DurableFile());
+  EXPECT_TRUE(IsStoreMade(StateDir(), RunDir()));
+  std::filesystem::rename(CopyOf(DurableFile()), LogOf(DurableFile()));
+  EXPECT_TRUE(IsStoreMade(StateDir(), RunDir()));
+  std::filesystem::remove(LogOf(DurableFile()));
+  EXPECT_FALSE(IsStoreMade(StateDir(), RunDir()));
 }
 
 TEST_F(Recovery, ALogThatEndsInTheMiddleOfAWriteIsNoDamage) {
