@@ -7,7 +7,6 @@
 #include <cstring>
 #include <exception>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -19,24 +18,18 @@
 #include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "framework/store_failure.h"
+#include "keystore/damage_log.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
 #include "keystore/store_error.h"
 #include "system/exception_border.h"
 #include "system/host.h"
-#include "thread_safety.h"
 
 struct _keynode_t {
   host::KeyChange change;
 };
 
 namespace host {
-
-// Damage to the store that has been logged.
-struct ReportedDamages {
-  guarded::Mutex mutex;
-  std::set<std::string> damages GUARDED_BY(mutex);
-};
 
 namespace {
 
@@ -47,14 +40,6 @@ int ErrorOf(const std::exception& failure) {
   }
   const auto* ofSystem = dynamic_cast<const std::system_error*>(&failure);
   return ofSystem != nullptr ? ofSystem->code().value() : EIO;
-}
-
-// Whether this damage is new: damage stays until the set restarts, and everyone who looks at it
-// meets it again.
-bool IsNews(const std::string& damage) {
-  ReportedDamages& reported = g_Host.reportedDamages.Get();
-  const guarded::Lock lock(reported.mutex);
-  return reported.damages.insert(damage).second;
 }
 
 // Runs `body` for a C caller: an exception is logged under `function` and becomes `failure`, and
@@ -68,7 +53,8 @@ Result Called(const char* function, Result failure, Body body) noexcept {
     } catch (const std::exception& exception) {
       error = ErrorOf(exception);
       NoteStoreFailure(exception.what());
-      if (error == EUCLEAN && !IsNews(exception.what())) {
+      const auto* ofStore = dynamic_cast<const StoreError*>(&exception);
+      if (ofStore != nullptr && !IsWorthLogging(*ofStore)) {
         return failure;
       }
       throw;
@@ -186,7 +172,7 @@ class Subscriptions {
   }
 
   void Deliver() {
-    Guarded("vconf", "cannot read the changes", [this] {
+    GuardedFromDamage("vconf", "cannot read the changes", [this] {
       for (KeyChange& change : m_Watcher.TakeChanges()) {
         DeliverOne(std::move(change));
       }

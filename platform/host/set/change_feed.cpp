@@ -7,10 +7,10 @@
 
 #include <utility>
 
+#include "keystore/damage_log.h"
 #include "keystore/process_store.h"
 #include "set/keys.h"
 #include "set/service_thread.h"
-#include "system/exception_border.h"
 
 namespace host {
 
@@ -45,7 +45,7 @@ void ChangeFeed::m_Hand(const std::vector<KeyChange>& changes) {
 }
 
 void ChangeFeed::m_Take() {
-  Guarded("set", "cannot read the changes", [this] {
+  GuardedFromDamage("set", "cannot read the changes", [this] {
     m_Hand(m_Watcher.TakeChanges());
     m_HasMissed = m_HasMissed || m_Watcher.Missed() > 0;
     if (m_HasMissed && !m_Watcher.IsBehind()) {

@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "contract/main_loop.h"
+#include "framework/main_loop.h"
+#include "keystore/key_store.h"
 #include "support/temp_directory.h"
 #include "system/environment.h"
 #include "system/log.h"
@@ -48,6 +51,36 @@ TEST(HostVconf, FailsAndSaysWhyUntilTheStoreCanBeOpened) {
   EXPECT_EQ(vconf_set_int("db/key", 1), 0);
   EXPECT_EQ(vconf_get_int("db/key", &value), 0);
   EXPECT_EQ(value, 1);
+}
+
+TEST(HostVconf, LogsDamageOnceHoweverOftenTheChangesAreAskedFor) {
+  const support::TempDirectory root;
+  host::SetEnvironment({.root = root.Path(), .modelFile = {}, .dataDir = {}});
+  host::OpenLog(root / "log");
+  const host::MainLoop mainLoop;
+  ASSERT_EQ(vconf_set_int("memory/key", 1), 0);
+  ASSERT_EQ(vconf_notify_key_changed("memory/key", DoNothing, nullptr), 0);
+
+  // What another connection wrote is read from the log's frames.
+  const std::filesystem::path run = root / "run/settings-service";
+  host::KeyStore(host::StateDir(), host::RunDir()).Set("memory/key", 2);
+  std::fstream pages(run / "keys.db-wal", std::ios::in | std::ios::out | std::ios::binary);
+  pages.seekp(32);
+  pages << std::string(std::filesystem::file_size(run / "keys.db-wal") - 32, 'x') << std::flush;
+  const auto logged = [&] {
+    EXPECT_TRUE(host::FlushLog(std::chrono::seconds(10)));
+    return support::ReadFile(root / "log");
+  };
+  ASSERT_TRUE(contract::RunMainLoopUntil(
+      [&] { return logged().find("cannot read the changes") != std::string::npos; }));
+  const std::string first = logged();
+  for (int time = 0; time < 3; ++time) {
+    std::ofstream(run / "changed").close();
+    contract::SettleMainLoop();
+  }
+  EXPECT_EQ(logged(), first);
+  int value = 0;
+  EXPECT_EQ(vconf_get_int("memory/key", &value), -1);
 }
 
 }  // namespace
