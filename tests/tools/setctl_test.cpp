@@ -20,6 +20,7 @@ using support::Outcome;
 using support::ReadFile;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 void ExpectFailure(const Outcome& outcome, int status, const std::string& message) {
@@ -81,8 +82,13 @@ TEST_F(Setctl, ABackupOfARunningStoreIsAWholeOfItsOwn) {
   EXPECT_EQ(Run({"key", "recover", m_Root / "later"}).out, "db/x = 7\n");
   ExpectFailure(Run({"key", "backup", m_Root / "var/lib/settings-service/keys.db"}), 2,
                 "choose another directory");
-  ExpectFailure(Run({"key", "backup", m_Root / "none/backup"}), 1, "none/backup");
+  ExpectFailure(Run({"key", "backup", m_Root / "run/settings-service/keys.db"}), 2,
+                "choose another directory");
+  const Outcome nowhere = Run({"key", "backup", m_Root / "none/backup"});
+  ExpectFailure(nowhere, 1, "cannot make " + (m_Root / "none/backup").string());
+  EXPECT_THAT(nowhere.err, Not(HasSubstr("keys.db")));
   EXPECT_EQ(Store().Get("db/x"), KeyValue(7));
+  EXPECT_EQ(Store().Get("memory/x"), KeyValue(6));
 }
 
 TEST_F(Setctl, ACheckTellsHowTheFilesAreAndMendsNothing) {
@@ -126,6 +132,30 @@ TEST_F(Setctl, WhatCanBeReadOfADamagedFileIsPrintedAndStored) {
   EXPECT_EQ(Store().Get("db/key200"), KeyValue(std::string(100, 'x')));
   EXPECT_EQ(Store().Get("db/new"), KeyValue(1));
   ExpectFailure(Run({"key", "recover", m_Root / "none"}), 10, "no file");
+}
+
+TEST_F(Setctl, ABackupIsReadWhateverBecameOfTheStore) {
+  Store().Set("db/x", KeyValue(5));
+  const std::filesystem::path backup = m_Root / "backup";
+  ExpectOutput(Run({"key", "backup", backup}), "");
+  for (int i = 0; i < 300; ++i) {
+    Store().Set("db/key" + std::to_string(i), KeyValue(std::string(100, 'x')));
+  }
+  // As long as the store is in use nobody mends it.
+  const std::string log = m_Root / "var/lib/settings-service/keys.db-wal";
+  std::fstream frames(log, std::ios::in | std::ios::out | std::ios::binary);
+  frames.seekp(32);
+  frames << std::string(std::filesystem::file_size(log) - 32, 'x') << std::flush;
+  ASSERT_EQ(Run({"key", "list"}).status, 1);
+  EXPECT_EQ(Run({"key", "recover", backup}).out, "db/x = 5\n");
+
+  m_Store.reset();
+  std::filesystem::remove_all(m_Root / "run");
+  const Outcome stopped = Run({"key", "recover", backup});
+  EXPECT_EQ(stopped.status, 0);
+  EXPECT_EQ(stopped.out, "db/x = 5\n");
+  EXPECT_FALSE(std::filesystem::exists(m_Root / "run"));
+  ExpectFailure(Run({"key", "recover", "--set", backup}), 8, "no set runs");
 }
 
 TEST_F(Setctl, TheTypeOfAValueFollowsItsTextTheKeyOrTheOptions) {

@@ -59,11 +59,13 @@ ExitCode Check(const Options& options) {
 ExitCode Backup(const Options& options, const std::string& name) {
   const path file = std::filesystem::absolute(name);
   return WithStore(options, [&](KeyStore&) {
-    std::error_code ignored;
-    if (std::filesystem::equivalent(file.parent_path(), host::StateDir(), ignored)) {
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("{} is where the store itself is; choose another directory",
-                                Quote(file.parent_path().native())));
+    for (const path& directory : {host::StateDir(), host::RunDir()}) {
+      std::error_code ignored;
+      if (std::filesystem::equivalent(file.parent_path(), directory, ignored)) {
+        throw Failure(ExitCode::kUsage,
+                      fmt::format("{} is where the store itself is; choose another directory",
+                                  Quote(file.parent_path().native())));
+      }
     }
     host::CopyKeyFile(host::StateDir() / "keys.db", file);
     return ExitCode::kDone;
@@ -71,17 +73,21 @@ ExitCode Backup(const Options& options, const std::string& name) {
 }
 
 // The keys that there may be, by which those behind a damaged place are found.
-std::vector<std::string> KnownKeys(KeyStore& store) {
+// Without a store that can be read there are none: the file is needed most just then.
+std::vector<std::string> KnownKeys(KeyStore* store) {
   std::vector<std::string> known;
-  for (const auto& [key, value] : store.List("")) {
-    known.push_back(key);
+  try {
+    for (const auto& [key, value] : (store != nullptr ? store->List("") : OpenStore()->List(""))) {
+      known.push_back(key);
+    }
+  } catch (const std::runtime_error&) {
   }
   return known;
 }
 
 ExitCode Recover(const Options& options, const FileArguments& arguments) {
   const path file = std::filesystem::absolute(arguments.file);
-  return WithStore(options, [&](KeyStore& store) {
+  return WithSet(options, [&] {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(file, ignored)) {
       throw Failure(ExitCode::kNotFound, fmt::format("no file {}; setctl key check lists what was "
@@ -93,10 +99,11 @@ ExitCode Recover(const Options& options, const FileArguments& arguments) {
       throw Failure(ExitCode::kUsage,
                     fmt::format("{} is in use; see setctl key list", Quote(file.native())));
     }
-    const host::Salvage salvage = host::ReadDamaged(file, KnownKeys(store));
+    const auto store = arguments.set ? OpenStore() : nullptr;
+    const host::Salvage salvage = host::ReadDamaged(file, KnownKeys(store.get()));
     for (const auto& [key, value] : salvage.keys) {
       if (arguments.set) {
-        store.Set(key, value);
+        store->Set(key, value);
       }
       tools::PrintLine(options.json ? KeyJson(key, value) : KeyText(key, value));
     }

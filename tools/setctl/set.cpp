@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -70,15 +71,17 @@ tools::ExitCode WithSet(const Options& options, const std::function<tools::ExitC
   }
 }
 
+std::unique_ptr<host::KeyStore> OpenStore() {
+  RequireSet();
+  host::OpenLog({});
+  auto store = std::make_unique<host::KeyStore>(host::StateDir(), host::RunDir());
+  host::FlushLog(kLogPatience);
+  return store;
+}
+
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb) {
-  return WithSet(options, [&] {
-    RequireSet();
-    host::OpenLog({});
-    host::KeyStore store(host::StateDir(), host::RunDir());
-    host::FlushLog(kLogPatience);
-    return verb(store);
-  });
+  return WithSet(options, [&] { return verb(*OpenStore()); });
 }
 
 }  // namespace setctl

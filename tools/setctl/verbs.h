@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -38,7 +39,11 @@ void RequireSet();
 // Enters the set and runs `verb`. Missing permissions end the tool with kNotAllowed.
 tools::ExitCode WithSet(const Options& options, const std::function<tools::ExitCode()>& verb);
 
-// The same for a set that must exist, with its key store. Reports of the store are printed at once.
+// The entered set's key store; RequireSet says when there is none. Reports of the store are printed
+// at once. Called once at most.
+std::unique_ptr<host::KeyStore> OpenStore();
+
+// WithSet for a set that must exist, with its key store.
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 

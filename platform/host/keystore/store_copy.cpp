@@ -100,6 +100,10 @@ void PutMissingChecks(const path& file) {
 void CopyKeyFile(const path& from, const path& to) {
   const path unfinished = UnfinishedOf(to);
   const Unfinished removed(unfinished);
+  // SQLite would name `from` when the copy cannot be made.
+  if (!FileDescriptor(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644))) {
+    Fail("cannot make", unfinished, errno);
+  }
   {
     Database source(from);
     WriteCopy(source, unfinished);
