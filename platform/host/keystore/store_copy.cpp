@@ -49,8 +49,10 @@ class Unfinished {
   path m_File;
 };
 
-// Gives a file the owner of another: whoever repairs a store may be a different user from the one
-// who runs the set.
+path UnfinishedOf(const path& file) { return file.string() + ".new"; }
+
+}  // namespace
+
 void GiveToOwnerOf(const path& other, const path& file) {
   struct stat status {};
   if (::stat(other.c_str(), &status) == 0 &&
@@ -58,10 +60,6 @@ void GiveToOwnerOf(const path& other, const path& file) {
     // Only a privileged user can, and only a privileged user needs to.
   }
 }
-
-path UnfinishedOf(const path& file) { return file.string() + ".new"; }
-
-}  // namespace
 
 void WriteCopy(Database& from, const path& to) {
   Statement copy(from, "VACUUM INTO ?1");

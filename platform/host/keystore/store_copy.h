@@ -19,6 +19,10 @@ void PutMissingChecks(const std::filesystem::path& file);
 // found sound before it replaces what was there.
 void CopyKeyFile(const std::filesystem::path& from, const std::filesystem::path& to);
 
+// Gives `file` the owner of `other`, if this user can: whoever repairs a store may be a different
+// user from the one who runs the set.
+void GiveToOwnerOf(const std::filesystem::path& other, const std::filesystem::path& file);
+
 // Gives `file` the content of `copy`, or moves it there; completely, and on disk when this returns.
 void PutInPlace(const std::filesystem::path& copy, const std::filesystem::path& file);
 void MoveInPlace(const std::filesystem::path& from, const std::filesystem::path& file);

@@ -255,21 +255,25 @@ path SetAside(const path& file) {
   return aside;
 }
 
-// Makes a file of its log alone. Returns whether the log holds every page.
-bool MakeFromLog(const path& log, const path& file) {
-  const path made = file.string() + ".new";
+// Makes the new file `made` of the log of `file` alone. Returns whether the log holds every page.
+bool MakeFromLog(const path& file, const path& made) {
+  const path log = LogOf(file);
   std::error_code error;
-  std::filesystem::remove(made, error);
-  std::filesystem::copy_file(log, LogOf(made), std::filesystem::copy_options::overwrite_existing,
-                             error);
+  for (const path& old : {made, LogOf(made), LogIndexOf(made)}) {
+    std::filesystem::remove(old, error);
+  }
+  std::filesystem::copy_file(log, LogOf(made), error);
   if (!error) {
     // SQLite removes the log of an empty file.
     std::ofstream(made).close();
     std::filesystem::resize_file(made, kPageSize, error);
   }
+  if (error) {
+    Fail(file, "cannot be made of its log", error.value());
+  }
   bool isMade = false;
   try {
-    if (!error && ReadLog(made).pages.count(1) != 0 && !DamageOf(made)) {
+    if (!DamageOf(made)) {
       Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
       isMade = !DamageOf(made);
     }
@@ -279,11 +283,12 @@ bool MakeFromLog(const path& log, const path& file) {
     }
   }
   if (isMade) {
-    MoveInPlace(made, file);
+    GiveToOwnerOf(log, made);
+  } else {
+    std::filesystem::remove(made, error);
   }
-  for (const path& left : {LogOf(made), LogIndexOf(made), made}) {
-    std::filesystem::remove(left, error);
-  }
+  std::filesystem::remove(LogOf(made), error);
+  std::filesystem::remove(LogIndexOf(made), error);
   return isMade;
 }
 
@@ -291,9 +296,11 @@ bool MakeFromLog(const path& log, const path& file) {
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
-  const bool isGone = IsMissingOrEmpty(file);
-  // Changes may be missing from a log that is damaged, which the copy may have.
-  const bool mayUseLog = isGone && hadLog && ReadLog(file).endsBehind == 0;
+  const path made = file.string() + ".new";
+  // The copy may be newer than what is left of a log.
+  const bool isLogCut = hadLog && IsLogCut(file, false);
+  const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
+                      MakeFromLog(file, made);
   std::string line = "key file " + file.string() + " " + reason;
   const path aside = SetAside(file);
   if (wasThere) {
@@ -301,8 +308,10 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   } else if (hadLog) {
     line += "; its log is set aside as " + LogOf(aside).string();
   }
-  if (mayUseLog && MakeFromLog(LogOf(aside), file)) {
-    LogError("keystore", line + "; what its log holds takes its place");
+  if (isMade) {
+    MoveInPlace(made, file);
+    line += "; what its log holds takes its place";
+    LogError("keystore", isLogCut ? line + ", without the newest changes" : line);
     return;
   }
   const path copy = CopyOf(file);

@@ -328,6 +328,33 @@ TEST_F(Recovery, ALogWhoseFileIsGoneIsSetAsideWhenItDoesNotHoldEverything) {
                               HasSubstr("an empty one takes its place")));
 }
 
+TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoCopy) {
+  for (const bool withCopy : {true, false}) {
+    SCOPED_TRACE(withCopy);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    SetMany(*open);
+    if (withCopy) {
+      CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+    }
+    Kill(std::move(open));
+    Flip(LogOf(DurableFile()), std::filesystem::file_size(LogOf(DurableFile())) / 2 * 8);
+    std::filesystem::remove(DurableFile());
+    const std::string before = Logged();
+    const std::size_t count = Open()->List("db/").size();
+    const std::string log = Logged().substr(before.size());
+    if (withCopy) {
+      EXPECT_EQ(count, kMany);
+      EXPECT_THAT(log, HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
+    } else {
+      EXPECT_GT(count, 0);
+      EXPECT_LT(count, kMany);
+      EXPECT_THAT(log, HasSubstr("takes its place, without the newest changes"));
+    }
+  }
+}
+
 TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
   MakeStore(1, true);
   for (int i = 1; i <= 8; ++i) {
