@@ -18,6 +18,7 @@
 
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
+#include "keystore/store_error.h"
 #include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"
 #include "system/error_log.h"
@@ -56,6 +57,14 @@ std::optional<Time> TimeOf(const path& file) {
   std::error_code error;
   const Time time = std::filesystem::last_write_time(file, error);
   return error ? std::nullopt : std::optional(time);
+}
+
+// The number of the newest change in a key file, which exists; 0 when there is none.
+std::int64_t NewestChangeIn(const path& file) {
+  Database database(file);
+  Statement newest(database, "SELECT max(number) FROM changes");
+  Rows rows = newest.Query();
+  return rows.Next() ? rows.Integer(0) : 0;
 }
 
 }  // namespace
@@ -114,22 +123,28 @@ struct StoreKeeper::Impl {
     if (!isFolded) {
       return now + times.afterHindrance;
     }
-    const auto fileTime = TimeOf(file);
     const auto copyTime = TimeOf(CopyOf(file));
-    if (!fileTime || (copyTime && *copyTime >= *fileTime)) {
+    if (!TimeOf(file) || (copyTime && IsCopyNew())) {
       return std::nullopt;
     }
-    // A clock that was set back must not delay it for long.
-    const auto age = std::chrono::duration_cast<milliseconds>(
-        copyTime ? Time::clock::now() - *copyTime : times.betweenCopies);
-    const auto left = std::min(times.betweenCopies - age, times.betweenCopies);
-    if (left > milliseconds(0)) {
-      return now + left;
+    // A copy from the future was made before the clock was set back: nobody knows its age.
+    const auto age = copyTime ? Time::clock::now() - *copyTime : Time::duration::min();
+    if (age >= Time::duration::zero() && age < times.betweenCopies) {
+      return now + std::chrono::ceil<milliseconds>(times.betweenCopies - age);
     }
     const bool isCopied = Try([this] { CopyKeyFile(file, CopyOf(file)); });
     // The memory that this took is not needed again for a long time.
     ::malloc_trim(0);
     return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
+  }
+
+  // Whether the copy has all changes. Times would not tell: the clock may have been set back.
+  bool IsCopyNew() const {
+    try {
+      return NewestChangeIn(CopyOf(file)) == NewestChangeIn(file);
+    } catch (const StoreError&) {
+      return false;  // whoever makes the copy says why
+    }
   }
 
   // Whether nothing is left in the log. Its content goes into the file first, for which nobody has

@@ -115,6 +115,17 @@ TEST_F(Keeper, ACopyIsMadeAndNotAnotherOneBeforeItsTime) {
   EXPECT_TRUE(IsCopied("3"));
 }
 
+TEST_F(Keeper, ACopyMadeUnderAClockThatWasSetBackIsReplaced) {
+  const auto store = Open();
+  store->Set("db/key", 1);
+  CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+  std::filesystem::last_write_time(CopyOf(DurableFile()),
+                                   std::filesystem::file_time_type::clock::now() + hours(50'000));
+  store->Set("db/key", 2);
+  const auto keeper = Keep({.quiet = kSoon});
+  EXPECT_TRUE(IsCopied("2"));
+}
+
 TEST_F(Keeper, WhatIsDamagedIsNotCopied) {
   Open()->Set("db/key", 1);
   const auto store = Open();
