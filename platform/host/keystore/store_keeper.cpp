@@ -99,17 +99,22 @@ struct StoreKeeper::Impl {
     // What an earlier run of the set left in the log is folded in, too.
     bool isDue = true;
     std::optional<steady_clock::time_point> next = steady_clock::now();
+    auto latest = steady_clock::now() + times.longest;
     while (Wait(next, !isDue)) {
       // Writers wake this thread once and not at every write.
       const LogState before = StateOfLog(log);
       if (before.size > kLongLog) {
         Try([this] { Checkpoint("PASSIVE"); });
       }
-      if (!Wait(steady_clock::now() + times.quiet, false)) {
+      const auto now = steady_clock::now();
+      if (!isDue) {
+        latest = now + times.longest;
+      }
+      if (!Wait(std::min(now + times.quiet, latest), false)) {
         return;
       }
       written.Clear();
-      isDue = StateOfLog(log) != before;
+      isDue = StateOfLog(log) != before && steady_clock::now() < latest;
       next = isDue ? std::optional(steady_clock::now()) : Keep();
     }
   }
@@ -119,10 +124,15 @@ struct StoreKeeper::Impl {
   std::optional<steady_clock::time_point> Keep() {
     bool isFolded = false;
     Try([&] { isFolded = Fold(); });
+    const auto again = steady_clock::now() + times.afterHindrance;
+    const auto copy = Copy();
+    return isFolded ? copy : std::min(copy.value_or(again), again);
+  }
+
+  // Copies what was written when it is time for that. Returns when to do so if it is not, or if it
+  // failed: nothing when the copy is as new as the store.
+  std::optional<steady_clock::time_point> Copy() {
     const auto now = steady_clock::now();
-    if (!isFolded) {
-      return now + times.afterHindrance;
-    }
     const auto copyTime = TimeOf(CopyOf(file));
     if (!TimeOf(file) || (copyTime && IsCopyNew())) {
       return std::nullopt;

@@ -14,6 +14,8 @@ class StoreKeeper {
   struct Times {
     // How long nothing must be written before the log is folded in and the copy made.
     std::chrono::milliseconds quiet{3000};
+    // How long it waits for that while writing goes on, before it does so nevertheless.
+    std::chrono::milliseconds longest{60'000};
     // The least time between two copies.
     std::chrono::milliseconds betweenCopies{std::chrono::minutes(10)};
     // How long it waits when a reader kept it from folding in.

@@ -99,6 +99,30 @@ TEST_F(Keeper, ALogThatAReaderKeptLongIsCutWhenTheReaderIsDone) {
   sqlite3_close(reader);
 }
 
+TEST_F(Keeper, AStoreThatIsNeverQuietIsCopiedToo) {
+  const auto store = Open();
+  auto writer = Start({"count", "1000000", "db/key"});
+  ASSERT_TRUE(writer.IsReady());
+  const auto keeper = Keep({.quiet = hours(1), .longest = kSoon});
+  EXPECT_TRUE(
+      support::WaitUntil([this] { return std::filesystem::exists(CopyOf(DurableFile())); }));
+  EXPECT_EQ(DamageOf(CopyOf(DurableFile())), std::nullopt);
+}
+
+TEST_F(Keeper, AReaderThatKeepsTheLogDoesNotBarTheCopy) {
+  const auto store = Open();
+  store->Set("db/key", 1);
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(DurableFile().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM keys", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  store->Set("db/key", 2);
+  const auto keeper = Keep({.quiet = kSoon, .afterHindrance = hours(1)});
+  EXPECT_TRUE(IsCopied("2"));
+  EXPECT_GT(LogSize(), 0);
+  sqlite3_close(reader);
+}
+
 TEST_F(Keeper, ACopyIsMadeAndNotAnotherOneBeforeItsTime) {
   const auto store = Open();
   {
