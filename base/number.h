@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -23,5 +24,12 @@ std::optional<Integer> ParseWhole(std::string_view text) {
   Integer number = 0;
   return ReadWhole(text, number) == std::errc() ? std::optional(number) : std::nullopt;
 }
+
+// Reads a number in plain decimal notation, -?digits[.digits], in any locale. Nothing for any other
+// text, including exponents and a leading plus sign. Any thread.
+std::optional<double> ParseDecimal(std::string_view text);
+
+// A finite number in that notation, with the decimals that it needs, nine at most. Any thread.
+std::string DecimalText(double number);
 
 }  // namespace base

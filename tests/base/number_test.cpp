@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
+#include <string>
 
 namespace {
 
+using base::DecimalText;
+using base::ParseDecimal;
 using base::ParseWhole;
 
 TEST(WholeNumber, IsAllOfTheText) {
@@ -34,6 +38,31 @@ TEST(WholeNumber, ThatDoesNotFitIsToldFromWhatIsNone) {
   for (const char* text : {"", "2147483648x", "99999999999999999999.5", "one"}) {
     EXPECT_EQ(base::ReadWhole(text, number), std::errc::invalid_argument) << text;
   }
+}
+
+TEST(DecimalNumber, IsAPlainDecimalText) {
+  EXPECT_EQ(ParseDecimal("0"), 0.0);
+  EXPECT_EQ(ParseDecimal("07"), 7.0);
+  EXPECT_EQ(ParseDecimal("7.0"), 7.0);
+  EXPECT_EQ(ParseDecimal("-12.25"), -12.25);
+  for (const char* text : {"", "-", ".", "5.", ".5", "+5", "--5", "5.5.5", "1e3", "0x10", " 5",
+                           "5 ", "5,5", "inf", "nan", "five", "5-"}) {
+    EXPECT_EQ(ParseDecimal(text), std::nullopt) << text;
+  }
+  EXPECT_EQ(ParseDecimal(std::string(400, '9')), std::nullopt);
+}
+
+TEST(DecimalNumber, IsWrittenAsItIsTyped) {
+  EXPECT_EQ(DecimalText(0), "0");
+  EXPECT_EQ(DecimalText(-0.0), "0");
+  EXPECT_EQ(DecimalText(50), "50");
+  EXPECT_EQ(DecimalText(-0.5), "-0.5");
+  EXPECT_EQ(DecimalText(2.2 + 2 * 0.1), "2.4");
+  EXPECT_EQ(DecimalText(3 * 0.1), "0.3");
+  EXPECT_EQ(DecimalText(0.000000001), "0.000000001");
+  EXPECT_EQ(DecimalText(-1e-12), "0");
+  EXPECT_EQ(DecimalText(1e21), "1000000000000000000000");
+  EXPECT_EQ(DecimalText(std::numeric_limits<double>::max()).size(), 309u);
 }
 
 }  // namespace

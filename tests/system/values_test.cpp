@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,18 @@ TEST_F(Values, EveryRangeTakesItsBoundsAndAnswersThem) {
     }
   }
   EXPECT_GT(ranges, 50);
+}
+
+TEST_F(Values, TheNumbersThatAShellOffersAreThoseOfTheRange) {
+  settings::Client client(m_Set.Bus().Address());
+  std::istringstream offered(
+      m_Set.Run({"settingsctl", "complete", "--", "set", "menutransparency", ""}).out);
+  int numbers = 0;
+  for (std::string number; std::getline(offered, number); ++numbers) {
+    EXPECT_TRUE(client.SetItemValue("menutransparency", number)) << number;
+    EXPECT_LE(number.size(), 3u) << number;
+  }
+  EXPECT_EQ(numbers, 11);
 }
 
 TEST_F(Values, AValueThatIsRefusedIsNotStored) {

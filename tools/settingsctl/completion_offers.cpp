@@ -1,13 +1,12 @@
 #include "settingsctl/completion_offers.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <cmath>
 #include <optional>
 #include <set>
 #include <utility>
 
+#include "base/number.h"
 #include "settings/batch.h"
 #include "settingsctl/menu.h"
 
@@ -53,7 +52,7 @@ std::vector<Candidate> Numbers(const settings::Range& range) {
   const double count = std::floor((range.max - range.min) / range.step) + 1;
   if (range.step > 0 && count <= kMostNumbers) {
     for (int i = 0; i < count; ++i) {
-      numbers.push_back({fmt::format("{}", range.min + i * range.step), ""});
+      numbers.push_back({base::DecimalText(range.min + i * range.step), ""});
     }
   }
   return numbers;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/number.h"
 #include "base/utf8.h"
 #include "items/number_grid.h"
 
@@ -119,7 +120,8 @@ std::optional<double> CatalogueReader::ReadNumber(const JsonObject& object, cons
   if (value == nullptr) {
     return std::nullopt;
   }
-  const auto number = Fits(*member.form, *value) ? ParseNumber(Written(*value)) : std::nullopt;
+  const auto number =
+      Fits(*member.form, *value) ? base::ParseDecimal(Written(*value)) : std::nullopt;
   if (!number) {
     Report(*value, fmt::format("\"{}\" must be a number like 5, -5 or 0.5", member.name));
   }

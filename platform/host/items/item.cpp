@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/number.h"
+
 namespace host {
 namespace {
 
@@ -19,7 +21,7 @@ std::optional<ValuePosition> FindOption(const std::vector<Option>& options, Pred
 }
 
 std::optional<ValuePosition> FindOnGrid(const NumberGrid& grid, std::string_view text) {
-  const auto number = ParseNumber(text);
+  const auto number = base::ParseDecimal(text);
   return number ? grid.Find(*number) : std::nullopt;
 }
 

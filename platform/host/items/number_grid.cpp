@@ -20,24 +20,6 @@ constexpr std::int64_t kPowersOfTen[kMaxDigits + 1] = {
     1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
 constexpr double kForgivenPartOfStep = 1e-6;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::size_t LeadingDigits(std::string_view text) {
-  return std::find_if_not(text.begin(), text.end(), IsDigit) - text.begin();
-}
-
-bool IsPlainDecimal(std::string_view text) {
-  if (text.starts_with('-')) {
-    text.remove_prefix(1);
-  }
-  const std::size_t whole = LeadingDigits(text);
-  if (whole == 0 || whole == text.size()) {
-    return whole != 0;
-  }
-  const std::string_view fraction = text.substr(whole + 1);
-  return text[whole] == '.' && !fraction.empty() && LeadingDigits(fraction) == fraction.size();
-}
-
 // The digits after the point of the shortest text for `number`.
 int Decimals(double number) {
   char text[512];
@@ -57,19 +39,6 @@ std::optional<std::int64_t> InUnits(double number, int decimals) {
 }
 
 }  // namespace
-
-std::optional<double> ParseNumber(std::string_view text) {
-  double number = 0;
-  if (!IsPlainDecimal(text)) {
-    return std::nullopt;
-  }
-  const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
-  if (error != std::errc() || end != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return number;
-}
 
 std::optional<NumberGrid> NumberGrid::Endless(double first, double step) {
   const int decimals = std::max(Decimals(first), Decimals(step));

@@ -7,10 +7,6 @@
 
 namespace host {
 
-// Reads a number in plain decimal notation, -?digits[.digits], in any locale. Nothing for any other
-// text, including exponents and a leading plus sign.
-std::optional<double> ParseNumber(std::string_view text);
-
 // Numbers at equal distances: first, first + step, … last. They are numbered from 0, in this
 // order, and held as whole multiples of a power of ten, so that their decimal texts are exact.
 class NumberGrid {

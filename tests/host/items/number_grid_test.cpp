@@ -5,29 +5,15 @@
 
 #include <locale>
 
+#include "base/number.h"
+
 namespace {
 
 using host::NumberGrid;
-using host::ParseNumber;
 using testing::Optional;
 
 NumberGrid Grid(double first, double last, double step) {
   return NumberGrid::Make(first, last, step).value();
-}
-
-TEST(NumberGrid, PlainDecimalTextsAreNumbers) {
-  EXPECT_THAT(ParseNumber("0"), Optional(0.0));
-  EXPECT_THAT(ParseNumber("07"), Optional(7.0));
-  EXPECT_THAT(ParseNumber("7.0"), Optional(7.0));
-  EXPECT_THAT(ParseNumber("-12.25"), Optional(-12.25));
-}
-
-TEST(NumberGrid, OtherTextsAreNotNumbers) {
-  for (const char* text : {"", "-", ".", "5.", ".5", "+5", "--5", "5.5.5", "1e3", "0x10", " 5",
-                           "5 ", "5,5", "inf", "nan", "five", "5-"}) {
-    EXPECT_EQ(ParseNumber(text), std::nullopt) << text;
-  }
-  EXPECT_EQ(ParseNumber(std::string(400, '9')), std::nullopt);
 }
 
 TEST(NumberGrid, TheDecimalPointIsTheSameInEveryLocale) {
@@ -37,8 +23,8 @@ TEST(NumberGrid, TheDecimalPointIsTheSameInEveryLocale) {
     std::string do_grouping() const override { return "\3"; }
   };
   const std::locale previous = std::locale::global(std::locale(std::locale(), new Comma));
-  EXPECT_THAT(ParseNumber("0.5"), Optional(0.5));
-  EXPECT_EQ(ParseNumber("0,5"), std::nullopt);
+  EXPECT_THAT(base::ParseDecimal("0.5"), Optional(0.5));
+  EXPECT_EQ(base::ParseDecimal("0,5"), std::nullopt);
   EXPECT_EQ(Grid(0, 5000, 0.5).Text(3), "1.5");
   EXPECT_EQ(Grid(0, 5000, 1).Text(5000), "5000");
   std::locale::global(previous);
@@ -67,7 +53,7 @@ TEST(NumberGrid, EveryNumberOfALargeGridIsFoundAgain) {
   const NumberGrid grid = Grid(-99.999'999'9, 99.999'999'9, 0.000'000'1);
   for (std::int64_t position = 0; position <= grid.LastPosition(); position += 99'991) {
     EXPECT_THAT(grid.Find(grid.Number(position)), Optional(position));
-    EXPECT_THAT(grid.Find(*ParseNumber(grid.Text(position))), Optional(position));
+    EXPECT_THAT(grid.Find(*base::ParseDecimal(grid.Text(position))), Optional(position));
   }
   EXPECT_EQ(grid.Text(grid.LastPosition()), "99.9999999");
 }
