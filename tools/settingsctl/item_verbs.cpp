@@ -19,10 +19,6 @@ using tools::Quote;
 
 using Verb = ExitCode (*)(const Options& options, const std::string& item, Client& client);
 
-std::string RangeText(const settings::Range& range) {
-  return fmt::format("{} to {}, step {}", range.min, range.max, range.step);
-}
-
 Json::Value RangeJson(const settings::Range& range) {
   Json::Value json;
   json["min"] = Number(range.min);

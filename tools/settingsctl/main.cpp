@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
                     "How long to wait for an answer (5); for monitor: how long to listen");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   settingsctl::AddValueVerbs(tool, options);
+  settingsctl::AddAdjustingVerbs(tool, options);
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);
   settingsctl::AddStateVerbs(tool, options);
