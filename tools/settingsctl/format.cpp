@@ -16,6 +16,10 @@ std::string ValueText(const std::string& value, const std::string& name) {
   return fmt::format("{} ({})", Escape(value), Escape(name));
 }
 
+std::string RangeText(const settings::Range& range) {
+  return fmt::format("{} to {}, step {}", range.min, range.max, range.step);
+}
+
 std::string ReplyText(const Json::Value& body) {
   std::string text;
   for (const std::string& name : body.getMemberNames()) {

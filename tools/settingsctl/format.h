@@ -12,6 +12,9 @@ namespace settingsctl {
 // `standard (Standard)`; a name that adds nothing to the value is left out.
 std::string ValueText(const std::string& value, const std::string& name);
 
+// `0 to 50, step 1`.
+std::string RangeText(const settings::Range& range);
+
 // The members of a reply body, one `name: JSON` line each, without a trailing newline.
 std::string ReplyText(const Json::Value& body);
 

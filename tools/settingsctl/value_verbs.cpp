@@ -22,16 +22,18 @@ struct ValueArguments {
   bool preview = false;
 };
 
-Failure NoItemWithValue(const std::string& item) {
-  return Failure(ExitCode::kNotFound, fmt::format("no item {} that has a value", Quote(item)));
-}
+using Verb = ExitCode (*)(const Options&, const ValueArguments&, Client&);
 
 ExitCode Get(const Options& options, const ValueArguments& arguments, Client& client) {
   const std::optional<std::string> value = client.GetItemValue(arguments.item);
-  const std::optional<std::string> name =
-      value ? client.GetItemValueName(arguments.item) : std::nullopt;
+  if (!value) {
+    throw NoValue(client, arguments.item, ExitCode::kNotFound);
+  }
+  const std::optional<std::string> name = client.GetItemValueName(arguments.item);
   if (!name) {
-    throw NoItemWithValue(arguments.item);
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("the service does not name the value of {}; its log says why",
+                              Quote(arguments.item)));
   }
   tools::PrintLine(
       options.json ? tools::JsonLine({{"item", arguments.item}, {"value", *value}, {"name", *name}})
@@ -43,10 +45,9 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
   if (!client.SetItemValue(arguments.item, arguments.value, arguments.preview)) {
     // The service does not say which of the two was wrong.
     if (!client.GetItemValue(arguments.item)) {
-      throw NoItemWithValue(arguments.item);
+      throw NoValue(client, arguments.item, ExitCode::kNotFound);
     }
-    throw Failure(ExitCode::kRefused, fmt::format("{} does not accept the value {}",
-                                                  Quote(arguments.item), Quote(arguments.value)));
+    throw NotAccepted(client, arguments.item, arguments.value);
   }
   if (options.json) {
     tools::PrintLine(tools::JsonLine(
@@ -59,16 +60,18 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
 
 void AddValueVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<ValueArguments>();
-  tools::Syntax get =
-      tool.AddVerb(tool.App(), "get", "Print an item's value and its name", [&options, arguments] {
-        return WithClient(options,
-                          [&](Client& client) { return Get(options, *arguments, client); });
+  const auto add = [&](const char* name, const char* description, Verb verb) {
+    return tool.AddVerb(tool.App(), name, description, [&options, arguments, verb] {
+      return WithClient(options, [&](Client& client) {
+        arguments->item = ItemOf(client, arguments->item);
+        return verb(options, *arguments, client);
       });
+    });
+  };
+  tools::Syntax get = add("get", "Print an item's value and its name", Get);
   AddItem(get, options, arguments->item);
 
-  tools::Syntax set = tool.AddVerb(tool.App(), "set", "Set an item's value", [&options, arguments] {
-    return WithClient(options, [&](Client& client) { return Set(options, *arguments, client); });
-  });
+  tools::Syntax set = add("set", "Set an item's value", Set);
   AddItem(set, options, arguments->item);
   set.AddArgument("VALUE", arguments->value, "The value; put -- before one that starts with -")
       .Required()
