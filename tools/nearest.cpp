@@ -107,7 +107,11 @@ std::vector<std::string> Nearest(std::string_view word, const std::vector<std::s
 
 std::string NoSuch(std::string_view noun, std::string_view word,
                    const std::vector<std::string>& names, std::string_view advice) {
-  const std::vector<std::string> nearest = Nearest(word, names);
+  return NoSuchBut(noun, word, Nearest(word, names), advice);
+}
+
+std::string NoSuchBut(std::string_view noun, std::string_view word,
+                      const std::vector<std::string>& nearest, std::string_view advice) {
   return fmt::format("no {} {}; {}", noun, Quote(word),
                      nearest.empty() ? std::string(advice) : "nearest: " + Joined(nearest));
 }

@@ -12,9 +12,13 @@ namespace tools {
 // begin with it, then those that contain it.
 std::vector<std::string> Nearest(std::string_view word, const std::vector<std::string>& names);
 
-// `no item "brigthness"; nearest: brightness`, or, when none comes near, `no item "x"; ADVICE`.
-// Escaped, but for `noun` and `advice`.
+// `no item "brigthness"; nearest: brightness`, or, when none of the names comes near, `no item "x";
+// ADVICE`. Escaped, but for `noun` and `advice`.
 std::string NoSuch(std::string_view noun, std::string_view word,
                    const std::vector<std::string>& names, std::string_view advice);
+
+// The same with the nearest names found.
+std::string NoSuchBut(std::string_view noun, std::string_view word,
+                      const std::vector<std::string>& nearest, std::string_view advice);
 
 }  // namespace tools

@@ -111,6 +111,13 @@ TEST_F(CompletionOnBus, TheServiceNamesItsItemsAndTheirValues) {
   EXPECT_THAT(Offered({"visible", "picturemode", "--value", "m"}), ElementsAre("movie"));
 }
 
+TEST_F(CompletionOnBus, APathIsCompletedOnceItHasBegun) {
+  ASSERT_NO_FATAL_FAILURE(StartService());
+  EXPECT_THAT(Offered({"get", "picture/e"}), ElementsAre("picture/expert\tExpert Settings",
+                                                         "picture/expert/brightness\tBrightness"));
+  EXPECT_THAT(Offered({"set", "picture/picturemode", ""}), ElementsAre("standard", "movie"));
+}
+
 TEST_F(CompletionOnBus, TheApplicationsThatDisableItemsAreOffered) {
   ASSERT_NO_FATAL_FAILURE(StartService());
   ExpectOutput(Run({"disable", "picturemode", "--app", "org.example.game"}), "");

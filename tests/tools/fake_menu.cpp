@@ -23,6 +23,8 @@ std::map<std::string, Item> Items() {
       {"picturemode", {"Picture Mode", "picture", {}, true, false}},
       {"expert", {"Expert Settings", "picture", {"brightness"}, false, true}},
       {"brightness", {"Brightness", "expert", {}}},
+      {"reset", {"Reset", "picture", {}}},
+      {"language", {"Language", "", {}}},
       {"greeting", {"Gruß\x1b[2J", "", {}}},
       {"circle", {"Circle", "", {"circle"}}},
   };
@@ -62,6 +64,17 @@ Json::Value List(const Names& names) {
 bool IsEnabled(const std::string& id) { return kItems.at(id).enabled && g_Disablers[id].empty(); }
 
 bool IsVisible(const std::string& id) { return kItems.at(id).visible; }
+
+Names ValuesOf(const std::string& id) {
+  Names values;
+  if (id == "picturemode") {
+    values = {"standard", "movie"};
+  }
+  for (int number = 0; id == "language" && number < 30; ++number) {
+    values.push_back("lang" + std::to_string(number));
+  }
+  return values;
+}
 
 bool OnPath(const std::string& id, bool (*state)(const std::string&)) {
   const std::string& parent = kItems.at(id).parent;
@@ -121,7 +134,7 @@ std::optional<Json::Value> AnswerFor(const std::string& id, const std::string& m
   if (method == "GetItemDataEnable") return Filled(hasValue, value == "standard");
   if (method == "GetItemChildList") return List(item.children);
   if (method == "GetItemDataList") {
-    return List(id == "picturemode" ? Names{"standard", "movie"} : Names{});
+    return List(ValuesOf(id));
   }
   if (method == "IsItemEnabled") return Filled(true, g_Disablers[id].empty());
   return std::nullopt;

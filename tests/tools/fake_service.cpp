@@ -29,6 +29,7 @@ std::map<std::string, Item> g_Items = {
     {"picturemode", {"standard", "Standard"}},
     {"brightness", {"25", "25"}},
     {"nameless", {"bare", ""}},
+    {"language", {"lang0", "lang0"}},
     {"[boxed]", {"held", "Held"}},
     {"hostile",
      {"a\x1b[2Jb\n"

@@ -72,6 +72,8 @@ TEST_F(SettingsctlItems, AnItemOfTheOtherKindHasNoRangeOrNoValues) {
 
 TEST_F(SettingsctlItems, AnUnknownItemEndsEveryVerbWith10) {
   const std::vector<std::vector<std::string>> lines = {
+      {"get", "nosuch\nitem"},
+      {"set", "nosuch\nitem", "refused"},
       {"describe", "nosuch\nitem"},
       {"range", "nosuch\nitem"},
       {"values", "nosuch\nitem"},
@@ -102,6 +104,95 @@ TEST_F(SettingsctlItems, AnUnknownItemIsAnsweredWithTheNearest) {
   ExpectFailure(Run({"path", "volume"}), 10, ": no item \"volume\"; settingsctl tree shows all\n");
 }
 
+TEST_F(SettingsctlItems, APathInTheMenuStandsForItsItem) {
+  const std::string path = "picture/expert/brightness";
+  const std::vector<std::vector<std::string>> lines = {
+      {"get", "brightness", "--json"},
+      {"set", "brightness", "30", "--json"},
+      {"describe", "brightness", "--json"},
+      {"range", "brightness", "--json"},
+      {"path", "brightness"},
+      {"children", "brightness", "--json"},
+      {"visible", "brightness", "--path", "--json"},
+      {"enabled", "brightness", "--async"},
+      {"tree", "brightness"},
+      {"disable", "brightness", "--app", "org.example.a", "--json"},
+      {"who", "brightness", "--json"},
+      {"hold", "brightness", "--app", "org.example.a", "--", SETTINGSCTL, "disabled"},
+  };
+  for (std::vector<std::string> line : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    const Outcome expected = Run(line);
+    *std::find(line.begin(), line.end(), "brightness") = path;
+    const Outcome outcome = Run(line);
+    EXPECT_EQ(outcome.out, expected.out);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, expected.status);
+    EXPECT_NE(outcome.out, "");
+  }
+  Run({"disable", "brightness", "--app", "org.example.a"});
+  ExpectOutput(Run({"enable", path, "--app", "org.example.a", "--json"}),
+               "{\"item\":\"brightness\",\"apps\":[]}\n");
+  ExpectOutput(Run({"values", "picture/picturemode"}), "standard\nmovie\n");
+  ExpectOutput(Run({"get", "/picture/expert/brightness/"}), "30\n");
+}
+
+TEST_F(SettingsctlItems, APathThatLeadsNowhereIsAnsweredWithTheNearest) {
+  ExpectFailure(Run({"get", "picture/expert/brigthness"}), 10,
+                ": no item \"picture/expert/brigthness\"; nearest: picture/expert/brightness\n");
+  ExpectFailure(Run({"get", "picture/brightness"}), 10,
+                ": no item \"picture/brightness\"; nearest: picture/expert/brightness\n");
+  ExpectFailure(Run({"get", "nowhere/brigthness"}), 10, "; nearest: picture/expert/brightness\n");
+  ExpectFailure(Run({"get", "no/where"}), 10,
+                ": no item \"no/where\"; settingsctl tree shows all\n");
+  ExpectFailure(Run({"get", "/"}), 10, ": no item \"/\"; settingsctl tree shows all\n");
+}
+
+TEST_F(SettingsctlItems, AnItemWithoutAValueSaysWhatItIs) {
+  for (const char* verb : {"get", "set"}) {
+    std::vector<std::string> line = {verb, "picture"};
+    line.resize(line[0] == "set" ? 3 : 2, "x");
+    ExpectFailure(Run(line), 10, ": \"picture\" is a group, it has no value\n");
+    line[1] = "reset";
+    ExpectFailure(Run(line), 10, ": \"reset\" is an action, it has no value\n");
+    line[1] = "pictur";
+    ExpectFailure(Run(line), 10, ": no item \"pictur\"; nearest: picture, picturemode\n");
+  }
+  for (const char* verb : {"range", "values"}) {
+    ExpectFailure(Run({verb, "picture"}), 1, ": \"picture\" is a group, it has no value\n");
+  }
+  ExpectFailure(Run({"visible", "picture", "--value", "x"}), 1,
+                ": \"picture\" is a group, it has no value\n");
+}
+
+TEST_F(SettingsctlItems, ARefusedValueIsAnsweredWithWhatTheItemTakes) {
+  ExpectFailure(Run({"set", "brightness", "refused"}), 1,
+                ": \"brightness\" takes -0.5 to 50, step 0.5\n");
+  ExpectFailure(Run({"set", "picturemode", "refused"}), 1,
+                ": \"picturemode\" takes standard, movie\n");
+  ExpectFailure(Run({"set", "greeting", "refused"}), 1,
+                ": \"greeting\" does not accept the value \"refused\"\n");
+  ExpectFailure(Run({"visible", "picturemode", "--value", "moovie"}), 1,
+                ": \"picturemode\" takes standard, movie\n");
+  ExpectFailure(Run({"enabled", "brightness", "--value", "3"}), 1,
+                ": \"brightness\" has no list of values; see settingsctl range\n");
+}
+
+TEST_F(SettingsctlItems, ALongListOfValuesIsNotPutIntoAMessage) {
+  ExpectFailure(Run({"set", "language", "refused"}), 1,
+                ": \"language\" has no value \"refused\"; settingsctl values language shows all\n");
+  ExpectFailure(Run({"visible", "language", "--value", "lang_0"}), 1,
+                ": \"language\" has no value \"lang_0\"; nearest: lang0, lang10, lang20\n");
+}
+
+TEST_F(SettingsctlItems, WhoDoesNotDisableAnItemLearnsWhoDoes) {
+  ExpectFailure(Run({"enable", "brightness", "--app", "org.example.a"}), 1,
+                ": \"org.example.a\" does not disable \"brightness\"; nobody does\n");
+  Run({"disable", "brightness", "--app", "org.example.b"});
+  ExpectFailure(Run({"enable", "brightness", "--app", "org.example.a"}), 1,
+                ": \"org.example.a\" does not disable \"brightness\"; disabled by org.example.b\n");
+}
+
 TEST_F(SettingsctlItems, StatesAreAnsweredByTextAndExitCode) {
   ExpectAnswer({"visible", "brightness"}, true);
   ExpectAnswer({"visible", "brightness", "--path"}, false);
@@ -111,7 +202,7 @@ TEST_F(SettingsctlItems, StatesAreAnsweredByTextAndExitCode) {
   ExpectAnswer({"visible", "picturemode", "--value", "standard"}, false);
   ExpectAnswer({"enabled", "picturemode", "--value", "movie"}, false);
   ExpectFailure(Run({"enabled", "picturemode", "--value", "sepia"}), 1,
-                "does not list the value \"sepia\"");
+                "\"picturemode\" takes standard, movie\n");
 }
 
 TEST_F(SettingsctlItems, StatesAreAnsweredAsJson) {

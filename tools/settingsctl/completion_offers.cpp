@@ -30,14 +30,34 @@ tools::Offer WhenRunning(const Options& options, const Ask& ask) {
   };
 }
 
+using Text = settings::Answer<std::optional<std::string>>;
+
+// In the order of the items.
+Names PathsOf(Client& client, const Names& items) {
+  settings::Batch batch(client);
+  std::vector<Text> answers;
+  for (const std::string& item : items) {
+    answers.push_back(batch.Add(settings::ask::GetItemPath(item)));
+  }
+  batch.Ask();
+  Names paths;
+  for (const Text& answer : answers) {
+    paths.push_back(answer.Get().value_or(""));
+  }
+  return paths;
+}
+
+// Items by their IDs, or, where a path has been begun, by their paths.
 std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin) {
   std::vector<Candidate> candidates;
-  std::vector<settings::Answer<std::optional<std::string>>> names;
+  std::vector<Text> names;
   settings::Batch batch(client);
-  for (const std::string& item : AllItems(client)) {
-    if (item.compare(0, begin.size(), begin) == 0) {
-      candidates.push_back({item, ""});
-      names.push_back(batch.Add(settings::ask::GetItemDisplayName(item)));
+  const Names items = AllItems(client);
+  const Names texts = begin.find('/') == std::string::npos ? items : PathsOf(client, items);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (texts[i].compare(0, begin.size(), begin) == 0) {
+      candidates.push_back({texts[i], ""});
+      names.push_back(batch.Add(settings::ask::GetItemDisplayName(items[i])));
     }
   }
   batch.Ask();
@@ -58,7 +78,8 @@ std::vector<Candidate> Numbers(const settings::Range& range) {
   return numbers;
 }
 
-std::vector<Candidate> ValuesOf(Client& client, const std::string& item) {
+std::vector<Candidate> ValuesOf(Client& client, const std::string& name) {
+  const std::string item = name.substr(name.rfind('/') + 1);  // of an ID or a path
   settings::Batch batch(client);
   const auto list = batch.Add(settings::ask::GetItemDataList(item));
   const auto range = batch.Add(settings::ask::GetItemMinMaxStepValue(item));

@@ -39,9 +39,12 @@ ExitCode Disable(const Options& options, const Arguments& arguments, Client& cli
 }
 
 ExitCode Enable(const Options& options, const Arguments& arguments, Client& client) {
-  if (!Contains(DisablersOf(client, arguments.item), arguments.app)) {
-    throw Failure(ExitCode::kRefused, fmt::format("{} does not disable {}; see settingsctl who",
-                                                  Quote(arguments.app), Quote(arguments.item)));
+  const Names before = DisablersOf(client, arguments.item);
+  if (!Contains(before, arguments.app)) {
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} does not disable {}; {}", Quote(arguments.app), Quote(arguments.item),
+                    before.empty() ? "nobody does" : "disabled by " + Joined(before)));
   }
   client.EnableItem(arguments.item, arguments.app);
   const Names apps = DisablersOf(client, arguments.item);
@@ -96,7 +99,11 @@ void AddDisablingVerbs(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<Arguments>();
   const auto add = [&](const std::string& name, const std::string& description, Verb verb) {
     return tool.AddVerb(tool.App(), name, description, [&options, arguments, verb] {
-      return WithClient(options, [&](Client& client) { return verb(options, *arguments, client); });
+      return WithClient(options, [&](Client& client) {
+        arguments->item = ItemOf(client, arguments->item);
+        arguments->items = ItemsOf(client, arguments->items);
+        return verb(options, *arguments, client);
+      });
     });
   };
   tools::Syntax disable = add("disable", "Disable items for an application", Disable);

@@ -79,15 +79,17 @@ ExitCode Hold(const Options& options, const Arguments& arguments, Client& client
 
 void AddHoldVerb(tools::Tool& tool, const Options& options) {
   auto arguments = std::make_shared<Arguments>();
-  tools::Syntax hold = tool.AddVerb(
-      tool.App(), "hold", "Keep items disabled while a command runs: … -- COMMAND",
-      [&options, arguments] {
-        if (arguments->command.empty()) {
-          throw Failure(ExitCode::kUsage, "no command given; put it after --");
-        }
-        return WithClient(options,
-                          [&](Client& client) { return Hold(options, *arguments, client); });
-      });
+  tools::Syntax hold =
+      tool.AddVerb(tool.App(), "hold", "Keep items disabled while a command runs: … -- COMMAND",
+                   [&options, arguments] {
+                     if (arguments->command.empty()) {
+                       throw Failure(ExitCode::kUsage, "no command given; put it after --");
+                     }
+                     return WithClient(options, [&](Client& client) {
+                       arguments->items = ItemsOf(client, arguments->items);
+                       return Hold(options, *arguments, client);
+                     });
+                   });
   AddItems(hold, options, arguments->items);
   AddApp(hold, options, arguments->app);
   tool.TakeCommand(hold, arguments->command);

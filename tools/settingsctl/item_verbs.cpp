@@ -38,10 +38,16 @@ void PrintList(const Options& options, const std::string& item, const char* memb
   }
 }
 
+void RequireValue(Client& client, const std::string& item) {
+  if (!client.GetItemValue(item)) {
+    throw NoValue(client, item, ExitCode::kRefused);
+  }
+}
+
 ExitCode Range(const Options& options, const std::string& item, Client& client) {
   const std::optional<settings::Range> range = client.GetItemMinMaxStepValue(item);
   if (!range) {
-    RequireItem(client, item);
+    RequireValue(client, item);
     throw Failure(ExitCode::kRefused, Quote(item) + " has no range; see settingsctl values");
   }
   tools::PrintLine(options.json ? tools::JsonLine({{"item", item},
@@ -55,9 +61,8 @@ ExitCode Range(const Options& options, const std::string& item, Client& client) 
 ExitCode Values(const Options& options, const std::string& item, Client& client) {
   const std::optional<Names> values = client.GetItemDataList(item);
   if (!values) {
-    RequireItem(client, item);
-    throw Failure(ExitCode::kRefused,
-                  Quote(item) + " has no list of values; see settingsctl range");
+    RequireValue(client, item);
+    throw NoList(item);
   }
   PrintList(options, item, "values", *values);
   return ExitCode::kDone;
@@ -205,7 +210,8 @@ void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& n
                  const std::string& description, Verb verb) {
   auto item = std::make_shared<std::string>();
   tools::Syntax app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
-    return WithClient(options, [&](Client& client) { return verb(options, *item, client); });
+    return WithClient(options,
+                      [&](Client& client) { return verb(options, ItemOf(client, *item), client); });
   });
   AddItem(app, options, *item);
 }

@@ -1,5 +1,7 @@
 #include "settingsctl/items.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -7,12 +9,14 @@
 #include "nearest.h"
 #include "settings/batch.h"
 #include "settingsctl/completion_offers.h"
+#include "settingsctl/format.h"
 
 namespace settingsctl {
 
 using settings::Client;
 using tools::ExitCode;
 using tools::Failure;
+using tools::Quote;
 
 namespace {
 
@@ -36,11 +40,97 @@ std::vector<T> AskOfEach(Client& client, const Names& items,
   return results;
 }
 
+bool IsPath(const std::string& name) { return name.find('/') != std::string::npos; }
+
+std::string Trimmed(const std::string& path) {
+  const std::size_t begin = path.find_first_not_of('/');
+  return begin == std::string::npos ? ""
+                                    : path.substr(begin, path.find_last_not_of('/') + 1 - begin);
+}
+
+std::string LastPart(const std::string& path) {
+  const std::string trimmed = Trimmed(path);
+  return trimmed.substr(trimmed.rfind('/') + 1);
+}
+
+// For a path those with paths near its own, or else with IDs near its last part.
+Names NearestItems(Client& client, const std::string& name) {
+  const Names items = AllItems(client);
+  if (!IsPath(name)) {
+    return tools::Nearest(name, items);
+  }
+  const Names paths = AskOfEach(client, items, settings::ask::GetItemPath);
+  const Names nearest = tools::Nearest(Trimmed(name), paths);
+  if (!nearest.empty()) {
+    return nearest;
+  }
+  const std::string last = LastPart(name);
+  Names pathsOfNearest;
+  for (const std::string& item :
+       Contains(items, last) ? Names{last} : tools::Nearest(last, items)) {
+    pathsOfNearest.push_back(paths[std::find(items.begin(), items.end(), item) - items.begin()]);
+  }
+  return pathsOfNearest;
+}
+
 }  // namespace
 
 Failure NoSuchItem(Client& client, const std::string& item) {
-  return Failure(ExitCode::kNotFound,
-                 tools::NoSuch("item", item, AllItems(client), "settingsctl tree shows all"));
+  return Failure(ExitCode::kNotFound, tools::NoSuchBut("item", item, NearestItems(client, item),
+                                                       "settingsctl tree shows all"));
+}
+
+std::string ItemOf(Client& client, const std::string& name) {
+  if (!IsPath(name)) {
+    return name;
+  }
+  const std::string item = LastPart(name);
+  if (client.GetItemPath(item) != Trimmed(name)) {
+    throw NoSuchItem(client, name);
+  }
+  return item;
+}
+
+Names ItemsOf(Client& client, const Names& names) {
+  Names items;
+  for (const std::string& name : names) {
+    items.push_back(ItemOf(client, name));
+  }
+  return items;
+}
+
+Failure NoValue(Client& client, const std::string& item, ExitCode code) {
+  RequireItem(client, item);
+  const bool isGroup = client.GetItemChildList(item).has_value();
+  return Failure(code, fmt::format("{} is {}, it has no value", Quote(item),
+                                   isGroup ? "a group" : "an action"));
+}
+
+Failure NoList(const std::string& item) {
+  return Failure(ExitCode::kRefused, Quote(item) + " has no list of values; see settingsctl range");
+}
+
+Failure NotAccepted(Client& client, const std::string& item, const std::string& value) {
+  // More would hide that it is a list.
+  constexpr std::size_t kMostListed = 20;
+  const auto refused = [&](const std::string& why) { return Failure(ExitCode::kRefused, why); };
+  const Names values = client.GetItemDataList(item).value_or(Names());
+  if (Contains(values, value)) {
+    return refused(fmt::format("{} does not accept the value {}; the service's log says why",
+                               Quote(item), Quote(value)));
+  }
+  if (values.size() > kMostListed) {
+    return refused(fmt::format(
+        "{} has {}", Quote(item),
+        tools::NoSuch("value", value, values,
+                      fmt::format("settingsctl values {} shows all", tools::Escape(item)))));
+  }
+  if (!values.empty()) {
+    return refused(fmt::format("{} takes {}", Quote(item), Joined(values)));
+  }
+  const std::optional<settings::Range> range = client.GetItemMinMaxStepValue(item);
+  return refused(range ? fmt::format("{} takes {}", Quote(item), RangeText(*range))
+                       : fmt::format("{} does not accept the value {}", Quote(item), Quote(value)));
 }
 
 void RequireItem(Client& client, const std::string& item) { RequireItems(client, {item}); }
@@ -76,13 +166,13 @@ Json::Value Number(double number) {
 }
 
 void AddItem(tools::Syntax verb, const Options& options, std::string& item) {
-  verb.AddArgument("ITEM", item, "The item's ID, e.g. picturemode")
+  verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
       .Required()
       .CompletedBy(ItemOffer(options));
 }
 
 void AddItems(tools::Syntax verb, const Options& options, Names& items) {
-  verb.AddArgument("ITEM", items, "The items' IDs, e.g. brightness contrast")
+  verb.AddArgument("ITEM", items, "The items' IDs or paths, e.g. brightness contrast")
       .Required()
       .CompletedBy(ItemOffer(options));
 }

@@ -16,6 +16,21 @@ namespace settingsctl {
 // Asks the service for the items that come nearest.
 tools::Failure NoSuchItem(settings::Client& client, const std::string& item);
 
+// The IDs of items that the user named by their IDs, or by their paths in the menu. Throw
+// NoSuchItem for a path that leads to none; an ID is not looked up.
+std::string ItemOf(settings::Client& client, const std::string& name);
+Names ItemsOf(settings::Client& client, const Names& names);
+
+// Why an item has no value: it is not there, or not of such a kind.
+tools::Failure NoValue(settings::Client& client, const std::string& item, tools::ExitCode code);
+
+// A range has no list.
+tools::Failure NoList(const std::string& item);
+
+// What an item that has a value takes in place of this one.
+tools::Failure NotAccepted(settings::Client& client, const std::string& item,
+                           const std::string& value);
+
 // Throw NoSuchItem when the service does not know the item, or one of them. The service's other
 // replies do not distinguish an unknown item from one without an answer.
 void RequireItem(settings::Client& client, const std::string& item);

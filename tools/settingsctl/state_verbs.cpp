@@ -69,6 +69,13 @@ bool AskBySignal(const Options& options, const State& state, const std::string& 
   return *answer;
 }
 
+Failure NotListed(Client& client, const std::string& item, const std::string& value) {
+  if (client.GetItemDataList(item)) {
+    return NotAccepted(client, item, value);
+  }
+  return client.GetItemValue(item) ? NoList(item) : NoValue(client, item, ExitCode::kRefused);
+}
+
 bool Ask(const Options& options, const State& state, const Question& question, Client& client) {
   const std::string& item = question.item;
   if (question.bySignal) {
@@ -79,11 +86,10 @@ bool Ask(const Options& options, const State& state, const Question& question, C
                      : (client.*(question.path ? state.ofPath : state.ofItem))(item);
   if (!answer) {
     RequireItem(client, item);
-    throw Failure(ExitCode::kRefused,
-                  question.value
-                      ? fmt::format("{} does not list the value {}; see settingsctl values",
-                                    Quote(item), Quote(*question.value))
-                      : "the service gave no answer for " + Quote(item));
+    if (question.value) {
+      throw NotListed(client, item, *question.value);
+    }
+    throw Failure(ExitCode::kRefused, "the service gave no answer for " + Quote(item));
   }
   return *answer;
 }
@@ -112,8 +118,10 @@ StateOptions AddStateVerb(tools::Tool& tool, const Options& options, const State
   auto question = std::make_shared<Question>();
   tools::Syntax verb =
       tool.AddVerb(tool.App(), state.name, description, [&options, &state, question] {
-        return WithClient(
-            options, [&](Client& client) { return Answer(options, state, *question, client); });
+        return WithClient(options, [&](Client& client) {
+          question->item = ItemOf(client, question->item);
+          return Answer(options, state, *question, client);
+        });
       });
   AddItem(verb, options, question->item);
   tools::Parameter path =

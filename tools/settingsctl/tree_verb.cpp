@@ -167,9 +167,10 @@ void AddTreeVerb(tools::Tool& tool, const Options& options) {
   auto top = std::make_shared<std::string>();
   tools::Syntax tree =
       tool.AddVerb(tool.App(), "tree", "Draw the menu, or the part below an item", [&options, top] {
-        return WithClient(options, [&](Client& client) { return Tree(options, *top, client); });
+        return WithClient(
+            options, [&](Client& client) { return Tree(options, ItemOf(client, *top), client); });
       });
-  tree.AddArgument("ITEM", *top, "The item's ID, e.g. picture; by default the whole menu")
+  tree.AddArgument("ITEM", *top, "The item's ID or path, e.g. picture; by default the whole menu")
       .CompletedBy(ItemOffer(options));
 }
 

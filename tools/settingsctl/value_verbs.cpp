@@ -28,10 +28,6 @@ struct ValueArguments {
   bool preview = false;
 };
 
-Failure NoItemWithValue(const std::string& item) {
-  return Failure(ExitCode::kNotFound, fmt::format("no item {} that has a value", Quote(item)));
-}
-
 struct ValueAnswer {
   std::optional<std::string> value;
   std::optional<std::string> name;
@@ -46,8 +42,13 @@ std::vector<ValueAnswer> AskForValues(Client& client, const Names& items) {
   }
   questions.Ask();
   for (std::size_t i = 0; i < items.size(); ++i) {
-    if (!answers[i].value || !answers[i].name) {
-      throw NoItemWithValue(items[i]);
+    if (!answers[i].value) {
+      throw NoValue(client, items[i], ExitCode::kNotFound);
+    }
+    if (!answers[i].name) {
+      throw Failure(ExitCode::kRefused,
+                    fmt::format("the service does not name the value of {}; its log says why",
+                                Quote(items[i])));
     }
   }
   return answers;
@@ -77,10 +78,9 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
   if (!client.SetItemValue(arguments.item, arguments.value, arguments.preview)) {
     // The service does not say which of the two was wrong.
     if (!client.GetItemValue(arguments.item)) {
-      throw NoItemWithValue(arguments.item);
+      throw NoValue(client, arguments.item, ExitCode::kNotFound);
     }
-    throw Failure(ExitCode::kRefused, fmt::format("{} does not accept the value {}",
-                                                  Quote(arguments.item), Quote(arguments.value)));
+    throw NotAccepted(client, arguments.item, arguments.value);
   }
   if (options.json) {
     tools::PrintLine(tools::JsonLine(
@@ -95,14 +95,20 @@ void AddValueVerbs(tools::Tool& tool, const Options& options) {
   auto wanted = std::make_shared<GetArguments>();
   tools::Syntax get =
       tool.AddVerb(tool.App(), "get", "Print items' values and their names", [&options, wanted] {
-        return WithClient(options, [&](Client& client) { return Get(options, *wanted, client); });
+        return WithClient(options, [&](Client& client) {
+          wanted->items = ItemsOf(client, wanted->items);
+          return Get(options, *wanted, client);
+        });
       });
   AddItems(get, options, wanted->items);
   get.AddFlag("--raw", wanted->raw, "Print the values alone, exactly as they are");
 
   auto arguments = std::make_shared<ValueArguments>();
   tools::Syntax set = tool.AddVerb(tool.App(), "set", "Set an item's value", [&options, arguments] {
-    return WithClient(options, [&](Client& client) { return Set(options, *arguments, client); });
+    return WithClient(options, [&](Client& client) {
+      arguments->item = ItemOf(client, arguments->item);
+      return Set(options, *arguments, client);
+    });
   });
   AddItem(set, options, arguments->item);
   set.AddArgument("VALUE", arguments->value, "The value; put -- before one that starts with -")
