@@ -35,8 +35,7 @@ const std::string& PresentValue(const std::string& item, const Facts& facts) {
 ExitCode SetAndPrint(const Options& options, const std::string& item, const std::string& value,
                      Client& client) {
   if (!client.SetItemValue(item, value)) {
-    throw Failure(ExitCode::kRefused,
-                  fmt::format("{} does not accept the value {}", Quote(item), Quote(value)));
+    throw NotAccepted(client, item, value);
   }
   std::optional<std::string> newValue;
   std::optional<std::string> newName;
@@ -113,17 +112,21 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
   auto item = std::make_shared<std::string>();
   tools::Syntax toggle = tool.AddVerb(
       tool.App(), "toggle", "Turn a switch on if it is off, and off if it is on", [&options, item] {
-        return WithClient(options, [&](Client& client) { return Toggle(options, *item, client); });
+        return WithClient(options, [&](Client& client) {
+          return Toggle(options, ItemOf(client, *item), client);
+        });
       });
   AddItem(toggle, options, *item);
 
   auto arguments = std::make_shared<StepArguments>();
-  tools::Syntax step = tool.AddVerb(
-      tool.App(), "step", "Go to another value of an item, such as the next",
-      [&options, arguments] {
-        return WithClient(options,
-                          [&](Client& client) { return Step(options, *arguments, client); });
-      });
+  tools::Syntax step =
+      tool.AddVerb(tool.App(), "step", "Go to another value of an item, such as the next",
+                   [&options, arguments] {
+                     return WithClient(options, [&](Client& client) {
+                       arguments->item = ItemOf(client, arguments->item);
+                       return Step(options, *arguments, client);
+                     });
+                   });
   AddItem(step, options, arguments->item);
   step.AddArgument("N", arguments->steps, "How many values forward, or backward if negative (1)")
       .Check([](const std::string& text) {
