@@ -2,9 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "base/json.h"
+#include "settings/client.h"
 #include "system_test.h"
 
 namespace {
@@ -93,6 +97,149 @@ TEST_F(ValueVerbs, StepNeedsAValueAndAWholeNumberOfSteps) {
   ExpectFailure({"step", "brightness", "0"}, 2, "0 steps");
   ExpectFailure({"step", "brightness", "much"}, 2, "much");
   ExpectFailure({"step", "brightnes"}, 10, "nearest: brightness");
+}
+
+// Another value than an item's present one, as a file can have it.
+Json::Value AnotherValue(settings::Client& client, const std::string& item,
+                         const std::string& value) {
+  if (const auto range = client.GetItemMinMaxStepValue(item)) {
+    const double number = std::stod(value) == range->max ? range->min : range->max;
+    return Json::Value(number);
+  }
+  const auto values = client.GetItemDataList(item).value_or(std::vector<std::string>());
+  if (values == std::vector<std::string>{"off", "on"}) {
+    return Json::Value(value == "off");
+  }
+  const auto other = std::find_if(values.begin(), values.end(),
+                                  [&](const std::string& each) { return each != value; });
+  return other == values.end() ? Json::Value() : Json::Value(*other);
+}
+
+TEST_F(ValueVerbs, ThatWhichIsExportedIsImportedForTheWholeMenu) {
+  settings::Client client(m_Set.Bus().Address());
+  const std::string before = Run({"export"}).out;
+  Json::Value others = base::TryParseJson(before).value();
+  EXPECT_GT(others.size(), 200u);
+  EXPECT_EQ(Run({"import", "-"}, before).out, "") << "nothing differs";
+  for (const std::string& item : others.getMemberNames()) {
+    EXPECT_EQ(others[item], client.GetItemValue(item).value_or("")) << item;
+    others[item] = AnotherValue(client, item, others[item].asString());
+  }
+
+  const Outcome dry = Run({"import", "-", "--dry-run"}, others.toStyledString());
+  EXPECT_EQ(dry.status, 0) << dry.err;
+  EXPECT_EQ(std::count(dry.out.begin(), dry.out.end(), '\n'), others.size());
+  EXPECT_EQ(Run({"export"}).out, before);
+  const Outcome done = Run({"import", "-"}, others.toStyledString());
+  EXPECT_EQ(done.out, dry.out);
+  EXPECT_EQ(done.status, 0) << done.err;
+  const Json::Value after = base::TryParseJson(Run({"export", "--json"}).out).value();
+  for (const std::string& item : others.getMemberNames()) {
+    const Json::Value& wanted = others[item];
+    if (wanted.isDouble()) {
+      EXPECT_DOUBLE_EQ(std::stod(after[item].asString()), wanted.asDouble()) << item;
+    } else {
+      EXPECT_EQ(after[item].asString(),
+                wanted.isBool() ? (wanted.asBool() ? "on" : "off") : wanted.asString())
+          << item;
+    }
+  }
+
+  EXPECT_EQ(Run({"import", "-"}, before).status, 0);
+  EXPECT_EQ(Run({"export"}).out, before);
+}
+
+TEST_F(ValueVerbs, APartOfTheMenuIsExportedInItsOrder) {
+  ExpectDone({"export", "brightness"}, "{\n  \"brightness\": \"25\"\n}\n");
+  ExpectDone({"export", "picture/expertsettings/brightness", "--json"},
+             "{\"brightness\":\"25\"}\n");
+  ExpectDone({"export", "picturereset"}, "{}\n");
+  ExpectFailure({"export", "brigthness"}, 10, "no item \"brigthness\"; nearest: brightness");
+  const std::string game = Run({"export", "game", "--json"}).out;
+  EXPECT_LT(game.find("gamemode"), game.find("autogamemode"));
+}
+
+TEST_F(ValueVerbs, WhatCannotBeImportedIsListedAndTheRestIsSet) {
+  const std::string file =
+      R"({"brightness": 51, "brigthness": 30, "gamemode": true, "picturemode": false,)"
+      R"( "contrast": 40.0, "picture": "x", "sharpness": null, "sounddelay": "250"})";
+  const std::string message =
+      "settingsctl: 5 of 8 values not set: \"brightness\" takes 0 to 50, step 1; "
+      "no item \"brigthness\"; nearest: brightness; "
+      "\"picturemode\" takes dynamic, standard, movie, filmmaker; "
+      "\"picture\" is a group, it has no value; \"sharpness\" takes 0 to 20, step 1\n";
+  const std::string set =
+      "gamemode: off → on\n"
+      "contrast: 45 → 40\n"
+      "sounddelay: 0 → 250\n";
+  for (const std::vector<std::string>& line :
+       {std::vector<std::string>{"import", "-", "--dry-run"}, {"import", "-"}}) {
+    const Outcome outcome = Run(line, file);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, message);
+    EXPECT_EQ(outcome.out, set);
+  }
+  EXPECT_EQ(Run({"get", "gamemode", "contrast", "sounddelay", "brightness", "--raw"}).out,
+            "on\n40\n250\n25\n");
+}
+
+TEST_F(ValueVerbs, ImportTellsProgramsWhatItSetAndWhatNot) {
+  const Outcome outcome =
+      Run({"import", "-", "--json"}, R"({"gamemode": true, "picturemode": "sepia"})");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, R"({"item":"gamemode","from":"off","value":"on"})"
+                         "\n"
+                         R"({"item":"picturemode","value":"sepia",)"
+                         R"("refused":"\"picturemode\" takes dynamic, standard, movie, filmmaker"})"
+                         "\n");
+}
+
+TEST_F(ValueVerbs, ItemsThatDoNotExistDoNotKeepOthersFromBeingImported) {
+  const Outcome outcome = Run({"import", "-"}, R"({"brigthness": 30, "brightness": 30})");
+  EXPECT_EQ(outcome.status, 10);
+  EXPECT_THAT(outcome.err, HasSubstr("no item \"brigthness\"; nearest: brightness\n"));
+  EXPECT_EQ(outcome.out, "brightness: 25 → 30\n");
+}
+
+TEST_F(ValueVerbs, ANumberIsTheSameHoweverItIsWritten) {
+  for (const char* number : {"25", "25.0", "\"25.00\"", "2.5e1", "\"025\""}) {
+    const Outcome outcome = Run({"import", "-"}, std::string(R"({"brightness": )") + number + "}");
+    EXPECT_EQ(outcome.out, "") << number;
+    EXPECT_EQ(outcome.status, 0) << number;
+  }
+}
+
+TEST_F(ValueVerbs, AFileThatIsNoObjectIsRefusedWithItsPlaceBeforeAnythingIsSet) {
+  const struct {
+    std::string text;
+    std::string where;
+  } cases[] = {
+      {"{\"brightness\": 30,\n \"contrast\" 5}", "line 2, column 13: expected a colon"},
+      {"{\"brightness\": 30,\n \"brightness\": 31}", "line 2, column 2: duplicate member name"},
+      {"{\"brightness\": 30} []", "line 1, column 20: nothing may follow the object"},
+      {"\n  [30]", "line 2, column 3: expected a JSON object, item to value"},
+      {"30", "line 1, column 1: expected a JSON object, item to value"},
+      {"", "line 1, column 1: expected a JSON object, item to value"},
+      {"\xEF\xBB\xBF{}", "line 1, column 1: begins with a byte order mark"},
+  };
+  for (const auto& [text, where] : cases) {
+    const Outcome outcome = Run({"import", "-"}, text);
+    EXPECT_EQ(outcome.status, 1) << text;
+    EXPECT_EQ(outcome.out, "") << text;
+    EXPECT_THAT(outcome.err, HasSubstr("standard input, " + where)) << text;
+    EXPECT_THAT(outcome.err, HasSubstr("; nothing was set\n")) << text;
+  }
+  EXPECT_EQ(Value("brightness"), "25\n");
+  ExpectFailure({"import", "/no/such/file"}, 10, "no file \"/no/such/file\"");
+  ExpectFailure({"import", "/"}, 1, "cannot read \"/\": Is a directory");
+}
+
+TEST_F(ValueVerbs, AStoreThatCannotBeReadIsNotExportedAsAMenuWithoutValues) {
+  ASSERT_EQ(m_Set.Run({"setctl", "key", "set", "db/menu/brightness", "31"}).status, 0);
+  const std::filesystem::path store = m_Set.Root() / "var/lib/settings-service/keys.db";
+  std::filesystem::resize_file(store, 0);
+  std::filesystem::resize_file(store.string() + "-wal", 0);
+  ExpectFailure({"export"}, 1, "key file " + store.string());
 }
 
 }  // namespace

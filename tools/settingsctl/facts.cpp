@@ -30,6 +30,10 @@ Kind KindOf(const Answers& answers) {
   if (answers.range) {
     return Kind::kRange;
   }
+  // A value of which the service does not say what else it can be.
+  if (answers.value) {
+    return Kind::kList;
+  }
   return answers.children ? Kind::kGroup : Kind::kAction;
 }
 
@@ -87,7 +91,7 @@ bool HasValue(const Facts& facts) {
 
 bool Takes(const Facts& facts, const std::string& value) {
   if (!facts.range) {
-    return Contains(facts.values, value);
+    return facts.values.empty() || Contains(facts.values, value);
   }
   const std::optional<double> number = base::ParseDecimal(value);
   if (!number) {

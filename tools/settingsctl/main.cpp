@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddAdjustingVerbs(tool, options);
+  settingsctl::AddTransferVerbs(tool, options);
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);
   settingsctl::AddStateVerbs(tool, options);

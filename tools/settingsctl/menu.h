@@ -12,4 +12,7 @@ using Names = std::vector<std::string>;
 // The items of the service's menu, the upper levels first.
 Names AllItems(settings::Client& client);
 
+// An item and all below it, or the whole menu for "", in the order of the menu.
+Names ItemsInOrder(settings::Client& client, const std::string& top);
+
 }  // namespace settingsctl

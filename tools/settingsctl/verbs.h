@@ -8,6 +8,7 @@ namespace settingsctl {
 
 void AddValueVerbs(tools::Tool& tool, const Options& options);
 void AddAdjustingVerbs(tools::Tool& tool, const Options& options);
+void AddTransferVerbs(tools::Tool& tool, const Options& options);
 void AddItemVerbs(tools::Tool& tool, const Options& options);
 void AddTreeVerb(tools::Tool& tool, const Options& options);
 void AddStateVerbs(tools::Tool& tool, const Options& options);
