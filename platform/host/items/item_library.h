@@ -8,6 +8,7 @@
 #include "items/catalogue.h"
 #include "items/disabled_items.h"
 #include "items/inputs.h"
+#include "items/item_listener.h"
 #include "items/judge.h"
 
 namespace host {
@@ -56,8 +57,16 @@ class ItemLibrary {
   bool IsTrue(RuleIndex rule) const { return rule == kNoRule || Now().IsTrue(rule); }
 
   DisabledItems& Disabled() { return m_Disabled; }
+  const DisabledItems& Disabled() const { return m_Disabled; }
+
+  // The type of the active speaker as it was read last; empty when no speaker was chosen.
+  const std::string& SpeakerType() const { return m_SpeakerType; }
+
+  // From now on tells `listener`, which replaces the previous one, of what happens; null ends that.
+  void Listen(ItemListener* listener);
 
  private:
+  void ReadSpeakerType();
   bool EndPreview(const Item& item);
   bool WritePreview(const Item& item, const std::string& text);
 
@@ -65,6 +74,7 @@ class ItemLibrary {
   std::optional<Catalogue> m_Catalogue;
   std::string m_SpeakerType;  // empty when no speaker was chosen on the set
   DisabledItems m_Disabled{m_Inputs, m_Catalogue};
+  ItemListener* m_Listener = nullptr;
 };
 
 }  // namespace host
