@@ -33,6 +33,8 @@ ItemLog::ItemLog(TelevisionSet& set)
   bus::Check(
       sd_bus_match_signal(m_Bus.get(), nullptr, kService, kObject, kItems, nullptr, OnSignal, this),
       "match");
+  // A daemon that answers knows what items were.
+  m_Client.GetItemVisible(kMarkItem);
 }
 
 int ItemLog::OnSignal(sd_bus_message* message, void* self, sd_bus_error*) {
