@@ -14,6 +14,7 @@
 #include "framework/command_line.h"
 #include "framework/main_loop.h"
 #include "framework/name_owners.h"
+#include "framework/object_interfaces.h"
 #include "framework/process_signals.h"
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
@@ -79,6 +80,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   g_Host.nameOwners.Get([&] { return new NameOwners(bus.Get()); });
   // Whoever sees the name finds the object, too.
   ServiceObject object(bus.Get(), service);
+  AddInterfaces(object);
   const std::string name = ServiceBusName(service.ServiceName());
   bus.TakeName(name);
 

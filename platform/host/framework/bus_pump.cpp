@@ -25,6 +25,7 @@
 #include <utility>
 
 #include "bus/bus.h"
+#include "framework/after_messages.h"
 #include "framework/before_messages.h"
 #include "framework/request_queue.h"
 #include "system/exception_border.h"
@@ -138,6 +139,7 @@ struct BusPump::Impl {
     if (!serves || dispatching) {
       return sleep(count, read, write, error, limit);
     }
+    const std::uint64_t workDue = WorkAfterMessages();
     PollRequest request;
     if (const int result = GetPollRequest(bus, request); result < 0) {
       Lose(result);
@@ -154,9 +156,9 @@ struct BusPump::Impl {
     if (Waiting() != nullptr) {
       untilDue = {};
       limit = &untilDue;
-    } else if (request.due != kNever) {
+    } else if (const std::uint64_t due = std::min(request.due, workDue); due != kNever) {
       const std::uint64_t now = Now();
-      const std::uint64_t left = request.due - std::min(request.due, now);
+      const std::uint64_t left = due - std::min(due, now);
       untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
       limit = &untilDue;
     }
@@ -169,6 +171,15 @@ struct BusPump::Impl {
       Dispatch();
     }
     return ready - own;
+  }
+
+  // Returns when more of it is due, by Now.
+  std::uint64_t WorkAfterMessages() {
+    dispatching = true;
+    const auto due = host::WorkAfterMessages(Waiting() != nullptr);
+    dispatching = false;
+    return due ? std::chrono::ceil<std::chrono::microseconds>(due->time_since_epoch()).count()
+               : kNever;
   }
 
   void Dispatch() {

@@ -60,11 +60,17 @@ std::size_t SizeOf(sd_bus_message* call) {
 }  // namespace
 
 int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
+  return Take(call, error, [this](sd_bus_message* taken) { ServeOne(taken); });
+}
+
+int RequestQueue::Take(sd_bus_message* call, sd_bus_error* error,
+                       std::function<void(sd_bus_message*)> serve) {
   try {
     if (ServesOnTheSpot(call)) {
-      ServeOne(call);
+      serve(call);
     } else {
       Call waits(call);
+      waits.serve = std::move(serve);
       waits.size = SizeOf(call);
       Enqueue(std::move(waits));
     }
@@ -77,7 +83,6 @@ int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
 int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
   try {
     Call list(call);
-    list.isList = true;
     int result = sd_bus_message_enter_container(call, 'a', "(is)");
     Request request{};
     while (result >= 0 &&
@@ -151,8 +156,8 @@ void RequestQueue::ServeNextClient() {
   bool isDone = true;
   CatchUpBeforeMessage();
   if (!Guarded("nuvra", "an exception left a request", [&] {
-        if (!call.isList) {
-          ServeOne(call.message.get());
+        if (call.serve) {
+          call.serve(call.message.get());
         } else {
           ServeNextOf(call);
           isDone = call.served == call.requests.size();

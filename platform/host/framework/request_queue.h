@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -33,6 +34,9 @@ class RequestQueue {
   int TakeRequest(sd_bus_message* call, sd_bus_error* error);
   int TakeRequests(sd_bus_message* call, sd_bus_error* error);
 
+  // The same with a call of another interface, which `serve` answers when its turn has come.
+  int Take(sd_bus_message* call, sd_bus_error* error, std::function<void(sd_bus_message*)> serve);
+
   bool IsEmpty() const { return m_Clients.empty(); }
 
   // Whether so much is waiting that some of it should be served before more is read.
@@ -59,12 +63,12 @@ class RequestQueue {
     explicit Call(sd_bus_message* call) : message(sd_bus_message_ref(call)) {}
 
     bus::Message message;
-    bool isList = false;
-    std::vector<Request> requests;  // of a list
-    std::size_t served = 0;         // of those
-    bus::Message reply;             // to a list; none when nobody waits for one
-    std::size_t replySize = 0;      // of its bodies
-    std::size_t size = 0;           // of the bodies of the requests
+    std::function<void(sd_bus_message*)> serve;  // none for a list
+    std::vector<Request> requests;               // of a list
+    std::size_t served = 0;                      // of those
+    bus::Message reply;                          // to a list; none when nobody waits for one
+    std::size_t replySize = 0;                   // of its bodies
+    std::size_t size = 0;                        // of the bodies of the requests
   };
 
   // What became of a request.

@@ -1,5 +1,7 @@
 #include "framework/service_object.h"
 
+#include <utility>
+
 #include "framework/store_failure.h"
 
 namespace host {
@@ -48,14 +50,18 @@ std::string ServiceObjectPath(const std::string& serviceName) {
   return "/org/nuvra/service/" + serviceName;
 }
 
-ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service) : m_Requests(service) {
-  const std::string path = ServiceObjectPath(service.ServiceName());
-  bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_Slot), path.c_str(), kServiceInterface,
-                                      kVtable, &m_Requests),
-             ("cannot register " + path).c_str());
-  bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_KeyStoreSlot), path.c_str(),
-                                      kKeyStoreInterface, kKeyStoreVtable, nullptr),
-             ("cannot register " + path).c_str());
+ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service)
+    : m_Bus(bus), m_Path(ServiceObjectPath(service.ServiceName())), m_Requests(service) {
+  Add(kServiceInterface, kVtable, &m_Requests);
+  Add(kKeyStoreInterface, kKeyStoreVtable, nullptr);
+}
+
+void ServiceObject::Add(const char* interface, const sd_bus_vtable* vtable, void* userData) {
+  bus::Slot slot;
+  bus::Check(
+      sd_bus_add_object_vtable(m_Bus, bus::Out(slot), m_Path.c_str(), interface, vtable, userData),
+      ("cannot register " + m_Path).c_str());
+  m_Slots.push_back(std::move(slot));
 }
 
 }  // namespace host

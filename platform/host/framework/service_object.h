@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "bus/bus.h"
 #include "framework/request_queue.h"
@@ -21,13 +22,22 @@ class ServiceObject {
   // The service is referenced. Throws std::system_error when the object cannot be registered.
   ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service);
 
-  // The requests that arrived and wait; for the pump of the connection.
+  // Adds an interface. `vtable` and `userData`, which its functions get, must outlive the object.
+  // Throws std::system_error when it cannot be registered.
+  void Add(const char* interface, const sd_bus_vtable* vtable, void* userData);
+
+  // The requests that arrived and wait; for the pump of the connection, and for interfaces whose
+  // calls must not overtake the requests of the same client.
   RequestQueue& Requests() { return m_Requests; }
 
+  // Its path on the bus.
+  const std::string& Path() const { return m_Path; }
+
  private:
+  sd_bus* const m_Bus;
+  const std::string m_Path;
   RequestQueue m_Requests;
-  bus::Slot m_Slot;
-  bus::Slot m_KeyStoreSlot;
+  std::vector<bus::Slot> m_Slots;
 };
 
 }  // namespace host

@@ -32,6 +32,9 @@ class Catalogue {
   // All items in menu order, each group before its content; and the one at a place in this order.
   std::span<const Item> Items() const { return m_Items; }
   const Item& At(std::uint32_t place) const { return m_Items[place]; }
+  std::uint32_t PlaceOf(const Item& item) const {
+    return static_cast<std::uint32_t>(&item - m_Items.data());
+  }
 
   // What depends on a key of the key store, in the order of the menu, each item once: what may have
   // changed with it.

@@ -22,6 +22,22 @@ void LogRefused(const std::string& app) {
                        app.size() > kShown ? "..." : ""));
 }
 
+// What only one of the two has.
+std::vector<std::string> Differing(const decltype(DisabledRecord::items)& one,
+                                   const decltype(DisabledRecord::items)& other) {
+  std::vector<std::string> ids;
+  const auto addMissing = [&](const auto& from, const auto& in) {
+    for (const auto& [id, apps] : from) {
+      if (!in.contains(id)) {
+        ids.push_back(id);
+      }
+    }
+  };
+  addMissing(one, other);
+  addMissing(other, one);
+  return ids;
+}
+
 }  // namespace
 
 std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids,
@@ -48,7 +64,7 @@ std::vector<std::string> DisabledItems::Disable(std::span<const std::string> ids
     }
   }
   if (!isAnyKnown || CountAdded(app, added.size())) {
-    return disabled;
+    return Told(std::move(disabled));
   }
   for (const Items::iterator item : added) {
     item->second.pop_back();
@@ -143,7 +159,15 @@ std::vector<std::string> DisabledItems::Remove(std::span<const Relation> relatio
       m_Record.items.erase(item);
     }
   }
-  return released;
+  return Told(std::move(released));
+}
+
+// `ids`, of which the listener knows then.
+std::vector<std::string> DisabledItems::Told(std::vector<std::string> ids) const {
+  if (m_Listener != nullptr && !ids.empty()) {
+    m_Listener->OnDisabledOrReleased(ids);
+  }
+  return ids;
 }
 
 std::vector<std::string> DisabledItems::Applications(std::string_view id) const {
@@ -176,7 +200,7 @@ std::vector<std::string> DisabledItems::InMenuOrder(const std::vector<std::strin
 void DisabledItems::ReadMirror() {
   const std::string text = m_Inputs.Text(kDisabledItemsKey).value_or("");
   std::string damage;
-  m_Record = ReadDisabledRecord(text, damage);
+  const DisabledRecord before = std::exchange(m_Record, ReadDisabledRecord(text, damage));
   if (!damage.empty()) {
     LogError("settings-items", fmt::format("{}: {}", kDisabledItemsKey, damage));
   }
@@ -184,6 +208,7 @@ void DisabledItems::ReadMirror() {
   if (WriteDisabledRecord(m_Record) != text) {
     WriteMirror();
   }
+  Told(Differing(before.items, m_Record.items));
   for (const auto& [app, disabler] : m_Record.disablers) {
     if (!disabler.instance.empty()) {
       ReportEndUnlessLiving(app, disabler.instance);

@@ -10,6 +10,7 @@
 #include "items/catalogue.h"
 #include "items/disabled_items_text.h"
 #include "items/inputs.h"
+#include "items/item_listener.h"
 
 namespace host {
 
@@ -53,6 +54,9 @@ class DisabledItems {
   // Drops the items that the loaded catalogue does not have. Without a catalogue all are kept.
   void DropUnknown();
 
+  // From now on tells `listener` which items are disabled or released; null ends that.
+  void Listen(ItemListener* listener) { m_Listener = listener; }
+
  private:
   using Items = decltype(DisabledRecord::items);
 
@@ -70,6 +74,7 @@ class DisabledItems {
   std::vector<std::string> Remove(std::span<const Relation> relations, const std::string& app);
   bool DropUnknownItems();
   bool WriteMirror();
+  std::vector<std::string> Told(std::vector<std::string> ids) const;
 
   Inputs& m_Inputs;
   const std::optional<Catalogue>& m_Catalogue;
@@ -77,6 +82,8 @@ class DisabledItems {
   // No list is empty, and no application is without an item; with a catalogue, it has all these
   // items.
   DisabledRecord m_Record;
+
+  ItemListener* m_Listener = nullptr;
 };
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include "system/error_log.h"
 
 namespace host {
+
 void ItemLibrary::Load(const std::filesystem::path& file) {
   m_Catalogue.reset();
   try {
@@ -14,8 +15,16 @@ void ItemLibrary::Load(const std::filesystem::path& file) {
       LogError("settings-items", ToText(problem));
     }
   }
-  FreshSpeakerType();
+  ReadSpeakerType();
   m_Disabled.DropUnknown();
+  if (m_Listener != nullptr) {
+    m_Listener->OnLoaded();
+  }
+}
+
+void ItemLibrary::Listen(ItemListener* listener) {
+  m_Listener = listener;
+  m_Disabled.Listen(listener);
 }
 
 const Item* ItemLibrary::Find(const char* menuID) const {
@@ -26,9 +35,16 @@ const Item* ItemLibrary::Find(std::string_view menuID) const {
   return m_Catalogue ? m_Catalogue->Find(menuID) : nullptr;
 }
 
+void ItemLibrary::FreshSpeakerType() {
+  ReadSpeakerType();
+  if (m_Listener != nullptr) {
+    m_Listener->OnSpeakerRead();
+  }
+}
+
 // A missing key means that no speaker was chosen; a number, and a key store that fails, is a type
 // that cannot be read.
-void ItemLibrary::FreshSpeakerType() {
+void ItemLibrary::ReadSpeakerType() {
   AnswerOr(false, [&] {
     const auto type = m_Inputs.Text(kSpeakerKey);
     if (type || !m_Inputs.Number(kSpeakerKey)) {

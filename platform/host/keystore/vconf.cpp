@@ -19,6 +19,7 @@
 #include "framework/main_loop.h"
 #include "framework/store_failure.h"
 #include "keystore/damage_log.h"
+#include "keystore/key_listener.h"
 #include "keystore/key_store.h"
 #include "keystore/process_store.h"
 #include "keystore/store_error.h"
@@ -114,7 +115,8 @@ bool Write(std::string_view key, const KeyValue& value) {
 
 }  // namespace
 
-// The callbacks of this process and the one watcher that feeds them. Main-loop thread only.
+// The callbacks and listeners of this process and the one watcher that feeds them. Main-loop thread
+// only.
 class Subscriptions {
  public:
   Subscriptions()
@@ -142,6 +144,9 @@ class Subscriptions {
     ofKey.erase(ofKey.begin() + (known - ofKey.data()));
     return true;
   }
+
+  void Add(const KeyListener* listener) { m_Listeners.push_back(listener); }
+  void Remove(const KeyListener* listener) { std::erase(m_Listeners, listener); }
 
  private:
   struct Subscription {
@@ -174,7 +179,9 @@ class Subscriptions {
   void Deliver() {
     GuardedFromDamage("vconf", "cannot read the changes", [this] {
       for (KeyChange& change : m_Watcher.TakeChanges()) {
-        DeliverOne(std::move(change));
+        _keynode_t node{std::move(change)};
+        DeliverOne(node);
+        Tell([&](const KeyListener& listener) { listener.m_Changed(node.change); });
       }
       m_HasMissed = m_HasMissed || m_Watcher.Missed() > 0;
       if (m_HasMissed && !m_Watcher.IsBehind()) {
@@ -193,18 +200,27 @@ class Subscriptions {
       changes.push_back({.key = key, .value = ProcessStore().Get(key), .number = newest});
     }
     for (KeyChange& change : changes) {
-      DeliverOne(std::move(change));
+      _keynode_t node{std::move(change)};
+      DeliverOne(node);
+    }
+    Tell([](const KeyListener& listener) { listener.m_Missed(); });
+  }
+
+  template <typename News>
+  void Tell(News news) {
+    // By index: who is told may begin to listen.
+    for (std::size_t i = 0; i < m_Listeners.size(); ++i) {
+      Guarded("vconf", "a listener to the keys threw", [&] { news(*m_Listeners[i]); });
     }
   }
 
-  void DeliverOne(KeyChange change) {
-    const auto ofKey = m_Subscriptions.find(change.key);
+  void DeliverOne(_keynode_t& node) {
+    const auto ofKey = m_Subscriptions.find(node.change.key);
     if (ofKey == m_Subscriptions.end()) {
       return;
     }
     // Callbacks may add and remove subscriptions, so each is looked up when its turn comes.
     const std::vector<Subscription> turns = ofKey->second;
-    _keynode_t node{std::move(change)};
     for (const Subscription& turn : turns) {
       const Subscription* current = Find(node.change.key, turn.callback);
       if (current != nullptr && current->since < node.change.number) {
@@ -221,6 +237,7 @@ class Subscriptions {
   }
 
   std::unordered_map<std::string, std::vector<Subscription>> m_Subscriptions;
+  std::vector<const KeyListener*> m_Listeners;
   bool m_HasMissed = false;  // changes, and has told nobody yet
   KeyWatcher m_Watcher;
   FdWatch m_Watch;
@@ -235,6 +252,19 @@ Subscriptions& ProcessSubscriptions() { return g_Host.subscriptions.Get(); }
 std::string_view KeyOf(const char* key) { return key != nullptr ? key : ""; }
 
 }  // namespace
+
+KeyListener::KeyListener(std::function<void(const KeyChange&)> changed,
+                         std::function<void()> missed)
+    : m_Changed(std::move(changed)), m_Missed(std::move(missed)) {
+  ProcessSubscriptions().Add(this);
+}
+
+KeyListener::~KeyListener() {
+  if (Subscriptions* const subscriptions = g_Host.subscriptions.Find()) {
+    subscriptions->Remove(this);
+  }
+}
+
 }  // namespace host
 
 extern "C" {

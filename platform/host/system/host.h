@@ -17,11 +17,13 @@ class TCDaemonService;
 namespace host {
 
 // Parts of the host, declared where they belong: here only their names.
+class AfterMessages;
 class ApplicationBus;
 class ApplicationWatcher;
 class BeforeMessages;
 class BusPump;
 class ChangeFeed;
+class ItemAnnouncer;
 class KeyStore;
 class Log;
 class MainLoop;
@@ -75,6 +77,7 @@ struct Host {
   unsigned endedMainLoops = 0;
   EndsWithService<MainLoop> mainLoop;
   OutlivesExit<std::vector<const BeforeMessages*>> beforeMessages;
+  OutlivesExit<std::vector<AfterMessages*>> afterMessages;
 
   OutlivesExit<std::string> busAddress;
   EndsWithService<ServiceBus> serviceBus;
@@ -99,9 +102,11 @@ struct Host {
 
   OutlivesExit<HostLibrary> itemLibrary;
   OutlivesExit<Translations> translations;
+  EndsWithService<ItemAnnouncer> itemAnnouncer;
 
   // Ends what ends with the service, in reverse order. Main-loop thread only.
   void EndService() {
+    itemAnnouncer.End();
     applicationWatcher.End();
     subscriptions.End();
     nameOwners.End();

@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "dlog.h"
+#include "framework/object_interfaces.h"
 #include "framework/set_preparation.h"
 #include "lwipc.h"
 #include "nuvra/alarm.h"
@@ -206,8 +207,9 @@ int __wrap_sd_bus_get_fd(sd_bus* bus) {
 }
 }
 
-// There is no set around it.
+// There is no set around it, and no library that adds to it.
 void host::PrepareSet() {}
+void host::AddInterfaces(host::ServiceObject&) {}
 
 int main(int argc, char** argv) {
   __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "main\n");
