@@ -11,6 +11,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "bus/bus.h"
 #include "fake_menu.h"
@@ -122,6 +123,9 @@ struct Outcome {
 int g_Messages = 0;
 bool g_KnowsLists = true;
 
+// Announced when the next list is answered, right before its answers.
+std::string g_AnnouncedBeforeAnswers;
+
 Json::Value Parse(const std::string& body) {
   Json::Value request;
   Json::CharReaderBuilder builder;
@@ -218,6 +222,9 @@ Outcome Serve(sd_bus* bus, const char* sender, const std::string& body) {
   if (method == "Announce") {
     EmitOfItems(bus, nullptr, "Changed", data["text"].asString());
   }
+  if (method == "AnnounceBeforeAnswers") {
+    g_AnnouncedBeforeAnswers = data["text"].asString();
+  }
   if (method == "Speak") {
     fake_menu::SetEnding(data["ending"].asString());
     EmitOfItems(bus, nullptr, "LanguageChanged", data["language"].asString());
@@ -278,6 +285,10 @@ int ServeRequests(sd_bus_message* message) {
           "append");
   }
   Check(sd_bus_message_close_container(reply.get()), "close");
+  if (!g_AnnouncedBeforeAnswers.empty()) {
+    EmitOfItems(sd_bus_message_get_bus(message), nullptr, "Changed",
+                std::exchange(g_AnnouncedBeforeAnswers, ""));
+  }
   return sd_bus_send(nullptr, reply.get(), nullptr);
 }
 
