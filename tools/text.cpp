@@ -22,6 +22,14 @@ std::string Escape(std::string_view text) {
 
 std::string Quote(std::string_view text) { return '"' + Escape(text) + '"'; }
 
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) {
+    joined += (joined.empty() ? "" : ", ") + Escape(text);
+  }
+  return joined;
+}
+
 std::string EscapeJson(std::string_view json) {
   std::string escaped;
   while (!json.empty()) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 // Text for people and for programs, independent of the user's language.
 namespace tools {
@@ -22,6 +23,9 @@ std::string Quote(std::string_view text);
 // The same for the text of a JSON value, which keeps its meaning: in its strings, the only place
 // for such characters, they become \uXXXX, and bytes that are not UTF-8 become U+FFFD.
 std::string EscapeJson(std::string_view json);
+
+// `one, two`, escaped.
+std::string Joined(const std::vector<std::string>& texts);
 
 // JSON on one line, escaped as by EscapeJson, always valid.
 std::string JsonText(const Json::Value& value);

@@ -135,10 +135,10 @@ class Manual(unittest.TestCase):
 
     def test_a_verb_that_the_document_lacks_stops_the_build(self):
         text = pathlib.Path(DOCUMENT).read_text("utf-8")
-        self.assertIn("### get ITEM\n", text)
+        self.assertIn("### get ITEM…", text)
         with tempfile.TemporaryDirectory() as scratch:
             document = pathlib.Path(scratch) / "commands.md"
-            document.write_text(text.replace("### get ITEM\n", "### fetch ITEM\n"), "utf-8")
+            document.write_text(text.replace("### get ITEM…", "### fetch ITEM…"), "utf-8")
             page = pathlib.Path(scratch) / "page"
             done = subprocess.run(
                 [sys.executable, "-B", WRITER, TOOLS[0], "1", "0", document, page],

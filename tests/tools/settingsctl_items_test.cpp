@@ -94,6 +94,14 @@ TEST_F(SettingsctlItems, AnUnknownItemEndsEveryVerbWith10) {
   ExpectOutput(Run({"disabled"}), "");
 }
 
+TEST_F(SettingsctlItems, AnUnknownItemIsAnsweredWithTheNearest) {
+  ExpectFailure(Run({"describe", "brigthness"}), 10,
+                ": no item \"brigthness\"; nearest: brightness\n");
+  ExpectFailure(Run({"disable", "brightness", "pictur", "--app", "org.example.a"}), 10,
+                ": no item \"pictur\"; nearest: picture, picturemode\n");
+  ExpectFailure(Run({"path", "volume"}), 10, ": no item \"volume\"; settingsctl tree shows all\n");
+}
+
 TEST_F(SettingsctlItems, StatesAreAnsweredByTextAndExitCode) {
   ExpectAnswer({"visible", "brightness"}, true);
   ExpectAnswer({"visible", "brightness", "--path"}, false);

@@ -39,6 +39,27 @@ TEST_F(Settingsctl, GetOfAnItemWithoutAValueSaysSo) {
   ExpectFailure(Run({"get", "nosuch\nitem"}), 10, "no item \"nosuch\\nitem\" that has a value\n");
 }
 
+TEST_F(Settingsctl, GetOfSeveralItemsPrintsALineForEach) {
+  ExpectOutput(Run({"get", "picturemode", "nameless", "brightness"}),
+               "picturemode: standard (Standard)\n"
+               "nameless: bare\n"
+               "brightness: 25\n");
+  ExpectOutput(Run({"get", "brightness", "picturemode", "--json"}),
+               "{\"item\":\"brightness\",\"value\":\"25\",\"name\":\"25\"}\n"
+               "{\"item\":\"picturemode\",\"value\":\"standard\",\"name\":\"Standard\"}\n");
+  for (const char* form : {"--json", "--raw", "--timeout=5"}) {
+    ExpectFailure(Run({"get", "brightness", "nosuchitem", "picturemode", form}), 10,
+                  "no item \"nosuchitem\"");
+  }
+}
+
+TEST_F(Settingsctl, ARawValueIsPrintedAsItIs) {
+  ExpectOutput(Run({"get", "picturemode", "--raw"}), "standard\n");
+  ExpectOutput(Run({"get", "brightness", "--raw", "greeting"}), "25\ngrüße\n");
+  ExpectOutput(Run({"get", "--raw", "hostile"}), "a\x1b[2Jb\nc\xc2\x9b\n");
+  ExpectFailure(Run({"get", "brightness", "--raw", "--json"}), 2, "--raw and --json");
+}
+
 TEST_F(Settingsctl, AValueCannotDisturbATerminal) {
   ExpectOutput(Run({"get", "hostile"}), "a\\x1b[2Jb\\nc\\xc2\\x9b (\\x07Bell)\n");
 }
@@ -181,7 +202,7 @@ TEST_F(Settingsctl, WrongUsageEndsWith2AndPointsToTheHelp) {
       {},
       {"nosuchverb"},
       {"get"},
-      {"get", "a", "b"},
+      {"path", "a", "b"},
       {"get", "a", "--nosuchoption"},
       {"set", "a"},
       {"set", "a", "b", "--preview=maybe"},

@@ -9,14 +9,13 @@
 #include <utility>
 
 #include "settings/batch.h"
+#include "settingsctl/menu.h"
 
 namespace settingsctl {
 namespace {
 
 using settings::Client;
 using tools::Candidate;
-
-using Names = std::vector<std::string>;
 
 // More than a person wants to choose from.
 constexpr double kMostNumbers = 200;
@@ -30,30 +29,6 @@ tools::Offer WhenRunning(const Options& options, const Ask& ask) {
     const bool isRunning = client.WaitForService(std::chrono::microseconds(0));
     return isRunning ? ask(client, begin) : std::vector<Candidate>();
   };
-}
-
-// Level by level, each in one batch; a damaged menu may have circles.
-Names AllItems(Client& client) {
-  Names items;
-  std::set<std::string> seen;
-  Names level = client.GetItemChildList("").value_or(Names());
-  while (!level.empty()) {
-    settings::Batch batch(client);
-    std::vector<settings::Answer<std::optional<Names>>> children;
-    for (const std::string& item : level) {
-      if (seen.insert(item).second) {
-        items.push_back(item);
-        children.push_back(batch.Add(settings::ask::GetItemChildList(item)));
-      }
-    }
-    batch.Ask();
-    level.clear();
-    for (const auto& answer : children) {
-      const Names below = answer.Get().value_or(Names());
-      level.insert(level.end(), below.begin(), below.end());
-    }
-  }
-  return items;
 }
 
 std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin) {

@@ -34,7 +34,8 @@ Codes Answer() {
 tools::VerbHelps Helps() {
   return {
       {"get",
-       {{"settingsctl get picturemode", "settingsctl get picturemode --json"},
+       {{"settingsctl get picturemode", "settingsctl get brightness contrast --json",
+         "settingsctl get picturemode --raw"},
         OfService({{ExitCode::kNotFound, "no such item, or it has no value"}})}},
       {"set",
        {{"settingsctl set picturemode movie", "settingsctl set brightness 30 --preview"},

@@ -70,7 +70,7 @@ ExitCode Values(const Options& options, const std::string& item, Client& client)
 ExitCode Path(const Options& options, const std::string& item, Client& client) {
   const std::optional<std::string> path = client.GetItemPath(item);
   if (!path) {
-    throw NoSuchItem(item);
+    throw NoSuchItem(client, item);
   }
   tools::PrintLine(options.json ? tools::JsonLine({{"item", item}, {"path", *path}})
                                 : tools::Escape(*path));
@@ -119,7 +119,7 @@ Description Ask(Client& client, const std::string& item) {
   const auto apps = batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item));
   batch.Ask();
   if (!displayId.Get() || !apps.Get()) {
-    throw NoSuchItem(item);
+    throw NoSuchItem(client, item);
   }
   Description is;
   is.displayId = *displayId.Get();

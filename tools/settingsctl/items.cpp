@@ -1,14 +1,12 @@
 #include "settingsctl/items.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
+#include "nearest.h"
 #include "settings/batch.h"
 #include "settingsctl/completion_offers.h"
-#include "text.h"
 
 namespace settingsctl {
 
@@ -31,7 +29,7 @@ std::vector<T> AskOfEach(Client& client, const Names& items,
   std::vector<T> results;
   for (std::size_t i = 0; i < items.size(); ++i) {
     if (!answers[i].Get()) {
-      throw NoSuchItem(items[i]);
+      throw NoSuchItem(client, items[i]);
     }
     results.push_back(*answers[i].Get());
   }
@@ -40,9 +38,9 @@ std::vector<T> AskOfEach(Client& client, const Names& items,
 
 }  // namespace
 
-Failure NoSuchItem(const std::string& item) {
+Failure NoSuchItem(Client& client, const std::string& item) {
   return Failure(ExitCode::kNotFound,
-                 fmt::format("no item {}; settingsctl tree shows all", tools::Quote(item)));
+                 tools::NoSuch("item", item, AllItems(client), "settingsctl tree shows all"));
 }
 
 void RequireItem(Client& client, const std::string& item) { RequireItems(client, {item}); }
@@ -61,14 +59,6 @@ std::vector<Names> DisablersOf(Client& client, const Names& items) {
 
 bool Contains(const Names& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-std::string Joined(const Names& names) {
-  std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + tools::Escape(name);
-  }
-  return text;
 }
 
 Json::Value Array(const Names& names) {

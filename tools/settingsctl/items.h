@@ -6,14 +6,15 @@
 
 #include "settings/client.h"
 #include "settingsctl/connection.h"
+#include "settingsctl/menu.h"
+#include "text.h"
 #include "tool.h"
 
 // Shared by the verbs about items.
 namespace settingsctl {
 
-using Names = std::vector<std::string>;
-
-tools::Failure NoSuchItem(const std::string& item);
+// Asks the service for the items that come nearest.
+tools::Failure NoSuchItem(settings::Client& client, const std::string& item);
 
 // Throw NoSuchItem when the service does not know the item, or one of them. The service's other
 // replies do not distinguish an unknown item from one without an answer.
@@ -26,8 +27,7 @@ std::vector<Names> DisablersOf(settings::Client& client, const Names& items);
 
 bool Contains(const Names& names, const std::string& name);
 
-// "one, two", escaped.
-std::string Joined(const Names& names);
+using tools::Joined;
 Json::Value Array(const Names& names);
 
 // A whole number without a point.

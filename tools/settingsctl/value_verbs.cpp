@@ -5,6 +5,7 @@
 #include "settingsctl/completion_offers.h"
 #include "settingsctl/format.h"
 #include "settingsctl/items.h"
+#include "settingsctl/questions.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
 
@@ -16,6 +17,11 @@ using tools::ExitCode;
 using tools::Failure;
 using tools::Quote;
 
+struct GetArguments {
+  Names items;
+  bool raw = false;
+};
+
 struct ValueArguments {
   std::string item;
   std::string value;
@@ -26,16 +32,44 @@ Failure NoItemWithValue(const std::string& item) {
   return Failure(ExitCode::kNotFound, fmt::format("no item {} that has a value", Quote(item)));
 }
 
-ExitCode Get(const Options& options, const ValueArguments& arguments, Client& client) {
-  const std::optional<std::string> value = client.GetItemValue(arguments.item);
-  const std::optional<std::string> name =
-      value ? client.GetItemValueName(arguments.item) : std::nullopt;
-  if (!name) {
-    throw NoItemWithValue(arguments.item);
+struct ValueAnswer {
+  std::optional<std::string> value;
+  std::optional<std::string> name;
+};
+
+std::vector<ValueAnswer> AskForValues(Client& client, const Names& items) {
+  std::vector<ValueAnswer> answers(items.size());
+  Questions questions(client);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    questions.Add(settings::ask::GetItemValue(items[i]), answers[i].value);
+    questions.Add(settings::ask::GetItemValueName(items[i]), answers[i].name);
   }
-  tools::PrintLine(
-      options.json ? tools::JsonLine({{"item", arguments.item}, {"value", *value}, {"name", *name}})
-                   : ValueText(*value, *name));
+  questions.Ask();
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (!answers[i].value || !answers[i].name) {
+      throw NoItemWithValue(items[i]);
+    }
+  }
+  return answers;
+}
+
+ExitCode Get(const Options& options, const GetArguments& arguments, Client& client) {
+  if (arguments.raw && options.json) {
+    throw Failure(ExitCode::kUsage, "--raw and --json exclude each other; use one of them");
+  }
+  const Names& items = arguments.items;
+  const std::vector<ValueAnswer> answers = AskForValues(client, items);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const auto& [value, name] = answers[i];
+    if (options.json) {
+      tools::PrintLine(tools::JsonLine({{"item", items[i]}, {"value", *value}, {"name", *name}}));
+    } else if (arguments.raw) {
+      tools::PrintLine(*value);
+    } else {
+      const std::string whose = items.size() > 1 ? tools::Escape(items[i]) + ": " : "";
+      tools::PrintLine(whose + ValueText(*value, *name));
+    }
+  }
   return ExitCode::kDone;
 }
 
@@ -58,14 +92,15 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
 }  // namespace
 
 void AddValueVerbs(tools::Tool& tool, const Options& options) {
-  auto arguments = std::make_shared<ValueArguments>();
+  auto wanted = std::make_shared<GetArguments>();
   tools::Syntax get =
-      tool.AddVerb(tool.App(), "get", "Print an item's value and its name", [&options, arguments] {
-        return WithClient(options,
-                          [&](Client& client) { return Get(options, *arguments, client); });
+      tool.AddVerb(tool.App(), "get", "Print items' values and their names", [&options, wanted] {
+        return WithClient(options, [&](Client& client) { return Get(options, *wanted, client); });
       });
-  AddItem(get, options, arguments->item);
+  AddItems(get, options, wanted->items);
+  get.AddFlag("--raw", wanted->raw, "Print the values alone, exactly as they are");
 
+  auto arguments = std::make_shared<ValueArguments>();
   tools::Syntax set = tool.AddVerb(tool.App(), "set", "Set an item's value", [&options, arguments] {
     return WithClient(options, [&](Client& client) { return Set(options, *arguments, client); });
   });

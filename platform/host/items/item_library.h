@@ -8,6 +8,7 @@
 #include "items/catalogue.h"
 #include "items/disabled_items.h"
 #include "items/inputs.h"
+#include "items/judge.h"
 
 namespace host {
 
@@ -36,11 +37,12 @@ class ItemLibrary {
   // the key store cannot be read.
   void FreshSpeakerType();
 
-  // The value in effect of an item that has one: what is previewed, otherwise what the item
-  // follows, otherwise what is stored, otherwise the default. A text or number in the store that
-  // is none of the item's values counts as not there. Throws InputFailure when the key store cannot
-  // be read, as the next three do.
-  ValuePosition CurrentValue(const Item& item) const;
+  // What items are now. A catalogue must be loaded; the result ends with it.
+  Judge Now() const { return Judge(*m_Catalogue, m_Inputs, m_SpeakerType); }
+
+  // The value in effect of an item that has one. Throws InputFailure when the key store cannot be
+  // read, as the next three do.
+  ValuePosition CurrentValue(const Item& item) const { return Now().CurrentValue(item); }
 
   // Stores a value permanently and ends a preview. False, and logged, when the key store failed;
   // the value is then not stored.
@@ -51,12 +53,11 @@ class ItemLibrary {
   bool PreviewValue(const Item& item, ValuePosition position);
 
   // Whether a rule of the loaded catalogue is currently true.
-  bool IsTrue(RuleIndex rule) const;
+  bool IsTrue(RuleIndex rule) const { return rule == kNoRule || Now().IsTrue(rule); }
 
   DisabledItems& Disabled() { return m_Disabled; }
 
  private:
-  std::optional<ValuePosition> StoredValue(const ValueDefinition& value) const;
   bool EndPreview(const Item& item);
   bool WritePreview(const Item& item, const std::string& text);
 

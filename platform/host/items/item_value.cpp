@@ -6,12 +6,6 @@
 namespace host {
 namespace {
 
-// No item has an empty value.
-std::optional<ValuePosition> FindText(const ValueDefinition& value,
-                                      const std::optional<std::string>& text) {
-  return text ? FindValue(value.values, *text) : std::nullopt;
-}
-
 bool LoggedUnless(bool done, const Item& item, const std::string& key) {
   if (!done) {
     LogError("settings-items", item.id + ": cannot write key " + key);
@@ -20,27 +14,6 @@ bool LoggedUnless(bool done, const Item& item, const std::string& key) {
 }
 
 }  // namespace
-
-ValuePosition ItemLibrary::CurrentValue(const Item& item) const {
-  const ValueDefinition& value = *item.value;
-  auto position = FindText(value, m_Inputs.Text(value.previewKey));
-  if (!position && value.followsSpeaker) {
-    position = FindText(value, m_SpeakerType);
-  }
-  if (!position) {
-    position = StoredValue(value);
-  }
-  return position.value_or(value.standard);
-}
-
-std::optional<ValuePosition> ItemLibrary::StoredValue(const ValueDefinition& value) const {
-  if (value.storage == Storage::kString) {
-    const auto text = m_Inputs.Text(value.key);
-    return text ? FindKeptText(value.values, *text) : std::nullopt;
-  }
-  const auto number = m_Inputs.Number(value.key);
-  return number ? FindKeptNumber(value.values, *number) : std::nullopt;
-}
 
 bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
   const ValueDefinition& value = *item.value;

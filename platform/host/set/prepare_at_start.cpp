@@ -10,10 +10,8 @@
 namespace host {
 
 void PrepareSet() {
-  KeyStore& store = ProcessStore();
-  PrepareFreshSet(store, SetLock(RunDir()));
+  PrepareFreshSet(ProcessStore(), SetLock(RunDir()));
   // Ends with the service, when it folds in what was written last.
-  store.LeaveFoldingToKeeper();
   g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
 }
 
