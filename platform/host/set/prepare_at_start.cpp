@@ -10,7 +10,9 @@
 namespace host {
 
 void PrepareSet() {
-  PrepareFreshSet(ProcessStore(), SetLock(RunDir()));
+  // The lock stands in a directory that the store makes.
+  KeyStore& store = ProcessStore();
+  PrepareFreshSet(store, SetLock(RunDir()));
   // Ends with the service, when it folds in what was written last.
   g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
 }
