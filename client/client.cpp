@@ -32,6 +32,46 @@ Json::Value ObjectOf(std::initializer_list<std::pair<const char*, Json::Value>> 
   return object;
 }
 
+// Broadcasts of whoever has the service's name.
+std::string RuleFor(const char* interface, const char* member) {
+  return std::string("type='signal',sender='") + kBusName + "',path='" + kObject + "',interface='" +
+         interface + "',member='" + member + "'";
+}
+
+// What a message holds if that is one text.
+std::optional<std::string> TextOf(sd_bus_message* message) {
+  const char* text = nullptr;
+  const bool isText = sd_bus_message_has_signature(message, "s") > 0 &&
+                      sd_bus_message_read(message, "s", &text) > 0;
+  return isText ? std::optional<std::string>(text) : std::nullopt;
+}
+
+std::optional<std::string> TextIn(const Json::Value& object, const char* member) {
+  const Json::Value& value = object[member];
+  return value.isString() ? std::optional(value.asString()) : std::nullopt;
+}
+
+std::optional<bool> StateIn(const Json::Value& object, const char* member) {
+  const Json::Value& value = object[member];
+  return value.isBool() ? std::optional(value.asBool()) : std::nullopt;
+}
+
+std::vector<ItemUpdate> ReadUpdates(const std::string& body) {
+  std::vector<ItemUpdate> updates;
+  const Json::Value read = base::TryParseJson(body).value_or(Json::Value());
+  if (!read.isObject() || !read["items"].isArray()) {
+    return updates;
+  }
+  for (const Json::Value& item : read["items"]) {
+    if (item.isObject() && item["menuID"].isString()) {
+      updates.push_back({item["menuID"].asString(), TextIn(item, "value"),
+                         TextIn(item, "valueName"), StateIn(item, "visible"),
+                         StateIn(item, "enabled")});
+    }
+  }
+  return updates;
+}
+
 template <typename T>
 T AskOne(Client& client, const Question<T>& question) {
   return question.read(question.method, client.Call(question.method, question.data));
@@ -56,9 +96,9 @@ std::string RequestText(const std::string& method, const Json::Value& data,
   return base::WriteJson(request);
 }
 
-bus::Message NewCall(sd_bus* bus, const char* method) {
+bus::Message NewCall(sd_bus* bus, const char* method, const char* interface) {
   bus::Message call;
-  Check(sd_bus_message_new_method_call(bus, bus::Out(call), kBusName, kObject, kInterface, method));
+  Check(sd_bus_message_new_method_call(bus, bus::Out(call), kBusName, kObject, interface, method));
   return call;
 }
 
@@ -102,37 +142,25 @@ bool Reply::Succeeded() const {
 }
 
 struct Subscription::Impl {
-  static int OnSignal(sd_bus_message* message, void* userData, sd_bus_error*);
+  static int OnMessage(sd_bus_message* message, void* userData, sd_bus_error*);
 
   // Shared with the current call, which may end the subscription.
-  std::shared_ptr<SignalCallback> callback;
+  std::shared_ptr<std::function<void(sd_bus_message*)>> take;
   Client::Impl* client = nullptr;
   bus::Slot slot;
 };
 
-int Subscription::Impl::OnSignal(sd_bus_message* message, void* userData, sd_bus_error*) {
+int Subscription::Impl::OnMessage(sd_bus_message* message, void* userData, sd_bus_error*) {
   // The bus has checked the sender of a broadcast, but not of a message addressed to this
   // connection: anybody could have sent that.
   if (sd_bus_message_get_destination(message) != nullptr) {
     return 0;
   }
-  const char* name = nullptr;
-  const char* body = nullptr;
-  Signal signal;
-  if (sd_bus_message_has_signature(message, "sis") <= 0 ||
-      sd_bus_message_read(message, "sis", &name, &signal.type, &body) < 0) {
-    return 0;
-  }
-  signal.name = name;
-  signal.body = body;
-  const char* sender = sd_bus_message_get_sender(message);
-  signal.sender = sender == nullptr ? "" : sender;
-
   auto* self = static_cast<Impl*>(userData);
   Client::Impl* client = self->client;
-  const std::shared_ptr<SignalCallback> callback = self->callback;
+  const auto take = self->take;
   try {
-    (*callback)(signal);
+    (*take)(message);
   } catch (...) {
     client->thrownByCallback = std::current_exception();
   }
@@ -323,34 +351,71 @@ bool Client::RequestName(const std::string& name) {
 
 bool Client::WaitForService(std::optional<microseconds> limit) {
   bool isThere = false;
-  const auto onChange = [](sd_bus_message* change, void* userData, sd_bus_error*) {
-    const char* name = nullptr;
-    const char* before = nullptr;
-    const char* after = nullptr;
-    if (bus::IsFromBus(change) && sd_bus_message_read(change, "sss", &name, &before, &after) >= 0) {
-      *static_cast<bool*>(userData) = *after != '\0';
-    }
-    return 0;
-  };
-  const std::string rule =
-      std::string("type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
-      kBusName + "'";
-  bus::Slot watch;
-  Check(sd_bus_add_match(m_Impl->bus.get(), bus::Out(watch), rule.c_str(), onChange, &isThere));
+  const Subscription watch = m_Impl->SubscribeOwner([&](bool now) { isThere = now; });
   // Asked after the watch began, so that no start is missed in between.
   isThere = Check(bus::HasOwner(m_Impl->bus.get(), kBusName)) > 0;
   return RunUntil([&] { return isThere; }, limit);
 }
 
-Subscription Client::Subscribe(SignalCallback callback) {
+Subscription Client::Impl::SubscribeTo(const std::string& rule,
+                                       std::function<void(sd_bus_message*)> take) {
   auto subscription = std::make_unique<Subscription::Impl>();
-  subscription->callback = std::make_shared<SignalCallback>(std::move(callback));
-  subscription->client = m_Impl.get();
-  // By the well-known name: the bus follows it from one instance of the service to the next.
-  Check(sd_bus_match_signal(m_Impl->bus.get(), bus::Out(subscription->slot), kBusName, kObject,
-                            kInterface, "Signal", Subscription::Impl::OnSignal,
-                            subscription.get()));
+  subscription->take = std::make_shared<std::function<void(sd_bus_message*)>>(std::move(take));
+  subscription->client = this;
+  Check(sd_bus_add_match(bus.get(), bus::Out(subscription->slot), rule.c_str(),
+                         Subscription::Impl::OnMessage, subscription.get()));
   return Subscription(std::move(subscription));
+}
+
+Subscription Client::Impl::SubscribeOwner(std::function<void(bool isThere)> take) {
+  const std::string rule =
+      std::string("type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
+      kBusName + "'";
+  return SubscribeTo(rule, [take = std::move(take)](sd_bus_message* change) {
+    const char* owner = nullptr;
+    if (sd_bus_message_has_signature(change, "sss") > 0 &&
+        sd_bus_message_read(change, "sss", nullptr, nullptr, &owner) > 0) {
+      take(*owner != '\0');
+    }
+  });
+}
+
+Subscription Client::Subscribe(SignalCallback callback) {
+  return m_Impl->SubscribeTo(
+      RuleFor(kInterface, "Signal"), [callback = std::move(callback)](sd_bus_message* message) {
+        const char* name = nullptr;
+        const char* body = nullptr;
+        Signal signal;
+        if (sd_bus_message_has_signature(message, "sis") > 0 &&
+            sd_bus_message_read(message, "sis", &name, &signal.type, &body) > 0) {
+          signal.name = name;
+          signal.body = body;
+          const char* const sender = sd_bus_message_get_sender(message);
+          signal.sender = sender == nullptr ? "" : sender;
+          callback(signal);
+        }
+      });
+}
+
+Subscription Client::SubscribeItems(ItemsCallback callback) {
+  return m_Impl->SubscribeTo(RuleFor(kItemsInterface, "Changed"),
+                             [callback = std::move(callback)](sd_bus_message* message) {
+                               const std::optional<std::string> body = TextOf(message);
+                               const std::vector<ItemUpdate> updates =
+                                   body ? ReadUpdates(*body) : std::vector<ItemUpdate>();
+                               if (!updates.empty()) {
+                                 callback(updates);
+                               }
+                             });
+}
+
+Subscription Client::SubscribeLanguage(LanguageCallback callback) {
+  return m_Impl->SubscribeTo(RuleFor(kItemsInterface, "LanguageChanged"),
+                             [callback = std::move(callback)](sd_bus_message* message) {
+                               if (const std::optional<std::string> language = TextOf(message)) {
+                                 callback(*language);
+                               }
+                             });
 }
 
 int Client::Fd() const { return Check(sd_bus_get_fd(m_Impl->bus.get())); }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <string>
 
 #include "bus/bus.h"
@@ -13,9 +14,17 @@ namespace settings {
 inline constexpr char kBusName[] = "org.nuvra.service.settings_service";
 inline constexpr char kObject[] = "/org/nuvra/service/settings_service";
 inline constexpr char kInterface[] = "org.nuvra.Service1";
+inline constexpr char kItemsInterface[] = "org.nuvra.Items1";
 inline constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
 
 struct Client::Impl {
+  // Calls `take` for each broadcast that fits the rule, which names its sender. By a well-known
+  // name: the bus follows it from one owner to the next.
+  Subscription SubscribeTo(const std::string& rule, std::function<void(sd_bus_message*)> take);
+
+  // Calls `take` when another owner has the service's name, or nobody any more.
+  Subscription SubscribeOwner(std::function<void(bool isThere)> take);
+
   bus::Connection bus;
   std::chrono::microseconds timeout{};
   std::exception_ptr thrownByCallback;
@@ -29,7 +38,7 @@ std::string RequestText(const std::string& method, const Json::Value& data,
                         const Json::Value& members = Json::objectValue);
 
 // A call of the service's method.
-bus::Message NewCall(sd_bus* bus, const char* method);
+bus::Message NewCall(sd_bus* bus, const char* method, const char* interface = kInterface);
 
 // What an answering message holds. Throws Error when it holds something else.
 Message ReadMessage(sd_bus_message* reply);

@@ -94,7 +94,7 @@ class FirstApplication(unittest.TestCase):
             for name in names
             if not re.match(
                 r"(typeinfo (name )?for |vtable for )?"
-                r"settings::(Batch|Client|Error|Reply|Subscription|ask)\b|SETTINGS_CLIENT_1$",
+                r"settings::(Batch|Client|Error|ItemCache|Reply|Subscription|ask)\b|SETTINGS_CLIENT_1$",
                 name,
             )
             or "Impl" in name

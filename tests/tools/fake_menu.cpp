@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <vector>
 
 namespace fake_menu {
@@ -42,6 +43,11 @@ const Names kTop = {"picture", "greeting"};
 
 std::map<std::string, Names> g_Disablers;
 
+// Those that are hidden but were not, or the other way round.
+std::set<std::string> g_Turned;
+
+std::string g_Ending;
+
 // Whoever has this name is refused.
 constexpr char kRefused[] = "org.example.refused";
 
@@ -63,7 +69,7 @@ Json::Value List(const Names& names) {
 
 bool IsEnabled(const std::string& id) { return kItems.at(id).enabled && g_Disablers[id].empty(); }
 
-bool IsVisible(const std::string& id) { return kItems.at(id).visible; }
+bool IsVisible(const std::string& id) { return kItems.at(id).visible == (g_Turned.count(id) == 0); }
 
 Names ValuesOf(const std::string& id) {
   Names values;
@@ -123,7 +129,7 @@ std::optional<Json::Value> AnswerFor(const std::string& id, const std::string& m
                                      const std::string& value) {
   const Item& item = kItems.at(id);
   const bool hasValue = id == "picturemode" && (value == "standard" || value == "movie");
-  if (method == "GetItemDisplayName") return Filled(true, item.name);
+  if (method == "GetItemDisplayName") return Filled(true, item.name + g_Ending);
   if (method == "GetItemDisplayID") return Filled(true, "MENU_ITEM");
   if (method == "GetItemPath") return Filled(true, Path(id));
   if (method == "GetItemVisible") return Filled(true, IsVisible(id));
@@ -182,6 +188,24 @@ bool Change(const std::string& method, const Json::Value& data) {
 }
 
 }  // namespace
+
+std::map<std::string, States> AllStates() {
+  std::map<std::string, States> states;
+  for (const auto& [id, item] : kItems) {
+    states[id] = {IsVisible(id), IsEnabled(id)};
+  }
+  return states;
+}
+
+void Hide(const std::string& item, bool hidden) {
+  if (kItems.at(item).visible == hidden) {
+    g_Turned.insert(item);
+  } else {
+    g_Turned.erase(item);
+  }
+}
+
+void SetEnding(const std::string& ending) { g_Ending = ending; }
 
 void Release(const std::string& app) {
   for (const std::string& id : Disabled()) {

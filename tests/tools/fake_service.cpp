@@ -9,7 +9,9 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "bus/bus.h"
 #include "fake_menu.h"
@@ -19,6 +21,7 @@ namespace {
 constexpr char kBusName[] = "org.nuvra.service.settings_service";
 constexpr char kObject[] = "/org/nuvra/service/settings_service";
 constexpr char kInterface[] = "org.nuvra.Service1";
+constexpr char kItemsInterface[] = "org.nuvra.Items1";
 
 struct Item {
   std::string value;
@@ -64,15 +67,65 @@ void Emit(sd_bus* bus, const char* destination, int type, const std::string& bod
   Check(sd_bus_send_to(bus, signal.get(), destination, nullptr), "send");
 }
 
+void EmitOfItems(sd_bus* bus, const char* destination, const char* member,
+                 const std::string& text) {
+  bus::Message signal;
+  Check(sd_bus_message_new_signal(bus, bus::Out(signal), kObject, kItemsInterface, member),
+        "new signal");
+  Check(sd_bus_message_append(signal.get(), "s", text.c_str()), "append");
+  Check(sd_bus_send_to(bus, signal.get(), destination, nullptr), "send");
+}
+
+// What can be announced of each item.
+using Announceable = std::map<std::string, Json::Value>;
+
+Announceable Now() {
+  Announceable all;
+  for (const auto& [id, states] : fake_menu::AllStates()) {
+    all[id]["visible"] = states.visible;
+    all[id]["enabled"] = states.enabled;
+  }
+  for (const auto& [id, item] : g_Items) {
+    all[id]["value"] = item.value;
+    all[id]["valueName"] = item.name;
+  }
+  return all;
+}
+
+// Announces what is another than before.
+void AnnounceSince(sd_bus* bus, const Announceable& before) {
+  Json::Value items(Json::arrayValue);
+  for (const auto& [id, now] : Now()) {
+    Json::Value changed;
+    for (const std::string& member : now.getMemberNames()) {
+      if (now[member] != before.at(id)[member]) {
+        changed[member] = now[member];
+      }
+    }
+    if (!changed.isNull()) {
+      changed["menuID"] = id;
+      items.append(changed);
+    }
+  }
+  if (!items.empty()) {
+    Json::Value body;
+    body["items"] = items;
+    EmitOfItems(bus, nullptr, "Changed", Write(body));
+  }
+}
+
 // What becomes of a request: a reply, or an error with a name.
 struct Outcome {
   std::string body;
   std::string error;
 };
 
-// How many messages came that asked something, and whether lists are understood.
+// How many messages came that asked something, and whether lists and explanations are understood.
 int g_Messages = 0;
 bool g_KnowsLists = true;
+
+// Announced when the next list is answered, right before its answers.
+std::string g_AnnouncedBeforeAnswers;
 
 Json::Value Parse(const std::string& body) {
   Json::Value request;
@@ -80,6 +133,30 @@ Json::Value Parse(const std::string& body) {
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   return reader->parse(body.data(), body.data() + body.size(), &request, nullptr) ? request
                                                                                   : Json::Value();
+}
+
+const std::set<std::string> kChanging = {"SetItemValue", "Hide",
+                                         "DisableItem",  "DisableItemsByList",
+                                         "EnableItem",   "RemoveDisabledItemsByAppname"};
+
+Outcome Change(sd_bus* bus, const Json::Value& request) {
+  const Json::Value& data = request["data"];
+  const std::string item = data["menuID"].asString();
+  if (request["method"] == "SetItemValue") {
+    const bool taken = g_Items.count(item) != 0 && data["Value"] != "refused";
+    if (taken && !data["PreViewFlag"].asBool()) {
+      g_Items[item] = {data["Value"].asString(), data["Value"].asString()};
+    }
+    return {Filled(taken, taken), ""};
+  }
+  if (request["method"] == "Hide") {
+    fake_menu::Hide(item, data["hidden"].asBool());
+    return {R"({"return_data":""})", ""};
+  }
+  const auto send = [&](int signalType, const Json::Value& signal) {
+    Emit(bus, nullptr, signalType, Write(signal));
+  };
+  return {Write(fake_menu::Answer(request, send).value()), ""};
 }
 
 Outcome Serve(sd_bus* bus, const char* sender, const std::string& body) {
@@ -92,18 +169,17 @@ Outcome Serve(sd_bus* bus, const char* sender, const std::string& body) {
   const std::string item = data["menuID"].asString();
   const bool known = g_Items.count(item) != 0;
 
+  if (kChanging.count(method) != 0) {
+    const Announceable before = Now();
+    const Outcome outcome = Change(bus, request);
+    AnnounceSince(bus, before);
+    return outcome;
+  }
   if (method == "GetItemValue") {
     return {Filled(known, known ? g_Items[item].value : ""), ""};
   }
   if (method == "GetItemValueName") {
     return {Filled(known, known ? g_Items[item].name : ""), ""};
-  }
-  if (method == "SetItemValue") {
-    const bool taken = known && data["Value"] != "refused";
-    if (taken && !data["PreViewFlag"].asBool()) {
-      g_Items[item] = {data["Value"].asString(), data["Value"].asString()};
-    }
-    return {Filled(taken, taken), ""};
   }
   const auto send = [&](int signalType, const Json::Value& signal) {
     Emit(bus, nullptr, signalType, Write(signal));
@@ -143,6 +219,16 @@ Outcome Serve(sd_bus* bus, const char* sender, const std::string& body) {
   }
   if (method == "Whisper") {
     Emit(bus, sender, 9, "{}");
+  }
+  if (method == "Announce") {
+    EmitOfItems(bus, nullptr, "Changed", data["text"].asString());
+  }
+  if (method == "AnnounceBeforeAnswers") {
+    g_AnnouncedBeforeAnswers = data["text"].asString();
+  }
+  if (method == "Speak") {
+    fake_menu::SetEnding(data["ending"].asString());
+    EmitOfItems(bus, nullptr, "LanguageChanged", data["language"].asString());
   }
   return {R"({"return_data":""})", ""};
 }
@@ -200,11 +286,43 @@ int ServeRequests(sd_bus_message* message) {
           "append");
   }
   Check(sd_bus_message_close_container(reply.get()), "close");
+  if (!g_AnnouncedBeforeAnswers.empty()) {
+    EmitOfItems(sd_bus_message_get_bus(message), nullptr, "Changed",
+                std::exchange(g_AnnouncedBeforeAnswers, ""));
+  }
   return sd_bus_send(nullptr, reply.get(), nullptr);
+}
+
+// An explanation of every kind of reason, or of none.
+int Explain(sd_bus_message* message) {
+  const char* item = nullptr;
+  Check(sd_bus_message_read(message, "s", &item), "read");
+  const std::map<std::string, std::string> explanations = {
+      {"picturemode", R"({"menuID":"picturemode","visible":true,"enabled":false,"reasons":[)"
+                      R"({"of":"enabled","item":"brightness","is":"25","needed":["30","40"]},)"
+                      R"({"of":"enabled","key":"db/menu/x","is":null,"needed":[1]},)"
+                      R"({"of":"enabled","feature":"com.velmora/x","is":false,"needed":[true]},)"
+                      R"({"of":"enabled","source":true,"is":"tv","not":["tv","av"]},)"
+                      R"({"of":"enabled","speaker":true,"is":"tvspeaker","needed":["receiver"]},)"
+                      R"({"of":"enabled","app":"org.example.game"}]})"},
+      {"brightness", R"({"menuID":"brightness","visible":true,"enabled":true,"reasons":[)"
+                     R"({"of":"visible","group":"expert"}]})"},
+      {"expert", R"({"menuID":"expert","visible":false,"enabled":true,"reasons":[)"
+                 R"({"of":"visible","item":"greeting","is":"a\u001b","needed":["b"]}]})"},
+      {"picture", R"({"menuID":"picture","visible":true,"enabled":true,"reasons":[]})"},
+      {"greeting", "oops"},
+  };
+  const auto found = explanations.find(item);
+  return found != explanations.end()
+             ? sd_bus_reply_method_return(message, "s", found->second.c_str())
+             : sd_bus_reply_method_errorf(message, "org.nuvra.Error.NoSuchItem", "no such item");
 }
 
 // Not a vtable's method: that would hold every reply to one form.
 int OnMessage(sd_bus_message* message, void*, sd_bus_error*) {
+  if (g_KnowsLists && sd_bus_message_is_method_call(message, kItemsInterface, "Explain") > 0) {
+    return Explain(message);
+  }
   const bool isList = sd_bus_message_is_method_call(message, kInterface, "RequestAll") > 0;
   if ((isList && !g_KnowsLists) ||
       (!isList && sd_bus_message_is_method_call(message, kInterface, "Request") <= 0)) {
@@ -221,7 +339,9 @@ int OnNameOwnerChanged(sd_bus_message* message, void*, sd_bus_error*) {
   const char* newOwner = nullptr;
   Check(sd_bus_message_read(message, "sss", &name, nullptr, &newOwner), "read");
   if (*newOwner == '\0') {
+    const Announceable before = Now();
     fake_menu::Release(name);
+    AnnounceSince(sd_bus_message_get_bus(message), before);
   }
   return 0;
 }

@@ -1,5 +1,7 @@
 #include "settingsctl/connection.h"
 
+#include <algorithm>
+
 namespace settingsctl {
 namespace {
 
@@ -8,6 +10,8 @@ using std::chrono::steady_clock;
 using settings::ErrorCode;
 using tools::ExitCode;
 using tools::Failure;
+
+constexpr double kDefaultTimeout = 5;
 
 // The reply says only that something could not be done. When it was the key store's failure, then
 // what the verb made of it, such as an item that does not exist, is wrong.
@@ -50,8 +54,23 @@ Failure FailureOf(const settings::Error& error) {
 }
 
 std::chrono::microseconds AnswerTime(const Options& options) {
-  constexpr double kDefaultTimeout = 5;
   return tools::Duration(options.timeout.value_or(kDefaultTimeout));
+}
+
+WholeTime::WholeTime(const Options& options) : m_Options(options) {}
+
+Options WholeTime::ForAnswers() const {
+  Options options = m_Options;
+  options.timeout = std::min(options.timeout.value_or(kDefaultTimeout), kDefaultTimeout);
+  return options;
+}
+
+std::optional<double> WholeTime::Left() const {
+  if (!m_Options.timeout) {
+    return std::nullopt;
+  }
+  const std::chrono::duration<double> passed = steady_clock::now() - m_Begin;
+  return std::max(*m_Options.timeout - passed.count(), 0.0);
 }
 
 ExitCode WithClient(const Options& options,

@@ -103,6 +103,13 @@ tools::VerbHelps Helps() {
                    {ExitCode::kRefused, "the output cannot be written"},
                    {ExitCode::kTimedOut, "the time was up before N signals came"},
                    {ExitCode::kNotRunning, "the bus is not running, or went away"}})}},
+      {"watch",
+       {{"settingsctl watch", "settingsctl watch picturemode --count 1 --timeout 10"},
+        OfItem({{ExitCode::kDone, "N lines were printed, SIGINT or SIGTERM, or the time is up"},
+                {ExitCode::kRefused, "the output cannot be written, or the service failed"},
+                {ExitCode::kTimedOut, "the time was up before there were N lines"},
+                {ExitCode::kNotRunning,
+                 "the service or its bus is not running, or the bus went away"}})}},
   };
 }
 

@@ -12,7 +12,8 @@ constexpr char kFooter[] =
     "  settingsctl hold brightness --app org.example.game -- sleep 60\n"
     "  settingsctl call SetItemValue gamemode Value=on PreViewFlag:=true\n"
     "  settingsctl request '{\"method\":\"GetItemValue\",\"data\":{\"menuID\":\"brightness\"}}'\n"
-    "  settingsctl monitor --count 1 --timeout 10";
+    "  settingsctl monitor --count 1 --timeout 10\n"
+    "  settingsctl watch picturemode brightness";
 
 }  // namespace
 
@@ -20,8 +21,9 @@ int main(int argc, char** argv) {
   settingsctl::Options options;
   tools::Tool tool("settingsctl", kDescription, kFooter);
   tools::AddBus(tool.App(), options.bus);
-  tools::AddSeconds(tool.App(), "--timeout", options.timeout,
-                    "How long to wait for an answer (5); for monitor: how long to listen");
+  tools::AddSeconds(
+      tool.App(), "--timeout", options.timeout,
+      "How long to wait for an answer (5); for monitor and watch: how long to listen");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddAdjustingVerbs(tool, options);
@@ -33,6 +35,7 @@ int main(int argc, char** argv) {
   settingsctl::AddHoldVerb(tool, options);
   settingsctl::AddRequestVerbs(tool, options);
   settingsctl::AddMonitorVerb(tool, options);
+  settingsctl::AddWatchVerb(tool, options);
   tool.AddHelp(settingsctl::Helps(), options.json);
   return tool.Run(argc, argv);
 }

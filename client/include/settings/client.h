@@ -61,6 +61,36 @@ struct Signal {
   std::string sender;  // the unique bus name of the service that sent it
 };
 
+// What an item became: only what is another than before is there.
+struct ItemUpdate {
+  std::string item;
+  std::optional<std::string> value;
+  std::optional<std::string> valueName;  // in the menu language
+  std::optional<bool> visible;           // the item's own state, whatever its groups' is
+  std::optional<bool> enabled;
+};
+
+// One of the conditions that hide or disable an item.
+struct Reason {
+  enum class What { kVisible, kEnabled };
+  enum class Of { kItem, kKey, kFeature, kSource, kSpeaker, kGroup, kApp };
+
+  What what = What::kVisible;     // the state that it decides
+  Of of = Of::kItem;              // what it lies in: a value, a group above, or an application,
+  std::string name;               // and which; empty for the source and the speaker
+  Json::Value is;                 // its present value, null when it has none,
+  std::vector<Json::Value> list;  // and what is needed instead: one of these,
+  bool isNot = false;             // or none of these. Empty for a group and an application.
+};
+
+// Why an item is hidden or disabled. Without reasons it is neither.
+struct Explanation {
+  std::string item;
+  bool visible = false;  // the item's own states
+  bool enabled = false;
+  std::vector<Reason> reasons;
+};
+
 // The bounds of an item and the distance between its values, as the menu shows them.
 struct Range {
   double min = 0;
@@ -69,6 +99,8 @@ struct Range {
 };
 
 using SignalCallback = std::function<void(const Signal&)>;
+using ItemsCallback = std::function<void(const std::vector<ItemUpdate>&)>;
+using LanguageCallback = std::function<void(const std::string& language)>;
 
 // A callback is called as long as its subscription lives; assigning another subscription ends it
 // too. May outlive its client, and may end inside the callback. The client's thread only.
@@ -148,6 +180,10 @@ class [[gnu::visibility("default")]] Client {
   std::optional<std::vector<std::string>> GetDisablerAppNamesByMenuId(const std::string& item);
   std::optional<std::vector<std::string>> GetDisabledItemsList();
 
+  // Which conditions hide or disable an item at present. Nothing when there is no such item;
+  // kProtocol when the service cannot explain.
+  std::optional<Explanation> Explain(const std::string& item);
+
   // Why the service's key store failed since `begin`. Nothing when it did not fail, or when the
   // service does not say.
   std::optional<std::string> StoreFailureSince(std::chrono::steady_clock::time_point begin);
@@ -172,6 +208,14 @@ class [[gnu::visibility("default")]] Client {
   // Process or RunUntil that called it.
   Subscription Subscribe(SignalCallback callback);
 
+  // The same for what items become (docs/wire.md): each change is announced once, and what was
+  // asked after the subscription is as new as what was announced before the answer or newer. The
+  // service has the items' own states; ItemCache (item_cache.h) knows what a hidden group hides.
+  Subscription SubscribeItems(ItemsCallback callback);
+
+  // The same for the menu language, when answers are in it.
+  Subscription SubscribeLanguage(LanguageCallback callback);
+
   // For an event loop: wait until `Events()` (as for poll) happen on `Fd()` or `Timeout()` has
   // passed (nothing: forever), then call Process until it returns false. All three may change with
   // every call of this object.
@@ -190,6 +234,7 @@ class [[gnu::visibility("default")]] Client {
 
  private:
   friend class Batch;
+  friend class ItemCache;
   friend struct Subscription::Impl;
   struct [[gnu::visibility("hidden")]] Impl;
   std::unique_ptr<Impl> m_Impl;

@@ -241,11 +241,6 @@ KeyFile::Place KeyFile::PlaceOf(Statement& statement) {
   return rows.Next() ? Place{.number = rows.Integer(0), .bytes = rows.Integer(1)} : Place();
 }
 
-void KeyFile::AllowLongLog() {
-  const guarded::Lock lock(m_Mutex);
-  m_Database.Execute("PRAGMA wal_autocheckpoint = 4096");
-}
-
 std::int64_t KeyFile::NewestChange() {
   return WithReader([](Reader& reader) { return PlaceOf(reader.newest).number; });
 }

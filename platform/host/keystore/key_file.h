@@ -67,10 +67,6 @@ class KeyFile {
   // Stores or, without a value, removes a key. Nothing when the key to be removed is missing.
   std::optional<Written> Write(std::string_view key, const std::optional<KeyValue>& value);
 
-  // From now on writes through this object fold the log into the file only at 16 MiB: others do it
-  // earlier.
-  void AllowLongLog();
-
   // The number of the newest change, 0 if there has been none.
   std::int64_t NewestChange();
 

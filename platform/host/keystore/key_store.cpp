@@ -225,8 +225,6 @@ std::vector<std::pair<std::string, KeyValue>> KeyStore::List(std::string_view pr
   return keys;
 }
 
-void KeyStore::LeaveFoldingToKeeper() { m_Impl->files[kDurable]->AllowLongLog(); }
-
 std::int64_t KeyStore::NewestChange(std::string_view key) {
   if (!IsValidKey(key)) {
     throw std::invalid_argument("key \"" + std::string(key) +

@@ -44,10 +44,6 @@ class KeyStore {
   // All keys that begin with `prefix`, in byte order.
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
 
-  // Leaves folding the log of the "db/" keys to the store's keeper (store_keeper.h): writes of this
-  // process fold it only when it becomes far too long.
-  void LeaveFoldingToKeeper();
-
   // The `number` of the newest change among the keys that `key` is counted with; 0 if there has
   // been none. What Get returns from now on shows that change, and whatever is still to come has a
   // higher number. Throws std::invalid_argument when the key is not valid.

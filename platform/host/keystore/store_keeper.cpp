@@ -31,9 +31,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using std::filesystem::path;
 
-// A longer log is folded in while writing goes on, without being cut.
-constexpr off_t kLongLog = off_t{4} * 1024 * 1024;
-
 // A moment of writing: if two are equal, nothing was written in between.
 struct LogState {
   off_t size = 0;
@@ -103,9 +100,6 @@ struct StoreKeeper::Impl {
     while (Wait(next, !isDue)) {
       // Writers wake this thread once and not at every write.
       const LogState before = StateOfLog(log);
-      if (before.size > kLongLog) {
-        Try([this] { Checkpoint("PASSIVE"); });
-      }
       const auto now = steady_clock::now();
       if (!isDue) {
         latest = now + times.longest;

@@ -10,10 +10,10 @@
 namespace host {
 
 void PrepareSet() {
+  // The lock stands in a directory that the store makes.
   KeyStore& store = ProcessStore();
   PrepareFreshSet(store, SetLock(RunDir()));
   // Ends with the service, when it folds in what was written last.
-  store.LeaveFoldingToKeeper();
   g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
 }
 
