@@ -1,11 +1,11 @@
-// Two mutexes, shared between processes, instead of one: whoever releases a mutex and comes
-// straight back would take it again before the waiter that was woken has even begun to run. With
-// two, the door is shut. It belongs to the first of those who wait, until that one has its turn;
-// only then does the next come to the door.
+// One mutex, shared between processes, that the kernel hands to the first of those who wait (with
+// priority inheritance it does; an ordinary one is taken again by whoever releases it and comes
+// straight back). It is robust: the kernel also releases that of a thread that ends. And a process
+// that is stopped while it waits has no place among the waiters until it continues.
 //
-// The mutexes are robust: the kernel releases those of a thread that ends. A process stopped at the
-// door cannot be told from one that is about to continue, so whoever has waited behind it for a
-// while checks whether anybody is writing at all, and if not, overtakes it.
+// That leaves one that is stopped just when the mutex is handed to it. It cannot be told from one
+// that is about to continue, so whoever has waited for a while sees whether the turn has begun, and
+// if not, goes past it, and so do all others until it begins.
 
 #include "keystore/write_line.h"
 
@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -38,10 +39,10 @@ namespace host {
 
 struct WriteLine::Shared {
   std::array<char, 64> maker;  // who can use it: see MakerText
-  pthread_mutex_t door;
   pthread_mutex_t turn;
-  std::atomic<std::int64_t> turns;  // how many there have been
-  std::atomic<pid_t> holder;        // who has it; 0 for nobody
+  std::atomic<std::int64_t> turns;   // how many have begun
+  std::atomic<std::int64_t> absent;  // which of them was found not to begin
+  std::atomic<pid_t> holder;         // who is writing; 0 for nobody
 };
 
 namespace {
@@ -50,19 +51,21 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kLimit = std::chrono::seconds(kHeldTooLongSeconds);
 
-// After this time somebody at the door may be stopped.
-constexpr auto kDoorPatience = std::chrono::seconds(1);
+// After this time the one whose turn it is may be stopped.
+constexpr auto kPatience = std::chrono::seconds(1);
 
 [[noreturn]] void Fail(int error, const std::string& what, const std::filesystem::path& path) {
   throw std::system_error(error, std::generic_category(), what + " " + path.string());
 }
 
-// The same for all processes that can use each other's mutexes: those of one run of the machine and
-// with one layout.
+// The same for all processes that can use each other's mutexes: those of one run of the machine,
+// with one layout, and with the same numbers of processes.
 std::string MakerText(std::size_t size) {
   std::string boot;
   std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), boot);
-  return boot + " " + std::to_string(size);
+  std::error_code ignored;
+  return boot + " " + std::to_string(size) + " " +
+         std::filesystem::read_symlink("/proc/self/ns/pid", ignored).string();
 }
 
 void MakeMutex(pthread_mutex_t& mutex) {
@@ -70,6 +73,7 @@ void MakeMutex(pthread_mutex_t& mutex) {
   ::pthread_mutexattr_init(&attributes);
   ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
   ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  ::pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
   ::pthread_mutex_init(&mutex, &attributes);
   ::pthread_mutexattr_destroy(&attributes);
 }
@@ -88,59 +92,22 @@ bool IsLocked(pthread_mutex_t& mutex, int result) {
 
 bool TryLock(pthread_mutex_t& mutex) { return IsLocked(mutex, ::pthread_mutex_trylock(&mutex)); }
 
+// By the clock that can be set, because kernels before 5.14 know no other for such a mutex. It is
+// called again and again, so a clock that is set forward does not matter.
 bool LockUntil(pthread_mutex_t& mutex, Clock::time_point end) {
-  // ThreadSanitizer does not know locking by the monotonic clock.
-#ifdef __SANITIZE_THREAD__
   const auto time = std::chrono::system_clock::now().time_since_epoch() + (end - Clock::now());
-#else
-  const auto time = end.time_since_epoch();
-#endif
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
   const timespec until{.tv_sec = seconds.count(), .tv_nsec = (time - seconds).count()};
-#ifdef __SANITIZE_THREAD__
   const int result = ::pthread_mutex_timedlock(&mutex, &until);
+#ifdef __SANITIZE_THREAD__
   if (result == EOWNERDEAD) {
-    // Nor that a timed lock takes the mutex of an owner that died.
+    // It does not know that a timed lock takes the mutex of an owner that died.
     __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
     __tsan_mutex_post_lock(&mutex, __tsan_mutex_try_lock, 0);
   }
-  return IsLocked(mutex, result);
-#else
-  return IsLocked(mutex, ::pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until));
 #endif
+  return IsLocked(mutex, result);
 }
-
-class DoorLock {
- public:
-  explicit DoorLock(pthread_mutex_t& locked) : m_Locked(locked) {}
-  ~DoorLock() { ::pthread_mutex_unlock(&m_Locked); }
-  DoorLock(const DoorLock&) = delete;
-  DoorLock& operator=(const DoorLock&) = delete;
-
- private:
-  pthread_mutex_t& m_Locked;
-};
-
-// How long a waiter keeps waiting: every new turn renews its patience.
-class Patience {
- public:
-  explicit Patience(const std::atomic<std::int64_t>& turns) : m_Turns(turns) {}
-
-  Clock::time_point End() const { return m_End; }
-
-  bool IsOver() {
-    if (const std::int64_t turns = m_Turns; turns != m_Seen) {
-      m_Seen = turns;
-      m_End = Clock::now() + kLimit;
-    }
-    return Clock::now() >= m_End;
-  }
-
- private:
-  const std::atomic<std::int64_t>& m_Turns;
-  std::int64_t m_Seen = m_Turns;
-  Clock::time_point m_End = Clock::now() + kLimit;
-};
 
 }  // namespace
 
@@ -177,7 +144,6 @@ WriteLine::WriteLine(const std::filesystem::path& file, std::filesystem::path ke
       (m_Shared = map(opened)) == nullptr) {
     Fail(errno, "cannot make", made);
   }
-  MakeMutex(m_Shared->door);
   MakeMutex(m_Shared->turn);
   maker.copy(m_Shared->maker.data(), m_Shared->maker.size());
   if (::rename(made.c_str(), file.c_str()) != 0) {
@@ -191,41 +157,37 @@ WriteLine::~WriteLine() { ::munmap(m_Shared, sizeof(Shared)); }
 
 WriteLine::Turn::Turn(WriteLine& line) : m_Line(line) {
   Shared& shared = *line.m_Shared;
-  const auto begin = [&shared] {
-    shared.holder = ::getpid();
-    ++shared.turns;
-  };
-  Patience patience(shared.turns);
-  const auto failIfOver = [&] {
-    if (patience.IsOver()) {
+  m_IsOwner = TryLock(shared.turn);
+  std::int64_t turns = shared.turns;
+  auto since = Clock::now();
+  while (!m_IsOwner && shared.absent != turns + 1) {
+    m_IsOwner = LockUntil(shared.turn, std::min(Clock::now() + kPatience, since + kLimit));
+    if (m_IsOwner) {
+      break;
+    }
+    if (const std::int64_t now = shared.turns; now != turns) {
+      turns = now;
+      since = Clock::now();
+    } else if (shared.holder == 0) {
+      shared.absent = turns + 1;
+    } else if (Clock::now() >= since + kLimit) {
       // The holder of the turn may itself be waiting for a program that has not joined the line.
       const pid_t writer = HolderOfWriteLock(line.m_KeyFile);
-      const pid_t holder = writer != 0 ? writer : shared.holder.load();
       throw std::runtime_error("key file " + line.m_KeyFile.string() + ": database is locked; " +
-                               HeldTooLong(holder));
-    }
-  };
-  if (!TryLock(shared.door)) {
-    while (!LockUntil(shared.door, Clock::now() + kDoorPatience)) {
-      if (TryLock(shared.turn)) {
-        begin();
-        return;
-      }
-      failIfOver();
+                               HeldTooLong(writer != 0 ? writer : shared.holder.load()));
     }
   }
-  const DoorLock door(shared.door);
-  if (!TryLock(shared.turn)) {
-    while (!LockUntil(shared.turn, patience.End())) {
-      failIfOver();
-    }
+  if (m_IsOwner) {
+    shared.holder = ::getpid();
+    ++shared.turns;
   }
-  begin();
 }
 
 WriteLine::Turn::~Turn() {
-  m_Line.m_Shared->holder = 0;
-  ::pthread_mutex_unlock(&m_Line.m_Shared->turn);
+  if (m_IsOwner) {
+    m_Line.m_Shared->holder = 0;
+    ::pthread_mutex_unlock(&m_Line.m_Shared->turn);
+  }
 }
 
 }  // namespace host

@@ -17,7 +17,8 @@ class WriteLine {
   WriteLine(const WriteLine&) = delete;
   WriteLine& operator=(const WriteLine&) = delete;
 
-  // It is this thread's turn while one of these lives. A thread has one at a time.
+  // It is this thread's turn while one of these lives, or that of somebody who does not take it. A
+  // thread has one at a time.
   class Turn {
    public:
     // Waits for it. Throws std::runtime_error, which names the key file and the process that has
@@ -29,6 +30,7 @@ class WriteLine {
 
    private:
     WriteLine& m_Line;
+    bool m_IsOwner;
   };
 
  private:

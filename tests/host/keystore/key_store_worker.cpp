@@ -9,6 +9,7 @@
 //   flush FILE        writes and flushes blocks of 4 KB in the file without a pause, for a minute
 //   slowly TIME COMMAND…  what COMMAND does, on a disk whose flush takes so many microseconds more
 //   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
+//   absent COMMAND…   the same, when its first turn in the line of writers comes
 //
 // Its output is complete even if it is killed at the next instruction.
 
@@ -43,6 +44,7 @@ using host::KeyWatcher;
 
 std::chrono::microseconds g_FlushTime{0};
 bool g_StopsInFlush = false;
+bool g_StopsInTurn = false;
 
 void BeforeFlush() {
   if (std::exchange(g_StopsInFlush, false)) {
@@ -119,6 +121,9 @@ void Run(KeyStore& store, const std::string& command, const std::vector<std::str
   } else if (command == "stuck") {
     g_StopsInFlush = true;
     Run(store, arguments.at(0), {arguments.begin() + 1, arguments.end()});
+  } else if (command == "absent") {
+    g_StopsInTurn = true;
+    Run(store, arguments.at(0), {arguments.begin() + 1, arguments.end()});
   } else {
     throw std::invalid_argument("no command " + command);
   }
@@ -135,6 +140,14 @@ extern "C" int fsync(int fd) {
 extern "C" int fdatasync(int fd) {
   BeforeFlush();
   return static_cast<int>(syscall(SYS_fdatasync, fd));
+}
+
+// Whoever has got a turn begins it by putting down its number.
+extern "C" pid_t getpid() {
+  if (std::exchange(g_StopsInTurn, false)) {
+    ::raise(SIGSTOP);
+  }
+  return static_cast<pid_t>(syscall(SYS_getpid));
 }
 
 int main(int argc, char** argv) try {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "key_store_fixture.h"
@@ -41,6 +42,15 @@ class WriteLineTest : public KeyStoreTest {
     Worker worker = Start({"stuck", "count", "1", "db/stuck"});
     EXPECT_TRUE(support::WaitUntil([&] { return StateOf(*worker.process) == 'T'; }));
     return worker;
+  }
+
+  // So many writes that none of them can have waited a second.
+  static void ExpectPromptWrites(KeyStore& store) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (int value = 1; value <= 30; ++value) {
+      EXPECT_TRUE(store.Set("db/key", value));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
   }
 
   // Begins a transaction as any SQLite program can; the destructor ends it.
@@ -166,15 +176,29 @@ TEST_F(WriteLineTest, AProcessThatIsStoppedWhileItWaitsKeepsNobodyWaiting) {
   ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*waiting.process) == 'S'; }));
   waiting->Signal(SIGSTOP);
   ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*waiting.process) == 'T'; }));
+  Worker behind = Start({"count", "1", "db/behind"});
+  ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*behind.process) == 'S'; }));
   holder->Signal(SIGCONT);
   EXPECT_EQ(holder->Wait(), 0) << support::ReadFile(holder.err);
-  for (int value = 1; value <= 3; ++value) {
-    EXPECT_TRUE(store->Set("db/key", value));
-  }
+  EXPECT_EQ(behind->Wait(), 0) << support::ReadFile(behind.err);
+  ExpectPromptWrites(*store);
   EXPECT_EQ(store->Get("db/waiting"), std::nullopt);
   waiting->Signal(SIGCONT);
   EXPECT_EQ(waiting->Wait(), 0) << support::ReadFile(waiting.err);
   EXPECT_EQ(store->Get("db/waiting"), KeyValue(1));
+}
+
+TEST_F(WriteLineTest, AProcessThatIsStoppedWhenItsTurnComesKeepsNobodyWaiting) {
+  const auto store = Open();
+  store->Set("db/key", 0);
+  Worker absent = Start({"absent", "count", "1", "db/absent"});
+  ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*absent.process) == 'T'; }));
+  ExpectPromptWrites(*store);
+  EXPECT_EQ(store->Get("db/absent"), std::nullopt);
+  absent->Signal(SIGCONT);
+  EXPECT_EQ(absent->Wait(), 0) << support::ReadFile(absent.err);
+  EXPECT_EQ(store->Get("db/absent"), KeyValue(1));
+  ExpectPromptWrites(*store);
 }
 
 TEST_F(WriteLineTest, AWriteNamesAForeignProgramThatHoldsTheFile) {
