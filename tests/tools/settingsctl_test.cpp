@@ -165,36 +165,53 @@ TEST_F(Settingsctl, AServiceThatVanishesEndsWith8) {
   ExpectFailure(Run({"call", "Vanish"}), 8, "ended before it answered");
 }
 
-TEST_F(Settingsctl, WrongUsageEndsWith2AndPointsToTheHelp) {
-  const std::vector<std::vector<std::string>> lines = {
-      {},
-      {"nosuchverb"},
-      {"get"},
-      {"get", "a", "b"},
-      {"get", "a", "--nosuchoption"},
-      {"set", "a"},
-      {"set", "a", "b", "--preview=maybe"},
-      {"call"},
-      {"request"},
-      {"get", "a", "--bus", "elsewhere"},
-      {"get", "a", "--bus"},
-      {"get", "a", "--timeout", "0"},
-      {"get", "a", "--timeout", "-1"},
-      {"get", "a", "--timeout", "soon"},
-      {"get", "a", "--timeout", "nan"},
-      {"get", "a", "--timeout", "inf"},
-      {"monitor", "--count", "0"},
-      {"monitor", "--count", "x"},
+TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
+  const std::string ofGet = "; see settingsctl get --help";
+  const std::string seconds = " is not a number of seconds above 0 and at most 100000000";
+  const std::string count = " is not a whole number from 1 to 2147483647";
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{}, "no verb given; see settingsctl --help"},
+      {{"--json"}, "no verb given; see settingsctl --help"},
+      {{"nosuch\x1bverb"}, "no verb \"nosuch\\x1bverb\"; see settingsctl --help"},
+      {{""}, "no verb \"\"; see settingsctl --help"},
+      {{"gte", "a"}, "no verb \"gte\"; nearest: get"},
+      {{"--json", "gte", "--bus", "session", "get"}, "no verb \"gte\"; nearest: get"},
+      {{"get"}, "ITEM is required" + ofGet},
+      {{"get", "a", "b"}, "unexpected argument \"b\"" + ofGet},
+      {{"get", "a", "--nosuchoption"}, "no option \"--nosuchoption\"" + ofGet},
+      {{"get", "--jsn"}, "no option \"--jsn\"; nearest: --json"},
+      {{"--tiemout=5", "get", "a"}, "no option \"--tiemout\"; nearest: --timeout"},
+      {{"get", "a", "-x"}, "no option \"-x\"" + ofGet},
+      {{"set", "a"}, "VALUE is required; see settingsctl set --help"},
+      {{"set", "a", "b", "--preview=maybe"},
+       "--preview takes no value; see settingsctl set --help"},
+      {{"call"}, "METHOD is required; see settingsctl call --help"},
+      {{"request"}, "JSON is required; see settingsctl request --help"},
+      {{"get", "a", "--bus", "elsewhere"},
+       "--bus: \"elsewhere\" is no bus; use session, system or a bus address such as "
+       "unix:path=/run/bus"},
+      {{"get", "a", "--bus"}, "--bus needs a value, BUS" + ofGet},
+      {{"get", "a", "--timeout", "0"}, "--timeout: \"0\"" + seconds},
+      {{"get", "a", "--timeout", "-1"}, "--timeout: \"-1\"" + seconds},
+      {{"get", "a", "--timeout", "soon"}, "--timeout: \"soon\"" + seconds},
+      {{"get", "a", "--timeout", "nan"}, "--timeout: \"nan\"" + seconds},
+      {{"get", "a", "--timeout", "inf"}, "--timeout: \"inf\"" + seconds},
+      {{"monitor", "--count", "0"}, "--count: \"0\"" + count},
+      {{"monitor", "--count", "x"}, "--count: \"x\"" + count},
+      {{"monitor", "--count", "2147483648"}, "--count: \"2147483648\"" + count},
   };
-  for (const std::vector<std::string>& line : lines) {
+  for (const auto& [line, problem] : lines) {
     SCOPED_TRACE(testing::PrintToString(line));
-    ExpectFailure(Run(line), 2, "; see settingsctl --help\n");
+    ExpectFailure(Run(line), 2, "settingsctl: " + problem + "\n");
   }
 }
 
-TEST_F(Settingsctl, AnUnknownVerbIsNamed) {
-  EXPECT_EQ(Run({"nosuch\x1bverb"}).err,
-            "settingsctl: unknown verb \"nosuch\\x1bverb\"; see settingsctl --help\n");
+TEST_F(Settingsctl, AVerbOfTheOtherToolIsNamedAsSuch) {
+  ExpectFailure(Run({"key", "get", "db/x", "--json"}), 2, ": key get db/x is a verb of setctl\n");
+  ExpectFailure(Run({"help", "power"}), 2, ": power is a verb of setctl\n");
+  ExpectFailure(Run({"key"}), 2, ": key is a group of verbs of setctl\n");
+  const Outcome outcome = support::RunCommand({SETCTL, "get", "brightness"}, Variables());
+  ExpectFailureOf("setctl", outcome, 2, ": get brightness is a verb of settingsctl\n");
 }
 
 TEST_F(Settingsctl, HelpAndVersionAreNoErrors) {

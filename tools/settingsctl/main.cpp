@@ -1,3 +1,4 @@
+#include "helps.h"
 #include "settingsctl/verbs.h"
 
 namespace {
@@ -32,5 +33,6 @@ int main(int argc, char** argv) {
   settingsctl::AddRequestVerbs(tool, options);
   settingsctl::AddMonitorVerb(tool, options);
   tool.AddHelp(settingsctl::Helps(), options.json);
+  tool.AddOther("setctl", setctl::Helps());
   return tool.Run(argc, argv);
 }

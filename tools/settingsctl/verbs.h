@@ -15,7 +15,4 @@ void AddHoldVerb(tools::Tool& tool, const Options& options);
 void AddRequestVerbs(tools::Tool& tool, const Options& options);
 void AddMonitorVerb(tools::Tool& tool, const Options& options);
 
-// What the help of each verb says beside its arguments and options.
-tools::VerbHelps Helps();
-
 }  // namespace settingsctl
