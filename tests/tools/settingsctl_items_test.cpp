@@ -360,9 +360,7 @@ TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
 
 TEST_F(SettingsctlItems, WhatIsListedIsAskedForInFewMessages) {
   const auto messages = [this] {
-    return base::TryParseJson(Run({"call", "Messages"}).out)
-        .value_or(Json::Value())["messages"]
-        .asInt();
+    return base::TryParseJson(Request("Messages").out).value_or(Json::Value())["messages"].asInt();
   };
   Run({"disable", "brightness", "greeting", "--app", "org.example.a"});
   const std::pair<std::vector<std::string>, int> lines[] = {
@@ -382,7 +380,7 @@ TEST_F(SettingsctlItems, AServiceThatTakesOneRequestInAMessageIsAskedOneByOne) {
   for (const std::vector<std::string>& line : lines) {
     expected.push_back(Run(line).out);
   }
-  Run({"call", "ForgetLists"});
+  Request("ForgetLists");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     ExpectOutput(Run(lines[i]), expected[i]);
   }
