@@ -10,9 +10,9 @@
 #include <thread>
 
 #include "keystore/checked_files.h"
-#include "keystore/lock_holder.h"
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
+#include "system/lock_holder.h"
 
 namespace host {
 namespace {
@@ -99,6 +99,11 @@ bool IsMissingOrEmpty(const std::filesystem::path& file) {
   struct stat status;
   return ::stat(file.c_str(), &status) != 0 ? errno == ENOENT
                                             : S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+pid_t HolderOfWriteLock(const std::filesystem::path& file) {
+  constexpr off_t kWriteLock = 120;
+  return HolderOfByte(file.string() + "-shm", kWriteLock);
 }
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {
