@@ -239,7 +239,7 @@ void RemoveOldest(const path& file) {
 }
 
 void Rename(const path& from, const path& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) {
+  if (IsThere(from) && ::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) {
     Fail(from, "cannot be set aside", errno == ENOTDIR ? EACCES : errno);
   }
 }
@@ -375,6 +375,29 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
   MoveInPlace(raised, file);
 }
 
+// Where nothing can be moved or written, the good copy is read where it is.
+std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
+                                      const path& changed) {
+  auto damage = DamageOf(file);
+  if (!damage && IsMissingOrEmpty(file)) {
+    damage = "is missing";
+  }
+  if (!damage) {
+    return std::make_unique<KeyFile>(file, durability, changed);
+  }
+  const path copy = CopyOf(file);
+  if (!IsThere(copy) || DamageOf(copy)) {
+    throw StoreError(EROFS, "key file " + file.string() + " " + *damage +
+                                ", and there is no good copy of it; its file system is read-only:"
+                                " make it writable, or choose another root");
+  }
+  auto opened = std::make_unique<KeyFile>(copy, durability, changed);
+  LogError("keystore", "key file " + file.string() + " " + *damage +
+                           "; its file system is read-only, so its copy " + copy.string() +
+                           " is read where it is");
+  return opened;
+}
+
 }  // namespace
 
 path CopyOf(const path& file) { return file.string() + ".copy"; }
@@ -451,6 +474,9 @@ bool IsLogCut(const path& file, bool isSameBoot) {
 
 std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, const path& changed,
                                     bool isSameBoot) {
+  if (IsOnReadOnlyFileSystem(file)) {
+    return OpenReadOnly(file, durability, changed);
+  }
   const auto open = [&] {
     RaiseVersion(file, durability, changed);
     return std::make_unique<KeyFile>(file, durability, changed);
