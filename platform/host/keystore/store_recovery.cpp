@@ -61,8 +61,26 @@ std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
   return got;
 }
 
+// Not open, with errno, when the file is missing or cannot be opened for a reason of its own.
+// Throws for other reasons: a device that fails for everything says nothing about the file.
 FileDescriptor OpenToRead(const path& file) {
-  return FileDescriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const auto open = [](const path& name) {
+    return FileDescriptor(::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  };
+  FileDescriptor opened = open(file);
+  if (opened || errno == ENOENT) {
+    return opened;
+  }
+  if (FileDescriptor again = open(file)) {
+    return again;
+  }
+  const int error = errno;
+  const bool isOfSystem = error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
+  if (isOfSystem || !open(file.parent_path())) {
+    Fail(file, "cannot be opened", error);
+  }
+  errno = error;
+  return opened;
 }
 
 // A log as SQLite reads it: transactions up to the first frame that is damaged.
@@ -380,7 +398,7 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
                                       const path& changed) {
   auto damage = DamageOf(file);
   if (!damage && IsMissingOrEmpty(file)) {
-    damage = "is missing";
+    damage = AbsenceOf(file);
   }
   if (!damage) {
     return std::make_unique<KeyFile>(file, durability, changed);
@@ -420,6 +438,14 @@ std::vector<path> SetAsideFiles(const path& file) {
   return found;
 }
 
+std::string AbsenceOf(const path& file) {
+  if (!IsThere(file)) {
+    return "is missing";
+  }
+  struct stat status;
+  return ::stat(file.c_str(), &status) == 0 ? "is empty" : "is a link to a missing file";
+}
+
 bool IsOpenSomewhere(const path& file) {
   const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
   // Where SQLite holds a lock for as long as it has a file open.
@@ -435,14 +461,9 @@ std::optional<std::string> DamageOf(const path& file) {
   const bool wasMade = HasCopyOrLog(file);
   const FileDescriptor opened = OpenToRead(file);
   if (!opened && errno == ENOENT) {
-    return wasMade ? std::optional<std::string>("is missing") : std::nullopt;
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
   }
   if (!opened) {
-    for (const int ofSystem : {EMFILE, ENFILE, ENOMEM, EINTR}) {
-      if (errno == ofSystem) {
-        Fail(file, "cannot be opened", errno);
-      }
-    }
     return "cannot be read: " + Text(errno);
   }
   struct stat status {};
@@ -450,7 +471,7 @@ std::optional<std::string> DamageOf(const path& file) {
     return "is not a file";
   }
   if (status.st_size == 0) {
-    return wasMade ? std::optional<std::string>("is empty") : std::nullopt;
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
   }
   return DamageOfPages(file, opened.Get(), status.st_size);
 }

@@ -23,6 +23,9 @@ bool HasCopyOrLog(const std::filesystem::path& file);
 // its name and "-wal". A log that was set aside without a file is one of them.
 std::vector<std::filesystem::path> SetAsideFiles(const std::filesystem::path& file);
 
+// What is wrong with a key file that is missing or empty, in the words of DamageOf.
+std::string AbsenceOf(const std::filesystem::path& file);
+
 // Whether some process, with whatever version of this program, has the file open.
 bool IsOpenSomewhere(const std::filesystem::path& file);
 
