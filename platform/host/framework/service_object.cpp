@@ -1,6 +1,7 @@
 #include "framework/service_object.h"
 
 #include "framework/store_failure.h"
+#include "system/environment.h"
 
 namespace host {
 namespace {
@@ -15,7 +16,7 @@ int OnRequestAll(sd_bus_message* message, void* requests, sd_bus_error* error) {
 
 constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    // Who may call is up to the bus's own rules.
+    // Who may call is up to the bus's own rules, and what up to Access.
     SD_BUS_METHOD_WITH_NAMES("Request", "is", SD_BUS_PARAM(type) SD_BUS_PARAM(body), "is",
                              SD_BUS_PARAM(type) SD_BUS_PARAM(body), OnRequest,
                              SD_BUS_VTABLE_UNPRIVILEGED),
@@ -48,7 +49,10 @@ std::string ServiceObjectPath(const std::string& serviceName) {
   return "/org/nuvra/service/" + serviceName;
 }
 
-ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service) : m_Requests(service) {
+ServiceObject::ServiceObject(const ServiceBus& serviceBus, Nuvra::TCDaemonService& service)
+    : m_Access(GetEnvironment().configDir / "access.json"),
+      m_Requests(serviceBus, m_Access, service) {
+  sd_bus* const bus = serviceBus.Get();
   const std::string path = ServiceObjectPath(service.ServiceName());
   bus::Check(sd_bus_add_object_vtable(bus, bus::Out(m_Slot), path.c_str(), kServiceInterface,
                                       kVtable, &m_Requests),
