@@ -96,7 +96,7 @@ tools::VerbHelps Helps() {
         OfService({{ExitCode::kDone, "a reply came, whatever it says"},
                    {ExitCode::kRefused, "the service failed to handle the request"},
                    {ExitCode::kUsage, "wrong usage, or the service cannot read the request"},
-                   {ExitCode::kNotAllowed, "the bus does not let the request through"}})}},
+                   {ExitCode::kNotAllowed, "the service or the bus does not allow it"}})}},
       {"monitor",
        {{"settingsctl monitor", "settingsctl monitor --count 1 --timeout 10"},
         OfService({{ExitCode::kDone, "N signals came, SIGINT or SIGTERM, or the time is up"},

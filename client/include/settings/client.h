@@ -18,7 +18,7 @@ enum class ErrorCode {
   kTimedOut,        // no answer in time; a request may still be carried out
   kInvalidMessage,  // the service cannot read the request; it did nothing
   kFailed,          // the service or the bus could not do it
-  kNotAllowed,      // the bus refuses this program, or access to the service
+  kNotAllowed,      // the bus refuses this program, or the service refuses the request
   kBus,             // the bus cannot be reached, or the connection to it is lost
   kProtocol,        // not an answer that the settings service gives
 };

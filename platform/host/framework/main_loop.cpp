@@ -81,7 +81,7 @@ struct MainLoop::Impl {
 };
 
 MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
-  BlockEndSignals();
+  BlockSignals();
   m_Impl->quit = TakeWaitingEndSignal();
   // Starting Eina resets who receives its log, so it starts first.
   {
@@ -90,6 +90,8 @@ MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   }
   TakeEflLog();
   TakeLostSignal();
+  // Whoever reads the configuration does so later.
+  TakeWaitingReloadSignal();
   const bool started = InitEcore() > 0;
   eina_shutdown();
   if (!started) {
@@ -98,7 +100,7 @@ MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
   g_Host.hasMainLoop = true;
   m_Impl->signalsOfEcore =
       ecore_event_handler_add(ECORE_EVENT_SIGNAL_EXIT, Impl::OnSignalOfEcore, m_Impl.get());
-  BlockEndSignals();
+  BlockSignals();
   m_Impl->quit = m_Impl->quit || TakeLostSignal();
   m_Impl->endSignals = OpenEndSignals();
   m_Impl->endSignalWatch.emplace(m_Impl->endSignals, [this] {
