@@ -192,6 +192,9 @@ class [[gnu::visibility("default")]] Client {
   // services' or the set's (org.freedesktop.*, org.nuvra.service.*).
   static bool IsApplicationId(const std::string& name);
 
+  // The IDs of the applications that run or that the bus can start, in order.
+  std::vector<std::string> Applications();
+
   // Makes `name` a bus name of this connection until the client is destroyed, so that the service
   // takes this program for the application with that ID and releases what it disabled when it ends,
   // however it ends. False when another program has the name. std::invalid_argument when it cannot
