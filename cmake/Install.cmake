@@ -38,7 +38,7 @@ function(install_configured template name directory component)
   endwhile()
   install(CODE "
     ${definitions}
-    set(file \"${PROJECT_BINARY_DIR}/installed/${name}\")
+    set(file \"${PROJECT_BINARY_DIR}/installed/${directory}/${name}\")
     configure_file(\"${template}\" \"\${file}\" @ONLY)
     file(INSTALL \"\${file}\" DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${directory}\")
   " COMPONENT ${component})

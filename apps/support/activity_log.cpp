@@ -39,15 +39,17 @@ void WriteLine(int fd, std::string_view line) {
 
 }  // namespace
 
-ActivityLog::ActivityLog(const std::string& id)
-    : m_Id(id), m_File(OpenLogFile(id)), m_Formatter(getpid()) {}
+ActivityLog::ActivityLog(const std::string& id, bool alsoPrints)
+    : m_Id(id), m_AlsoPrints(alsoPrints), m_File(OpenLogFile(id)), m_Formatter(getpid()) {}
 
 void ActivityLog::Print(const std::string& text) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   std::string line;
   m_Formatter.Append(line, {now, DLOG_INFO, m_Id, text});
-  WriteLine(STDOUT_FILENO, line);
+  if (m_AlsoPrints) {
+    WriteLine(STDOUT_FILENO, line);
+  }
   WriteLine(m_File.Get(), line);
 }
 

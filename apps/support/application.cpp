@@ -39,11 +39,10 @@ sd_event* OpenEvent() {
   return event;
 }
 
-bus::Connection OpenBus() {
-  const char* const starter = std::getenv("DBUS_STARTER_ADDRESS");
+bus::Connection OpenBus(const std::string& name) {
   bus::Connection connection;
-  Check(bus::Connect(starter != nullptr ? starter : "session", std::nullopt, connection),
-        starter != nullptr ? starter : "cannot connect to the session bus");
+  Check(bus::Connect(name, std::nullopt, connection),
+        name == "session" ? "cannot connect to the session bus" : name.c_str());
   return connection;
 }
 
@@ -64,13 +63,13 @@ const sd_bus_vtable Application::kInterface[] = {
     SD_BUS_VTABLE_END,
 };
 
-Application::Application(const std::string& id)
+Application::Application(const std::string& id, bool ownsOutput)
     : m_Id(id),
       m_StatusKey(host::ApplicationStatusKey(id)),
-      m_Log(id),
+      m_Log(id, !ownsOutput),
       m_Keys(host::StateDir(), host::RunDir()),
       m_Event(OpenEvent()),
-      m_Bus(OpenBus()) {
+      m_Bus(OpenBus(Bus())) {
   // Asked before anything is changed that the other one goes by.
   if (Check(bus::HasOwner(m_Bus.get(), m_Id), "cannot ask the bus") > 0) {
     throw std::runtime_error("already running");
@@ -119,6 +118,66 @@ void Application::WatchKeys(std::function<void(const host::KeyChange&)> callback
   m_Watcher.emplace(m_Keys);
   Check(sd_event_add_io(m_Event.get(), nullptr, m_Watcher->Fd(), EPOLLIN, OnKeys, this),
         "cannot watch the key store");
+}
+
+std::string Application::Bus() {
+  const char* const starter = std::getenv("DBUS_STARTER_ADDRESS");
+  return starter != nullptr ? starter : "session";
+}
+
+void Application::Drive(settings::Client& client) {
+  m_Client = &client;
+  sd_event_source* input = nullptr;
+  Check(sd_event_add_io(m_Event.get(), &input, client.Fd(), client.Events(), OnClientInput, this),
+        "cannot watch the client");
+  Check(sd_event_source_set_floating(input, true), "cannot watch the client");
+  sd_event_source_unref(input);
+  Check(sd_event_add_time_relative(m_Event.get(), &m_ClientTime, CLOCK_MONOTONIC, 0, 1,
+                                   OnClientTime, this),
+        "cannot watch the client");
+  Check(sd_event_source_set_floating(m_ClientTime, true), "cannot watch the client");
+  sd_event_source_unref(m_ClientTime);
+  Check(sd_event_source_set_prepare(input, OnPrepareClient), "cannot watch the client");
+}
+
+// What a client waits for may change whenever something else was done with it.
+int Application::OnPrepareClient(sd_event_source* source, void* self) {
+  auto& application = *static_cast<Application*>(self);
+  const settings::Client& client = *application.m_Client;
+  try {
+    const auto timeout = client.Timeout();
+    sd_event_source_set_io_events(source, client.Events());
+    if (timeout) {
+      sd_event_source_set_time_relative(application.m_ClientTime, timeout->count());
+    }
+    sd_event_source_set_enabled(application.m_ClientTime,
+                                timeout ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
+  } catch (const std::exception& problem) {
+    application.End(problem.what());
+  }
+  return 0;
+}
+
+int Application::OnClientInput(sd_event_source*, int, uint32_t, void* self) {
+  static_cast<Application*>(self)->m_ProcessClient();
+  return 0;
+}
+
+int Application::OnClientTime(sd_event_source*, uint64_t, void* self) {
+  static_cast<Application*>(self)->m_ProcessClient();
+  return 0;
+}
+
+void Application::m_ProcessClient() {
+  try {
+    m_Client->Process();
+  } catch (const settings::Error& problem) {
+    if (problem.Code() == settings::ErrorCode::kBus) {
+      End(problem.what());
+    } else {
+      Say(problem.what());
+    }
+  }
 }
 
 template <auto Method>

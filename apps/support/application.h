@@ -11,6 +11,7 @@
 #include "apps/application_state.h"
 #include "bus/bus.h"
 #include "keystore/key_store.h"
+#include "settings/client.h"
 #include "support/activity_log.h"
 #include "support/message_reader.h"
 
@@ -24,9 +25,10 @@ using State = host::ApplicationState;
 class Application {
  public:
   // Opens the set of the environment's variables and the bus that started this process, or else
-  // the session bus. Throws std::exception when one of them cannot be used, and when an
-  // application of this ID is already running.
-  explicit Application(const std::string& id);
+  // the session bus. With `ownsOutput` nothing is said on standard output, only in the log. Throws
+  // std::exception when one of them cannot be used, and when an application of this ID is already
+  // running.
+  explicit Application(const std::string& id, bool ownsOutput = false);
   virtual ~Application();
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
@@ -56,6 +58,13 @@ class Application {
 
   host::KeyStore& Keys() { return m_Keys; }
 
+  // The application's bus, for a client of its own.
+  static std::string Bus();
+
+  // From now on the client's work is done between the application's other work. It must live as
+  // long as the application runs, which ends when the client's connection is lost.
+  void Drive(settings::Client& client);
+
   // From now on `callback` gets each change of a key, by whichever process, in order.
   void WatchKeys(std::function<void(const host::KeyChange&)> callback);
 
@@ -64,6 +73,9 @@ class Application {
   static int Answer(sd_bus_message* call, void* self, sd_bus_error* error);
   static int OnSignal(sd_event_source*, const signalfd_siginfo* info, void* self);
   static int OnKeys(sd_event_source*, int, uint32_t, void* self);
+  static int OnPrepareClient(sd_event_source* source, void* self);
+  static int OnClientInput(sd_event_source*, int, uint32_t, void* self);
+  static int OnClientTime(sd_event_source*, uint64_t, void* self);
   static const sd_bus_vtable kInterface[];
 
   void m_Activate(sd_bus_message* call);
@@ -71,6 +83,7 @@ class Application {
   void m_ActivateAction(sd_bus_message* call);
   void m_TakeName();
   void m_Leave();
+  void m_ProcessClient();
 
   const std::string m_Id;
   const std::string m_StatusKey;
@@ -79,6 +92,8 @@ class Application {
   std::optional<host::KeyWatcher> m_Watcher;
   std::function<void(const host::KeyChange&)> m_OnChange;
   std::unique_ptr<sd_event, bus::Releaser<sd_event, sd_event_unref>> m_Event;
+  settings::Client* m_Client = nullptr;
+  sd_event_source* m_ClientTime = nullptr;  // the event loop's
   bus::Connection m_Bus;
   std::optional<State> m_State;
   std::string m_EndReason = "the bus has ended";  // when nobody else ended it

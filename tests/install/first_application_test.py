@@ -46,12 +46,15 @@ class FirstApplication(unittest.TestCase):
     def test_the_guide_works_as_it_is_written(self):
         here = self.scratch / "guide"
         here.mkdir()
-        for name, language in [
-            ("first.cpp", "cpp"),
-            ("CMakeLists.txt", "cmake"),
-            ("first.py", "python"),
+        first, menu = blocks("cpp")
+        (cmake,) = blocks("cmake")
+        (python,) = blocks("python")
+        for name, code in [
+            ("first.cpp", first),
+            ("menu.cpp", menu),
+            ("CMakeLists.txt", cmake),
+            ("first.py", python),
         ]:
-            (code,) = blocks(language)
             (here / name).write_text(code, encoding="utf-8")
         typed = "".join(blocks("sh")).replace("/usr/libexec", f"{self.prefix}/libexec")
         done = subprocess.run(
@@ -66,9 +69,9 @@ class FirstApplication(unittest.TestCase):
         )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         # CMake and what it calls talk, too.
-        printed = [line for line in done.stdout.splitlines() if re.match(r"brightness|signal|\d", line)]
+        printed = [line for line in done.stdout.splitlines() if re.match(r"brightness|now|signal|\d", line)]
         self.assertEqual(printed, "".join(blocks("text")).splitlines())
-        self.assertEqual(len(printed), 9)
+        self.assertEqual(len(printed), 11)
 
     def test_a_version_that_is_too_new_is_not_found(self):
         run(["pkg-config", "--exists", "settings-client >= 0.1"], self.user)

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "notify_socket.h"
 #include "probe.h"
+#include "support/notify_socket.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -68,7 +68,7 @@ class ReadyEventTest : public testing::Test {
   support::TempDirectory m_Directory;
   const fs::path m_Root = m_Directory / "root";
   const fs::path m_Elsewhere = m_Directory / "elsewhere";
-  NotifySocket m_Manager{m_Directory / "notify"};
+  support::NotifySocket m_Manager{m_Directory / "notify"};
 };
 
 TEST_F(ReadyEventTest, AnEventIsAFileWithTheNumberOfTheProcess) {

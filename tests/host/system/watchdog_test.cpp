@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "notify_socket.h"
 #include "probe.h"
+#include "support/notify_socket.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -23,7 +23,7 @@ class WatchdogTest : public testing::Test {
 
   support::TempDirectory m_Directory;
   const std::string m_Address = m_Directory / "notify";
-  NotifySocket m_Manager{m_Address};
+  support::NotifySocket m_Manager{m_Address};
 };
 
 TEST_F(WatchdogTest, RegisteringAndFeedingBothFeedTheServiceManager) {

@@ -1,4 +1,4 @@
-#include "notify_socket.h"
+#include "support/notify_socket.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+
+namespace support {
 
 NotifySocket::NotifySocket(const std::filesystem::path& path)
     : m_Fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -28,3 +30,5 @@ std::vector<std::string> NotifySocket::TakeMessages() {
   }
   return messages;
 }
+
+}  // namespace support

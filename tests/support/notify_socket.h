@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace support {
+
 // What a service manager listens on: messages of services wait in it.
 class NotifySocket {
  public:
@@ -18,3 +20,5 @@ class NotifySocket {
  private:
   int m_Fd;
 };
+
+}  // namespace support

@@ -1,0 +1,194 @@
+// The sample menu in a terminal: what it shows is what the items are.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "system_test.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// A program in a terminal of its own. What it shows is what it wrote last behind "home".
+class Terminal {
+ public:
+  Terminal(const std::vector<std::string>& command, const support::Variables& variables) {
+    winsize size{.ws_row = 100, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
+    m_Pid = forkpty(&m_Terminal, nullptr, nullptr, &size);
+    if (m_Pid < 0) {
+      throw std::runtime_error("no terminal");
+    }
+    if (m_Pid == 0) {
+      for (const auto& [name, value] : variables) {
+        setenv(name.c_str(), value.c_str(), 1);
+      }
+      std::vector<char*> arguments;
+      for (const std::string& word : command) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+      }
+      arguments.push_back(nullptr);
+      execv(arguments[0], arguments.data());
+      _exit(127);
+    }
+    fcntl(m_Terminal, F_SETFL, O_NONBLOCK);
+  }
+
+  ~Terminal() {
+    kill(m_Pid, SIGKILL);
+    waitpid(m_Pid, nullptr, 0);
+    close(m_Terminal);
+  }
+
+  void Signal(int signal) const { kill(m_Pid, signal); }
+
+  // All that was written so far.
+  const std::string& Written() {
+    char buffer[4096];
+    for (ssize_t size = 0; (size = read(m_Terminal, buffer, sizeof buffer)) > 0;) {
+      m_Written.append(buffer, size);
+    }
+    return m_Written;
+  }
+
+  // What stands beside a name on the screen, behind the spaces; "?" when it is not there.
+  std::string Beside(const std::string& name) {
+    const std::string& written = Written();
+    const std::size_t home = written.rfind("\x1b[H");
+    const std::size_t row =
+        home == std::string::npos ? home : written.find(name + "\x1b[44G", home);
+    if (row == std::string::npos) {
+      return "?";
+    }
+    const std::size_t begin = row + name.size() + std::string("\x1b[44G ").size();
+    return written.substr(begin, written.find('\x1b', begin) - begin);
+  }
+
+  bool Shows(const std::string& name, const std::string& value) {
+    return support::WaitUntil([&] { return Beside(name) == value; });
+  }
+
+ private:
+  int m_Terminal = -1;
+  pid_t m_Pid = -1;
+  std::string m_Written;
+};
+
+class MenuInATerminal : public SystemTest {
+ protected:
+  std::unique_ptr<Terminal> Start(const std::string& item) const {
+    return std::make_unique<Terminal>(
+        std::vector<std::string>{SETTINGS_APPLICATIONS "/org.pavix.menu", item}, m_Set.Variables());
+  }
+
+  void Done(const std::vector<std::string>& command) {
+    const support::Outcome outcome = m_Set.Run(command);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+
+  std::string ValueOf(const std::string& item) {
+    std::string value = m_Set.Run({"settingsctl", "get", item, "--raw"}).out;
+    value.erase(value.find_last_not_of('\n') + 1);
+    return value;
+  }
+};
+
+TEST_F(MenuInATerminal, ShowsWhatItemsBecome) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("  Picture Mode", "Standard")) << menu->Written();
+  Done({"settingsctl", "set", "picturemode", "movie"});
+  EXPECT_TRUE(menu->Shows("  Picture Mode", "Movie"));
+  Done({"setctl", "key", "set", "db/menu/brightness", "31"});
+  EXPECT_TRUE(menu->Shows("Brightness", "31"));
+}
+
+TEST_F(MenuInATerminal, GreysOutAndHidesWhatTheMenuDoes) {
+  const auto menu = Start("picture");
+  const auto shows = [&](const std::string& text) {
+    return support::WaitUntil([&] {
+      const std::string& written = menu->Written();
+      const std::size_t home = written.rfind("\x1b[H");
+      return home != std::string::npos && written.find(text, home) != std::string::npos;
+    });
+  };
+  const std::string plain = "\r\n    Brightness\x1b[44G 25";
+  const std::string dimmed = "\r\n\x1b[2m    Brightness\x1b[44G 25";
+  ASSERT_TRUE(shows(plain)) << menu->Written();
+  Done({"settingsctl", "disable", "expertsettings", "--app", "org.example.film"});
+  EXPECT_TRUE(shows(dimmed));
+  Done({"settingsctl", "release", "--app", "org.example.film"});
+  EXPECT_TRUE(shows(plain));
+  ASSERT_TRUE(shows("Film Mode"));
+  Done({"setctl", "source", "switch", "hdmi1"});
+  EXPECT_TRUE(support::WaitUntil([&] {
+    const std::string& written = menu->Written();
+    return written.find("Film Mode", written.rfind("\x1b[H")) == std::string::npos;
+  }));
+}
+
+TEST_F(MenuInATerminal, SpeaksTheMenuLanguage) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("  Picture Mode", "Standard"));
+  Done({"setctl", "language", "de_DE"});
+  EXPECT_TRUE(menu->Shows("  Bildmodus", "Standard")) << menu->Written();
+}
+
+TEST_F(MenuInATerminal, StaysRightThroughKillsOfTheDaemonWhileTwoProcessesWrite) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("Brightness", "25"));
+  const std::filesystem::path stop = m_Set.Root() / "stop";
+  const auto write = [&](const std::string& command) {
+    return std::make_unique<support::Process>(
+        std::vector<std::string>{"bash", "-c",
+                                 "for i in {1..100000}; do [ -e '" + stop.string() +
+                                     "' ] && break; " + command + "; done >/dev/null 2>&1"},
+        m_Set.Variables(), support::Files{});
+  };
+  // One through the service, while there is one, and one past it.
+  const auto first = write("settingsctl set contrast $((i % 50))");
+  const auto second = write("setctl key set db/menu/brightness $((i % 49 + 1))");
+  for (int kills = 0; kills < 3; ++kills) {
+    const std::string before = menu->Beside("Contrast");
+    EXPECT_TRUE(support::WaitUntil([&] { return menu->Beside("Contrast") != before; }));
+    m_Set.KillDaemon();
+    EXPECT_TRUE(support::WaitUntil([&] {
+      return menu->Written().find("waiting for", menu->Written().rfind("\x1b[H")) !=
+             std::string::npos;
+    }));
+    m_Set.StartDaemon();
+  }
+  std::ofstream(stop) << "now";
+  EXPECT_TRUE(first->Wait());
+  EXPECT_TRUE(second->Wait());
+  EXPECT_TRUE(menu->Shows("Brightness", ValueOf("brightness")));
+  EXPECT_TRUE(menu->Shows("Contrast", ValueOf("contrast")));
+}
+
+TEST_F(MenuInATerminal, GivesTheTerminalBack) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("Brightness", "25"));
+  menu->Signal(SIGTERM);
+  EXPECT_TRUE(support::WaitUntil(
+      [&] { return menu->Written().find("\x1b[?25h\x1b[?1049l") != std::string::npos; }));
+  EXPECT_THAT(menu->Written(), testing::Not(HasSubstr("org.pavix.menu(")))
+      << "what it says stands in its log only";
+}
+
+TEST_F(MenuInATerminal, SaysThatThereIsNoSuchItem) {
+  const auto menu = Start("nosuchitem");
+  EXPECT_TRUE(support::WaitUntil([&] {
+    return menu->Written().find("nothing to show of \"nosuchitem\"") != std::string::npos;
+  }));
+}
+
+}  // namespace
