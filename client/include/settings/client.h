@@ -91,6 +91,22 @@ struct Explanation {
   std::vector<Reason> reasons;
 };
 
+enum class ItemKind { kGroup, kSwitch, kList, kRange, kAction };
+
+struct NamedValue {
+  std::string value;
+  std::string name;  // in the menu language
+};
+
+// What an item is. A group and an action have no value.
+struct ItemDescription {
+  std::string item;
+  ItemKind kind = ItemKind::kAction;
+  bool isPreview = false;          // whether its value is shown without being kept,
+  std::optional<NamedValue> kept;  // and what is kept
+  std::vector<NamedValue> values;  // of a list or a switch, in the order of the menu
+};
+
 // The bounds of an item and the distance between its values, as the menu shows them.
 struct Range {
   double min = 0;
@@ -183,6 +199,10 @@ class [[gnu::visibility("default")]] Client {
   // Which conditions hide or disable an item at present. Nothing when there is no such item;
   // kProtocol when the service cannot explain.
   std::optional<Explanation> Explain(const std::string& item);
+
+  // What the items are, in their order, without those that do not exist. Nothing when the service
+  // does not describe items.
+  std::optional<std::vector<ItemDescription>> DescribeItems(const std::vector<std::string>& items);
 
   // Why the service's key store failed since `begin`. Nothing when it did not fail, or when the
   // service does not say.

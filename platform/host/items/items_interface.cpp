@@ -15,6 +15,7 @@
 #include "framework/object_interfaces.h"
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
+#include "items/description.h"
 #include "items/explanation.h"
 #include "items/host_inputs.h"
 #include "items/item_changes.h"
@@ -34,6 +35,9 @@ constexpr char kInterface[] = "org.nuvra.Items1";
 
 // Far from the most that one message carries, however long the names of the values are.
 constexpr std::size_t kItemsAtOnce = 1000;
+
+// They are described in one go, for which everybody else waits.
+constexpr std::size_t kMostDescribed = 256;
 
 void AnswerExplain(sd_bus_message* call) {
   const char* id = nullptr;
@@ -59,10 +63,52 @@ int OnExplain(sd_bus_message* call, void* requests, sd_bus_error* error) {
   return static_cast<RequestQueue*>(requests)->Take(call, error, AnswerExplain);
 }
 
+void RefuseDescribe(sd_bus_message* call, const char* why) {
+  sd_bus_reply_method_errorf(call, "org.nuvra.Error.InvalidMessage", "%s", why);
+}
+
+void AnswerDescribe(sd_bus_message* call) {
+  Json::Value body;
+  Json::Value& items = body["items"] = Json::arrayValue;
+  try {
+    int result = sd_bus_message_enter_container(call, 'a', "s");
+    const char* id = nullptr;
+    for (std::size_t count = 0; result >= 0 && (result = sd_bus_message_read(call, "s", &id)) > 0;
+         ++count) {
+      if (count == kMostDescribed) {
+        RefuseDescribe(call, "more than 256 items");
+        return;
+      }
+      if (const Item* const item = Library().Find(id)) {
+        items.append(Describe(Library(), *item));
+      }
+    }
+    if (result < 0) {
+      RefuseDescribe(call, "the message is damaged or not UTF-8");
+      return;
+    }
+  } catch (const InputFailure& failure) {
+    sd_bus_reply_method_errorf(call, "org.nuvra.Error.Failed", "%s", failure.what());
+    return;
+  }
+  const std::string text = WriteBody(body);
+  if (text.size() > kMaxSentBodySize) {
+    sd_bus_reply_method_errorf(call, "org.nuvra.Error.Failed", "the reply is too large");
+    return;
+  }
+  sd_bus_reply_method_return(call, "s", text.c_str());
+}
+
+int OnDescribe(sd_bus_message* call, void* requests, sd_bus_error* error) {
+  return static_cast<RequestQueue*>(requests)->Take(call, error, AnswerDescribe);
+}
+
 constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("Explain", "s", SD_BUS_PARAM(item), "s", SD_BUS_PARAM(body), OnExplain,
                              SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Describe", "as", SD_BUS_PARAM(items), "s", SD_BUS_PARAM(body),
+                             OnDescribe, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Changed", "s", SD_BUS_PARAM(body), 0),
     SD_BUS_SIGNAL_WITH_NAMES("LanguageChanged", "s", SD_BUS_PARAM(language), 0),
     SD_BUS_VTABLE_END,
