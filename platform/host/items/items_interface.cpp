@@ -129,35 +129,42 @@ class ItemAnnouncer : private ItemListener {
   void OnLoaded() override {
     const bool isFirst = !m_Keys;
     m_Changes.reset();
-    if (Library().Loaded() == nullptr) {
+    m_AreKeysKnown = false;
+    if (Library().Loaded() == nullptr || !Listen()) {
       return;
     }
     m_Changes.emplace(*Library().Loaded(), m_Model, Library().Disabled(), Library().SpeakerType());
-    if (!m_Keys) {
-      m_Keys.emplace([this](const KeyChange& change) { OnKey(change); }, [this] { OnMissed(); });
-    }
-    m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->Begin(std::move(keys)); });
-    if (!isFirst) {
-      m_Changes->NoteAll();
-      m_Announcement.Ask();
+    if (isFirst) {
+      m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->Begin(std::move(keys)); });
+    } else {
+      BeginAnew();
+      AskToAnnounce();
     }
   }
 
+  // False, and logged, when the keys cannot be watched: the service goes on without announcements.
+  bool Listen() {
+    return m_Keys || GuardedFromDamage("settings-items", "cannot watch the keys", [this] {
+             m_Keys.emplace([this](const KeyChange& change) { OnKey(change); },
+                            [this] { OnMissed(); });
+           });
+  }
+
   void OnSpeakerRead() override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->NoteSpeaker(Library().SpeakerType());
       AskToAnnounce();
     }
   }
 
   void OnPreviewReplaced(const Item& item) override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->ExpectReplacedPreview(item);
     }
   }
 
   void OnDisabledOrReleased(std::span<const std::string> ids) override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->NoteDisabled(ids);
       AskToAnnounce();
     }
@@ -176,7 +183,7 @@ class ItemAnnouncer : private ItemListener {
   }
 
   void OnMissed() {
-    if (m_Changes && m_AreKeysKnown) {
+    if (m_AreKeysKnown) {
       m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->NoteKeys(std::move(keys)); });
       AskToAnnounce();
     }
@@ -186,6 +193,7 @@ class ItemAnnouncer : private ItemListener {
   void BeginAnew() {
     m_AreKeysKnown = ReadKeys([this](auto keys) {
       m_Changes->Begin(std::move(keys));
+      m_Changes->NoteSpeaker(Library().SpeakerType());
       m_Changes->NoteAll();
     });
   }
@@ -242,7 +250,7 @@ class ItemAnnouncer : private ItemListener {
   std::optional<ItemChanges> m_Changes;  // while a catalogue is loaded
   AfterMessages m_Announcement{[this] { Announce(); }};
   std::optional<KeyListener> m_Keys;
-  bool m_AreKeysKnown = false;
+  bool m_AreKeysKnown = false;  // to m_Changes
   std::int64_t m_ReadDurable = 0;
   std::int64_t m_ReadTransient = 0;
 };
