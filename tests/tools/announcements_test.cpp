@@ -169,7 +169,7 @@ TEST_F(AnnouncementsTest, ReasonsAreExplained) {
   EXPECT_TRUE(reasons[1].is.isNull());
   EXPECT_EQ(reasons[2].of, Reason::Of::kFeature);
   EXPECT_EQ(reasons[3].of, Reason::Of::kSource);
-  EXPECT_EQ(reasons[3].name, "");
+  EXPECT_EQ(reasons[3].name, "memory/set/source/type");
   EXPECT_TRUE(reasons[3].isNot);
   EXPECT_THAT(reasons[3].list, ElementsAre("tv", "av"));
   EXPECT_EQ(reasons[4].of, Reason::Of::kSpeaker);
