@@ -98,4 +98,25 @@ std::size_t DisplayWidth(std::string_view text) {
   return columns;
 }
 
+std::string FitWidth(std::string_view text, std::size_t columns) {
+  if (DisplayWidth(text) <= columns) {
+    return std::string(text);
+  }
+  if (columns == 0) {
+    return "";
+  }
+  std::size_t used = 1;  // by the …
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const std::string_view rest = text.substr(size);
+    const std::size_t next = std::max<std::size_t>(base::Utf8CharacterSize(rest), 1);
+    used += DisplayWidth(rest.substr(0, next));
+    if (used > columns) {
+      break;
+    }
+    size += next;
+  }
+  return std::string(text.substr(0, size)) + "…";
+}
+
 }  // namespace tools

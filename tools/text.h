@@ -40,4 +40,7 @@ std::string TimeText(std::chrono::system_clock::time_point time);
 // mark.
 std::size_t DisplayWidth(std::string_view text);
 
+// As much of the text as fits into that many columns, with … at its end when that is not all.
+std::string FitWidth(std::string_view text, std::size_t columns);
+
 }  // namespace tools

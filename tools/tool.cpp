@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/number.h"
 #include "base/version.h"
 #include "text.h"
 
@@ -28,26 +29,16 @@ constexpr char kExitCodes[] =
 // More than three years; far below what the clocks can count.
 constexpr double kMostSeconds = 1e8;
 
-// CLI11's messages call verbs "subcommands" and do not say which one was wrong.
-std::string UsageProblem(const CLI::App& app, const CLI::Error& error) {
-  const CLI::App* last = &app;
-  while (!last->get_subcommands().empty()) {
-    last = last->get_subcommands().front();
+std::string ExamplesText(const VerbHelp& help) {
+  std::string text = "Examples:\n";
+  for (const std::string& example : help.examples) {
+    text += "  " + example + "\n";
   }
-  const bool takesVerb = last->get_require_subcommand_min() > 0;
-  if (!takesVerb || dynamic_cast<const CLI::RequiredError*>(&error) == nullptr) {
-    return error.what();
-  }
-  const std::vector<std::string> others = app.remaining(true);
-  return others.empty() ? "no verb given" : "unknown verb " + Quote(others.front());
+  return text;
 }
 
 std::string VerbFooter(const VerbHelp& help) {
-  std::string footer = "Examples:\n";
-  for (const std::string& example : help.examples) {
-    footer += "  " + example + "\n";
-  }
-  footer += "\nExit codes:\n";
+  std::string footer = ExamplesText(help) + "\nExit codes:\n";
   for (const auto& [code, meaning] : help.exitCodes) {
     footer += fmt::format("{:>4} {}\n", static_cast<int>(code), meaning);
   }
@@ -67,11 +58,6 @@ Json::Value ParameterJson(const CLI::Option& option) {
   return json;
 }
 
-std::string UsageError(const CLI::App* app, const CLI::Error& error) {
-  return fmt::format("{0}: {1}; see {0} --help\n", app->get_name(),
-                     Escape(UsageProblem(*app, error)));
-}
-
 }  // namespace
 
 Parameter Parameter::Required() const {
@@ -80,7 +66,10 @@ Parameter Parameter::Required() const {
 }
 
 Parameter Parameter::OneOf(const std::vector<std::string>& values) const {
-  m_Option->check(CLI::IsMember(values));
+  m_Option->check([values](const std::string& text) {
+    const bool isOne = std::find(values.begin(), values.end(), text) != values.end();
+    return isOne ? "" : fmt::format("{} is not one of {}", Quote(text), Joined(values));
+  });
   return CompletedBy([values](const std::string&) {
     std::vector<Candidate> candidates;
     for (const std::string& value : values) {
@@ -96,7 +85,13 @@ Parameter Parameter::CompletedBy(Offer offer) const {
 }
 
 Parameter Parameter::AtLeast(int value) const {
-  m_Option->check(CLI::Range(value, std::numeric_limits<int>::max()));
+  m_Option->check([value](const std::string& text) {
+    const std::optional<int> number = base::ParseWhole<int>(text);
+    return number && *number >= value
+               ? ""
+               : fmt::format("{} is not a whole number from {} to {}", Quote(text), value,
+                             std::numeric_limits<int>::max());
+  });
   return *this;
 }
 
@@ -132,7 +127,6 @@ Tool::Tool(const std::string& name, const std::string& description, const std::s
   m_App->set_help_flag("-h,--help", "Print this help and exit");
   m_App->set_version_flag("--version", name + " " + base::kVersion, "Print the version and exit");
   m_App->footer(footer + "\n\n" + kExitCodes);
-  m_App->failure_message(UsageError);
   m_App->require_subcommand(1);
   m_App->get_formatter()->column_width(34);
   m_App->get_formatter()->label("SUBCOMMAND", "VERB");
@@ -162,6 +156,12 @@ Syntax Tool::AddGroup(const std::string& name, const std::string& description) {
   return Syntax(group, m_Offers);
 }
 
+void Tool::AddOther(const std::string& tool, const VerbHelps& helps) {
+  for (const auto& [verb, help] : helps) {
+    m_Others[tool].push_back(verb);
+  }
+}
+
 void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
   m_Helps = helps;
   auto words = std::make_shared<std::vector<std::string>>();
@@ -180,6 +180,21 @@ void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
     }
     verb->footer(VerbFooter(help) + verb->get_footer());
   }
+  for (CLI::App* group : m_App->get_subcommands(nullptr)) {
+    if (group->get_require_subcommand_min() > 0) {
+      m_AddGroupHelp(*group);
+    }
+  }
+}
+
+// An example of each verb.
+void Tool::m_AddGroupHelp(CLI::App& group) {
+  VerbHelp help;
+  for (const CLI::App* verb : group.get_subcommands(nullptr)) {
+    help.examples.push_back(m_Helps.at(group.get_name() + " " + verb->get_name()).examples.front());
+  }
+  group.footer(ExamplesText(help));
+  m_Helps[group.get_name()] = std::move(help);
 }
 
 ExitCode Tool::m_PrintHelp(const std::vector<std::string>& words, bool json) const {
@@ -189,8 +204,7 @@ ExitCode Tool::m_PrintHelp(const std::vector<std::string>& words, bool json) con
     const std::vector<const CLI::App*> named =
         app->get_subcommands([&](const CLI::App* below) { return below->check_name(word); });
     if (named.empty()) {
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("unknown verb {}; see {} --help", Quote(word), m_App->get_name()));
+      throw Failure(ExitCode::kUsage, NoSuchVerb(*m_App, words, m_Others));
     }
     app = named.front();
     path += " " + word;
@@ -277,8 +291,11 @@ int Tool::Run(int argc, char** argv) {
   }
   try {
     m_App->parse(own, argv);
+  } catch (const CLI::Success& helpOrVersion) {
+    return m_App->exit(helpOrVersion);
   } catch (const CLI::ParseError& error) {
-    return m_App->exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+    PrintError(m_App->get_name(), UsageProblem(*m_App, error, {argv + 1, argv + own}, m_Others));
+    return static_cast<int>(ExitCode::kUsage);
   }
   return m_RunVerb();
 }
@@ -306,7 +323,7 @@ Parameter AddSeconds(Syntax syntax, const std::string& name, std::optional<doubl
     const bool number = CLI::detail::lexical_cast(text, value);
     return number && value > 0 && value <= kMostSeconds
                ? std::string()
-               : fmt::format("{} is not a number of seconds above 0 and at most {}", text,
+               : fmt::format("{} is not a number of seconds above 0 and at most {}", Quote(text),
                              kMostSeconds);
   });
 }
@@ -317,7 +334,9 @@ Parameter AddBus(Syntax syntax, std::string& bus, const std::string& what) {
       .Check([](const std::string& text) {
         return text == "session" || text == "system" || text.find(':') != std::string::npos
                    ? ""
-                   : "use session, system or a bus address such as unix:path=/run/bus, not " + text;
+                   : Quote(text) +
+                         " is no bus; use session, system or a bus address such as "
+                         "unix:path=/run/bus";
       })
       .CompletedBy([](const std::string&) {
         return std::vector<Candidate>{{"session", ""}, {"system", ""}};

@@ -10,8 +10,10 @@
 
 #include "common.h"
 #include "completion.h"
+#include "usage.h"
 
-// The command line of a tool. CLI11 parses it; only tool.cpp and completion.cpp include CLI11,
+// The command line of a tool. CLI11 parses it; only tool.cpp, usage.cpp and completion.cpp include
+// CLI11,
 // because its header takes the compiler longer than most of the code here.
 namespace tools {
 
@@ -96,9 +98,12 @@ class Tool {
                  std::function<ExitCode()> run);
   Syntax AddGroup(const std::string& name, const std::string& description);
 
-  // Completes the help of the verbs that have been added, and adds the verb "help". `json` is the
-  // tool's flag of that name, and must outlive the run.
+  // Completes the help of the verbs and groups that have been added, and adds the verb "help".
+  // `json` is the tool's flag of that name, and must outlive the run.
   void AddHelp(const VerbHelps& helps, const bool& json);
+
+  // Who types one of these verbs to this tool is told that they are that tool's.
+  void AddOther(const std::string& tool, const VerbHelps& helps);
 
   // Stores what follows the first "--" of that verb's command line in `command`, uninterpreted. For
   // one verb per tool; `command` must outlive the run.
@@ -113,11 +118,13 @@ class Tool {
   int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
   ExitCode m_PrintHelp(const std::vector<std::string>& words, bool json) const;
+  void m_AddGroupHelp(CLI::App& group);
   void m_PrintHelpJson(const CLI::App& app, const std::string& path) const;
 
   std::unique_ptr<CLI::App> m_App;
   VerbHelps m_Helps;
   Offers m_Offers;
+  OtherVerbs m_Others;
   const CLI::App* m_CommandVerb = nullptr;
   std::vector<std::string>* m_Command = nullptr;
   std::function<ExitCode()> m_Verb;

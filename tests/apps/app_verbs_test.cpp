@@ -140,6 +140,20 @@ TEST_F(AppVerbs, AnApplicationThatThereIsNotEndsWith10) {
         {"state", "org.example.none", "visible"}}) {
     ExpectFailure(App(line), 10, "no application \"org.example.none\" is installed");
   }
+  ExpectFailure(App({"start", "org.example.none"}), 10, "; see setctl app list\n");
+}
+
+TEST_F(AppVerbs, AMistypedApplicationIsAnsweredWithTheNearest) {
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"start", "org.pavix.mneu"},
+                                               {"stop", "org.pavix.mneu"},
+                                               {"state", "org.pavix.mneu", "visible"}}) {
+    ExpectFailure(App(line), 10, "; nearest: org.pavix.menu\n");
+  }
+  ExpectFailure(App({"log", "org.pavix.mneu"}), 10,
+                "; the set's own applications write one once started: setctl app start "
+                "org.pavix.mneu\n");
+  AppDone({"start", kMenu});
+  ExpectFailure(App({"log", "org.pavix.mneu"}), 10, "; nearest: org.pavix.menu\n");
 }
 
 TEST_F(AppVerbs, AnApplicationThatCannotBeStartedEndsWith1AndOneThatDoesNotAnswerWith3) {

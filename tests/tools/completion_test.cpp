@@ -65,6 +65,9 @@ TEST(Completion, OptionsAreOfferedUntilTheyAreGivenOrExcluded) {
 TEST(Completion, ValuesOfOptionsAndArgumentsAreOffered) {
   EXPECT_THAT(OfferedBy(SETTINGSCTL, {"--bus", ""}), ElementsAre("session", "system"));
   EXPECT_THAT(OfferedBy(SETTINGSCTL, {"get", "--bus=se"}), ElementsAre("--bus=session"));
+  EXPECT_THAT(
+      OfferedBy(SETTINGSCTL, {"call", "GetItemPathE"}),
+      ElementsAre("GetItemPathEnable\tmenuID", "GetItemPathEnableAsync\tmenuID, pid, callback"));
   EXPECT_THAT(OfferedBy(SETCTL, {"power", "o"}), ElementsAre("off", "on"));
   EXPECT_THAT(OfferedBy(SETCTL, {"--json", "app", "state", "org.example.game", "b"}),
               ElementsAre("background"));

@@ -89,6 +89,10 @@ support::Outcome OnBus::Run(const std::vector<std::string>& arguments) const {
   return support::RunCommand(Command(arguments), Variables());
 }
 
+support::Outcome OnBus::Request(const std::string& method, const std::string& data) const {
+  return Run({"request", "{\"method\":\"" + method + "\",\"data\":" + data + "}"});
+}
+
 int Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
 void ExpectOutput(const support::Outcome& outcome, const std::string& text) {

@@ -63,6 +63,9 @@ class OnBus : public testing::Test {
   // Runs settingsctl with these arguments on the bus.
   support::Outcome Run(const std::vector<std::string>& arguments) const;
 
+  // Makes the stand-in do one of its tricks; `data` is a JSON object.
+  support::Outcome Request(const std::string& method, const std::string& data = "{}") const;
+
   TestBus m_Bus;
   std::unique_ptr<Background> m_Service;
 };

@@ -1,10 +1,12 @@
 #include "settingsctl/format.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "base/json.h"
 #include "common.h"
 #include "settingsctl/call_arguments.h"
+#include "settingsctl/tree.h"
 #include "text.h"
 
 namespace {
@@ -61,6 +63,53 @@ TEST(CallArguments, AValueReachesFromTheFirstEqualsSignToTheEnd) {
   EXPECT_EQ(ParseCallArguments({"a="}).data["a"], "");
   EXPECT_EQ(ParseCallArguments({"a=:=1"}).data["a"], ":=1");
   EXPECT_EQ(ParseCallArguments({"a=5"}).data["a"], "5");
+}
+
+using settingsctl::Branch;
+using settingsctl::Draw;
+using settingsctl::Paper;
+
+std::vector<Branch> Menu() {
+  Branch game{"gamemode", "게임 모드", "on", "켜기", true, true, {}, {}};
+  Branch delay{"inputdelay", "입력 지연 시간",     "low", "낮음", true,
+               false,        {"org.example.film"}, {}};
+  Branch group{"game", "게임", std::nullopt, "", true, true, {}, {game, delay}};
+  return {group};
+}
+
+TEST(TreeDrawing, TakesAsMuchRoomAsItNeedsWhereThereIsNoTerminal) {
+  EXPECT_THAT(
+      Draw(Menu(), {}),
+      testing::ElementsAre("게임                     game", "├─ 게임 모드       켜기  gamemode",
+                           "└─ 입력 지연 시간  낮음  inputdelay  disabled by org.example.film"));
+}
+
+TEST(TreeDrawing, ShortensNotesFirstAndIdsLast) {
+  EXPECT_THAT(
+      Draw(Menu(), {false, 50}),
+      testing::ElementsAre("게임                     game", "├─ 게임 모드       켜기  gamemode",
+                           "└─ 입력 지연 시간  낮음  inputdelay  disabled by …"));
+  EXPECT_THAT(
+      Draw(Menu(), {false, 41}),
+      testing::ElementsAre("게임                     game", "├─ 게임 모드       켜기  gamemode",
+                           "└─ 입력 지연 시간  낮음  inputdelay  dis…"));
+  EXPECT_THAT(Draw(Menu(), {false, 25}),
+              testing::ElementsAre("게임           game", "├─ 게임 모드   gamemode",
+                                   "└─ 입력 지연…  inputdelay"));
+}
+
+TEST(TreeDrawing, FitsEveryWidth) {
+  std::vector<Branch> deep = Menu();
+  for (int level = 0; level < 20; ++level) {
+    deep = {{"level", "깊이", "1", "값", true, false, {"org.example.a", "org.example.b"}, deep}};
+  }
+  for (const std::vector<Branch>& menu : {Menu(), deep}) {
+    for (std::size_t width = 4; width < 150; ++width) {
+      for (const std::string& line : Draw(menu, {false, width})) {
+        EXPECT_LE(tools::DisplayWidth(line), width) << line;
+      }
+    }
+  }
 }
 
 TEST(CallArguments, ColonAndEqualsSignTakeJson) {

@@ -81,7 +81,7 @@ class Help(unittest.TestCase):
             self.assertEqual(run(tool, "-h"), run(tool, "--help"))
             self.assertEqual(run(tool, "help").rstrip(), run(tool, "--help").rstrip())
             unknown = run(tool, "help", "nosuch", status=2)
-            self.assertEqual(unknown, f'{name}: unknown verb "nosuch"; see {name} --help\n')
+            self.assertEqual(unknown, f'{name}: no verb "nosuch"; see {name} --help\n')
         for tool, verb in self.each():
             expected = run(tool, *verb, "--help")
             self.assertEqual(run(tool, *verb, "-h"), expected)

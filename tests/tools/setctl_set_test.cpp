@@ -163,7 +163,8 @@ TEST_F(SetctlSet, ASourceIsRenamedAndRemoved) {
   EXPECT_TRUE(Sources()[1]["empty"].asBool());
   ExpectDone({"source", "remove", "13"});
   EXPECT_THAT(Sources(), SizeIs(2));
-  ExpectFailure({"source", "remove", "13"}, 10, "no source hdmi1; see setctl source list");
+  ExpectFailure({"source", "remove", "13"}, 10,
+                "no source hdmi1; there are tv, hdmi2; add it with setctl source add hdmi1\n");
   ExpectFailure({"source", "rename", "hdmi3", "x"}, 10, "no source hdmi3");
 }
 
@@ -237,7 +238,9 @@ TEST_F(SetctlSet, ASignalIsPlayedAlone) {
 TEST_F(SetctlSet, ASourceThatIsNotThereIsNotShown) {
   ExpectDone({"source", "preview", "none"});
   ExpectFailure({"source", "switch", "hdmi3"}, 10, "setctl source add hdmi3");
-  ExpectFailure({"source", "preview", "99"}, 10, "no source 99");
+  ExpectDone({"source", "add", "20"});
+  ExpectFailure({"source", "preview", "99"}, 10,
+                "no source 99; there are tv, hdmi1, hdmi2, 20; add it with setctl source add 99\n");
   ExpectFailure({"source", "switch", "scart"}, 2, "valid: tv, hdmi1");
   ExpectFailure({"source", "switch", "-1"}, 2, "-1");
   EXPECT_EQ(Get("memory/set/source/current"), KeyValue(0));

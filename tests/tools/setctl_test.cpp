@@ -190,7 +190,12 @@ TEST_F(Setctl, AKeyIsRemovedOnce) {
 }
 
 TEST_F(Setctl, AMissingKeyEndsWith10) {
-  ExpectFailure(Run({"key", "get", "db/none"}), 10, "no key \"db/none\"");
+  Store().Set("db/menu/brightness", KeyValue(1));
+  ExpectFailure(Run({"key", "get", "db/none"}), 10,
+                ": no key \"db/none\"; setctl key list shows all\n");
+  ExpectFailure(Run({"key", "get", "db/menu/brigthness"}), 10,
+                ": no key \"db/menu/brigthness\"; nearest: db/menu/brightness\n");
+  ExpectFailure(Run({"key", "unset", "brightness"}), 2, "keys begin with db/ or memory/");
 }
 
 TEST_F(Setctl, ANameOutsideTheStoresEndsWith2AndSaysWhereKeysAre) {
@@ -305,26 +310,35 @@ TEST_F(Setctl, ASetOfAnotherUserEndsWith13) {
                                std::filesystem::perms::owner_all);
 }
 
-TEST_F(Setctl, WrongUsageEndsWith2AndPointsToTheHelp) {
-  const std::vector<std::vector<std::string>> lines = {
-      {},
-      {"nosuchverb"},
-      {"key"},
-      {"key", "nosuchverb"},
-      {"key", "get"},
-      {"key", "get", "db/a", "db/b"},
-      {"key", "set", "db/a"},
-      {"key", "unset"},
-      {"key", "list", "db/", "db/"},
-      {"key", "watch", "--count", "0"},
-      {"key", "watch", "--timeout", "0"},
-      {"log", "--lines", "0"},
-      {"log", "stray"},
-      {"--root"},
+TEST_F(Setctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{}, "no verb given; see setctl --help"},
+      {{"nosuchverb"}, "no verb \"nosuchverb\"; see setctl --help"},
+      {{"catalog", "check"}, "no verb \"catalog\"; nearest: catalogue, catalogue check, "},
+      {{"list"}, "no verb \"list\"; nearest: key list, source list, app list\n"},
+      {{"key"}, "no verb given after key; valid: get, set, unset, list, watch, check, backup, "},
+      {{"key", "nosuchverb"}, "no verb \"key nosuchverb\"; see setctl key --help"},
+      {{"key", "gett", "db/a"}, "no verb \"key gett\"; nearest: key get, key set\n"},
+      {{"key", "get"}, "KEY is required; see setctl key get --help"},
+      {{"key", "get", "db/a", "db/b"}, "unexpected argument \"db/b\"; see setctl key get --help"},
+      {{"key", "set", "db/a"}, "VALUE is required; see setctl key set --help"},
+      {{"key", "set", "db/a", "1", "--int", "--string"},
+       "--int excludes --string; see setctl key set --help"},
+      {{"key", "unset"}, "KEY is required; see setctl key unset --help"},
+      {{"key", "list", "db/", "db/"}, "unexpected argument \"db/\"; see setctl key list --help"},
+      {{"key", "watch", "--count", "0"},
+       "--count: \"0\" is not a whole number from 1 to 2147483647\n"},
+      {{"key", "watch", "--timeout", "0"}, "--timeout: \"0\" is not a number of seconds above 0"},
+      {{"log", "--lines", "0"}, "--lines: \"0\" is not a whole number from 1 to 2147483647\n"},
+      {{"log", "stray"}, "unexpected argument \"stray\"; see setctl log --help"},
+      {{"log", "--folow"}, "no option \"--folow\"; nearest: --follow\n"},
+      {{"app", "state", "org.example.a", "foregroun"},
+       "STATE: \"foregroun\" is not one of foreground, visible, background\n"},
+      {{"--root"}, "--root needs a value, DIR; see setctl --help"},
   };
-  for (const std::vector<std::string>& line : lines) {
+  for (const auto& [line, problem] : lines) {
     SCOPED_TRACE(testing::PrintToString(line));
-    ExpectFailure(Run(line), 2, "; see setctl --help\n");
+    ExpectFailure(Run(line), 2, "setctl: " + problem);
   }
 }
 
@@ -334,7 +348,10 @@ TEST_F(Setctl, HelpAndVersionAreNoErrors) {
   for (const char* text : {"  key ", "  log ", "Examples:", "Exit codes:", "--root DIR"}) {
     EXPECT_THAT(help.out, HasSubstr(text));
   }
-  EXPECT_THAT(Run({"key", "--help"}).out, AllOf(HasSubstr("  watch "), HasSubstr("  unset ")));
+  EXPECT_THAT(
+      Run({"key", "--help"}).out,
+      AllOf(HasSubstr("  watch "), HasSubstr("  unset "),
+            HasSubstr("Examples:\n  setctl key get db/menu/brightness\n  setctl key set ")));
   EXPECT_THAT(Run({"key", "set", "--help"}).out, HasSubstr("--string"));
   EXPECT_THAT(Run({"--version"}).out, StartsWith("setctl "));
 }

@@ -1,6 +1,9 @@
 #include <json/json.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <sstream>
+
 #include "base/json.h"
 #include "fixture.h"
 #include "text.h"
@@ -360,9 +363,7 @@ TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
 
 TEST_F(SettingsctlItems, WhatIsListedIsAskedForInFewMessages) {
   const auto messages = [this] {
-    return base::TryParseJson(Run({"call", "Messages"}).out)
-        .value_or(Json::Value())["messages"]
-        .asInt();
+    return base::TryParseJson(Request("Messages").out).value_or(Json::Value())["messages"].asInt();
   };
   Run({"disable", "brightness", "greeting", "--app", "org.example.a"});
   const std::pair<std::vector<std::string>, int> lines[] = {
@@ -382,7 +383,7 @@ TEST_F(SettingsctlItems, AServiceThatTakesOneRequestInAMessageIsAskedOneByOne) {
   for (const std::vector<std::string>& line : lines) {
     expected.push_back(Run(line).out);
   }
-  Run({"call", "ForgetLists"});
+  Request("ForgetLists");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     ExpectOutput(Run(lines[i]), expected[i]);
   }
@@ -411,6 +412,30 @@ TEST_F(SettingsctlItems, TheTreeIsCompleteAsJson) {
             R"("item":"brightness","name":"Brightness","value":"25","valueName":"25",)"
             R"("visible":true}],"disabledBy":[],"enabled":true,"item":"expert",)"
             R"("name":"Expert Settings","value":null,"valueName":null,"visible":false})");
+}
+
+TEST_F(SettingsctlItems, TheTreeFitsTheTerminalThatItIsDrawnIn) {
+  Run({"disable", "brightness", "--app", "org.example.a"});
+  const auto widest = [&](const std::string& columns, const std::string& before) {
+    support::Variables variables = Variables();
+    variables["TERM"] = "dumb";
+    variables["COLUMNS"] = columns;
+    const std::string line = before + std::string(SETTINGSCTL) + " tree";
+    std::istringstream out(
+        support::RunCommand({"script", "-qec", line, "/dev/null"}, variables).out);
+    std::size_t width = 0;
+    for (std::string drawn; std::getline(out, drawn);) {
+      width = std::max(width, tools::DisplayWidth(drawn));
+    }
+    return width;
+  };
+  EXPECT_EQ(widest("", "stty cols 40; "), 40u);
+  EXPECT_THAT(widest("50", "stty cols 40; "), testing::AllOf(testing::Gt(40u), testing::Le(50u)));
+  EXPECT_EQ(widest("wide", "stty cols 40; "), 40u);
+  EXPECT_EQ(widest("", "stty cols 0; "), widest("", "stty cols 200; "));
+  support::Variables narrow = Variables();
+  narrow["COLUMNS"] = "40";
+  ExpectOutput(support::RunCommand(Command({"tree"}), narrow), Run({"tree"}).out);
 }
 
 TEST_F(SettingsctlItems, TheTreeHasColoursOnATerminalOnly) {

@@ -3,6 +3,7 @@
 
 #include "base/json.h"
 #include "fixture.h"
+#include "settingsctl/methods.h"
 #include "text.h"
 
 namespace {
@@ -63,7 +64,6 @@ TEST_F(Settingsctl, AValueCannotDisturbATerminal) {
 TEST_F(Settingsctl, ARawReplyHidesNothingFromWhoReadsItOnATerminal) {
   ExpectOutput(Run({"request", "{\"method\":\"Echo\",\"a\":\"b\u202Ec\u009Bd 게임\"}"}),
                "{\"method\":\"Echo\",\"a\":\"b\\u202ec\\u009bd 게임\"}\n");
-  EXPECT_THAT(Run({"call", "Echo", "b\u202Ec", "--json"}).out, HasSubstr(R"("b\u202ec")"));
 }
 
 TEST_F(Settingsctl, OptionsMayStandBeforeAndBehindTheVerb) {
@@ -123,38 +123,112 @@ TEST_F(Settingsctl, CallPrintsTheReplyMemberByMember) {
 }
 
 TEST_F(Settingsctl, CallPutsItsArgumentsWhereTheyBelong) {
-  ExpectOutput(
-      Run({"call", "Echo", "x", "--json", "Value=5", "PreViewFlag:=true", "pid=3", "callback=4"}),
-      R"({"callback":4,"data":{"PreViewFlag":true,"Value":"5","menuID":"x"},)"
-      R"("method":"Echo","pid":3})"
-      "\n");
-  ExpectOutput(Run({"call", "Echo", "Value=5", "--json"}),
-               R"({"data":{"Value":"5"},"method":"Echo"})"
-               "\n");
+  Background monitor(Command({"monitor", "--count", "2"}), Variables());
+  ASSERT_TRUE(monitor.WaitForErr("listening…\n"));
+  EXPECT_EQ(Run({"call", "GetItemVisibleAsync", "brightness", "pid=3", "callback=4"}).status, 0);
+  EXPECT_EQ(monitor.Process().Wait(), 0);
+  EXPECT_THAT(monitor.Out(), HasSubstr(R"({"callback":4,"menuID":"brightness","pid":3,)"));
+  EXPECT_EQ(Run({"call", "SetItemValue", "brightness", "Value=5", "PreViewFlag:=true"}).status, 0);
+  ExpectOutput(Run({"get", "brightness"}), "25\n");
+  EXPECT_EQ(Run({"call", "SetItemValue", "menuID=brightness", "Value=5"}).status, 0);
+  ExpectOutput(Run({"get", "brightness"}), "5\n");
+}
+
+TEST_F(Settingsctl, CallTakesAPathForItsItem) {
+  const std::string reply = Run({"call", "GetItemValue", "brightness"}).out;
+  ExpectOutput(Run({"call", "GetItemValue", "picture/expert/brightness"}), reply);
+  const Outcome outcome = Run({"call", "GetItemValue", "picture/expert/brigthness"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "settingsctl: no item \"picture/expert/brigthness\"; nearest: "
+            "picture/expert/brightness\n");
+}
+
+TEST_F(Settingsctl, CallRefusesAnUnknownMethodOrParameterWithTheNearest) {
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{"GetItemVal", "brightness"},
+       "no method \"GetItemVal\"; nearest: GetItemValue, SetItemValue, GetItemPath\n"},
+      {{"getitemvalue", "brightness"}, "no method \"getitemvalue\"; nearest: GetItemValue, "},
+      {{"Frobnicate"}, "no method \"Frobnicate\"; settingsctl complete -- call \"\" lists all\n"},
+      {{"SetItemValue", "brightness", "Valu=5"}, "no parameter \"Valu\"; nearest: Value\n"},
+      {{"SetItemValue", "brightness", "app=5"},
+       "no parameter \"app\"; SetItemValue takes menuID, Value, PreViewFlag\n"},
+      {{"GetItemValue", "brightness", "pid=5"},
+       "no parameter \"pid\"; GetItemValue takes menuID\n"},
+      {{"GetDisabledItemsList", "brightness"},
+       "no parameter \"menuID\"; GetDisabledItemsList takes none\n"},
+  };
+  for (auto [line, problem] : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    line.insert(line.begin(), "call");
+    ExpectFailure(Run(line), 2, "settingsctl: " + problem);
+  }
+}
+
+TEST_F(Settingsctl, CallKnowsEveryMethodOfTheService) {
+  for (const settingsctl::Method& method : settingsctl::Methods()) {
+    std::vector<std::string> line = {"call", method.name};
+    for (const std::string& parameter : method.parameters) {
+      line.push_back(parameter + (parameter == "menuIDList"    ? ":=[\"brightness\"]"
+                                  : parameter == "PreViewFlag" ? ":=false"
+                                  : parameter == "menuID"      ? "=brightness"
+                                                               : "=5"));
+    }
+    const Outcome outcome = Run(line);
+    EXPECT_THAT(outcome.status, testing::AnyOf(0, 1)) << outcome.err;
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("no method"))) << method.name;
+    EXPECT_EQ(method.answersBySignal, outcome.out == "return_data: \"\"\n") << method.name;
+  }
+  EXPECT_EQ(settingsctl::Methods().size(), 24u);
 }
 
 TEST_F(Settingsctl, CallOfWhatTheLibraryRefusesPrintsTheReplyAndEndsWith1) {
   const Outcome outcome = Run({"call", "GetItemValue", "nosuchitem"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "call_api_success: false\nconnect_server: true\nreturn_data: \"\"\n");
+  EXPECT_EQ(outcome.err, "settingsctl: no item \"nosuchitem\"; settingsctl tree shows all\n");
   EXPECT_EQ(Run({"call", "GetItemValue", "nosuchitem", "--json"}).status, 1);
 }
 
+TEST_F(Settingsctl, CallSaysWhyTheLibraryRefused) {
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{"GetItemValue", "brigthness"}, "no item \"brigthness\"; nearest: brightness"},
+      {{"GetItemValue"}, "no item \"\"; settingsctl tree shows all"},
+      {{"GetItemValue", "picture"}, "\"picture\" is a group, it has no value"},
+      {{"GetItemChildList", "brightness"}, "\"brightness\" has nothing for GetItemChildList"},
+      {{"GetItemDataVisible", "picturemode"}, "\"picturemode\" takes standard, movie"},
+      {{"SetItemValue", "brightness", "Value=refused"},
+       "\"brightness\" takes -0.5 to 50, step 0.5"},
+  };
+  for (auto [line, problem] : lines) {
+    SCOPED_TRACE(testing::PrintToString(line));
+    line.insert(line.begin(), "call");
+    const Outcome outcome = Run(line);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, StartsWith("call_api_success: false\n"));
+    EXPECT_EQ(outcome.err, "settingsctl: " + problem + "\n");
+  }
+}
+
 TEST_F(Settingsctl, CallNotesThatAReplyHasNoResult) {
-  const Outcome outcome = Run({"call", "NoSuchMethod"});
+  const std::vector<std::string> line = {"call", "DisableItem", "brightness", "appName=org.a.b"};
+  const Outcome outcome = Run(line);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "return_data: \"\"\n");
-  EXPECT_THAT(outcome.err, HasSubstr("NoSuchMethod"));
-  ExpectOutput(Run({"call", "NoSuchMethod", "--json"}), "{\"return_data\":\"\"}\n");
+  EXPECT_EQ(outcome.err,
+            "The reply has no result: \"DisableItem\" answers by signal (settingsctl monitor).\n");
+  std::vector<std::string> asJson = line;
+  asJson.push_back("--json");
+  ExpectOutput(Run(asJson), "{\"return_data\":\"\"}\n");
 }
 
 TEST_F(Settingsctl, CallRefusesArgumentsThatItCannotRead) {
-  ExpectFailure(Run({"call", "Echo", "item", "stray"}), 2, "\"stray\"");
-  ExpectFailure(Run({"call", "Echo", "a:=tru"}), 2, "\"a:=tru\"");
+  ExpectFailure(Run({"call", "GetItemValue", "item", "stray"}), 2, "\"stray\"");
+  ExpectFailure(Run({"call", "GetItemValue", "a:=tru"}), 2, "\"a:=tru\"");
 }
 
-TEST_F(Settingsctl, CallOfSomethingThatIsNotTheServiceEndsWith1) {
-  ExpectFailure(Run({"call", "OtherForm"}), 1, "settings service's");
+TEST_F(Settingsctl, ARequestToSomethingThatIsNotTheServiceEndsWith1) {
+  ExpectFailure(Request("OtherForm"), 1, "settings service's");
 }
 
 TEST_F(Settingsctl, ARequestAndItsReplyAreNotTouched) {
@@ -179,43 +253,60 @@ TEST_F(Settingsctl, AnErrorReplyToARequestHasAnExitCodeOfItsOwn) {
 }
 
 TEST_F(Settingsctl, AMissingAnswerEndsWith3) {
-  ExpectFailure(Run({"--timeout", "0.2", "call", "Hang"}), 3, "--timeout");
+  ExpectFailure(Run({"--timeout", "0.2", "request", R"({"method":"Hang"})"}), 3, "--timeout");
 }
 
 TEST_F(Settingsctl, AServiceThatVanishesEndsWith8) {
-  ExpectFailure(Run({"call", "Vanish"}), 8, "ended before it answered");
+  ExpectFailure(Request("Vanish"), 8, "ended before it answered");
 }
 
-TEST_F(Settingsctl, WrongUsageEndsWith2AndPointsToTheHelp) {
-  const std::vector<std::vector<std::string>> lines = {
-      {},
-      {"nosuchverb"},
-      {"get"},
-      {"path", "a", "b"},
-      {"get", "a", "--nosuchoption"},
-      {"set", "a"},
-      {"set", "a", "b", "--preview=maybe"},
-      {"call"},
-      {"request"},
-      {"get", "a", "--bus", "elsewhere"},
-      {"get", "a", "--bus"},
-      {"get", "a", "--timeout", "0"},
-      {"get", "a", "--timeout", "-1"},
-      {"get", "a", "--timeout", "soon"},
-      {"get", "a", "--timeout", "nan"},
-      {"get", "a", "--timeout", "inf"},
-      {"monitor", "--count", "0"},
-      {"monitor", "--count", "x"},
+TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
+  const std::string ofGet = "; see settingsctl get --help";
+  const std::string seconds = " is not a number of seconds above 0 and at most 100000000";
+  const std::string count = " is not a whole number from 1 to 2147483647";
+  const std::pair<std::vector<std::string>, std::string> lines[] = {
+      {{}, "no verb given; see settingsctl --help"},
+      {{"--json"}, "no verb given; see settingsctl --help"},
+      {{"nosuch\x1bverb"}, "no verb \"nosuch\\x1bverb\"; see settingsctl --help"},
+      {{""}, "no verb \"\"; see settingsctl --help"},
+      {{"gte", "a"}, "no verb \"gte\"; nearest: get"},
+      {{"--json", "gte", "--bus", "session", "get"}, "no verb \"gte\"; nearest: get"},
+      {{"get"}, "ITEM is required" + ofGet},
+      {{"path", "a", "b"}, "unexpected argument \"b\"; see settingsctl path --help"},
+      {{"get", "a", "--nosuchoption"}, "no option \"--nosuchoption\"" + ofGet},
+      {{"get", "--jsn"}, "no option \"--jsn\"; nearest: --json"},
+      {{"--tiemout=5", "get", "a"}, "no option \"--tiemout\"; nearest: --timeout"},
+      {{"get", "a", "-x"}, "no option \"-x\"" + ofGet},
+      {{"set", "a"}, "VALUE is required; see settingsctl set --help"},
+      {{"set", "a", "b", "--preview=maybe"},
+       "--preview takes no value; see settingsctl set --help"},
+      {{"call"}, "METHOD is required; see settingsctl call --help"},
+      {{"request"}, "JSON is required; see settingsctl request --help"},
+      {{"get", "a", "--bus", "elsewhere"},
+       "--bus: \"elsewhere\" is no bus; use session, system or a bus address such as "
+       "unix:path=/run/bus"},
+      {{"get", "a", "--bus"}, "--bus needs a value, BUS" + ofGet},
+      {{"get", "a", "--timeout", "0"}, "--timeout: \"0\"" + seconds},
+      {{"get", "a", "--timeout", "-1"}, "--timeout: \"-1\"" + seconds},
+      {{"get", "a", "--timeout", "soon"}, "--timeout: \"soon\"" + seconds},
+      {{"get", "a", "--timeout", "nan"}, "--timeout: \"nan\"" + seconds},
+      {{"get", "a", "--timeout", "inf"}, "--timeout: \"inf\"" + seconds},
+      {{"monitor", "--count", "0"}, "--count: \"0\"" + count},
+      {{"monitor", "--count", "x"}, "--count: \"x\"" + count},
+      {{"monitor", "--count", "2147483648"}, "--count: \"2147483648\"" + count},
   };
-  for (const std::vector<std::string>& line : lines) {
+  for (const auto& [line, problem] : lines) {
     SCOPED_TRACE(testing::PrintToString(line));
-    ExpectFailure(Run(line), 2, "; see settingsctl --help\n");
+    ExpectFailure(Run(line), 2, "settingsctl: " + problem + "\n");
   }
 }
 
-TEST_F(Settingsctl, AnUnknownVerbIsNamed) {
-  EXPECT_EQ(Run({"nosuch\x1bverb"}).err,
-            "settingsctl: unknown verb \"nosuch\\x1bverb\"; see settingsctl --help\n");
+TEST_F(Settingsctl, AVerbOfTheOtherToolIsNamedAsSuch) {
+  ExpectFailure(Run({"key", "get", "db/x", "--json"}), 2, ": key get db/x is a verb of setctl\n");
+  ExpectFailure(Run({"help", "power"}), 2, ": power is a verb of setctl\n");
+  ExpectFailure(Run({"key"}), 2, ": key is a group of verbs of setctl\n");
+  const Outcome outcome = support::RunCommand({SETCTL, "get", "brightness"}, Variables());
+  ExpectFailureOf("setctl", outcome, 2, ": get brightness is a verb of settingsctl\n");
 }
 
 TEST_F(Settingsctl, HelpAndVersionAreNoErrors) {
@@ -295,7 +386,7 @@ class Monitor : public OnBus {
   }
 
   void Emit(int count) {
-    const Outcome outcome = Run({"call", "Emit", "count:=" + std::to_string(count)});
+    const Outcome outcome = Request("Emit", "{\"count\":" + std::to_string(count) + "}");
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   }
 
@@ -334,7 +425,7 @@ TEST_F(Monitor, AsJsonEachLineIsAnObject) {
 TEST_F(Monitor, ASignalCannotDisturbATerminal) {
   StartService();
   StartMonitor({"--count", "1"});
-  ASSERT_EQ(Run({"call", "EmitText", R"(text:="a\u001b[2J\nb")"}).status, 0);
+  ASSERT_EQ(Request("EmitText", R"({"text":"a\u001b[2J\nb"})").status, 0);
   EXPECT_EQ(m_Monitor->Process().Wait(), 0);
   EXPECT_THAT(m_Monitor->Out(), testing::EndsWith(" 1 a\\x1b[2J\\nb\n"));
 }
@@ -360,7 +451,7 @@ TEST_F(Monitor, ItListensBeforeTheServiceRunsAndAcrossItsRestarts) {
   StartService();
   Emit(1);
   ASSERT_TRUE(WaitForLines(1));
-  EXPECT_EQ(Run({"call", "Vanish"}).status, 8);
+  EXPECT_EQ(Request("Vanish").status, 8);
   StartService();
   Emit(2);
   EXPECT_EQ(m_Monitor->Process().Wait(), 0);
@@ -382,9 +473,9 @@ TEST_F(Monitor, TheTimeMayStandBeforeTheVerb) {
 
 TEST_F(Monitor, ASteadyStreamOfSignalsDoesNotOutrunItsTime) {
   StartService();
-  Background flood(
-      {"bash", "-c", "while \"$0\" call Emit count:=200 >/dev/null 2>&1; do :; done", SETTINGSCTL},
-      Variables());
+  Background flood({"bash", "-c", "while \"$0\" request \"$1\" >/dev/null 2>&1; do :; done",
+                    SETTINGSCTL, R"({"method":"Emit","data":{"count":200}})"},
+                   Variables());
   EXPECT_EQ(Run({"monitor", "--timeout", "0.5"}).status, 0);
   EndService();
   EXPECT_TRUE(flood.Process().Wait());

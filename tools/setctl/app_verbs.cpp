@@ -1,12 +1,18 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <set>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "apps/app_operator.h"
 #include "apps/application_id.h"
 #include "apps/application_state.h"
 #include "keystore/key_store.h"
+#include "nearest.h"
 #include "setctl/completion_offers.h"
 #include "setctl/log_output.h"
 #include "setctl/verbs.h"
@@ -40,8 +46,19 @@ AppOperator Connect(const Options& options, const AppArguments& arguments) {
   return AppOperator(options.bus, tools::Duration(arguments.timeout.value_or(kPatience)));
 }
 
+std::vector<std::string> NearestApps(const Options& options, const AppArguments& arguments) {
+  try {
+    AppOperator apps = Connect(options, arguments);
+    std::set<std::string> all = apps.Installed();
+    all.merge(apps.Running());
+    return tools::Nearest(arguments.id, {all.begin(), all.end()});
+  } catch (const AppError&) {
+    return {};  // the failure is still the first one
+  }
+}
+
 // The error's text, with this tool's advice.
-Failure FailureOf(const AppError& error) {
+Failure FailureOf(const AppError& error, const std::vector<std::string>& nearest) {
   using Kind = AppError::Kind;
   const auto advised = [&](ExitCode code, const std::string& advice) {
     return Failure(code, fmt::format("{}; {}", error.what(), advice));
@@ -51,7 +68,8 @@ Failure FailureOf(const AppError& error) {
     case Kind::kNotText:
       return Failure(ExitCode::kUsage, error.what());
     case Kind::kNotInstalled:
-      return advised(ExitCode::kNotFound, "see setctl app list");
+      return advised(ExitCode::kNotFound, nearest.empty() ? "see setctl app list"
+                                                          : "nearest: " + tools::Joined(nearest));
     case Kind::kNotRunning:
       return advised(ExitCode::kRefused, "start it with setctl app start " + error.Subject());
     case Kind::kCannotStart:
@@ -160,14 +178,30 @@ ExitCode State(const Options& options, const AppArguments& arguments) {
   return ExitCode::kDone;
 }
 
+std::vector<std::string> AppsWithLogs(const std::filesystem::path& directory) {
+  std::vector<std::string> apps;
+  std::error_code problem;
+  std::filesystem::directory_iterator entries(directory, problem);
+  for (; !problem && entries != std::filesystem::directory_iterator(); entries.increment(problem)) {
+    if (entries->path().extension() == ".log") {
+      apps.push_back(entries->path().stem());
+    }
+  }
+  std::sort(apps.begin(), apps.end());
+  return apps;
+}
+
 ExitCode Log(const Options& options, const AppArguments& arguments) {
   host::CheckApplicationId(arguments.id);
   EnterSet(options);
-  const std::string name = arguments.id + ".log";
-  return PrintLog(options, host::GetEnvironment().root / "var/log/apps" / name, arguments.log,
-                  fmt::format("the set's own applications write one once started: "
-                              "setctl app start {}",
-                              arguments.id));
+  const std::filesystem::path logs = host::GetEnvironment().root / "var/log/apps";
+  const std::vector<std::string> nearest = tools::Nearest(arguments.id, AppsWithLogs(logs));
+  return PrintLog(options, logs / (arguments.id + ".log"), arguments.log,
+                  nearest.empty()
+                      ? fmt::format("the set's own applications write one once started: "
+                                    "setctl app start {}",
+                                    arguments.id)
+                      : "nearest: " + tools::Joined(nearest));
 }
 
 }  // namespace
@@ -181,7 +215,9 @@ void AddAppVerbs(tools::Tool& tool, const Options& options) {
       try {
         return run(options, *arguments);
       } catch (const AppError& error) {
-        throw FailureOf(error);
+        const bool isUnknown = error.GetKind() == AppError::Kind::kNotInstalled;
+        throw FailureOf(error,
+                        isUnknown ? NearestApps(options, *arguments) : std::vector<std::string>());
       }
     });
   };

@@ -1,7 +1,7 @@
 #include <map>
 #include <string>
 
-#include "setctl/verbs.h"
+#include "helps.h"
 
 namespace setctl {
 namespace {

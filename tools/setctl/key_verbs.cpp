@@ -2,8 +2,11 @@
 #include <poll.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "keystore/key_store.h"
+#include "nearest.h"
 #include "setctl/completion_offers.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
@@ -29,8 +32,12 @@ struct KeyArguments {
   std::optional<double> timeout;
 };
 
-Failure NoSuchKey(const std::string& key) {
-  return Failure(ExitCode::kNotFound, fmt::format("no key {}", Quote(key)));
+Failure NoSuchKey(KeyStore& store, const std::string& key) {
+  std::vector<std::string> keys;
+  for (const auto& [name, value] : store.List("")) {
+    keys.push_back(name);
+  }
+  return Failure(ExitCode::kNotFound, tools::NoSuch("key", key, keys, "setctl key list shows all"));
 }
 
 ExitCode Get(const Options& options, const std::string& key) {
@@ -38,7 +45,7 @@ ExitCode Get(const Options& options, const std::string& key) {
   return WithStore(options, [&](KeyStore& store) {
     const std::optional<KeyValue> value = store.Get(key);
     if (!value) {
-      throw NoSuchKey(key);
+      throw NoSuchKey(store, key);
     }
     tools::PrintLine(options.json ? KeyJson(key, value) : ValueText(*value));
     return ExitCode::kDone;
@@ -65,7 +72,7 @@ ExitCode Unset(const Options& options, const std::string& key) {
   CheckKey(key);
   return WithStore(options, [&](KeyStore& store) {
     if (!store.Unset(key)) {
-      throw NoSuchKey(key);
+      throw NoSuchKey(store, key);
     }
     if (options.json) {
       tools::PrintLine(KeyJson(key, std::nullopt));

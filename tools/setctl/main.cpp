@@ -1,3 +1,4 @@
+#include "helps.h"
 #include "setctl/verbs.h"
 
 namespace {
@@ -35,5 +36,6 @@ int main(int argc, char** argv) {
   setctl::AddCatalogueVerb(tool, options);
   setctl::AddAppVerbs(tool, options);
   tool.AddHelp(setctl::Helps(), options.json);
+  tool.AddOther("settingsctl", settingsctl::Helps());
   return tool.Run(argc, argv);
 }

@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "set/keys.h"
 #include "set/ports.h"
@@ -29,8 +32,13 @@ using tools::Failure;
 
 constexpr std::string_view kSourceGroup = "source ";
 
-// The error's text, with this tool's advice.
-Failure FailureOf(const SetError& error) {
+std::string SourceName(const host::SetSource& source) {
+  const host::Port* port = host::FindPort(source.sourceId);
+  return port != nullptr ? std::string(port->name) : std::to_string(source.sourceId);
+}
+
+// The error's text, with this tool's advice. `sources` are those of the set, for kNoSource.
+Failure FailureOf(const SetError& error, const std::vector<host::SetSource>& sources = {}) {
   const std::string& subject = error.Subject();
   const auto advised = [&](ExitCode code, const std::string& advice) {
     return Failure(code, fmt::format("{}; {}", error.what(), advice));
@@ -39,10 +47,13 @@ Failure FailureOf(const SetError& error) {
     case SetError::Kind::kMissing:
     case SetError::Kind::kNotAllowed:
       return Failure(ExitCode::kUsage, error.what());
-    case SetError::Kind::kNoSource:
-      return advised(
-          ExitCode::kNotFound,
-          fmt::format("see setctl source list, or add it with setctl source add {}", subject));
+    case SetError::Kind::kNoSource: {
+      std::vector<std::string> names;
+      std::transform(sources.begin(), sources.end(), std::back_inserter(names), SourceName);
+      return advised(ExitCode::kNotFound,
+                     fmt::format("there are {}; add it with setctl source add {}",
+                                 names.empty() ? "none" : tools::Joined(names), subject));
+    }
     case SetError::Kind::kSourceExists:
       return advised(ExitCode::kRefused, "rename it, or remove it first");
     case SetError::Kind::kTooManySources:
@@ -63,12 +74,28 @@ ExitCode WithAdvice(const std::function<ExitCode()>& verb) {
   }
 }
 
+void Play(const Options& options, const Operation& operation, const host::Arguments& arguments,
+          host::KeyStore& store) {
+  const auto print = [&](const host::Step& step) {
+    if (options.json) {
+      tools::PrintLine(KeyJson(step.key, step.value));
+      tools::Flush();
+    }
+  };
+  try {
+    host::SetOperator(store, host::RunDir())
+        .Play([&](const host::SetView& view) { return operation.steps(view, arguments); }, print);
+  } catch (const SetError& error) {
+    if (error.GetKind() != SetError::Kind::kNoSource) {
+      throw;
+    }
+    throw FailureOf(error, host::SetView(store).Sources());
+  }
+}
+
 std::string SourceText(const host::SetSource& source, bool isCurrent, bool isPreview) {
-  const host::Port* port = host::FindPort(source.sourceId);
-  std::string text =
-      fmt::format("{:>3}  {:<11}  {}", source.sourceId,
-                  port != nullptr ? std::string(port->name) : std::to_string(source.sourceId),
-                  tools::Escape(source.editName));
+  std::string text = fmt::format("{:>3}  {:<11}  {}", source.sourceId, SourceName(source),
+                                 tools::Escape(source.editName));
   if (!source.detectedName.empty()) {
     text += fmt::format(" ({})", tools::Escape(source.detectedName));
   }
@@ -104,14 +131,7 @@ ExitCode ListSources(const Options& options) {
 ExitCode Operate(const Options& options, const Operation& operation, const host::Texts& texts) {
   const host::Arguments arguments = host::ReadArguments(operation, texts);
   return WithStore(options, [&](host::KeyStore& store) {
-    host::SetOperator(store, host::RunDir())
-        .Play([&](const host::SetView& view) { return operation.steps(view, arguments); },
-              [&](const host::Step& step) {
-                if (options.json) {
-                  tools::PrintLine(KeyJson(step.key, step.value));
-                  tools::Flush();
-                }
-              });
+    Play(options, operation, arguments, store);
     return ExitCode::kDone;
   });
 }

@@ -47,7 +47,4 @@ std::unique_ptr<host::KeyStore> OpenStore();
 tools::ExitCode WithStore(const Options& options,
                           const std::function<tools::ExitCode(host::KeyStore&)>& verb);
 
-// What the help of each verb says beside its arguments and options.
-tools::VerbHelps Helps();
-
 }  // namespace setctl

@@ -1,7 +1,7 @@
 #include <map>
 #include <string>
 
-#include "settingsctl/verbs.h"
+#include "helps.h"
 
 namespace settingsctl {
 namespace {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "nearest.h"
@@ -80,15 +81,20 @@ Failure NoSuchItem(Client& client, const std::string& item) {
                                                        "settingsctl tree shows all"));
 }
 
+std::optional<std::string> ItemAt(Client& client, const std::string& path) {
+  const std::string item = LastPart(path);
+  return client.GetItemPath(item) == Trimmed(path) ? std::optional(item) : std::nullopt;
+}
+
 std::string ItemOf(Client& client, const std::string& name) {
   if (!IsPath(name)) {
     return name;
   }
-  const std::string item = LastPart(name);
-  if (client.GetItemPath(item) != Trimmed(name)) {
+  const std::optional<std::string> item = ItemAt(client, name);
+  if (!item) {
     throw NoSuchItem(client, name);
   }
-  return item;
+  return *item;
 }
 
 Names ItemsOf(Client& client, const Names& names) {

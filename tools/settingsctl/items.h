@@ -16,6 +16,9 @@ namespace settingsctl {
 // Asks the service for the items that come nearest.
 tools::Failure NoSuchItem(settings::Client& client, const std::string& item);
 
+// The item whose path in the menu this is, whatever slashes are around it.
+std::optional<std::string> ItemAt(settings::Client& client, const std::string& path);
+
 // The IDs of items that the user named by their IDs, or by their paths in the menu. Throw
 // NoSuchItem for a path that leads to none; an ID is not looked up.
 std::string ItemOf(settings::Client& client, const std::string& name);

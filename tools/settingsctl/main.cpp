@@ -1,3 +1,4 @@
+#include "helps.h"
 #include "settingsctl/verbs.h"
 
 namespace {
@@ -39,5 +40,6 @@ int main(int argc, char** argv) {
   settingsctl::AddWatchVerb(tool, options);
   settingsctl::AddWaitVerb(tool, options);
   tool.AddHelp(settingsctl::Helps(), options.json);
+  tool.AddOther("setctl", setctl::Helps());
   return tool.Run(argc, argv);
 }

@@ -7,6 +7,8 @@
 #include "settingsctl/call_arguments.h"
 #include "settingsctl/completion_offers.h"
 #include "settingsctl/format.h"
+#include "settingsctl/items.h"
+#include "settingsctl/methods.h"
 #include "settingsctl/verbs.h"
 #include "text.h"
 
@@ -15,6 +17,7 @@ namespace {
 
 using settings::Client;
 using tools::ExitCode;
+using tools::Failure;
 
 struct CallLine {
   std::string method;
@@ -22,23 +25,77 @@ struct CallLine {
   std::vector<std::string> others;
 };
 
+void CheckParameters(const Method& method, const CallArguments& arguments) {
+  for (const Json::Value* all : {&arguments.data, &arguments.members}) {
+    for (const std::string& name : all->getMemberNames()) {
+      CheckParameter(method, name);
+    }
+  }
+}
+
+// What the reply to a call that failed does not say.
+std::string WhyRefused(Client& client, const Method& method, const CallArguments& arguments,
+                       const settings::Reply& reply) {
+  if (!reply.body["connect_server"].asBool()) {
+    return fmt::format(
+        "a parameter of {} has the wrong type; KEY=TEXT gives a string, KEY:=JSON "
+        "any type",
+        method.name);
+  }
+  const auto text = [&](const char* name) {
+    const Json::Value& value = arguments.data[name];
+    return value.isString() ? value.asString() : "";
+  };
+  const std::string id = text("menuID");
+  try {
+    RequireItem(client, id);
+    const bool hasValue = client.GetItemValue(id).has_value();
+    if (hasValue && Contains(method.parameters, "Value")) {
+      return NotAccepted(client, id, text("Value")).what();
+    }
+    return hasValue || method.name == "GetItemChildList"
+               ? fmt::format("{} has nothing for {}", tools::Quote(id), method.name)
+               : NoValue(client, id, ExitCode::kRefused).what();
+  } catch (const Failure& failure) {
+    return failure.what();  // there is no such item
+  }
+}
+
+// The members of the request stay as they are given but for the item's path.
 ExitCode Call(const Options& options, const CallLine& line) {
   std::vector<std::string> all = line.others;
   if (line.first) {
     all.insert(all.begin(), *line.first);
   }
-  const CallArguments arguments = ParseCallArguments(all);
+  CallArguments arguments = ParseCallArguments(all);
+  const Method method = FindMethod(line.method);
+  CheckParameters(method, arguments);
   return WithClient(options, [&](Client& client) {
-    const settings::Reply reply = client.Call(line.method, arguments.data, arguments.members);
-    tools::PrintLine(options.json ? tools::EscapeJson(reply.text) : ReplyText(reply.body));
-    const bool tells = reply.body.isMember("call_api_success");
-    if (!tells && !options.json) {
-      tools::PrintNote(
-          fmt::format("The reply has no result: {} answers by signal (settingsctl monitor), or the "
-                      "service has no such method.",
-                      tools::Quote(line.method)));
+    const std::size_t slash = line.first ? line.first->find('/') : std::string::npos;
+    if (slash != std::string::npos && slash < line.first->find('=')) {
+      arguments.data["menuID"] = ItemAt(client, *line.first).value_or(*line.first);
     }
-    return tells && !reply.Succeeded() ? ExitCode::kRefused : ExitCode::kDone;
+    const settings::Reply reply = client.Call(method.name, arguments.data, arguments.members);
+    tools::PrintLine(options.json ? tools::EscapeJson(reply.text) : ReplyText(reply.body));
+    if (reply.Succeeded()) {
+      return ExitCode::kDone;
+    }
+    tools::Flush();
+    if (reply.body.isMember("call_api_success")) {
+      throw Failure(ExitCode::kRefused, WhyRefused(client, method, arguments, reply));
+    }
+    if (!method.answersBySignal) {
+      throw Failure(ExitCode::kRefused, fmt::format("the settings service has no method {}; update "
+                                                    "the service",
+                                                    tools::Quote(method.name)));
+    }
+    if (!options.json) {
+      tools::PrintNote(
+          fmt::format("The reply has no result: {} answers by signal (settingsctl "
+                      "monitor).",
+                      tools::Quote(method.name)));
+    }
+    return ExitCode::kDone;
   });
 }
 
@@ -53,11 +110,19 @@ ExitCode Request(const Options& options, const std::string& request) {
 
 void AddRequestVerbs(tools::Tool& tool, const Options& options) {
   auto line = std::make_shared<CallLine>();
-  tools::Syntax call = tool.AddVerb(tool.App(), "call", "Call any method and print the reply",
+  tools::Syntax call = tool.AddVerb(tool.App(), "call", "Call a method and print the reply",
                                     [&options, line] { return Call(options, *line); });
-  call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue").Required();
+  call.AddArgument("METHOD", line->method, "The method, e.g. GetItemValue")
+      .Required()
+      .CompletedBy([](const std::string&) {
+        std::vector<tools::Candidate> candidates;
+        for (const Method& method : Methods()) {
+          candidates.push_back({method.name, tools::Joined(method.parameters)});
+        }
+        return candidates;
+      });
   // A separate argument: as an element of a list, an ID in brackets would be taken for a list.
-  call.AddArgument("ITEM", line->first, "The item's ID, for the methods that need one")
+  call.AddArgument("ITEM", line->first, "The item's ID or path, for the methods that need one")
       .CompletedBy(ItemOffer(options));
   call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types");
 

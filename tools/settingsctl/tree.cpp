@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <string_view>
+#include <utility>
 
 #include "text.h"
 
@@ -23,10 +23,6 @@ struct Row {
   std::string name;
   const Branch* branch;
 };
-
-std::string Padding(std::size_t width, std::size_t column) {
-  return std::string(column > width ? column - width : 0, ' ');
-}
 
 void AddRows(const Branch& branch, const std::string& lines, const std::string& linesBelow,
              std::vector<Row>& rows) {
@@ -49,10 +45,19 @@ std::string Notes(const Branch& branch) {
   return notes;
 }
 
+constexpr std::size_t kGap = 2;
+
+// The widths of what stands beside each other. An empty column of notes or values has no gap.
 struct Columns {
   std::size_t name = 0;
   std::size_t value = 0;
   std::size_t item = 0;
+  std::size_t notes = 0;
+
+  std::size_t Sum() const {
+    const std::size_t gaps = (value > 0 ? 2 : 1) + (notes > 0 ? 1 : 0);
+    return name + value + item + notes + gaps * kGap;
+  }
 };
 
 Columns ColumnsOf(const std::vector<Row>& rows) {
@@ -62,8 +67,28 @@ Columns ColumnsOf(const std::vector<Row>& rows) {
         std::max(columns.name, tools::DisplayWidth(row.lines) + tools::DisplayWidth(row.name));
     columns.value = std::max(columns.value, tools::DisplayWidth(row.value));
     columns.item = std::max(columns.item, tools::DisplayWidth(tools::Escape(row.branch->item)));
+    columns.notes = std::max(columns.notes, tools::DisplayWidth(Notes(*row.branch)));
   }
   return columns;
+}
+
+// Makes the columns as narrow as needed. First each gives what it can and is still understood, then
+// those go that can be asked for in another way.
+void Fit(std::size_t width, Columns& columns) {
+  const std::size_t wholeName = columns.name;
+  const std::pair<std::size_t Columns::*, std::size_t> steps[] = {
+      {&Columns::notes, 10}, {&Columns::value, 8}, {&Columns::name, 24}, {&Columns::notes, 0},
+      {&Columns::value, 0},  {&Columns::name, 1},  {&Columns::item, 1}};
+  for (const auto& [column, least] : steps) {
+    const std::size_t sum = columns.Sum();
+    const std::size_t given = columns.*column;
+    if (sum > width && given > least) {
+      const std::size_t left = given - std::min(given, sum - width);
+      columns.*column = least == 0 ? 0 : std::max(least, left);
+    }
+  }
+  // What has gone may leave more room than was missing.
+  columns.name += std::min(wholeName - columns.name, width - std::min(width, columns.Sum()));
 }
 
 class Painter {
@@ -78,37 +103,72 @@ class Painter {
   bool m_Coloured;
 };
 
-std::string DrawRow(const Row& row, const Columns& columns, const Painter& paint) {
+class Line {
+ public:
+  explicit Line(const Painter& paint) : m_Paint(paint) {}
+
+  // Text that is as wide as `columns` or narrower, and then what is missing.
+  void Add(const std::string& style, const std::string& text, std::size_t columns) {
+    if (!text.empty()) {
+      m_Text += std::string(m_Padding, ' ') + m_Paint(style, text);
+      m_Padding = 0;
+    }
+    m_Padding += columns - tools::DisplayWidth(text);
+  }
+
+  // Ends without blanks.
+  const std::string& Text() const { return m_Text; }
+
+ private:
+  const Painter& m_Paint;
+  std::string m_Text;
+  std::size_t m_Padding = 0;
+};
+
+// `width` is that of the terminal, or more than any line has.
+std::string DrawRow(const Row& row, const Columns& columns, std::size_t width,
+                    const Painter& paint) {
   const Branch& branch = *row.branch;
   const bool dimmed = !branch.visible || !branch.enabled;
-  const std::string item = tools::Escape(branch.item);
-  const std::string notes = Notes(branch);
-  std::string text = paint(kDim, row.lines);
-  text += paint(dimmed ? kDim : branch.children.empty() ? "" : kBold, row.name);
-  text +=
-      Padding(tools::DisplayWidth(row.lines) + tools::DisplayWidth(row.name), columns.name) + "  ";
-  text += paint(dimmed ? kDim : kCyan, row.value) +
-          Padding(tools::DisplayWidth(row.value), columns.value) + "  ";
-  text += paint(kDim, item);
-  if (!notes.empty()) {
-    text += Padding(tools::DisplayWidth(item), columns.item) + "  " +
-            paint(branch.apps.empty() ? kDim : kYellow, notes);
+  const std::string lines = tools::FitWidth(row.lines, columns.name);
+  const std::size_t nameWidth = columns.name - tools::DisplayWidth(lines);
+  Line line(paint);
+  line.Add(kDim, lines, tools::DisplayWidth(lines));
+  const char* const style = branch.children.empty() ? "" : kBold;
+  line.Add(dimmed ? kDim : style, tools::FitWidth(row.name, nameWidth), nameWidth);
+  if (columns.value > 0) {
+    line.Add("", "", kGap);
+    line.Add(dimmed ? kDim : kCyan, tools::FitWidth(row.value, columns.value), columns.value);
   }
-  return text;
+  line.Add("", "", kGap);
+  const std::string item = tools::FitWidth(tools::Escape(branch.item), columns.item);
+  const std::size_t itemWidth = tools::DisplayWidth(item);
+  line.Add(kDim, item, columns.notes > 0 ? columns.item : itemWidth);
+  // Without a column they stand right behind the ID, as far as there is room.
+  constexpr std::size_t kShortestNotes = 4;
+  const std::size_t used = columns.Sum() - columns.item + itemWidth + kGap;
+  const std::size_t left = columns.notes > 0 ? columns.notes : width - std::min(width, used);
+  if (left >= kShortestNotes) {
+    line.Add("", "", kGap);
+    line.Add(branch.apps.empty() ? kDim : kYellow, tools::FitWidth(Notes(branch), left), left);
+  }
+  return line.Text();
 }
 
 }  // namespace
 
-std::vector<std::string> Draw(const std::vector<Branch>& branches, bool coloured) {
+std::vector<std::string> Draw(const std::vector<Branch>& branches, const Paper& paper) {
   std::vector<Row> rows;
   for (const Branch& branch : branches) {
     AddRows(branch, "", "", rows);
   }
-  const Columns columns = ColumnsOf(rows);
-  const Painter paint(coloured);
+  Columns columns = ColumnsOf(rows);
+  const std::size_t width = paper.width.value_or(columns.Sum());
+  Fit(width, columns);
+  const Painter paint(paper.coloured);
   std::vector<std::string> drawing;
   for (const Row& row : rows) {
-    drawing.push_back(DrawRow(row, columns, paint));
+    drawing.push_back(DrawRow(row, columns, width, paint));
   }
   return drawing;
 }

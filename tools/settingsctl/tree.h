@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +21,15 @@ struct Branch {
   std::vector<Branch> children;
 };
 
-// The lines of a drawing, for a terminal with colours or without.
-std::vector<std::string> Draw(const std::vector<Branch>& branches, bool coloured);
+// How the drawing is shown.
+struct Paper {
+  bool coloured = false;
+  std::optional<std::size_t> width;  // in columns of the terminal; nothing for as wide as needed
+};
+
+// The lines of a drawing. What does not fit is cut off column by column: notes and values first,
+// IDs last.
+std::vector<std::string> Draw(const std::vector<Branch>& branches, const Paper& paper);
 
 Json::Value TreeJson(const Branch& branch);
 

@@ -1,3 +1,4 @@
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -6,6 +7,7 @@
 #include <utility>
 
 #include "base/json.h"
+#include "base/number.h"
 #include "settings/batch.h"
 #include "settingsctl/completion_offers.h"
 #include "settingsctl/tree.h"
@@ -135,18 +137,30 @@ std::vector<Branch> AskForAll(Client& client, const std::string& top) {
   return branches;
 }
 
-bool WantsColours() {
+// Standard output: a terminal has colours, unless it is told otherwise, and a width.
+Paper StandardOutput() {
+  if (isatty(STDOUT_FILENO) == 0) {
+    return {};
+  }
   const auto variable = [](const char* name) {
     const char* value = std::getenv(name);
     return std::string_view(value == nullptr ? "" : value);
   };
-  return isatty(STDOUT_FILENO) != 0 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
+  Paper paper;
+  paper.coloured = variable("NO_COLOR").empty() && variable("TERM") != "dumb";
+  paper.width = base::ParseWhole<std::size_t>(variable("COLUMNS"));
+  winsize size{};
+  if (paper.width.value_or(0) == 0) {
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    paper.width = known ? std::optional<std::size_t>(size.ws_col) : std::nullopt;
+  }
+  return paper;
 }
 
 ExitCode Tree(const Options& options, const std::string& top, Client& client) {
   const std::vector<Branch> branches = AskForAll(client, top);
   if (!options.json) {
-    for (const std::string& line : Draw(branches, WantsColours())) {
+    for (const std::string& line : Draw(branches, StandardOutput())) {
       tools::PrintLine(line);
     }
   } else if (!top.empty()) {

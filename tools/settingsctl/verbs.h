@@ -20,7 +20,4 @@ void AddMonitorVerb(tools::Tool& tool, const Options& options);
 void AddWatchVerb(tools::Tool& tool, const Options& options);
 void AddWaitVerb(tools::Tool& tool, const Options& options);
 
-// What the help of each verb says beside its arguments and options.
-tools::VerbHelps Helps();
-
 }  // namespace settingsctl

@@ -38,25 +38,29 @@ std::optional<AfterMessages::Time> AfterMessages::Due(bool doRequestsWait) const
   return std::max(doRequestsWait ? *m_Asked + kPatience : *m_Asked, m_Done + kPause);
 }
 
-std::optional<Clock::time_point> WorkAfterMessages(bool doRequestsWait) {
-  const std::vector<AfterMessages*>& all = g_Host.afterMessages.Get();
+std::optional<Clock::time_point> NextAfterMessages(bool doRequestsWait) {
   std::optional<Clock::time_point> next;
+  for (const AfterMessages* each : g_Host.afterMessages.Get()) {
+    if (const auto due = each->Due(doRequestsWait); due && (!next || *due < *next)) {
+      next = due;
+    }
+  }
+  return next;
+}
+
+void WorkAfterMessages(bool doRequestsWait) {
+  const std::vector<AfterMessages*>& all = g_Host.afterMessages.Get();
   // By index: what is called may add more.
   for (std::size_t i = 0; i < all.size(); ++i) {
     AfterMessages& each = *all[i];
-    const auto due = each.Due(doRequestsWait);
-    if (due && *due <= Clock::now()) {
+    if (const auto due = each.Due(doRequestsWait); due && *due <= Clock::now()) {
       // What a reply has told already is not announced with an older state afterwards.
       CatchUpBeforeMessage();
       each.m_Asked.reset();
       Guarded("nuvra", "an exception left what goes after messages", each.m_Work);
       each.m_Done = Clock::now();
     }
-    if (const auto later = each.Due(doRequestsWait); later && (!next || *later < *next)) {
-      next = later;
-    }
   }
-  return next;
 }
 
 }  // namespace host

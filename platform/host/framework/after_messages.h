@@ -23,7 +23,8 @@ class AfterMessages {
 
  private:
   using Time = std::chrono::steady_clock::time_point;
-  friend std::optional<Time> WorkAfterMessages(bool doRequestsWait);
+  friend std::optional<Time> NextAfterMessages(bool doRequestsWait);
+  friend void WorkAfterMessages(bool doRequestsWait);
 
   std::optional<Time> Due(bool doRequestsWait) const;
 
@@ -32,7 +33,10 @@ class AfterMessages {
   Time m_Done;                  // the last time; long ago if never
 };
 
-// Does the work that is due. Returns when more will be; nothing when it was not asked for.
-std::optional<std::chrono::steady_clock::time_point> WorkAfterMessages(bool doRequestsWait);
+// When some of that work is due; nothing when none was asked for.
+std::optional<std::chrono::steady_clock::time_point> NextAfterMessages(bool doRequestsWait);
+
+// Does what is due.
+void WorkAfterMessages(bool doRequestsWait);
 
 }  // namespace host

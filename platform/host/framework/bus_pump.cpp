@@ -139,7 +139,6 @@ struct BusPump::Impl {
     if (!serves || dispatching) {
       return sleep(count, read, write, error, limit);
     }
-    const std::uint64_t workDue = WorkAfterMessages();
     PollRequest request;
     if (const int result = GetPollRequest(bus, request); result < 0) {
       Lose(result);
@@ -156,7 +155,7 @@ struct BusPump::Impl {
     if (Waiting() != nullptr) {
       untilDue = {};
       limit = &untilDue;
-    } else if (const std::uint64_t due = std::min(request.due, workDue); due != kNever) {
+    } else if (const std::uint64_t due = std::min(request.due, WorkDue()); due != kNever) {
       const std::uint64_t now = Now();
       const std::uint64_t left = due - std::min(due, now);
       untilDue = TimeOf(limit != nullptr ? std::min(left, Microseconds(*limit)) : left);
@@ -170,16 +169,23 @@ struct BusPump::Impl {
     if (own > 0 || Waiting() != nullptr || (request.due != kNever && request.due <= Now())) {
       Dispatch();
     }
+    if (serves) {
+      Work();
+    }
     return ready - own;
   }
 
-  // Returns when more of it is due, by Now.
-  std::uint64_t WorkAfterMessages() {
-    dispatching = true;
-    const auto due = host::WorkAfterMessages(Waiting() != nullptr);
-    dispatching = false;
+  // When work that no request waits for is due, by Now.
+  std::uint64_t WorkDue() const {
+    const auto due = NextAfterMessages(Waiting() != nullptr);
     return due ? std::chrono::ceil<std::chrono::microseconds>(due->time_since_epoch()).count()
                : kNever;
+  }
+
+  void Work() {
+    dispatching = true;
+    WorkAfterMessages(Waiting() != nullptr);
+    dispatching = false;
   }
 
   void Dispatch() {

@@ -14,6 +14,9 @@
 namespace host {
 namespace {
 
+// What the key of a preview holds while there is none.
+std::optional<KeyValue> NoPreview() { return std::string(); }
+
 // A text as the answer to a question for it.
 std::string Answered(std::string text) {
   text.resize(base::CutSize(text, SETTINGS_ITEM_TEXT_SIZE - 1));
@@ -54,8 +57,18 @@ std::optional<KeyValue> ItemChanges::Held(const std::string& key) const {
   return found != m_Known.keys.end() ? std::optional(found->second) : std::nullopt;
 }
 
+void ItemChanges::Hold(const std::string& key, const std::optional<KeyValue>& value) {
+  if (value) {
+    m_Known.keys.insert_or_assign(key, *value);
+  } else {
+    m_Known.keys.erase(key);
+  }
+}
+
 void ItemChanges::Begin(std::vector<std::pair<std::string, KeyValue>> keys) {
   m_Known.keys.clear();
+  m_Replaced.clear();
+  m_EndedPreview = nullptr;
   for (auto& [key, value] : keys) {
     if (key == kLanguageKey) {
       NoteLanguage(value);
@@ -68,6 +81,7 @@ void ItemChanges::Begin(std::vector<std::pair<std::string, KeyValue>> keys) {
 }
 
 void ItemChanges::NoteKeys(std::vector<std::pair<std::string, KeyValue>> keys) {
+  m_Replaced.clear();
   std::unordered_map<std::string, KeyValue> gone = m_Known.keys;
   for (const auto& [key, value] : keys) {
     gone.erase(key);
@@ -82,20 +96,35 @@ std::size_t ItemChanges::NoteKey(const std::string& key, const std::optional<Key
   if (key == kLanguageKey) {
     NoteLanguage(value);
   }
-  if (Held(key) == value) {
+  const Item* ended = m_EndedPreview;
+  if (ended != nullptr && ended->value->key != key) {
+    Settle();
+    ended = nullptr;
+  }
+  m_EndedPreview = nullptr;
+  const auto replaced = m_Replaced.find(key);
+  if (replaced != m_Replaced.end() && value == NoPreview()) {
+    m_EndedPreview = replaced->second;
+    m_Replaced.erase(replaced);
     return 0;
   }
   const std::vector<Dependent> dependents = m_Catalogue.DependentsOf(key);
-  if (dependents.empty()) {
+  if (dependents.empty() || (ended == nullptr && Held(key) == value)) {
     return 0;
   }
+  // Whatever depends on a preview depends on the key of the value, too.
   return NoteAround(dependents, [&] {
-    if (value) {
-      m_Known.keys.insert_or_assign(key, *value);
-    } else {
-      m_Known.keys.erase(key);
+    if (ended != nullptr) {
+      Hold(ended->value->previewKey, NoPreview());
     }
+    Hold(key, value);
   });
+}
+
+void ItemChanges::Settle() {
+  if (const Item* const ended = std::exchange(m_EndedPreview, nullptr)) {
+    NoteKey(ended->value->previewKey, NoPreview());
+  }
 }
 
 // A language that is not a text changes nothing (docs/language.md).

@@ -37,6 +37,13 @@ class ItemChanges {
   std::size_t NoteSpeaker(const std::string& type);
   std::size_t NoteDisabled(std::span<const std::string> ids);
 
+  // The preview of this item ended and its value was stored as one: when NoteKey is told of both,
+  // they count as one change. An end whose store does not follow at once counts from Settle on.
+  void ExpectReplacedPreview(const Item& item) {
+    m_Replaced.emplace(item.value->previewKey, &item);
+  }
+  void Settle();
+
   // The keys hold these, and no others: notes what differs from before.
   void NoteKeys(std::vector<std::pair<std::string, KeyValue>> keys);
 
@@ -47,7 +54,7 @@ class ItemChanges {
   void NoteAll();
 
   // Whether anything is noted, and whether that is about items.
-  bool IsEmpty() const { return !HasItems() && !m_NewLanguage; }
+  bool IsEmpty() const { return !HasItems() && !m_NewLanguage && m_EndedPreview == nullptr; }
   bool HasItems() const { return !m_Changed.empty(); }
 
   // What the first `count` of the noted items are, as far as noted, in the order of the menu; they
@@ -83,6 +90,7 @@ class ItemChanges {
   };
 
   std::optional<KeyValue> Held(const std::string& key) const;
+  void Hold(const std::string& key, const std::optional<KeyValue>& value);
   State StateOf(const Dependent& dependent) const;
   bool IsEnabled(const Item& item) const;
   template <typename Apply>
@@ -97,7 +105,9 @@ class ItemChanges {
   const Judge m_Judge{m_Catalogue, m_Known, m_SpeakerType};
   std::optional<std::string> m_Language;
   std::optional<std::string> m_NewLanguage;
-  std::map<std::uint32_t, std::uint8_t> m_Changed;  // parts of the item at a place
+  std::unordered_map<std::string, const Item*> m_Replaced;  // by the keys of their previews
+  const Item* m_EndedPreview = nullptr;                     // the end is not noted yet
+  std::map<std::uint32_t, std::uint8_t> m_Changed;          // parts of the item at a place
 };
 
 }  // namespace host

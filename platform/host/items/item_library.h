@@ -67,7 +67,7 @@ class ItemLibrary {
 
  private:
   void ReadSpeakerType();
-  bool EndPreview(const Item& item);
+  bool HasPreview(const Item& item) const;
   bool WritePreview(const Item& item, const std::string& text);
 
   Inputs& m_Inputs;

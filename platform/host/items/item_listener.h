@@ -3,6 +3,8 @@
 #include <span>
 #include <string>
 
+#include "items/item.h"
+
 namespace host {
 
 // Hears from an ItemLibrary what happened to its items, beside changes of keys, which it does not
@@ -16,6 +18,10 @@ class ItemListener {
 
   // The type of the active speaker was read again.
   virtual void OnSpeakerRead() = 0;
+
+  // A value was stored in place of the item's preview. Two keys were written, and nobody saw one
+  // without the other.
+  virtual void OnPreviewReplaced(const Item& item) = 0;
 
   // These items were not disabled by applications before and are now, or the other way round.
   virtual void OnDisabledOrReleased(std::span<const std::string> ids) = 0;

@@ -15,22 +15,29 @@ bool LoggedUnless(bool done, const Item& item, const std::string& key) {
 
 }  // namespace
 
+// The preview ends before the value is stored: a failure after that would deny a change that was
+// made.
 bool ItemLibrary::StoreValue(const Item& item, ValuePosition position) {
   const ValueDefinition& value = *item.value;
-  if (!EndPreview(item)) {
+  const bool hadPreview = HasPreview(item);
+  if (hadPreview && !WritePreview(item, "")) {
     return false;
   }
-  return LoggedUnless(value.storage == Storage::kString
-                          ? m_Inputs.WriteText(value.key, KeptText(value.values, position))
-                          : m_Inputs.WriteNumber(value.key, KeptNumber(value.values, position)),
-                      item, value.key);
+  const bool done =
+      LoggedUnless(value.storage == Storage::kString
+                       ? m_Inputs.WriteText(value.key, KeptText(value.values, position))
+                       : m_Inputs.WriteNumber(value.key, KeptNumber(value.values, position)),
+                   item, value.key);
+  if (done && hadPreview && m_Listener != nullptr) {
+    m_Listener->OnPreviewReplaced(item);
+  }
+  return done;
 }
 
-// Before the value is stored: a failure after that would deny a change that was made. Keys cannot
-// be removed through vconf.h, so an empty string means that there is no preview.
-bool ItemLibrary::EndPreview(const Item& item) {
+// Keys cannot be removed through vconf.h, so an empty string means that there is no preview.
+bool ItemLibrary::HasPreview(const Item& item) const {
   const auto preview = m_Inputs.Text(item.value->previewKey);
-  return !preview || preview->empty() || WritePreview(item, "");
+  return preview && !preview->empty();
 }
 
 bool ItemLibrary::PreviewValue(const Item& item, ValuePosition position) {

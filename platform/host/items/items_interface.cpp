@@ -104,6 +104,12 @@ class ItemAnnouncer : private ItemListener {
     }
   }
 
+  void OnPreviewReplaced(const Item& item) override {
+    if (m_Changes) {
+      m_Changes->ExpectReplacedPreview(item);
+    }
+  }
+
   void OnDisabledOrReleased(std::span<const std::string> ids) override {
     if (m_Changes) {
       m_Changes->NoteDisabled(ids);
@@ -167,6 +173,7 @@ class ItemAnnouncer : private ItemListener {
     if (!m_Changes) {
       return;
     }
+    m_Changes->Settle();
     if (const auto language = m_Changes->TakeLanguage()) {
       Emit("LanguageChanged", *language);
     }

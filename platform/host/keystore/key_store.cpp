@@ -32,6 +32,7 @@
 #include <utility>
 
 #include "keystore/key_file.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
@@ -127,8 +128,9 @@ struct KeyStore::Impl {
     const bool isAlone = TakeUse(runDir / "users");
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
       // Whoever still has a deleted file open does not have this one, and nothing is left of one
-      // that was emptied.
-      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) || IsMissingOrEmpty(file);
+      // that was emptied. One that nobody can write need not be shared.
+      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) || IsMissingOrEmpty(file) ||
+                          IsOnReadOnlyFileSystem(file);
       return isOurs ? OpenMended(file, durability, changed, isSameBoot)
                     : std::make_unique<KeyFile>(file, durability, changed);
     };

@@ -10,9 +10,9 @@
 #include <thread>
 
 #include "keystore/checked_files.h"
-#include "keystore/lock_holder.h"
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
+#include "system/lock_holder.h"
 
 namespace host {
 namespace {
@@ -70,11 +70,6 @@ std::string Advice(int kind, const std::string& file) {
   }
 }
 
-bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
-  struct statvfs status;
-  return ::statvfs(file.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
-}
-
 // What opens a file that can no longer be written. Without a log beside it there is nothing to
 // share with other processes either; with a log, SQLite reads that, too.
 std::string ReadOnlyUri(const std::filesystem::path& file) {
@@ -99,6 +94,18 @@ bool IsMissingOrEmpty(const std::filesystem::path& file) {
   struct stat status;
   return ::stat(file.c_str(), &status) != 0 ? errno == ENOENT
                                             : S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+pid_t HolderOfWriteLock(const std::filesystem::path& file) {
+  constexpr off_t kWriteLock = 120;
+  return HolderOfByte(file.string() + "-shm", kWriteLock);
+}
+
+bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
+  struct statvfs status;
+  return (::statvfs(file.c_str(), &status) == 0 ||
+          ::statvfs(file.parent_path().c_str(), &status) == 0) &&
+         (status.f_flag & ST_RDONLY) != 0;
 }
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {

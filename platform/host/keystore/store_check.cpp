@@ -44,11 +44,8 @@ std::optional<std::string> DamageAtRest(const path& file) {
 }
 
 StoreFile Check(const path& file, bool isInUse) {
-  if (!IsThere(file)) {
-    return {file, State::kMissing, "is missing"};
-  }
   if (IsMissingOrEmpty(file)) {
-    return {file, State::kDamaged, "is empty"};
+    return {file, IsThere(file) ? State::kDamaged : State::kMissing, AbsenceOf(file)};
   }
   const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file);
   return {file, damage ? State::kDamaged : State::kWhole, damage.value_or("is whole")};
@@ -69,7 +66,9 @@ std::vector<StoreFile> CheckStore(const path& stateDir, const path& runDir) {
   std::vector<StoreFile> files;
   for (const path& directory : {stateDir, runDir}) {
     const path file = directory / "keys.db";
-    files.push_back(Check(file, isInUse || IsOpenSomewhere(file)));
+    if (directory == stateDir || isInUse || IsThere(file)) {
+      files.push_back(Check(file, isInUse || IsOpenSomewhere(file)));
+    }
     if (IsThere(CopyOf(file))) {
       files.push_back(Check(CopyOf(file), false));
     }

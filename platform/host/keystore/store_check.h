@@ -15,7 +15,8 @@ struct StoreFile {
 };
 
 // Looks at the files of a store, whether it is in use or not, and repairs nothing: the key files,
-// the good copy, and what was set aside. Throws std::runtime_error when it cannot look.
+// the good copy, and what was set aside. The file of the "memory/" keys is not missed while nobody
+// uses the store. Throws std::runtime_error when it cannot look.
 std::vector<StoreFile> CheckStore(const std::filesystem::path& stateDir,
                                   const std::filesystem::path& runDir);
 

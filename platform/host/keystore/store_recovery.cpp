@@ -61,8 +61,26 @@ std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
   return got;
 }
 
+// Not open, with errno, when the file is missing or cannot be opened for a reason of its own.
+// Throws for other reasons: a device that fails for everything says nothing about the file.
 FileDescriptor OpenToRead(const path& file) {
-  return FileDescriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const auto open = [](const path& name) {
+    return FileDescriptor(::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  };
+  FileDescriptor opened = open(file);
+  if (opened || errno == ENOENT) {
+    return opened;
+  }
+  if (FileDescriptor again = open(file)) {
+    return again;
+  }
+  const int error = errno;
+  const bool isOfSystem = error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
+  if (isOfSystem || !open(file.parent_path())) {
+    Fail(file, "cannot be opened", error);
+  }
+  errno = error;
+  return opened;
 }
 
 // A log as SQLite reads it: transactions up to the first frame that is damaged.
@@ -239,7 +257,7 @@ void RemoveOldest(const path& file) {
 }
 
 void Rename(const path& from, const path& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) {
+  if (IsThere(from) && ::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) {
     Fail(from, "cannot be set aside", errno == ENOTDIR ? EACCES : errno);
   }
 }
@@ -375,6 +393,29 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
   MoveInPlace(raised, file);
 }
 
+// Where nothing can be moved or written, the good copy is read where it is.
+std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
+                                      const path& changed) {
+  auto damage = DamageOf(file);
+  if (!damage && IsMissingOrEmpty(file)) {
+    damage = AbsenceOf(file);
+  }
+  if (!damage) {
+    return std::make_unique<KeyFile>(file, durability, changed);
+  }
+  const path copy = CopyOf(file);
+  if (!IsThere(copy) || DamageOf(copy)) {
+    throw StoreError(EROFS, "key file " + file.string() + " " + *damage +
+                                ", and there is no good copy of it; its file system is read-only:"
+                                " make it writable, or choose another root");
+  }
+  auto opened = std::make_unique<KeyFile>(copy, durability, changed);
+  LogError("keystore", "key file " + file.string() + " " + *damage +
+                           "; its file system is read-only, so its copy " + copy.string() +
+                           " is read where it is");
+  return opened;
+}
+
 }  // namespace
 
 path CopyOf(const path& file) { return file.string() + ".copy"; }
@@ -397,6 +438,14 @@ std::vector<path> SetAsideFiles(const path& file) {
   return found;
 }
 
+std::string AbsenceOf(const path& file) {
+  if (!IsThere(file)) {
+    return "is missing";
+  }
+  struct stat status;
+  return ::stat(file.c_str(), &status) == 0 ? "is empty" : "is a link to a missing file";
+}
+
 bool IsOpenSomewhere(const path& file) {
   const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
   // Where SQLite holds a lock for as long as it has a file open.
@@ -412,14 +461,9 @@ std::optional<std::string> DamageOf(const path& file) {
   const bool wasMade = HasCopyOrLog(file);
   const FileDescriptor opened = OpenToRead(file);
   if (!opened && errno == ENOENT) {
-    return wasMade ? std::optional<std::string>("is missing") : std::nullopt;
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
   }
   if (!opened) {
-    for (const int ofSystem : {EMFILE, ENFILE, ENOMEM, EINTR}) {
-      if (errno == ofSystem) {
-        Fail(file, "cannot be opened", errno);
-      }
-    }
     return "cannot be read: " + Text(errno);
   }
   struct stat status {};
@@ -427,7 +471,7 @@ std::optional<std::string> DamageOf(const path& file) {
     return "is not a file";
   }
   if (status.st_size == 0) {
-    return wasMade ? std::optional<std::string>("is empty") : std::nullopt;
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
   }
   return DamageOfPages(file, opened.Get(), status.st_size);
 }
@@ -451,6 +495,9 @@ bool IsLogCut(const path& file, bool isSameBoot) {
 
 std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, const path& changed,
                                     bool isSameBoot) {
+  if (IsOnReadOnlyFileSystem(file)) {
+    return OpenReadOnly(file, durability, changed);
+  }
   const auto open = [&] {
     RaiseVersion(file, durability, changed);
     return std::make_unique<KeyFile>(file, durability, changed);

@@ -23,6 +23,9 @@ bool HasCopyOrLog(const std::filesystem::path& file);
 // its name and "-wal". A log that was set aside without a file is one of them.
 std::vector<std::filesystem::path> SetAsideFiles(const std::filesystem::path& file);
 
+// What is wrong with a key file that is missing or empty, in the words of DamageOf.
+std::string AbsenceOf(const std::filesystem::path& file);
+
 // Whether some process, with whatever version of this program, has the file open.
 bool IsOpenSomewhere(const std::filesystem::path& file);
 
@@ -39,7 +42,8 @@ bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
 // Opens a key file as KeyFile does, whatever its state: a damaged one is set aside under a dated
 // name, five of which are kept, and its copy takes its place, or an empty file if there is no good
 // copy. The log of a missing or empty file takes its place before the copy if it holds every page.
-// What was done is logged. A file of an older version is converted to this one. Throws StoreError
+// What was done is logged. On a read-only file system nothing is moved: the copy is read where it
+// is, or this fails. A file of an older version is converted to this one. Throws StoreError
 // for failures other than damage, such as a full disk.
 std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durability durability,
                                     const std::filesystem::path& changed, bool isSameBoot);

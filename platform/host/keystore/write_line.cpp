@@ -28,8 +28,10 @@
 #include <system_error>
 #include <utility>
 
-#include "keystore/lock_holder.h"
+#include "keystore/sqlite.h"
+#include "keystore/store_error.h"
 #include "system/file_descriptor.h"
+#include "system/lock_holder.h"
 
 #ifdef __SANITIZE_THREAD__
 #include <sanitizer/tsan_interface.h>
@@ -173,8 +175,8 @@ WriteLine::Turn::Turn(WriteLine& line) : m_Line(line) {
     } else if (Clock::now() >= since + kLimit) {
       // The holder of the turn may itself be waiting for a program that has not joined the line.
       const pid_t writer = HolderOfWriteLock(line.m_KeyFile);
-      throw std::runtime_error("key file " + line.m_KeyFile.string() + ": database is locked; " +
-                               HeldTooLong(writer != 0 ? writer : shared.holder.load()));
+      throw StoreError(EAGAIN, "key file " + line.m_KeyFile.string() + ": database is locked; " +
+                                   HeldTooLong(writer != 0 ? writer : shared.holder.load()));
     }
   }
   if (m_IsOwner) {

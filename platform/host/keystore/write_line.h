@@ -21,7 +21,7 @@ class WriteLine {
   // thread has one at a time.
   class Turn {
    public:
-    // Waits for it. Throws std::runtime_error, which names the key file and the process that has
+    // Waits for it. Throws StoreError, which names the key file and the process that has
     // the turn, when that process has had it for five seconds of the waiting.
     explicit Turn(WriteLine& line);
     ~Turn();

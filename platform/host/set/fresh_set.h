@@ -11,7 +11,7 @@
 namespace host {
 
 // While one exists, no other process of the set holds one: for changes that read before they write.
-// Waits for its turn. Throws std::system_error when the file cannot be used.
+// Waits for its turn, and fails as OpenLocked does (system/file_lock.h).
 class SetLock {
  public:
   explicit SetLock(const std::filesystem::path& runDir);

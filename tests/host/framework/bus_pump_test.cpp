@@ -12,8 +12,10 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "bus/bus.h"
+#include "framework/after_messages.h"
 #include "framework/before_messages.h"
 #include "framework/main_loop.h"
 #include "support/wait.h"
@@ -148,6 +150,30 @@ TEST_F(BusPumpTest, DoesWhatGoesBeforeMessagesBeforeEachOfThem) {
     EXPECT_EQ(order.substr(at - 2, 3), "12m") << order;
   }
   EXPECT_EQ(messages, 20u);
+}
+
+TEST_F(BusPumpTest, DoesWhatGoesAfterMessagesWithPausesAndKnowsWhatHappenedByThen) {
+  Pump();
+  std::string order;
+  std::vector<std::chrono::steady_clock::time_point> times;
+  const host::BeforeMessages before([&] { order += 'b'; });
+  std::optional<host::AfterMessages> after;
+  after.emplace([&] {
+    order += 'a';
+    times.push_back(std::chrono::steady_clock::now());
+    if (times.size() < 5) {
+      after->Ask();
+      after->Ask();
+    } else {
+      m_Loop.Quit();
+    }
+  });
+  after->Ask();
+  m_Loop.Run();
+  EXPECT_EQ(order, "bababababa");
+  for (std::size_t i = 1; i < times.size(); ++i) {
+    EXPECT_GE(times[i] - times[i - 1], std::chrono::milliseconds(2));
+  }
 }
 
 // What goes before a message may have happened while the loop looked for it the last time.

@@ -12,13 +12,16 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 
 #include "dlog.h"
+#include "framework/after_messages.h"
 #include "framework/object_interfaces.h"
+#include "framework/service_object.h"
 #include "framework/set_preparation.h"
 #include "lwipc.h"
 #include "nuvra/alarm.h"
@@ -55,6 +58,7 @@ class TestService : public Nuvra::TCDaemonService {
 
   bool t_OnCreate() override {
     Trace("create");
+    m_Announcement.emplace([] { Announce(); });
     // As services do that leave the rest to the framework.
     ecore_init();
     WaitForGate();
@@ -130,6 +134,8 @@ class TestService : public Nuvra::TCDaemonService {
       StartAlarm(body);
     } else if (what == "complain through Ecore") {
       EINA_LOG_ERR("a complaint\nof two lines");
+    } else if (what == "announce") {
+      m_Announcement->Ask();
     } else if (what == "log") {
       __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "%s\n", body["text"].asCString());
     }
@@ -181,9 +187,39 @@ class TestService : public Nuvra::TCDaemonService {
     return true;
   }
 
+  // Every second time it fails.
+  static void Announce() {
+    static int count = 0;
+    Trace("announce");
+    Send("announced", Json::objectValue);
+    if (++count % 2 == 0) {
+      throw std::runtime_error("the announcement is broken");
+    }
+  }
+
+  std::optional<host::AfterMessages> m_Announcement;
   Nuvra::TCAlarm m_Alarm;
   int m_Calls = 0;
   bool m_AlarmThrows = false;
+};
+
+// The method of an interface that a library adds: it gives its text back.
+int OnNote(sd_bus_message* message, void* requests, sd_bus_error* error) {
+  return static_cast<host::RequestQueue*>(requests)->Take(message, error, [](sd_bus_message* call) {
+    const char* text = nullptr;
+    sd_bus_message_read(call, "s", &text);
+    Trace(std::string("note ") + text);
+    if (std::string_view(text) == "throw") {
+      throw std::runtime_error("no such note");
+    }
+    sd_bus_reply_method_return(call, "s", text);
+  });
+}
+
+constexpr sd_bus_vtable kAdded[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("Note", "s", "s", OnNote, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
 };
 
 // Leaves a signal pending that comes before the framework has done anything.
@@ -207,9 +243,12 @@ int __wrap_sd_bus_get_fd(sd_bus* bus) {
 }
 }
 
-// There is no set around it, and no library that adds to it.
+// There is no set around it.
 void host::PrepareSet() {}
-void host::AddInterfaces(host::ServiceObject&) {}
+
+void host::AddInterfaces(host::ServiceObject& object) {
+  object.Add("org.nuvra.Test1", kAdded, &object.Requests());
+}
 
 int main(int argc, char** argv) {
   __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "main\n");

@@ -3,45 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
-#include <variant>
-
 #include "catalogue_directory.h"
+#include "memory_inputs.h"
 #include "platform_double.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-class MemoryInputs : public host::Inputs {
- public:
-  std::optional<int> Number(const std::string& key) const override { return Find<int>(key); }
-  std::optional<std::string> Text(const std::string& key) const override {
-    return Find<std::string>(key);
-  }
-  bool WriteNumber(const std::string& key, int number) override {
-    m_Keys[key] = number;
-    return true;
-  }
-  bool WriteText(const std::string& key, const std::string& text) override {
-    m_Keys[key] = text;
-    return true;
-  }
-  std::optional<bool> BoolFeature(const std::string&) const override { return std::nullopt; }
-  std::optional<int> IntFeature(const std::string&) const override { return std::nullopt; }
-
- private:
-  template <typename Type>
-  std::optional<Type> Find(const std::string& key) const {
-    const auto found = m_Keys.find(key);
-    return found != m_Keys.end() && std::holds_alternative<Type>(found->second)
-               ? std::optional(std::get<Type>(found->second))
-               : std::nullopt;
-  }
-
-  std::map<std::string, std::variant<int, std::string>> m_Keys;
-};
 
 class ItemLibrary : public testing::Test {
  protected:

@@ -3,6 +3,8 @@
 #include "io_faults.h"
 
 #include <fcntl.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -21,6 +23,7 @@ std::string g_Root;  // empty: nothing fails
 IoFault g_Fault{};
 int g_Nth = 0;
 int g_Calls = 0;
+std::string g_ReadOnly;  // empty: everything is writable
 
 enum class Verdict { kGoesOn, kFails, kHalf };
 
@@ -67,7 +70,17 @@ ssize_t WriteAt(int fd, const void* bytes, std::size_t size, off_t offset) {
                    offset);
 }
 
+bool IsReadOnly(std::string_view path) {
+  const std::lock_guard lock(g_Mutex);
+  return !g_ReadOnly.empty() && path.starts_with(g_ReadOnly);
+}
+
 int OpenFile(const char* path, int flags, mode_t mode) {
+  if (IsReadOnly(path) &&
+      ((flags & O_ACCMODE) != O_RDONLY || ((flags & O_CREAT) != 0 && ::access(path, F_OK) != 0))) {
+    errno = EROFS;
+    return -1;
+  }
   if (JudgeOpen(path) != Verdict::kGoesOn) {
     return -1;
   }
@@ -90,9 +103,45 @@ bool EndIoFault() {
   return g_Calls >= g_Nth;
 }
 
+ReadOnlyFiles::ReadOnlyFiles(const std::filesystem::path& root) {
+  const std::lock_guard lock(g_Mutex);
+  g_ReadOnly = root;
+}
+
+ReadOnlyFiles::~ReadOnlyFiles() {
+  const std::lock_guard lock(g_Mutex);
+  g_ReadOnly.clear();
+}
+
 }  // namespace host
 
 extern "C" {
+
+int statvfs(const char* path, struct statvfs* status) {
+  struct statfs there;
+  if (::statfs(path, &there) != 0) {
+    return -1;
+  }
+  *status = {};
+  status->f_flag = host::IsReadOnly(path) ? ST_RDONLY : 0;
+  return 0;
+}
+
+int rename(const char* from, const char* to) noexcept {
+  if (host::IsReadOnly(from) || host::IsReadOnly(to)) {
+    errno = EROFS;
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_rename, from, to));
+}
+
+int unlink(const char* path) noexcept {
+  if (host::IsReadOnly(path)) {
+    errno = EROFS;
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_unlink, path));
+}
 
 int fsync(int fd) { return host::Flush(fd); }
 

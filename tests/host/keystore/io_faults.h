@@ -25,4 +25,14 @@ void BeginIoFault(const std::filesystem::path& root, const IoFault& fault, int n
 // Returns whether that call was reached.
 bool EndIoFault();
 
+// While one lives, what is below `root` is on a read-only file system, as far as opening, renaming
+// and removing files goes. One at a time.
+class ReadOnlyFiles {
+ public:
+  explicit ReadOnlyFiles(const std::filesystem::path& root);
+  ~ReadOnlyFiles();
+  ReadOnlyFiles(const ReadOnlyFiles&) = delete;
+  ReadOnlyFiles& operator=(const ReadOnlyFiles&) = delete;
+};
+
 }  // namespace host

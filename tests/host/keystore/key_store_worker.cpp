@@ -9,6 +9,7 @@
 //   flush FILE        writes and flushes blocks of 4 KB in the file without a pause, for a minute
 //   slowly TIME COMMAND…  what COMMAND does, on a disk whose flush takes so many microseconds more
 //   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
+//   opening COMMAND…  the same, but in the first flush of opening the store
 //   absent COMMAND…   the same, when its first turn in the line of writers comes
 //
 // Its output is complete even if it is killed at the next instruction.
@@ -153,8 +154,11 @@ extern "C" pid_t getpid() {
 int main(int argc, char** argv) try {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   host::OpenLog("");
+  const bool stopsAtOnce = arguments.at(2) == "opening";
+  g_StopsInFlush = stopsAtOnce;
   KeyStore store(arguments.at(0), arguments.at(1));
-  Run(store, arguments.at(2), {arguments.begin() + 3, arguments.end()});
+  const auto command = arguments.begin() + (stopsAtOnce ? 3 : 2);
+  Run(store, *command, {command + 1, arguments.end()});
   return host::FlushLog(std::chrono::seconds(10)) ? EXIT_SUCCESS : EXIT_FAILURE;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "key_store_worker: %s\n", error.what());

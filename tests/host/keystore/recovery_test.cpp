@@ -21,6 +21,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -368,6 +369,27 @@ TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
     found += entry.path().string().find(".damaged-") != std::string::npos ? 1 : 0;
   }
   EXPECT_EQ(found, 5);
+}
+
+TEST_F(Recovery, ALinkToAMissingFileIsCalledSo) {
+  MakeStore(31, true);
+  std::filesystem::remove(DurableFile());
+  std::filesystem::create_symlink("nowhere", DurableFile());
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "is a link to a missing file");
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(31));
+  EXPECT_THAT(Logged(), HasSubstr(DurableFile().string() + " is a link to a missing file; it is"));
+}
+
+TEST_F(Recovery, TheMemoryFileIsNotMissedWhileNoSetRuns) {
+  MakeStore(31, false);
+  std::filesystem::remove_all(RunDir());
+  EXPECT_THAT(CheckStore(StateDir(), RunDir()),
+              ElementsAre(Field(&StoreFile::state, StoreFile::State::kWhole)));
+  const auto open = Open();
+  std::filesystem::remove(MemoryFile());
+  EXPECT_THAT(CheckStore(StateDir(), RunDir()),
+              ElementsAre(Field(&StoreFile::state, StoreFile::State::kWhole),
+                          Field(&StoreFile::state, StoreFile::State::kMissing)));
 }
 
 TEST_F(Recovery, AFileThatIsEmptiedWhileItIsOpenKeepsItsLog) {

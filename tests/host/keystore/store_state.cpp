@@ -23,8 +23,7 @@ const std::filesystem::path& LogFile() {
 
 // Whether a line at ERROR since `begin` is about the file.
 bool IsTold(std::uintmax_t begin, const std::filesystem::path& file) {
-  FlushLog(std::chrono::seconds(10));
-  const std::string log = support::ReadFile(LogFile()).substr(begin);
+  const std::string log = LogSince(begin);
   for (std::size_t at = 0; at < log.size();) {
     const std::size_t end = log.find('\n', at);
     const std::string line = log.substr(at, end - at);
@@ -67,6 +66,11 @@ std::uintmax_t LogSize() {
   const std::filesystem::path& file = LogFile();
   FlushLog(std::chrono::seconds(10));
   return std::filesystem::file_size(file);
+}
+
+std::string LogSince(std::uintmax_t begin) {
+  FlushLog(std::chrono::seconds(10));
+  return support::ReadFile(LogFile()).substr(begin);
 }
 
 Fate Judge(const StoreFiles& files, const ExpectedKeys& keys, std::uintmax_t logBegin,

@@ -49,8 +49,9 @@ struct StoreFiles {
   std::filesystem::path Memory() const { return RunDir() / "keys.db"; }
 };
 
-// How long the log of this program is.
+// How long the log of this program is, and what was logged since it was so long.
 std::uintmax_t LogSize();
+std::string LogSince(std::uintmax_t begin);
 
 // Opens the store and reads every key. `logBegin` is how long the log was before harm was done;
 // `isReported` says that a call has failed since.

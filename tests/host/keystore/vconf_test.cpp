@@ -11,6 +11,7 @@
 
 #include "contract/main_loop.h"
 #include "framework/before_messages.h"
+#include "keystore/key_listener.h"
 #include "keystore/key_store.h"
 #include "support/process.h"
 #include "support/temp_directory.h"
@@ -130,6 +131,46 @@ TEST_F(HostVconf, EachWatchedKeyCountsAsChangedOnceWhenChangesWereLost) {
   for (const std::string& key : keys) {
     EXPECT_EQ(vconf_ignore_key_changed(key.c_str(), reading), 0);
   }
+}
+
+TEST_F(HostVconf, AListenerHearsOfEveryKeyAfterTheCallbacks) {
+  Watch<'c'>("memory/host/heard");
+  std::vector<std::string> heard;
+  {
+    const host::KeyListener listener(
+        [&](const host::KeyChange& change) {
+          heard.push_back(change.key + " after " + m_Order);
+          throw std::runtime_error("goes no further");
+        },
+        [] {});
+    EXPECT_EQ(RunWorker({"count", "2", "memory/host/heard", "db/host/heard"}), 0);
+    ASSERT_EQ(vconf_set_int("memory/host/own", 1), 0);
+    host::CatchUpBeforeMessage();
+  }
+  ASSERT_EQ(vconf_set_int("memory/host/heard", 3), 0);
+  contract::SettleMainLoop();
+  EXPECT_EQ(m_Order, "ccc");
+  EXPECT_THAT(heard, ElementsAre("memory/host/heard after c", "db/host/heard after c",
+                                 "memory/host/heard after cc", "db/host/heard after cc",
+                                 "memory/host/own after cc"));
+  Ignore<'c'>("memory/host/heard");
+}
+
+TEST_F(HostVconf, AListenerIsToldOnceThatChangesWereLost) {
+  std::string told;
+  const host::KeyListener listener(
+      [&](const host::KeyChange& change) { told += change.key.back(); }, [&] { told += '!'; });
+  ASSERT_EQ(vconf_set_str("memory/host/lost/l", "lost"), 0);
+  const std::string text(1024 * 1024, 'x');
+  for (int mebibytes = 0; mebibytes < 24; ++mebibytes) {
+    ASSERT_EQ(vconf_set_str("memory/host/lost/t", text.c_str()), 0);
+  }
+  contract::SettleMainLoop();
+  EXPECT_EQ(std::count(told.begin(), told.end(), '!'), 1) << told;
+  EXPECT_EQ(told.find('l'), std::string::npos) << told;
+  ASSERT_EQ(vconf_set_int("memory/host/lost/n", 1), 0);
+  contract::SettleMainLoop();
+  EXPECT_EQ(told.back(), 'n');
 }
 
 TEST_F(HostVconf, ACallbackReadsWhatItsChangeLeftAlsoWhenItComesLate) {

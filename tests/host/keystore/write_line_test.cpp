@@ -201,6 +201,19 @@ TEST_F(WriteLineTest, AProcessThatIsStoppedWhenItsTurnComesKeepsNobodyWaiting) {
   ExpectPromptWrites(*store);
 }
 
+TEST_F(WriteLineTest, OpeningFailsWhenOneProcessIsStoppedWhileItOpensTheStoreAndNamesIt) {
+  Open();
+  std::filesystem::remove(DurableFile());
+  Worker opening = Start({"opening", "count", "1", "db/key"});
+  ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*opening.process) == 'T'; }));
+  EXPECT_THAT([&] { Open(); },
+              ThrowsMessage<std::runtime_error>(
+                  AllOf(HasSubstr(RunDir().string()), HasSubstr(NameOf(*opening.process)))));
+  opening->Signal(SIGCONT);
+  EXPECT_EQ(opening->Wait(), 0) << support::ReadFile(opening.err);
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+}
+
 TEST_F(WriteLineTest, AWriteNamesAForeignProgramThatHoldsTheFile) {
   const auto store = Open();
   const Foreigner foreigner(MemoryFile());

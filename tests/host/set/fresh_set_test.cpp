@@ -1,5 +1,7 @@
 #include "set/fresh_set.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <map>
 #include <thread>
@@ -17,7 +19,10 @@
 namespace host {
 namespace {
 
+using testing::AllOf;
+using testing::HasSubstr;
 using testing::SizeIs;
+using testing::ThrowsMessage;
 
 TEST_F(HostSet, AFreshSetHasATunerTwoEmptyPortsAndNoGame) {
   PrepareFreshSet(Store(), SetLock(RunDir()));
@@ -105,6 +110,14 @@ TEST_F(HostSet, OneAtATimeHasTheLockOfASet) {
     thread.join();
   }
   EXPECT_EQ(count, 200);
+}
+
+TEST_F(HostSet, IsNotWaitedForWithoutEndWhenOneKeepsItLocked) {
+  const SetLock lock(RunDir());
+  EXPECT_THAT(
+      [] { const SetLock second(RunDir()); },
+      ThrowsMessage<std::runtime_error>(AllOf(
+          HasSubstr("set.lock"), HasSubstr("process " + std::to_string(::getpid()) + " has"))));
 }
 
 TEST_F(HostSet, IsLockedThoughASignalInterruptsTheOpeningOfTheLock) {

@@ -7,12 +7,13 @@
 
 namespace host {
 
-// How long a writer waits for the same other writer.
+// How long others wait for a lock that the same process holds.
 inline constexpr int kHeldTooLongSeconds = 5;
 
-// The process that holds the write lock of an SQLite file in write-ahead mode, in any program; 0
+// The process that has a file locked for itself, as by flock(), or one byte of it, as by fcntl(); 0
 // when none does or it cannot be found.
-pid_t HolderOfWriteLock(const std::filesystem::path& file);
+pid_t HolderOfFile(const std::filesystem::path& file);
+pid_t HolderOfByte(const std::filesystem::path& file, off_t byte);
 
 // Says for a message that the process, 0 for an unknown one, keeps a file locked.
 std::string HeldTooLong(pid_t holder);
