@@ -35,6 +35,7 @@ class Menu : public apps::Application {
           }
         });
     Drive(*m_Client);
+    WatchSize([this] { Draw(); });
     Draw();
   }
 

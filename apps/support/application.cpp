@@ -180,6 +180,16 @@ void Application::m_ProcessClient() {
   }
 }
 
+void Application::WatchSize(std::function<void()> callback) {
+  m_OnSize = std::move(callback);
+  Check(sd_event_add_signal(m_Event.get(), nullptr, SIGWINCH, OnSize, this), "SIGWINCH");
+}
+
+int Application::OnSize(sd_event_source*, const signalfd_siginfo*, void* self) {
+  static_cast<Application*>(self)->m_OnSize();
+  return 0;
+}
+
 template <auto Method>
 int Application::Answer(sd_bus_message* call, void* self, sd_bus_error* error) {
   try {
@@ -274,11 +284,12 @@ int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>
     return 0;
   }
   // Before the first thread: signals come to the event loop.
-  sigset_t ends;
-  sigemptyset(&ends);
-  sigaddset(&ends, SIGTERM);
-  sigaddset(&ends, SIGINT);
-  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  sigset_t handled;
+  sigemptyset(&handled);
+  sigaddset(&handled, SIGTERM);
+  sigaddset(&handled, SIGINT);
+  sigaddset(&handled, SIGWINCH);
+  pthread_sigmask(SIG_BLOCK, &handled, nullptr);
   signal(SIGPIPE, SIG_IGN);
   try {
     host::OpenLog({});

@@ -33,8 +33,8 @@ class Application {
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
 
-  // Lives until End, SIGTERM, SIGINT or the end of the bus. SIGTERM and SIGINT are blocked by the
-  // caller in all threads. Throws std::exception.
+  // Lives until End, SIGTERM, SIGINT or the end of the bus. SIGTERM, SIGINT and SIGWINCH are
+  // blocked by the caller in all threads. Throws std::exception.
   void Run();
 
  protected:
@@ -65,6 +65,9 @@ class Application {
   // long as the application runs, which ends when the client's connection is lost.
   void Drive(settings::Client& client);
 
+  // From now on `callback` is called when the size of the terminal has changed.
+  void WatchSize(std::function<void()> callback);
+
   // From now on `callback` gets each change of a key, by whichever process, in order.
   void WatchKeys(std::function<void(const host::KeyChange&)> callback);
 
@@ -73,6 +76,7 @@ class Application {
   static int Answer(sd_bus_message* call, void* self, sd_bus_error* error);
   static int OnSignal(sd_event_source*, const signalfd_siginfo* info, void* self);
   static int OnKeys(sd_event_source*, int, uint32_t, void* self);
+  static int OnSize(sd_event_source*, const signalfd_siginfo* info, void* self);
   static int OnPrepareClient(sd_event_source* source, void* self);
   static int OnClientInput(sd_event_source*, int, uint32_t, void* self);
   static int OnClientTime(sd_event_source*, uint64_t, void* self);
@@ -91,6 +95,7 @@ class Application {
   host::KeyStore m_Keys;
   std::optional<host::KeyWatcher> m_Watcher;
   std::function<void(const host::KeyChange&)> m_OnChange;
+  std::function<void()> m_OnSize;
   std::unique_ptr<sd_event, bus::Releaser<sd_event, sd_event_unref>> m_Event;
   settings::Client* m_Client = nullptr;
   sd_event_source* m_ClientTime = nullptr;  // the event loop's

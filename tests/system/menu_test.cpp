@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,6 +52,11 @@ class Terminal {
   }
 
   void Signal(int signal) const { kill(m_Pid, signal); }
+
+  void Resize(unsigned short rows) const {
+    const winsize size{.ws_row = rows, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
+    ioctl(m_Terminal, TIOCSWINSZ, &size);
+  }
 
   // All that was written so far.
   const std::string& Written() {
@@ -172,6 +178,19 @@ TEST_F(MenuInATerminal, StaysRightThroughKillsOfTheDaemonWhileTwoProcessesWrite)
   EXPECT_TRUE(second->Wait());
   EXPECT_TRUE(menu->Shows("Brightness", ValueOf("brightness")));
   EXPECT_TRUE(menu->Shows("Contrast", ValueOf("contrast")));
+}
+
+TEST_F(MenuInATerminal, FillsTheTerminalWhateverItsSize) {
+  const auto menu = Start("game");
+  ASSERT_TRUE(menu->Shows("  Game Mode", "Off"));
+  EXPECT_EQ(menu->Written().find(" more. "), std::string::npos);
+  menu->Resize(3);
+  EXPECT_TRUE(support::WaitUntil([&] {
+    const std::string& written = menu->Written();
+    return written.find(" more. ", written.rfind("\x1b[H")) != std::string::npos;
+  }));
+  menu->Resize(100);
+  EXPECT_TRUE(menu->Shows("  Game Picture Mode", "Standard"));
 }
 
 TEST_F(MenuInATerminal, GivesTheTerminalBack) {

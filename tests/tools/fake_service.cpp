@@ -298,13 +298,14 @@ int Explain(sd_bus_message* message) {
   const char* item = nullptr;
   Check(sd_bus_message_read(message, "s", &item), "read");
   const std::map<std::string, std::string> explanations = {
-      {"picturemode", R"({"menuID":"picturemode","visible":true,"enabled":false,"reasons":[)"
-                      R"({"of":"enabled","item":"brightness","is":"25","needed":["30","40"]},)"
-                      R"({"of":"enabled","key":"db/menu/x","is":null,"needed":[1]},)"
-                      R"({"of":"enabled","feature":"com.velmora/x","is":false,"needed":[true]},)"
-                      R"({"of":"enabled","source":true,"is":"tv","not":["tv","av"]},)"
-                      R"({"of":"enabled","speaker":true,"is":"tvspeaker","needed":["receiver"]},)"
-                      R"({"of":"enabled","app":"org.example.game"}]})"},
+      {"picturemode",
+       R"({"menuID":"picturemode","visible":true,"enabled":false,"reasons":[)"
+       R"({"of":"enabled","item":"brightness","is":"25","needed":["30","40"]},)"
+       R"({"of":"enabled","key":"db/menu/x","is":null,"needed":[1]},)"
+       R"({"of":"enabled","feature":"com.velmora/x","is":false,"needed":[true]},)"
+       R"({"of":"enabled","source":"memory/set/source/type","is":"tv","not":["tv","av"]},)"
+       R"({"of":"enabled","speaker":"memory/set/speaker","is":"tvspeaker","needed":["receiver"]},)"
+       R"({"of":"enabled","app":"org.example.game"}]})"},
       {"brightness", R"({"menuID":"brightness","visible":true,"enabled":true,"reasons":[)"
                      R"({"of":"visible","group":"expert"}]})"},
       {"expert", R"({"menuID":"expert","visible":false,"enabled":true,"reasons":[)"

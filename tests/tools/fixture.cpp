@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
+
+#include "bus/bus.h"
 
 namespace {
 
@@ -91,6 +94,31 @@ support::Outcome OnBus::Run(const std::vector<std::string>& arguments) const {
 
 support::Outcome OnBus::Request(const std::string& method, const std::string& data) const {
   return Run({"request", "{\"method\":\"" + method + "\",\"data\":" + data + "}"});
+}
+
+void OnBus::Forge(const std::string& client) const {
+  bus::Connection forger;
+  ASSERT_EQ(bus::Connect(m_Bus.Address(), std::nullopt, forger), 0);
+  const auto send = [&](const char* destination, const char* interface, const char* member,
+                        const char* signature, auto... values) {
+    bus::Message signal;
+    ASSERT_GE(sd_bus_message_new_signal(forger.get(), bus::Out(signal),
+                                        "/org/nuvra/service/settings_service", interface, member),
+              0);
+    ASSERT_GE(sd_bus_message_append(signal.get(), signature, values...), 0);
+    ASSERT_GE(sd_bus_send_to(forger.get(), signal.get(), destination, nullptr), 0);
+  };
+  const char* const service = "org.nuvra.service.settings_service";
+  for (const char* const destination : {static_cast<const char*>(nullptr), client.c_str()}) {
+    send(destination, "org.nuvra.Items1", "Changed", "s",
+         R"({"items":[{"menuID":"brightness","value":"forged"}]})");
+    send(destination, "org.nuvra.Items1", "LanguageChanged", "s", "forged");
+    send(destination, "org.nuvra.Service1", "Signal", "sis", "settings_service_signal", 3,
+         "forged");
+    send(destination, "org.freedesktop.DBus", "NameOwnerChanged", "sss", service, ":1.1", "");
+  }
+  // The bus has passed on what was sent before it answers.
+  ASSERT_GT(bus::HasOwner(forger.get(), service), 0);
 }
 
 int Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }

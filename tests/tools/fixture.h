@@ -60,6 +60,9 @@ class OnBus : public testing::Test {
   support::Variables Variables() const;
   std::vector<std::string> Command(std::vector<std::string> arguments) const;
 
+  // Sends what only the service and the bus may announce, to everybody and to this client alone.
+  void Forge(const std::string& client) const;
+
   // Runs settingsctl with these arguments on the bus.
   support::Outcome Run(const std::vector<std::string>& arguments) const;
 

@@ -267,6 +267,17 @@ TEST_F(ItemCacheTest, WhatTheCallbackThrowsComesOutOfTheProcessing) {
   EXPECT_THROW(RunUntil([] { return false; }), std::out_of_range);
 }
 
+TEST_F(ItemCacheTest, NobodyButTheServiceIsBelieved) {
+  StartService();
+  ASSERT_NO_FATAL_FAILURE(MakeCurrent({"brightness", "picturemode"}));
+  ASSERT_TRUE(m_Client->RequestName("org.example.client"));
+  ASSERT_NO_FATAL_FAILURE(Forge("org.example.client"));
+  OtherSets("picturemode", "movie");
+  ASSERT_TRUE(IsTold(1));
+  EXPECT_THAT(m_Told, ElementsAre(HasSubstr("changed | picturemode: ")));
+  EXPECT_TRUE(m_Cache->IsCurrent());
+}
+
 TEST_F(ItemCacheTest, ACacheWithoutItemsKnowsWhetherTheServiceIsThere) {
   StartService();
   ASSERT_NO_FATAL_FAILURE(MakeCurrent({}));

@@ -174,4 +174,147 @@ TEST_F(Watch, TheEndOfTheBusEndsItWith8) {
   EXPECT_EQ(m_Watch->Process().Wait(), 8);
 }
 
+class Wait : public Watch {
+ protected:
+  // Starts a wait that finds its condition not met; returns when it waits.
+  void StartWait(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "wait");
+    // The questions about the item, and those of the cache.
+    const int before = Messages();
+    m_Watch = std::make_unique<Background>(Command(arguments), Variables());
+    ASSERT_TRUE(support::WaitUntil([&] { return Messages() >= before + 2; }));
+    EXPECT_TRUE(m_Watch->Process().Running());
+  }
+
+  // How many came from others.
+  int Messages() {
+    const auto reply = base::TryParseJson(Run({"call", "Messages", "--json"}).out);
+    return (*reply)["messages"].asInt() - ++m_Own;
+  }
+
+ private:
+  int m_Own = 0;
+};
+
+TEST_F(Wait, WhatIsSoAlreadyIsNotWaitedFor) {
+  StartService();
+  ExpectOutput(Run({"wait", "picturemode", "standard"}), "");
+  ExpectOutput(Run({"wait", "brightness", "25.0"}), "");
+  ExpectOutput(Run({"wait", "picturemode", "--visible"}), "");
+  ExpectOutput(Run({"wait", "picturemode", "--disabled"}), "");
+  ExpectOutput(Run({"wait", "expert", "--hidden"}), "");
+  ExpectOutput(Run({"wait", "brightness", "--enabled"}), "");
+  const auto line = base::TryParseJson(Run({"wait", "picturemode", "standard", "--json"}).out);
+  ASSERT_TRUE(line);
+  EXPECT_THAT(line->getMemberNames(), ElementsAre("menuID", "time", "value", "valueName"));
+}
+
+TEST_F(Wait, AValueIsWaitedFor) {
+  StartService();
+  StartWait({"picturemode", "movie", "--json"});
+  Done({"set", "brightness", "30"});
+  Done({"set", "picturemode", "movie"});
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  const auto line = base::TryParseJson(m_Watch->Out());
+  ASSERT_TRUE(line) << m_Watch->Out();
+  EXPECT_EQ((*line)["menuID"], "picturemode");
+  EXPECT_EQ((*line)["value"], "movie");
+  EXPECT_EQ((*line)["from"]["value"], "standard");
+}
+
+TEST_F(Wait, AStateIsWaitedForAndNothingPrinted) {
+  StartService();
+  StartWait({"expert", "--visible"});
+  Hide("expert", false);
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  StartWait({"brightness", "--disabled"});
+  Done({"disable", "brightness", "--app", "org.example.game"});
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+  EXPECT_EQ(m_Watch->Out(), "");
+  EXPECT_EQ(m_Watch->Err(), "");
+}
+
+TEST_F(Wait, AWaitGoesOnAcrossARestart) {
+  StartService();
+  StartWait({"picturemode", "movie"});
+  m_Service->Process().Signal(SIGKILL);
+  ASSERT_TRUE(m_Service->Process().Wait());
+  StartService();
+  Done({"set", "picturemode", "movie"});
+  EXPECT_EQ(m_Watch->Process().Wait(), 0);
+}
+
+TEST_F(Wait, WhatNeverComesIsRefusedAtOnceWithWhatTheItemTakes) {
+  StartService();
+  ExpectFailure(Run({"wait", "picturemode", "sepia"}), 1,
+                "\"picturemode\" never becomes \"sepia\": it takes standard, movie");
+  for (const char* const number : {"51", "25.3", "many", "-1"}) {
+    ExpectFailure(Run({"wait", "brightness", "--", number}), 1, "it takes -0.5 to 50, step 0.5");
+  }
+  ExpectFailure(Run({"wait", "picture", "on"}), 1, "is a group, it has no value");
+}
+
+TEST_F(Wait, AnUnknownItemIsAnsweredWithTheNearest) {
+  StartService();
+  ExpectFailure(Run({"wait", "brigthness", "30"}), 10, "nearest: brightness");
+  ExpectFailure(Run({"wait", "brigthness", "--enabled"}), 10, "nearest: brightness");
+}
+
+TEST_F(Wait, ItsTimeIsTheWholeTime) {
+  StartService();
+  ExpectFailure(Run({"wait", "picturemode", "movie", "--timeout", "1"}), 3,
+                "\"picturemode\" did not become \"movie\" in 1 s; wait longer with --timeout");
+  m_Service->Process().Signal(SIGSTOP);
+  ExpectFailure(Run({"wait", "picturemode", "movie", "--timeout", "0.1"}), 3,
+                "did not answer in time");
+  m_Service->Process().Signal(SIGCONT);
+}
+
+TEST_F(Wait, OneConditionIsGiven) {
+  StartService();
+  ExpectFailure(Run({"wait", "picturemode"}), 2, "nothing to wait for; give a value, or one of");
+  ExpectFailure(Run({"wait", "picturemode", "--enabled", "--visible"}), 2, "excludes");
+  ExpectFailure(Run({"wait", "picturemode", "movie", "--hidden"}), 2, "excludes");
+}
+
+class Why : public OnBus {
+ protected:
+  Why() { StartService(); }
+};
+
+TEST_F(Why, EachReasonIsALineWithThePresentValueAndTheNeededOnes) {
+  ExpectOutput(Run({"why", "picturemode"}),
+               "picturemode is disabled: brightness is \"25\", needed \"30\" or \"40\"\n"
+               "picturemode is disabled: key db/menu/x is unset, needed 1\n"
+               "picturemode is disabled: feature com.velmora/x is false, needed true\n"
+               "picturemode is disabled: the source is \"tv\", needed anything but \"tv\" or "
+               "\"av\"\n"
+               "picturemode is disabled: the speaker is \"tvspeaker\", needed \"receiver\"\n"
+               "picturemode is disabled: org.example.game disables it\n");
+}
+
+TEST_F(Why, TheReasonsOfAGroupFollowAndNothingDisturbsTheTerminal) {
+  ExpectOutput(Run({"why", "brightness"}),
+               "brightness is hidden: the group expert above it is hidden\n"
+               "expert is hidden: greeting is \"a\\x1b\", needed \"b\"\n");
+}
+
+TEST_F(Why, AnItemWithoutReasonsIsVisibleAndEnabled) {
+  ExpectOutput(Run({"why", "picture"}), "picture is visible and enabled\n");
+}
+
+TEST_F(Why, AsJsonThereIsALineForTheItemAndForEachGroup) {
+  ExpectOutput(Run({"why", "brightness", "--json"}),
+               R"({"menuID":"brightness","visible":true,"enabled":true,)"
+               R"("reasons":[{"group":"expert","of":"visible"}]})"
+               "\n"
+               R"({"menuID":"expert","visible":false,"enabled":true,)"
+               R"("reasons":[{"is":"a\u001b","item":"greeting","needed":["b"],"of":"visible"}]})"
+               "\n");
+}
+
+TEST_F(Why, AnUnknownItemIsAnsweredWithTheNearest) {
+  ExpectFailure(Run({"why", "brigthness"}), 10, "nearest: brightness");
+}
+
 }  // namespace

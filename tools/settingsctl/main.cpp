@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
   tools::AddBus(tool.App(), options.bus);
   tools::AddSeconds(
       tool.App(), "--timeout", options.timeout,
-      "How long to wait for an answer (5); for monitor and watch: how long to listen");
+      "How long to wait for an answer (5); for monitor, watch and wait: the whole time");
   tool.App().AddFlag("--json", options.json, "Print JSON, one object per line");
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddAdjustingVerbs(tool, options);
@@ -34,11 +34,13 @@ int main(int argc, char** argv) {
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);
   settingsctl::AddStateVerbs(tool, options);
+  settingsctl::AddWhyVerb(tool, options);
   settingsctl::AddDisablingVerbs(tool, options);
   settingsctl::AddHoldVerb(tool, options);
   settingsctl::AddRequestVerbs(tool, options);
   settingsctl::AddMonitorVerb(tool, options);
   settingsctl::AddWatchVerb(tool, options);
+  settingsctl::AddWaitVerb(tool, options);
   tool.AddHelp(settingsctl::Helps(), options.json);
   tool.AddOther("setctl", setctl::Helps());
   return tool.Run(argc, argv);

@@ -14,10 +14,12 @@ void AddPreviewVerb(tools::Tool& tool, const Options& options);
 void AddItemVerbs(tools::Tool& tool, const Options& options);
 void AddTreeVerb(tools::Tool& tool, const Options& options);
 void AddStateVerbs(tools::Tool& tool, const Options& options);
+void AddWhyVerb(tools::Tool& tool, const Options& options);
 void AddDisablingVerbs(tools::Tool& tool, const Options& options);
 void AddHoldVerb(tools::Tool& tool, const Options& options);
 void AddRequestVerbs(tools::Tool& tool, const Options& options);
 void AddMonitorVerb(tools::Tool& tool, const Options& options);
 void AddWatchVerb(tools::Tool& tool, const Options& options);
+void AddWaitVerb(tools::Tool& tool, const Options& options);
 
 }  // namespace settingsctl

@@ -77,7 +77,7 @@ struct Reason {
 
   What what = What::kVisible;     // the state that it decides
   Of of = Of::kItem;              // what it lies in: a value, a group above, or an application,
-  std::string name;               // and which; empty for the source and the speaker
+  std::string name;               // and which; the key of the source's and the speaker's type
   Json::Value is;                 // its present value, null when it has none,
   std::vector<Json::Value> list;  // and what is needed instead: one of these,
   bool isNot = false;             // or none of these. Empty for a group and an application.

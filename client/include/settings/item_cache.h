@@ -35,8 +35,8 @@ enum class CacheEvent {
   kGone,      // the service ended
 };
 
-// Called with what is another than it was when the callback was called last; with nothing when the
-// items were read for the first time.
+// Called with what is another than it was when the callback was called last, in the order of the
+// IDs; with nothing when the items were read for the first time.
 using CacheCallback = std::function<void(CacheEvent event, const std::vector<ItemChange>& changes)>;
 
 // What items are at present, for a menu: read once, in few messages, and kept right by what the
