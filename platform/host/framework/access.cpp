@@ -19,11 +19,15 @@ namespace {
 constexpr char kTag[] = "access";
 constexpr std::size_t kMostBytesQuoted = 255;  // of a bus name
 
-// A member as the service reads it, if it is a string; what is none has a text that is no name.
-std::string TextOf(const Json::Value& object, const char* member) {
+// A member, if it is a string. What is none is for the service a text that names nothing.
+std::string_view TextOf(const Json::Value& object, std::string_view member) {
   const Json::Value* const value =
-      object.isObject() ? object.find(member, member + std::string_view(member).size()) : nullptr;
-  return value != nullptr && value->isString() ? value->asString() : "";
+      object.isObject() ? object.find(member.data(), member.data() + member.size()) : nullptr;
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  return value != nullptr && value->isString() && value->getString(&begin, &end)
+             ? std::string_view(begin, end)
+             : std::string_view();
 }
 
 // Whether the connection is the application now. Ends of other names are not heard of.
@@ -77,18 +81,17 @@ Judgement Access::Refuse(const std::string& sender, const std::string& reason) c
 
 Judgement Access::Judge(const std::string& sender, const Caller* caller,
                         const Json::Value& body) const {
-  const Json::Value& named = body["method"];
-  const std::optional<Want> want =
-      named.isString() ? RestrictedMethod(named.asString()) : std::nullopt;
+  const std::string_view named = TextOf(body, "method");
+  const std::optional<Want> want = RestrictedMethod(named);
   if (!want) {
     return {};
   }
-  const std::string method = named.asString();
+  const std::string method(named);
   if (!m_Rules) {
     return Refuse(sender, method + " is served to nobody until this is corrected and the service " +
                               "gets SIGHUP: " + m_FirstMistake);
   }
-  const std::string app = *want == Want::kDisabling ? TextOf(body["data"], "appName") : "";
+  const std::string app(*want == Want::kDisabling ? TextOf(body["data"], "appName") : "");
   if (*want == Want::kDisabling && IsApplication(sender, app)) {
     return {};
   }

@@ -166,6 +166,24 @@ TEST_F(AccessOnOnesOwnBus, WhoLeavesBeforeTheBusIsAskedCountsAsTheUser) {
   EXPECT_TRUE(WaitForTrace("request last will"));
 }
 
+TEST_F(AccessOnOnesOwnBus, WhoLeavesTheSystemBusBeforeItIsAskedIsNobody) {
+  std::ofstream(Path("access.json")) << "{}";
+  support::Process& service = StartAndWait(
+      {{"SETTINGS_CONFIG_DIR", Path("").parent_path()}, {"DBUS_SYSTEM_BUS_ADDRESS", Address()}},
+      {"--bus", "system"});
+  service.Signal(SIGSTOP);
+  {
+    Client leaving(Address());
+    leaving.Post(Setting("last will"), false);
+  }
+  service.Signal(SIGCONT);
+  EXPECT_TRUE(WaitUntil(
+      [&] { return LogLinesWith("SetItemValue needs a caller whom the bus knows").size() == 1; }));
+  EXPECT_EQ(Client(Address()).Request(Setting("here")).error, "");
+  EXPECT_TRUE(WasServed("here"));
+  EXPECT_FALSE(WasServed("last will"));
+}
+
 TEST_F(AccessOnOnesOwnBus, RequestsKeepTheirOrderWhileTheBusIsAsked) {
   support::Process& service = StartWith("{}");
   std::vector<std::string> expected;
