@@ -10,7 +10,9 @@
 namespace host {
 
 void PrepareSet() {
-  PrepareFreshSet(ProcessStore(), SetLock(RunDir()));
+  // The store makes the directory in which the lock is.
+  KeyStore& store = ProcessStore();
+  PrepareFreshSet(store, SetLock(RunDir()));
   // Ends with the service, when it folds in what was written last.
   g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
 }
