@@ -61,10 +61,32 @@ void CheckData(const Environment& environment) {
   }
 }
 
+// Replaces a size such as 16M by its number of bytes.
+std::string ReadSize(std::string& text) {
+  const std::string given = text;
+  try {
+    return CLI::AsSizeValue(false)(text);
+  } catch (const CLI::ValidationError&) {
+    return "\"" + given + "\" is not a size such as 16M";
+  }
+}
+
+// What no option took, and else the parser's words. An option comes before what follows it.
+std::string Problem(const CLI::App& app, const CLI::Error& error) {
+  std::string unexpected;
+  for (const std::string& word : app.remaining()) {
+    const bool isOption = word.rfind('-', 0) == 0;
+    if (isOption || unexpected.empty()) {
+      unexpected = (isOption ? "no option \"" : "unexpected argument \"") + word + "\"";
+    }
+  }
+  return unexpected.empty() ? error.what() : unexpected;
+}
+
 // What was wrong quotes what was typed.
 std::string VisibleFailure(const CLI::App* app, const CLI::Error& error) {
   std::string message = app->get_name() + ": ";
-  base::AppendVisible(message, error.what());
+  base::AppendVisible(message, Problem(*app, error));
   return message + "; see " + app->get_name() + " --help\n";
 }
 
@@ -97,7 +119,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   app.add_option("--log-limit", line.logLimit,
                  "Size of the log file, such as 16M, at which it is renamed to FILE.1")
       ->type_name("SIZE")
-      ->transform(CLI::AsSizeValue(false).description(""))
+      ->transform(CLI::Validator(ReadSize, ""))
       ->check(CLI::Range(kLeastLogLimit, kMostLogLimit).description(""))
       ->default_str("16M");
   app.footer(kFooter);

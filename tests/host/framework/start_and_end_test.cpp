@@ -43,8 +43,10 @@ TEST_F(CommandLine, VersionPrintsProgramAndVersion) {
 
 TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
   const std::pair<std::vector<std::string>, std::string> wrong[] = {
-      {{"--nonsense"}, "--nonsense"},
-      {{"argument"}, "argument"},
+      {{"--nonsense"}, ": no option \"--nonsense\"; see framework_test_service --help\n"},
+      {{"--nonsense", "value"}, ": no option \"--nonsense\"; see"},
+      {{"argument"}, ": unexpected argument \"argument\"; see framework_test_service --help\n"},
+      {{"--log-limit", "many"}, ": --log-limit: \"many\" is not a size such as 16M; see"},
       {{"--bus"}, "--bus"},
       {{"--bus", "sesion"}, "\"sesion\" is neither session nor system nor the address of a bus"},
       {{"--model", Path("missing.json")}, "missing.json"},
@@ -81,7 +83,7 @@ TEST_F(CommandLine, AMessageCannotDisturbATerminal) {
     EXPECT_THAT(outcome.err, testing::Not(testing::ContainsRegex("[\x1b]|\u202E")));
     EXPECT_THAT(outcome.err, testing::Not(HasSubstr("a\n")));
   }
-  EXPECT_THAT(Run({text}).err, HasSubstr("a\\n\\x1b[31m\\u202eb;"));
+  EXPECT_THAT(Run({text}).err, HasSubstr("\"a\\n\\x1b[31m\\u202eb\";"));
   EXPECT_THAT(Run({"--log", Path(text) / "log"}).err, HasSubstr("a\\n\\x1b[31m\\u202eb/log"));
 }
 
