@@ -123,6 +123,7 @@ struct Batch::Impl {
 
   Client& client;
   Client::Impl& connection;
+  RequestWriter writer;
   std::vector<Request> added;
   std::list<Sent> sent;
   std::deque<Single> singles;
@@ -134,7 +135,7 @@ Batch::Batch(Client& client) : m_Impl(std::make_unique<Impl>(client, *client.m_I
 Batch::~Batch() = default;
 
 void Batch::AddRequest(const std::string& method, const Json::Value& data, Take take) {
-  m_Impl->added.push_back({RequestText(method, data), std::move(take)});
+  m_Impl->added.push_back({m_Impl->writer.Text(method, data), std::move(take)});
 }
 
 // A request that no message can hold is sent alone, and fails alone.

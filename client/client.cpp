@@ -6,6 +6,7 @@
 #include <exception>
 #include <initializer_list>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "base/json.h"
@@ -87,14 +88,24 @@ int Check(int result) {
   return result;
 }
 
-std::string RequestText(const std::string& method, const Json::Value& data,
-                        const Json::Value& members) {
+// As base::WriteJson does.
+RequestWriter::RequestWriter() {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  m_Writer.reset(builder.newStreamWriter());
+}
+
+std::string RequestWriter::Text(const std::string& method, const Json::Value& data,
+                                const Json::Value& members) {
   CheckIsObject(data, "the arguments");
   CheckIsObject(members, "the other members");
   Json::Value request = members;
   request["method"] = method;
   request["data"] = data;
-  return base::WriteJson(request);
+  std::ostringstream text;
+  m_Writer->write(request, &text);
+  return text.str();
 }
 
 bus::Message NewCall(sd_bus* bus, const char* method, const char* interface) {
@@ -209,7 +220,7 @@ Message Client::Request(const std::string& body, int type) {
 }
 
 Reply Client::Call(const std::string& method, const Json::Value& data, const Json::Value& members) {
-  return ReadReply(Request(RequestText(method, data, members)));
+  return ReadReply(Request(RequestWriter().Text(method, data, members)));
 }
 
 std::optional<std::string> Client::GetItemValue(const std::string& item) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "bus/bus.h"
@@ -33,9 +34,18 @@ struct Client::Impl {
 // Returns `result`, or throws the Error that a negative one stands for.
 int Check(int result);
 
-// The text of a request. std::invalid_argument unless both are objects.
-std::string RequestText(const std::string& method, const Json::Value& data,
-                        const Json::Value& members = Json::objectValue);
+// Writes the texts of requests. Making one takes longer than writing a request.
+class RequestWriter {
+ public:
+  RequestWriter();
+
+  // std::invalid_argument unless both are objects.
+  std::string Text(const std::string& method, const Json::Value& data,
+                   const Json::Value& members = Json::objectValue);
+
+ private:
+  std::unique_ptr<Json::StreamWriter> m_Writer;
+};
 
 // A call of the service's method.
 bus::Message NewCall(sd_bus* bus, const char* method, const char* interface = kInterface);
