@@ -203,6 +203,8 @@ TEST_F(ItemAnnouncements, AreExplained) {
             R"({"enabled":true,"menuID":"brightness","reasons":[],"visible":true})");
   EXPECT_EQ(Explain(m_Set, "no\"thing"),
             R"(org.nuvra.Error.NoSuchItem: there is no item "no"thing")");
+  EXPECT_EQ(Explain(m_Set, std::string(20 * 1024 * 1024, 'x')),
+            "org.nuvra.Error.NoSuchItem: there is no item \"" + std::string(64, 'x') + "\"");
 }
 
 }  // namespace

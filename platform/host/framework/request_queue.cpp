@@ -53,13 +53,15 @@ std::string ErrorBody(const char* name, const std::string& text) {
   return WriteBody(body);
 }
 
-// The size of the single request in a call; 0 if it cannot be read.
+// The size of the text in a call, of a request or alone; 0 if it cannot be read.
 std::size_t SizeOf(sd_bus_message* call) {
   int type = 0;
   const char* text = nullptr;
-  const std::size_t size = sd_bus_message_read(call, "is", &type, &text) > 0 ? strlen(text) : 0;
+  const int result = sd_bus_message_has_signature(call, "is") > 0
+                         ? sd_bus_message_read(call, "is", &type, &text)
+                         : sd_bus_message_read(call, "s", &text);
   sd_bus_message_rewind(call, true);
-  return size;
+  return result > 0 ? strlen(text) : 0;
 }
 
 }  // namespace

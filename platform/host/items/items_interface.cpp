@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/utf8.h"
 #include "bus/bus.h"
 #include "framework/after_messages.h"
 #include "framework/message_text.h"
@@ -39,6 +40,9 @@ constexpr std::size_t kItemsAtOnce = 1000;
 // They are described in one go, for which everybody else waits.
 constexpr std::size_t kMostDescribed = 256;
 
+// Of an identifier that no item has: as long as any that there is.
+constexpr std::size_t kMostShown = 64;
+
 void AnswerExplain(sd_bus_message* call) {
   const char* id = nullptr;
   if (sd_bus_message_read(call, "s", &id) < 0) {
@@ -48,7 +52,8 @@ void AnswerExplain(sd_bus_message* call) {
   }
   const Item* const item = Library().Find(id);
   if (item == nullptr) {
-    sd_bus_reply_method_errorf(call, "org.nuvra.Error.NoSuchItem", "there is no item \"%s\"", id);
+    sd_bus_reply_method_errorf(call, "org.nuvra.Error.NoSuchItem", "there is no item \"%s\"",
+                               base::OneLine(id, kMostShown).c_str());
     return;
   }
   try {
