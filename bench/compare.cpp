@@ -33,6 +33,9 @@ constexpr char kServiceName[] = "org.nuvra.service.settings_service";
 constexpr char kServicePath[] = "/org/nuvra/service/settings_service";
 constexpr char kInterface[] = "org.nuvra.Service1";
 
+constexpr char kItemsInterface[] = "org.nuvra.Items1";
+constexpr int kSubscribers = 100;
+
 constexpr char kGetRequest[] = R"({"method":"GetItemValue","data":{"menuID":"picturemode"}})";
 
 using bus::Check;
@@ -54,10 +57,18 @@ int Echo(sd_bus_message* call, void*, sd_bus_error*) {
   return sd_bus_reply_method_return(call, "is", type, body);
 }
 
+// A broadcast of the form of an announcement, with nothing in it.
+int Broadcast(sd_bus_message* call, void*, sd_bus_error*) {
+  const int result = sd_bus_emit_signal(sd_bus_message_get_bus(call), kEchoPath, kItemsInterface,
+                                        "Changed", "s", "{}");
+  return result < 0 ? result : sd_bus_reply_method_return(call, nullptr);
+}
+
 [[noreturn]] void ServeEcho(int readyFd) {
   static const sd_bus_vtable kVtable[] = {
       SD_BUS_VTABLE_START(0),
       SD_BUS_METHOD("Request", "is", "is", Echo, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD("Broadcast", nullptr, nullptr, Broadcast, SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_VTABLE_END,
   };
   const bus::Connection connection = ConnectToBus();
@@ -146,6 +157,49 @@ std::string RequestOnBus(sd_bus* bus, const char* name, const char* path, const 
   Check(sd_bus_message_read(reply.get(), "is", &type, &text), "reply");
   return text;
 }
+
+// Many connections that listen to announcements.
+class Subscribers {
+ public:
+  Subscribers() : m_All(kSubscribers) {
+    for (Subscriber& each : m_All) {
+      each.bus = ConnectToBus();
+      Check(sd_bus_match_signal(each.bus.get(), nullptr, nullptr, nullptr, kItemsInterface,
+                                "Changed", OnChanged, &each),
+            "match");
+    }
+  }
+
+  // Returns when each of them has heard of what `change` does.
+  template <typename Change>
+  void WaitFor(Change change) {
+    for (Subscriber& each : m_All) {
+      while (Check(sd_bus_process(each.bus.get(), nullptr), "subscriber") > 0) {
+      }
+      each.hasHeard = false;
+    }
+    change();
+    for (Subscriber& each : m_All) {
+      const bus::Deadline deadline(std::chrono::seconds(10));
+      while (!each.hasHeard) {
+        Check(bus::ProcessOrWait(each.bus.get(), deadline), "a subscriber heard of nothing");
+      }
+    }
+  }
+
+ private:
+  struct Subscriber {
+    bus::Connection bus;
+    bool hasHeard = false;
+  };
+
+  static int OnChanged(sd_bus_message*, void* subscriber, sd_bus_error*) {
+    static_cast<Subscriber*>(subscriber)->hasHeard = true;
+    return 0;
+  }
+
+  std::vector<Subscriber> m_All;
+};
 
 // All that a menu asks about its items, one message for each request or one for many.
 class WholeMenu {
@@ -286,6 +340,11 @@ struct Contender {
   }
 };
 
+std::string SetBrightness(int value, bool preview) {
+  return R"({"method":"SetItemValue","data":{"menuID":"brightness","Value":")" +
+         std::to_string(value % 51) + R"(","PreViewFlag":)" + (preview ? "true" : "false") + "}}";
+}
+
 void ExpectSuccess(const std::string& reply) {
   if (reply.find(R"("call_api_success":true)") == std::string::npos) {
     throw std::runtime_error("the service answered " + reply);
@@ -320,6 +379,9 @@ void Compare(int rounds, const std::filesystem::path& root) {
   const bus::Connection connection = ConnectToBus();
   sd_bus* const bus = connection.get();
 
+  const auto set = [&](int value, bool preview = false) {
+    ExpectSuccess(RequestOnBus(bus, kServiceName, kServicePath, SetBrightness(value, preview)));
+  };
   std::array<Contender, 5> contenders{{
       {"bare socket pair", [&](int) { ExchangeOnSocket(socket.Fd()); }, {}},
       {"empty echo on the bus",
@@ -329,16 +391,35 @@ void Compare(int rounds, const std::filesystem::path& root) {
        [&](int) { ExpectSuccess(RequestOnBus(bus, kServiceName, kServicePath, kGetRequest)); },
        {}},
       {"bare SQLite commit", [&](int round) { bareCommit.Commit(round % 51); }, {}},
-      {"SetItemValue",
-       [&](int round) {
-         ExpectSuccess(RequestOnBus(bus, kServiceName, kServicePath,
-                                    R"({"method":"SetItemValue","data":{"menuID":"brightness",)"
-                                    R"("Value":")" +
-                                        std::to_string(round % 51) + R"(","PreViewFlag":false}})"));
-       },
-       {}},
+      {"SetItemValue", [&](int round) { set(round); }, {}},
   }};
   RunInTurns(contenders, rounds);
+
+  // The same write when the item has that value: nothing is announced.
+  std::array<Contender, 2> writes{{
+      {"a new value", [&](int round) { set(round); }, {}},
+      {"the same value again", [&](int round) { set(round); }, {}},
+  }};
+  RunInTurns(writes, rounds);
+
+  // A preview, which waits for no disk.
+  Subscribers subscribers;
+  std::array<Contender, 2> broadcasts{{
+      {"an empty broadcast",
+       [&](int) {
+         subscribers.WaitFor([&] {
+           Check(sd_bus_call_method(bus, kEchoName, kEchoPath, kInterface, "Broadcast", nullptr,
+                                    nullptr, nullptr),
+                 "broadcast");
+         });
+       },
+       {}},
+      {"a change of an item",
+       [&](int round) { subscribers.WaitFor([&] { set(round, true); }); },
+       {}},
+  }};
+  const int broadcastRounds = std::max(rounds / 20, 3);
+  RunInTurns(broadcasts, broadcastRounds);
 
   const WholeMenu menu(bus);
   std::array<Contender, 2> menus{{
@@ -353,6 +434,16 @@ void Compare(int rounds, const std::filesystem::path& root) {
   for (Contender& contender : contenders) {
     std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
   }
+  std::printf("\nmedians of %d rounds, in turns: SetItemValue with and without an announcement\n\n",
+              rounds);
+  for (Contender& contender : writes) {
+    std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
+  }
+  std::printf("\nmedians of %d rounds, in turns: until the last of %d subscribers heard\n\n",
+              broadcastRounds, kSubscribers);
+  for (Contender& contender : broadcasts) {
+    std::printf("  %-24s %8.1f us\n", contender.name, contender.Median());
+  }
   std::printf("\nmedians of %d rounds, in turns: all about %zu items\n\n", menuRounds,
               menu.Items());
   for (Contender& contender : menus) {
@@ -360,10 +451,14 @@ void Compare(int rounds, const std::filesystem::path& root) {
   }
   std::printf("\n  %-48s %6s   at most\n", "", "ratio");
   const double echoMedian = contenders[1].Median();
-  std::printf("  %-48s %6.2f   1.10\n", "GetItemValue / empty echo",
+  std::printf("  %-48s %6.2f   1.06\n", "GetItemValue / empty echo",
               contenders[2].Median() / echoMedian);
-  std::printf("  %-48s %6.2f   1.15\n", "SetItemValue / (empty echo + bare commit)",
+  std::printf("  %-48s %6.2f   1.05\n", "SetItemValue / (empty echo + bare commit)",
               contenders[4].Median() / (echoMedian + contenders[3].Median()));
+  std::printf("  %-48s %6.2f   1.02\n", "SetItemValue: announced / not announced",
+              writes[0].Median() / writes[1].Median());
+  std::printf("  %-48s %6.2f   3.00\n", "100 subscribers: a change / an empty broadcast",
+              broadcasts[1].Median() / broadcasts[0].Median());
   std::printf("  %-48s %6.3f   0.067\n", "all about the items: in batches / one by one",
               menus[1].Median() / menus[0].Median());
   std::printf("  %-48s %6.2f\n", "empty echo / bare socket pair",

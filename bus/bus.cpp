@@ -134,6 +134,22 @@ bool IsApplicationId(const std::string& id) {
          !id.starts_with("org.nuvra.service.");
 }
 
+int ListApplications(sd_bus* bus, Applications which, std::set<std::string>& ids) {
+  char** names = nullptr;
+  const int result = which == Applications::kRunning ? sd_bus_list_names(bus, &names, nullptr)
+                                                     : sd_bus_list_names(bus, nullptr, &names);
+  if (result < 0) {
+    return result;
+  }
+  ids.clear();
+  for (const std::string& name : TakeTexts(names)) {
+    if (IsApplicationId(name)) {
+      ids.insert(name);
+    }
+  }
+  return result;
+}
+
 std::vector<std::string> TakeTexts(char** array) {
   std::vector<std::string> texts;
   for (char** text = array; text != nullptr && *text != nullptr; ++text) {

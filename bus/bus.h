@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,11 @@ int HasOwner(sd_bus* bus, const std::string& name);
 // Whether `id` can be an application's ID: a name that a program can own, and that is not the bus's
 // or its services' (org.freedesktop.*) or the set's (org.nuvra.service.*). Accepts any text.
 bool IsApplicationId(const std::string& id);
+
+// The applications' IDs among the names that programs own, or among those that the bus can start a
+// program for. Negative errno, with `ids` unchanged.
+enum class Applications { kRunning, kInstalled };
+int ListApplications(sd_bus* bus, Applications which, std::set<std::string>& ids);
 
 // The strings of an array that sd-bus allocated, which is freed; empty when it is null.
 std::vector<std::string> TakeTexts(char** array);

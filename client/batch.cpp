@@ -53,7 +53,7 @@ Reply ReadReplyInList(Message message) {
 // Errors that concern a single request; after any other it is useless to go on asking.
 bool ConcernsOneRequest(ErrorCode code) {
   return code == ErrorCode::kInvalidMessage || code == ErrorCode::kFailed ||
-         code == ErrorCode::kProtocol;
+         code == ErrorCode::kNotAllowed || code == ErrorCode::kProtocol;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <set>
 #include <utility>
 
 #include "base/json.h"
@@ -336,6 +337,15 @@ std::optional<std::string> Client::StoreFailureSince(steady_clock::time_point be
 }
 
 bool Client::IsApplicationId(const std::string& name) { return bus::IsApplicationId(name); }
+
+std::vector<std::string> Client::Applications() {
+  std::set<std::string> running;
+  std::set<std::string> all;
+  Check(bus::ListApplications(m_Impl->bus.get(), bus::Applications::kRunning, running));
+  Check(bus::ListApplications(m_Impl->bus.get(), bus::Applications::kInstalled, all));
+  all.merge(running);
+  return {all.begin(), all.end()};
+}
 
 bool Client::RequestName(const std::string& name) {
   if (!IsApplicationId(name)) {

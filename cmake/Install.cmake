@@ -44,6 +44,24 @@ function(install_configured template name directory component)
   " COMPONENT ${component})
 endfunction()
 
+# install_configuration(FILE COMPONENT): into the directory in which the daemon looks for it
+# (platform/host/system/environment.h). A file that is there stays: it is its owner's.
+function(install_configuration file component)
+  cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+  install(CODE "
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    if(prefix STREQUAL \"/usr\")
+      set(prefix /)
+    endif()
+    set(directory \"${CMAKE_INSTALL_SYSCONFDIR}/settings-service\")
+    cmake_path(ABSOLUTE_PATH directory BASE_DIRECTORY \"\${prefix}\")
+    get_filename_component(name \"${file}\" NAME)
+    if(NOT EXISTS \"\$ENV{DESTDIR}\${directory}/\${name}\")
+      file(INSTALL \"${file}\" DESTINATION \"\${directory}\")
+    endif()
+  " COMPONENT ${component})
+endfunction()
+
 # configure_bus_service(NAME PROGRAM FILE): writes the file by which a bus starts a program.
 set(bus_service_template ${PROJECT_SOURCE_DIR}/data/bus/service.in)
 function(configure_bus_service NAME PROGRAM file)

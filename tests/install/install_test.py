@@ -83,6 +83,12 @@ class Installation(unittest.TestCase):
         for file in files_below(staged):
             self.assertNotIn(os.fsencode(place), (staged / file).read_bytes(), file)
 
+    def test_the_configuration_is_in_the_prefix_but_that_of_usr_beside_it(self):
+        place = self.scratch / "configured"
+        for prefix, directory in [("/usr", "etc"), ("/usr/local", "usr/local/etc"), ("/opt/a b", "opt/a b/etc")]:
+            install(BUILD, "--prefix", prefix, "--component", "service", env=surroundings(DESTDIR=str(place)))
+            self.assertTrue((place / directory / "settings-service" / "access.json").exists(), prefix)
+
     def test_the_bus_starts_the_daemon_which_finds_its_data(self):
         with installed_set(self.prefix) as user:
             self.assertEqual(

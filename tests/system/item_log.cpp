@@ -54,6 +54,21 @@ int ItemLog::OnSignal(sd_bus_message* message, void* self, sd_bus_error*) {
   return 0;
 }
 
+int ItemLog::OnAnswer(sd_bus_message* message, void* self, sd_bus_error*) {
+  int type = 0;
+  const char* body = nullptr;
+  bus::Check(sd_bus_message_read(message, "is", &type, &body), "reply");
+  static_cast<ItemLog*>(self)->m_Lines.push_back(base::ParseJson(body)["return_data"].asString());
+  return 0;
+}
+
+void ItemLog::PostQuestion(const std::string& item) {
+  const std::string body = R"({"method":"GetItemValue","data":{"menuID":")" + item + R"("}})";
+  bus::Check(sd_bus_call_method_async(m_Bus.get(), nullptr, kService, kObject, "org.nuvra.Service1",
+                                      "Request", OnAnswer, this, "is", 0, body.c_str()),
+             "question");
+}
+
 bool ItemLog::TakeEndMark() {
   const auto mark = std::find(m_Lines.begin(), m_Lines.end(), kMark);
   if (mark == m_Lines.end()) {

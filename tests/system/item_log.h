@@ -16,6 +16,9 @@ class ItemLog {
   // one LanguageChanged.
   std::vector<std::string> Take(std::size_t count);
 
+  // Asks for the value of an item; the answer is a line, too, among the others as it came.
+  void PostQuestion(const std::string& item);
+
   // Everything that is to be told about what happened before this is called.
   std::vector<std::string> TakeAll();
 
@@ -24,6 +27,7 @@ class ItemLog {
 
  private:
   static int OnSignal(sd_bus_message* message, void* self, sd_bus_error*);
+  static int OnAnswer(sd_bus_message* message, void* self, sd_bus_error*);
   bool TakeEndMark();
 
   settings::Client m_Client;

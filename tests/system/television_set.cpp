@@ -42,9 +42,21 @@ support::Variables TelevisionSet::Variables() const {
           {"PATH", std::string(SETTINGS_BINARY_DIRECTORY ":") + std::getenv("PATH")}};
 }
 
+// The command that becomes the one behind it in the sandbox of a unit, if this run is to be one in
+// it.
+std::vector<std::string> TelevisionSet::Sandbox() const {
+  const char* unit = std::getenv("SANDBOX_OF_UNIT");
+  if (unit == nullptr) {
+    return {};
+  }
+  return {SETTINGS_PYTHON, "-B", SANDBOX, unit, Root()};
+}
+
 void TelevisionSet::StartDaemon(const std::vector<std::string>& wrapper) {
   const std::filesystem::path log = Root() / "daemon.log";
   std::vector<std::string> command = wrapper;
+  const std::vector<std::string> sandbox = Sandbox();
+  command.insert(command.end(), sandbox.begin(), sandbox.end());
   command.push_back(SETTINGS_BINARY_DIRECTORY "/settings-service");
   m_Daemon = std::make_unique<support::Process>(command, Variables(),
                                                 support::Files{"/dev/null", "/dev/null", log});

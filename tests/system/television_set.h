@@ -32,6 +32,7 @@ class TelevisionSet {
 
   // Starts the daemon and waits until it is ready. Throws std::runtime_error with its log when
   // it does not get there. `wrapper` is a command that becomes the one behind it, such as nice.
+  // With $SANDBOX_OF_UNIT the daemon runs in the sandbox that this unit describes.
   void StartDaemon(const std::vector<std::string>& wrapper = {});
 
   // Ends the daemon as a service manager does. Returns its exit status.
@@ -60,6 +61,8 @@ class TelevisionSet {
   support::PrivateBus& Bus() { return m_Bus; }
 
  private:
+  std::vector<std::string> Sandbox() const;
+
   support::TempDirectory m_Root;
   support::PrivateBus m_Bus;
   std::string m_ModelFile;

@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "base/json.h"
 #include "settings/client.h"
+#include "support/wait.h"
 #include "system_test.h"
 
 namespace {
@@ -234,12 +234,123 @@ TEST_F(ValueVerbs, AFileThatIsNoObjectIsRefusedWithItsPlaceBeforeAnythingIsSet) 
   ExpectFailure({"import", "/"}, 1, "cannot read \"/\": Is a directory");
 }
 
-TEST_F(ValueVerbs, AStoreThatCannotBeReadIsNotExportedAsAMenuWithoutValues) {
-  ASSERT_EQ(m_Set.Run({"setctl", "key", "set", "db/menu/brightness", "31"}).status, 0);
-  const std::filesystem::path store = m_Set.Root() / "var/lib/settings-service/keys.db";
-  std::filesystem::resize_file(store, 0);
-  std::filesystem::resize_file(store.string() + "-wal", 0);
-  ExpectFailure({"export"}, 1, "key file " + store.string());
+TEST_F(ValueVerbs, TheDescriptionSaysWhetherAValueIsAPreview) {
+  EXPECT_THAT(Run({"describe", "picturemode"}).out,
+              HasSubstr("\nvalue        standard (Standard)\n"));
+  Run({"set", "picturemode", "movie", "--preview"});
+  EXPECT_THAT(Run({"describe", "picturemode"}).out,
+              HasSubstr("\nvalue        movie (Movie), a preview\n"
+                        "kept         standard (Standard)\n"
+                        "values       dynamic (Dynamic), standard (Standard), movie (Movie), "
+                        "filmmaker (Filmmaker)\n"));
+  const Json::Value json =
+      base::TryParseJson(Run({"describe", "picturemode", "--json"}).out).value();
+  EXPECT_EQ(json["preview"], true);
+  EXPECT_EQ(json["value"], "movie");
+  EXPECT_EQ(json["kept"], "standard");
+  EXPECT_EQ(json["valueNames"][3], "Filmmaker");
+  Run({"set", "picturemode", "dynamic"});
+  EXPECT_THAT(Run({"describe", "picturemode"}).out,
+              HasSubstr("\nvalue        dynamic (Dynamic)\nvalues "));
+}
+
+TEST_F(ValueVerbs, TheDescriptionSaysWhatKindAnItemIs) {
+  for (const auto& [item, kind] : {std::pair("picture", "group"),
+                                   {"gamemode", "switch"},
+                                   {"picturemode", "list"},
+                                   {"brightness", "range"},
+                                   {"picturereset", "action"}}) {
+    EXPECT_THAT(Run({"describe", item}).out, HasSubstr(std::string("\nkind         ") + kind));
+  }
+}
+
+TEST_F(ValueVerbs, TheNamesOfValuesAreInTheLanguageOfTheMenu) {
+  ASSERT_EQ(m_Set.Run({"setctl", "language", "de_DE"}).status, 0);
+  EXPECT_TRUE(support::WaitUntil([&] {
+    return Run({"describe", "gamemode"}).out.find("\nvalues       off (Aus), on (Ein)\n") !=
+           std::string::npos;
+  })) << Run({"describe", "gamemode"}).out;
+}
+
+TEST_F(ValueVerbs, SeveralItemsAreDescribedOneBelowTheOther) {
+  const std::string first = Run({"describe", "gamemode"}).out;
+  const std::string second = Run({"describe", "picture"}).out;
+  ExpectDone({"describe", "gamemode", "picture", "gamemode"}, first + "\n" + second + "\n" + first);
+  ExpectDone(
+      {"describe", "gamemode", "picture", "--json"},
+      Run({"describe", "gamemode", "--json"}).out + Run({"describe", "picture", "--json"}).out);
+  ExpectFailure({"describe", "gamemode", "pictur"}, 10, "no item \"pictur\"; nearest: picture");
+}
+
+TEST_F(ValueVerbs, EveryItemIsDescribed) {
+  settings::Client client(m_Set.Bus().Address());
+  std::vector<std::string> items = client.GetItemChildList("").value();
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    for (const std::string& child :
+         client.GetItemChildList(items[i]).value_or(std::vector<std::string>())) {
+      items.push_back(child);
+    }
+  }
+  items.insert(items.begin() + 5, "nosuchitem");
+  const auto descriptions = client.DescribeItems(items);
+  ASSERT_TRUE(descriptions.has_value());
+  items.erase(items.begin() + 5);
+  ASSERT_GT(items.size(), 300u);
+  ASSERT_EQ(descriptions->size(), items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const settings::ItemDescription& is = (*descriptions)[i];
+    EXPECT_EQ(is.item, items[i]);
+    const std::optional<std::string> value = client.GetItemValue(items[i]);
+    EXPECT_EQ(is.kept ? std::optional(is.kept->value) : std::nullopt, value) << items[i];
+    if (value) {
+      EXPECT_EQ(is.kept->name, client.GetItemValueName(items[i])) << items[i];
+    }
+    std::vector<std::string> values;
+    for (const settings::NamedValue& each : is.values) {
+      values.push_back(each.value);
+    }
+    EXPECT_EQ(values, client.GetItemDataList(items[i]).value_or(std::vector<std::string>()));
+  }
+}
+
+TEST_F(ValueVerbs, APreviewIsEnded) {
+  Run({"set", "brightness", "30"});
+  Run({"set", "brightness", "40", "--preview"});
+  ExpectDone({"preview", "--end", "brightness"}, "");
+  EXPECT_EQ(Value("brightness"), "30\n");
+  EXPECT_EQ(m_Set.Run({"setctl", "key", "get", "memory/menu/preview/brightness"}).out, "\n");
+  ExpectDone({"preview", "brightness", "--end", "--json"},
+             R"({"item":"brightness","value":"30","preview":false})"
+             "\n");
+  Run({"set", "sounddelay", "40", "--preview"});
+  ExpectDone({"preview", "--end", "sounddelay"}, "");
+  EXPECT_EQ(Value("sounddelay"), "0\n");
+}
+
+TEST_F(ValueVerbs, WithoutAPreviewThereIsNoneToEnd) {
+  ExpectDone({"preview", "--end", "brightness"}, "");
+  EXPECT_EQ(m_Set.Run({"setctl", "key", "get", "db/menu/brightness"}).status, 10);
+  ExpectFailure({"preview", "--end", "picture"}, 10, "\"picture\" is a group, it has no value");
+  ExpectFailure({"preview", "--end", "brigthness"}, 10, "nearest: brightness");
+  ExpectFailure({"preview", "brightness"}, 2, "--end is required");
+}
+
+TEST_F(ValueVerbs, APreviewIsNotExportedAndEndsWhenItsItemIsImported) {
+  Run({"set", "brightness", "40", "--preview"});
+  ExpectDone({"export", "brightness", "--json"}, "{\"brightness\":\"25\"}\n");
+  const Outcome outcome = Run({"import", "-"}, R"({"brightness": 25})");
+  EXPECT_EQ(outcome.out, "brightness: 25 → 25\n");
+  EXPECT_EQ(Value("brightness"), "25\n");
+  EXPECT_EQ(Run({"import", "-"}, R"({"brightness": 25})").out, "");
+}
+
+TEST_F(ValueVerbs, WhatFollowsTheSpeakerIsExportedAsItIsKept) {
+  ASSERT_EQ(m_Set.Run({"setctl", "speaker", "optical"}).status, 0);
+  ASSERT_TRUE(support::WaitUntil([&] { return Value("soundoutput") == "optical\n"; }));
+  ExpectDone({"export", "soundoutput", "--json"}, "{\"soundoutput\":\"tvspeaker\"}\n");
+  EXPECT_EQ(Run({"import", "-"}, R"({"soundoutput": "receiver"})").out,
+            "soundoutput: tvspeaker → receiver\n");
+  EXPECT_EQ(Run({"import", "-"}, R"({"soundoutput": "receiver"})").out, "");
 }
 
 }  // namespace

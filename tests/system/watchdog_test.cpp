@@ -45,7 +45,7 @@ class WatchedDaemon {
   support::Variables Variables() const {
     support::Variables variables = m_Set.Variables();
     variables["NOTIFY_SOCKET"] = m_Address;
-    variables["WATCHDOG_USEC"] = "45000";
+    variables["WATCHDOG_USEC"] = "45000000";
     variables["BLOCKED"] = m_Blocked;
     variables["GATE"] = m_Gate;
     return variables;

@@ -110,6 +110,8 @@ TEST_P(BatchTest, AnErrorIsThatOfItsQuestionAlone) {
   const auto before = m_Batch.Add(settings::ask::GetItemValue("picturemode"));
   const auto failed = m_Batch.Add(Raw("Error", Data("name", "org.nuvra.Error.Failed")));
   const auto invalid = m_Batch.Add(Raw("Error", Data("name", "org.nuvra.Error.InvalidMessage")));
+  const auto refused =
+      m_Batch.Add(Raw("Error", Data("name", "org.freedesktop.DBus.Error.AccessDenied")));
   const auto garbage = m_Batch.Add(Raw("Garbage", Data("reply", "no JSON")));
   const auto stranger = m_Batch.Add(settings::ask::GetItemValue("\xc3("));
   const auto missing = m_Batch.Add(
@@ -119,6 +121,7 @@ TEST_P(BatchTest, AnErrorIsThatOfItsQuestionAlone) {
   EXPECT_EQ(before.Get(), "standard");
   EXPECT_EQ(ErrorOf(failed), ErrorCode::kFailed);
   EXPECT_EQ(ErrorOf(invalid), ErrorCode::kInvalidMessage);
+  EXPECT_EQ(ErrorOf(refused), ErrorCode::kNotAllowed);
   EXPECT_EQ(ErrorOf(garbage), ErrorCode::kProtocol);
   EXPECT_EQ(ErrorOf(stranger), ErrorCode::kInvalidMessage);
   EXPECT_EQ(ErrorOf(missing), ErrorCode::kProtocol);

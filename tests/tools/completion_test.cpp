@@ -8,6 +8,7 @@
 #include "fixture.h"
 #include "keystore/key_store.h"
 #include "set/fresh_set.h"
+#include "settings/client.h"
 
 namespace {
 
@@ -121,10 +122,15 @@ TEST_F(CompletionOnBus, APathIsCompletedOnceItHasBegun) {
   EXPECT_THAT(Offered({"set", "picture/picturemode", ""}), ElementsAre("standard", "movie"));
 }
 
-TEST_F(CompletionOnBus, TheApplicationsThatDisableItemsAreOffered) {
+TEST_F(CompletionOnBus, TheApplicationsThatDisableItemsOrRunAreOffered) {
   ASSERT_NO_FATAL_FAILURE(StartService());
   ExpectOutput(Run({"disable", "picturemode", "--app", "org.example.game"}), "");
-  EXPECT_THAT(Offered({"enable", "picturemode", "--app", ""}), ElementsAre("org.example.game"));
+  EXPECT_THAT(Offered({"enable", "picturemode", "--app", ""}),
+              ElementsAre("org.example.game\tdisables items"));
+  settings::Client film(m_Bus.Address());
+  ASSERT_TRUE(film.RequestName("org.example.film"));
+  EXPECT_THAT(Offered({"disable", "picturemode", "--app", ""}),
+              ElementsAre("org.example.film", "org.example.game\tdisables items"));
 }
 
 TEST_F(CompletionOnBus, AServiceThatDoesNotAnswerIsNotWaitedFor) {
@@ -144,6 +150,8 @@ struct Startable {
     std::ofstream(directory / "settings.service")
         << "[D-BUS Service]\nName=org.nuvra.service.settings_service\n"
         << "Exec=/bin/sh -c 'echo started >>" << Started().native() << "'\n";
+    std::ofstream(directory / "game.service")
+        << "[D-BUS Service]\nName=org.example.game\nExec=/bin/false\n";
   }
   std::filesystem::path Started() const { return directory / "started"; }
 
@@ -163,6 +171,14 @@ TEST_F(CompletionOfStartable, NoServiceIsStarted) {
   EXPECT_EQ(Starts(), "");
   EXPECT_NE(Run({"get", "picturemode"}).status, 0);
   EXPECT_EQ(Starts(), "started\n") << "by a verb, and by nothing before";
+}
+
+TEST_F(CompletionOfStartable, AnApplicationNeedNotRun) {
+  settings::Client client(m_Bus.Address());
+  EXPECT_THAT(client.Applications(), ElementsAre("org.example.game"));
+  ASSERT_TRUE(client.RequestName("org.example.film"));
+  ASSERT_TRUE(client.RequestName("org.example.game"));
+  EXPECT_THAT(client.Applications(), ElementsAre("org.example.film", "org.example.game"));
 }
 
 TEST(CompletionOnSet, TheSetNamesItsKeysAndSources) {

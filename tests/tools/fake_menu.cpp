@@ -28,6 +28,7 @@ std::map<std::string, Item> Items() {
       {"language", {"Language", "", {}}},
       {"greeting", {"Gruß\x1b[2J", "", {}}},
       {"circle", {"Circle", "", {"circle"}}},
+      {"unreadable", {"Unreadable", "", {}}},
   };
   // As many levels as a catalogue can have.
   for (int level = 0; level < 499; ++level) {
@@ -75,6 +76,8 @@ Names ValuesOf(const std::string& id) {
   Names values;
   if (id == "picturemode") {
     values = {"standard", "movie"};
+  } else if (id == "unreadable") {
+    values = {"off", "on"};
   }
   for (int number = 0; id == "language" && number < 30; ++number) {
     values.push_back("lang" + std::to_string(number));

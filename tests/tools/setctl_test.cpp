@@ -330,6 +330,9 @@ TEST_F(Setctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
        "--count: \"0\" is not a whole number from 1 to 2147483647\n"},
       {{"key", "watch", "--timeout", "0"}, "--timeout: \"0\" is not a number of seconds above 0"},
       {{"log", "--lines", "0"}, "--lines: \"0\" is not a whole number from 1 to 2147483647\n"},
+      {{"log", "--level", "warn"}, "--level: \"warn\" is not one of debug, info, warning, error\n"},
+      {{"log", "--grep", "("}, "--grep: \"(\" is not a regular expression: Unmatched"},
+      {{"log", "--since", "soon"}, "--since: \"soon\" is no time; use e.g. 10m "},
       {{"log", "stray"}, "unexpected argument \"stray\"; see setctl log --help"},
       {{"log", "--folow"}, "no option \"--folow\"; nearest: --follow\n"},
       {{"app", "state", "org.example.a", "foregroun"},
@@ -456,7 +459,37 @@ TEST_F(Log, IsPrintedToItsEnd) {
   Append("one\ntwo \\ \"x\"\nrest");
   ExpectOutput(Run({"log"}), "one\ntwo \\ \"x\"\nrest\n");
   ExpectOutput(Run({"log", "--lines", "2"}), "two \\ \"x\"\nrest\n");
-  ExpectOutput(Run({"log", "--lines", "1", "--json"}), "{\"line\":\"rest\"}\n");
+  ExpectOutput(Run({"log", "--lines", "1", "--json"}),
+               "{\"time\":null,\"level\":null,\"tag\":null,\"pid\":null,\"message\":\"rest\"}\n");
+}
+
+TEST_F(Log, IsChosenFromByLevelPatternAndTime) {
+  const std::string debug = "2026-11-20T22:00:00.000000Z D tag(1): gamma\n";
+  const std::string info = "2026-11-20T22:00:01.000000Z I tag(1): contrast 1\n";
+  const std::string error = "2026-11-20T22:00:02.000000Z E tag(1): contrast 2\n";
+  const std::string warning = "2026-11-20T22:00:03.000000Z W tag(1): tint\n";
+  Append(debug + info + error + warning);
+  ExpectOutput(Run({"log", "--level", "warning"}), error + warning);
+  ExpectOutput(Run({"log", "--grep", "contrast [0-9]$"}), info + error);
+  ExpectOutput(Run({"log", "--since", "2026-11-20T22:00:02Z"}), error + warning);
+  ExpectOutput(Run({"log", "--grep", "contrast", "--level", "error"}), error);
+  ExpectOutput(Run({"log", "--grep", "contrast", "--lines", "1"}), error);
+  ExpectOutput(Run({"log", "--grep", "hue"}), "");
+  ExpectOutput(Run({"log", "--level", "error", "--json"}),
+               R"({"time":"2026-11-20T22:00:02.000000Z","level":"error","tag":"tag","pid":1,)"
+               R"("message":"contrast 2"})"
+               "\n");
+}
+
+TEST_F(Log, IsChosenFromWhileItIsFollowed) {
+  Append("tint 1\nhue 1\ntint 2\nhue 2\n");
+  const auto follow = Start({"log", "--follow", "--grep", "tint", "--lines", "1"});
+  EXPECT_TRUE(follow->WaitForOut("tint 2\n"));
+  Append("hue 3\ntint 3\n");
+  EXPECT_TRUE(follow->WaitForOut("tint 3\n"));
+  follow->Process().Signal(SIGINT);
+  EXPECT_EQ(follow->Process().Wait(), 0);
+  EXPECT_EQ(follow->Out(), "tint 2\ntint 3\n");
 }
 
 TEST_F(Log, CannotDisturbATerminal) {

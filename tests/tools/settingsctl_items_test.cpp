@@ -34,6 +34,7 @@ class SettingsctlItems : public OnBus {
 TEST_F(SettingsctlItems, TheDescriptionOfAnItemSaysWhatItHas) {
   ExpectOutput(Run({"describe", "picturemode"}),
                "name         Picture Mode\n"
+               "kind         list\n"
                "display ID   MENU_ITEM\n"
                "path         picture/picturemode\n"
                "value        standard (Standard)\n"
@@ -47,13 +48,15 @@ TEST_F(SettingsctlItems, TheDescriptionOfAnItemSaysWhatItHas) {
 }
 
 TEST_F(SettingsctlItems, TheDescriptionAsJsonIsComplete) {
-  ExpectOutput(Run({"describe", "brightness", "--json"}),
-               R"({"item":"brightness","name":"Brightness","displayId":"MENU_ITEM",)"
-               R"("path":"picture/expert/brightness","value":"25","valueName":"25",)"
-               R"("range":{"max":50,"min":-0.5,"step":0.5},"values":[],"children":[],)"
-               R"("visible":true,"pathVisible":false,"enabled":true,"pathEnabled":true,)"
-               R"("disabledBy":[]})"
-               "\n");
+  ExpectOutput(
+      Run({"describe", "brightness", "--json"}),
+      R"({"item":"brightness","name":"Brightness","kind":"range","displayId":"MENU_ITEM",)"
+      R"("path":"picture/expert/brightness","value":"25","valueName":"25",)"
+      R"("preview":null,"kept":null,)"
+      R"("range":{"max":50,"min":-0.5,"step":0.5},"values":[],"valueNames":[],"children":[],)"
+      R"("visible":true,"pathVisible":false,"enabled":true,"pathEnabled":true,)"
+      R"("disabledBy":[]})"
+      "\n");
 }
 
 TEST_F(SettingsctlItems, PathRangeValuesAndChildrenArePrinted) {
@@ -359,6 +362,29 @@ TEST_F(SettingsctlItems, TheTreeShowsValuesAndStates) {
   ExpectOutput(Run({"tree", "expert"}),
                "Expert Settings      expert      hidden\n"
                "└─ Brightness    25  brightness  disabled by org.example.a\n");
+}
+
+TEST_F(SettingsctlItems, AValueThatTheServiceCannotReadIsNoReasonToLeaveItOut) {
+  for (const char* verb : {"export", "toggle", "step"}) {
+    ExpectFailure(Run({verb, "unreadable"}), 1, "the service gave no value of \"unreadable\"");
+  }
+}
+
+TEST_F(SettingsctlItems, AServiceThatDoesNotDescribeItemsCannotEndAPreview) {
+  ExpectFailure(Run({"preview", "--end", "brightness"}), 1, "does not tell previews");
+  ExpectOutput(Run({"export", "picture", "--json"}),
+               "{\"picturemode\":\"standard\",\"brightness\":\"25\"}\n");
+}
+
+TEST_F(SettingsctlItems, WhatTheServiceRefusesIsListedAlthoughTheItemSeemsToTakeIt) {
+  const Outcome outcome = support::RunCommand(
+      {"sh", "-c", R"(echo '{"greeting": "refused", "brightness": 30}' | "$0" import -)",
+       SETTINGSCTL},
+      Variables());
+  EXPECT_EQ(outcome.out, "brightness: 25 → 30\n");
+  EXPECT_THAT(outcome.err, HasSubstr("1 of 2 values not set: \"greeting\" does not accept the "
+                                     "value \"refused\""));
+  EXPECT_EQ(outcome.status, 1);
 }
 
 TEST_F(SettingsctlItems, WhatIsListedIsAskedForInFewMessages) {

@@ -110,7 +110,9 @@ tools::VerbHelps Helps() {
        {{"setctl catalogue schema >catalogue.schema.json"},
         {{ExitCode::kRefused, "the output cannot be written"}}}},
       {"log",
-       {{"setctl log --lines 20 --follow"}, OfLog({{ExitCode::kNotFound, "no such log file"}})}},
+       {{"setctl log --lines 20 --follow", "setctl log --level warning --since 10m",
+         "setctl log --grep 'GetItemValue.*brightness' --json"},
+        OfLog({{ExitCode::kNotFound, "no such log file"}})}},
   };
 }
 

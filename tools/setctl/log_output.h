@@ -12,6 +12,9 @@ namespace setctl {
 struct LogArguments {
   bool follow = false;
   std::optional<int> lines;
+  std::optional<std::string> level;
+  std::optional<std::string> pattern;
+  std::optional<std::string> since;
 };
 
 // The options of a verb that prints a log.

@@ -53,7 +53,7 @@ ExitCode SetAndPrint(const Options& options, const std::string& item, const std:
 
 ExitCode Toggle(const Options& options, const std::string& item, Client& client) {
   const Facts facts = FactsOf(client, item);
-  if (facts.kind != Kind::kSwitch) {
+  if (facts.kind != ItemKind::kSwitch) {
     throw Failure(ExitCode::kUsage,
                   fmt::format("{} is no switch, it {}", Quote(item),
                               HasValue(facts) ? WhatItTakes(facts) : "is a " + ToText(facts.kind)));

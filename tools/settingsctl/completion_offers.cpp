@@ -94,21 +94,24 @@ std::vector<Candidate> ValuesOf(Client& client, const std::string& name) {
   return values;
 }
 
-std::vector<Candidate> Disablers(Client& client, const std::string&) {
+std::vector<Candidate> Apps(Client& client, const std::string&) {
   settings::Batch batch(client);
   std::vector<settings::Answer<std::optional<Names>>> answers;
   for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
     answers.push_back(batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item)));
   }
   batch.Ask();
-  std::set<std::string> all;
+  std::set<std::string> disablers;
   for (const auto& answer : answers) {
     const Names apps = answer.Get().value_or(Names());
-    all.insert(apps.begin(), apps.end());
+    disablers.insert(apps.begin(), apps.end());
   }
+  const Names known = client.Applications();
+  std::set<std::string> all = disablers;
+  all.insert(known.begin(), known.end());
   std::vector<Candidate> candidates;
   for (const std::string& app : all) {
-    candidates.push_back({app, ""});
+    candidates.push_back({app, disablers.count(app) != 0 ? "disables items" : ""});
   }
   return candidates;
 }
@@ -122,6 +125,6 @@ tools::Offer ValueOffer(const Options& options, const std::string& item) {
       options, [&item](Client& client, const std::string&) { return ValuesOf(client, item); });
 }
 
-tools::Offer AppOffer(const Options& options) { return WhenRunning(options, Disablers); }
+tools::Offer AppOffer(const Options& options) { return WhenRunning(options, Apps); }
 
 }  // namespace settingsctl

@@ -17,7 +17,7 @@ tools::Offer ItemOffer(const Options& options);
 // The values of an item: its list, or its numbers if they are few.
 tools::Offer ValueOffer(const Options& options, const std::string& item);
 
-// The applications that disable items.
+// The applications that run or can be started, and those that disable items.
 tools::Offer AppOffer(const Options& options);
 
 }  // namespace settingsctl

@@ -7,7 +7,6 @@
 
 #include "base/number.h"
 #include "settingsctl/format.h"
-#include "settingsctl/questions.h"
 
 namespace settingsctl {
 namespace {
@@ -23,41 +22,68 @@ struct Answers {
   std::optional<Names> children;
 };
 
-Kind KindOf(const Answers& answers) {
+ItemKind KindOf(const Answers& answers) {
   if (answers.values) {
-    return *answers.values == Names{"off", "on"} ? Kind::kSwitch : Kind::kList;
+    return *answers.values == Names{"off", "on"} ? ItemKind::kSwitch : ItemKind::kList;
   }
   if (answers.range) {
-    return Kind::kRange;
+    return ItemKind::kRange;
   }
   // A value of which the service does not say what else it can be.
   if (answers.value) {
-    return Kind::kList;
+    return ItemKind::kList;
   }
-  return answers.children ? Kind::kGroup : Kind::kAction;
+  return answers.children ? ItemKind::kGroup : ItemKind::kAction;
+}
+
+// The service answers in the order of the items, without those that do not exist.
+void AddDescriptions(settings::Client& client, const Names& items,
+                     std::vector<std::optional<Facts>>& facts) {
+  const auto descriptions = client.DescribeItems(items);
+  if (!descriptions) {
+    return;
+  }
+  auto description = descriptions->begin();
+  for (std::size_t i = 0; i < items.size() && description != descriptions->end(); ++i) {
+    if (!facts[i] || description->item != items[i]) {
+      continue;
+    }
+    facts[i]->kind = description->kind;
+    facts[i]->isPreview = description->isPreview;
+    facts[i]->kept = description->kept;
+    for (const settings::NamedValue& value : description->values) {
+      facts[i]->valueNames.push_back(value.name);
+    }
+    ++description;
+  }
 }
 
 }  // namespace
 
-std::string ToText(Kind kind) {
+std::string ToText(ItemKind kind) {
   switch (kind) {
-    case Kind::kGroup:
+    case ItemKind::kGroup:
       return "group";
-    case Kind::kSwitch:
+    case ItemKind::kSwitch:
       return "switch";
-    case Kind::kList:
+    case ItemKind::kList:
       return "list";
-    case Kind::kRange:
+    case ItemKind::kRange:
       return "range";
-    case Kind::kAction:
+    case ItemKind::kAction:
       break;
   }
   return "action";
 }
 
 std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names& items) {
-  std::vector<Answers> all(items.size());
   Questions questions(client);
+  return FactsOf(client, items, questions);
+}
+
+std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names& items,
+                                          Questions& questions) {
+  std::vector<Answers> all(items.size());
   for (std::size_t i = 0; i < items.size(); ++i) {
     questions.Add(settings::ask::GetItemDisplayID(items[i]), all[i].displayId);
     questions.Add(settings::ask::GetItemValue(items[i]), all[i].value);
@@ -66,14 +92,18 @@ std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names&
     questions.Add(settings::ask::GetItemChildList(items[i]), all[i].children);
   }
   questions.Ask();
-  std::vector<std::optional<Facts>> facts;
-  for (Answers& answers : all) {
-    const Kind kind = KindOf(answers);
-    facts.push_back(answers.displayId
-                        ? std::optional(Facts{kind, std::move(answers.value),
-                                              answers.values.value_or(Names()), answers.range})
-                        : std::nullopt);
+  std::vector<std::optional<Facts>> facts(items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (all[i].displayId) {
+      const ItemKind kind = KindOf(all[i]);
+      facts[i].emplace();
+      facts[i]->kind = kind;
+      facts[i]->value = std::move(all[i].value);
+      facts[i]->values = std::move(all[i].values).value_or(Names());
+      facts[i]->range = all[i].range;
+    }
   }
+  AddDescriptions(client, items, facts);
   return facts;
 }
 
@@ -85,8 +115,12 @@ Facts FactsOf(settings::Client& client, const std::string& item) {
   return *std::move(facts);
 }
 
+std::optional<std::string> KeptValue(const Facts& facts) {
+  return facts.kept ? facts.kept->value : facts.value;
+}
+
 bool HasValue(const Facts& facts) {
-  return facts.kind != Kind::kGroup && facts.kind != Kind::kAction;
+  return facts.kind != ItemKind::kGroup && facts.kind != ItemKind::kAction;
 }
 
 bool Takes(const Facts& facts, const std::string& value) {
@@ -106,7 +140,7 @@ bool Takes(const Facts& facts, const std::string& value) {
 std::string WhatItTakes(const Facts& facts) {
   if (!HasValue(facts)) {
     return fmt::format("is {}, it has no value",
-                       facts.kind == Kind::kGroup ? "a group" : "an action");
+                       facts.kind == ItemKind::kGroup ? "a group" : "an action");
   }
   return "takes " + (facts.range ? RangeText(*facts.range) : Joined(facts.values));
 }

@@ -5,26 +5,40 @@
 #include <vector>
 
 #include "settingsctl/items.h"
+#include "settingsctl/questions.h"
 
 namespace settingsctl {
 
-enum class Kind { kGroup, kSwitch, kList, kRange, kAction };
+using settings::ItemKind;
 
 // As a catalogue calls it.
-std::string ToText(Kind kind);
+std::string ToText(ItemKind kind);
 
 // What an item is, what it has and what it takes.
 struct Facts {
-  Kind kind = Kind::kAction;
+  ItemKind kind = ItemKind::kAction;
   std::optional<std::string> value;      // nothing also when the service cannot read it
   Names values;                          // of a list or a switch
   std::optional<settings::Range> range;  // of a range
+
+  // Of a service that describes items: whether the value is a preview, what is kept, and the names
+  // of the values.
+  std::optional<bool> isPreview;
+  std::optional<settings::NamedValue> kept;
+  Names valueNames;
 };
 
-// Nothing for an item that the service does not know.
+// Nothing for an item that the service does not know. What else is to be asked goes into the same
+// messages.
+std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names& items,
+                                          Questions& questions);
 std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names& items);
 // Throws NoSuchItem.
 Facts FactsOf(settings::Client& client, const std::string& item);
+
+// What a set keeps: the value without a preview. As far as the service says: it may be the value
+// in effect.
+std::optional<std::string> KeptValue(const Facts& facts);
 
 bool HasValue(const Facts& facts);
 

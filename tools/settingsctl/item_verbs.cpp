@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 
-#include "settings/batch.h"
 #include "settingsctl/format.h"
 #include "settingsctl/items.h"
 #include "settingsctl/verbs.h"
@@ -18,14 +17,6 @@ using tools::Failure;
 using tools::Quote;
 
 using Verb = ExitCode (*)(const Options& options, const std::string& item, Client& client);
-
-Json::Value RangeJson(const settings::Range& range) {
-  Json::Value json;
-  json["min"] = Number(range.min);
-  json["max"] = Number(range.max);
-  json["step"] = Number(range.step);
-  return json;
-}
 
 void PrintList(const Options& options, const std::string& item, const char* member,
                const Names& list) {
@@ -87,125 +78,6 @@ ExitCode Children(const Options& options, const std::string& item, Client& clien
   return ExitCode::kDone;
 }
 
-struct Description {
-  std::string displayId;
-  std::optional<std::string> name;
-  std::optional<std::string> path;
-  std::optional<std::string> value;
-  std::optional<std::string> valueName;
-  std::optional<settings::Range> range;
-  std::optional<Names> values;
-  std::optional<Names> children;
-  bool visible = false;
-  bool pathVisible = false;
-  bool enabled = false;
-  bool pathEnabled = false;
-  Names apps;
-};
-
-Description Ask(Client& client, const std::string& item) {
-  settings::Batch batch(client);
-  const auto displayId = batch.Add(settings::ask::GetItemDisplayID(item));
-  const auto name = batch.Add(settings::ask::GetItemDisplayName(item));
-  const auto path = batch.Add(settings::ask::GetItemPath(item));
-  const auto value = batch.Add(settings::ask::GetItemValue(item));
-  const auto valueName = batch.Add(settings::ask::GetItemValueName(item));
-  const auto values = batch.Add(settings::ask::GetItemDataList(item));
-  const auto range = batch.Add(settings::ask::GetItemMinMaxStepValue(item));
-  const auto children = batch.Add(settings::ask::GetItemChildList(item));
-  const auto visible = batch.Add(settings::ask::GetItemVisible(item));
-  const auto pathVisible = batch.Add(settings::ask::GetItemPathVisible(item));
-  const auto enabled = batch.Add(settings::ask::GetItemEnable(item));
-  const auto pathEnabled = batch.Add(settings::ask::GetItemPathEnable(item));
-  const auto apps = batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item));
-  batch.Ask();
-  if (!displayId.Get() || !apps.Get()) {
-    throw NoSuchItem(client, item);
-  }
-  Description is;
-  is.displayId = *displayId.Get();
-  is.name = name.Get();
-  is.path = path.Get();
-  is.value = value.Get();
-  if (is.value) {
-    is.valueName = valueName.Get();
-    is.values = values.Get();
-    is.range = is.values ? std::nullopt : range.Get();
-  } else {
-    is.children = children.Get();
-  }
-  is.visible = visible.Get().value_or(false);
-  is.pathVisible = pathVisible.Get().value_or(false);
-  is.enabled = enabled.Get().value_or(false);
-  is.pathEnabled = pathEnabled.Get().value_or(false);
-  is.apps = *apps.Get();
-  return is;
-}
-
-std::string StateText(bool item, bool path) {
-  if (!item) {
-    return "no";
-  }
-  return path ? "yes" : "yes, but not the groups above it";
-}
-
-void PrintText(const Description& is) {
-  const auto print = [](const char* label, const std::string& text) {
-    tools::PrintLine(fmt::format("{:<13}{}", label, text));
-  };
-  print("name", tools::Escape(is.name.value_or("")));
-  print("display ID", tools::Escape(is.displayId));
-  print("path", tools::Escape(is.path.value_or("")));
-  if (is.value) {
-    print("value", ValueText(*is.value, is.valueName.value_or("")));
-  }
-  if (is.range) {
-    print("range", RangeText(*is.range));
-  }
-  if (is.values) {
-    print("values", Joined(*is.values));
-  }
-  if (is.children) {
-    print("children", Joined(*is.children));
-  }
-  print("visible", StateText(is.visible, is.pathVisible));
-  print("enabled", StateText(is.enabled, is.pathEnabled));
-  if (!is.apps.empty()) {
-    print("disabled by", Joined(is.apps));
-  }
-}
-
-Json::Value OrNull(const std::optional<std::string>& text) {
-  return text ? Json::Value(*text) : Json::Value();
-}
-
-std::string DescriptionJson(const std::string& item, const Description& is) {
-  return tools::JsonLine({{"item", item},
-                          {"name", OrNull(is.name)},
-                          {"displayId", is.displayId},
-                          {"path", OrNull(is.path)},
-                          {"value", OrNull(is.value)},
-                          {"valueName", OrNull(is.valueName)},
-                          {"range", is.range ? RangeJson(*is.range) : Json::Value()},
-                          {"values", Array(is.values.value_or(Names()))},
-                          {"children", Array(is.children.value_or(Names()))},
-                          {"visible", is.visible},
-                          {"pathVisible", is.pathVisible},
-                          {"enabled", is.enabled},
-                          {"pathEnabled", is.pathEnabled},
-                          {"disabledBy", Array(is.apps)}});
-}
-
-ExitCode Describe(const Options& options, const std::string& item, Client& client) {
-  const Description description = Ask(client, item);
-  if (options.json) {
-    tools::PrintLine(DescriptionJson(item, description));
-  } else {
-    PrintText(description);
-  }
-  return ExitCode::kDone;
-}
-
 void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& name,
                  const std::string& description, Verb verb) {
   auto item = std::make_shared<std::string>();
@@ -219,7 +91,6 @@ void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& n
 }  // namespace
 
 void AddItemVerbs(tools::Tool& tool, const Options& options) {
-  AddItemVerb(tool, options, "describe", "Print everything about an item", Describe);
   AddItemVerb(tool, options, "range", "Print an item's minimum, maximum and step", Range);
   AddItemVerb(tool, options, "values", "Print the values that an item can have", Values);
   AddItemVerb(tool, options, "path", "Print where an item is in the menu", Path);

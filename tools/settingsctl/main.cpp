@@ -29,6 +29,8 @@ int main(int argc, char** argv) {
   settingsctl::AddValueVerbs(tool, options);
   settingsctl::AddAdjustingVerbs(tool, options);
   settingsctl::AddTransferVerbs(tool, options);
+  settingsctl::AddDescribeVerb(tool, options);
+  settingsctl::AddPreviewVerb(tool, options);
   settingsctl::AddItemVerbs(tool, options);
   settingsctl::AddTreeVerb(tool, options);
   settingsctl::AddStateVerbs(tool, options);

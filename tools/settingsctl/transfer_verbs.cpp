@@ -35,10 +35,11 @@ ExitCode Export(const Options& options, const std::string& top, Client& client) 
     if (!facts[i] || !HasValue(*facts[i])) {
       continue;
     }
-    if (!facts[i]->value) {
+    const std::optional<std::string> value = KeptValue(*facts[i]);
+    if (!value) {
       throw Failure(ExitCode::kRefused, "the service gave no value of " + Quote(items[i]));
     }
-    values.emplace_back(items[i], *facts[i]->value);
+    values.emplace_back(items[i], *value);
   }
   tools::PrintLine(ValuesText(values, options.json));
   return ExitCode::kDone;
@@ -50,8 +51,8 @@ std::optional<std::string> TextOf(const Json::Value& value, const Facts& facts) 
     return value.asString();
   }
   if (value.isBool()) {
-    return facts.kind == Kind::kSwitch ? std::optional(value.asBool() ? "on" : "off")
-                                       : std::nullopt;
+    return facts.kind == ItemKind::kSwitch ? std::optional(value.asBool() ? "on" : "off")
+                                           : std::nullopt;
   }
   if (value.type() == Json::realValue) {
     return base::DecimalText(value.asDouble());
@@ -134,11 +135,12 @@ ExitCode Import(const Options& options, const ImportArguments& arguments,
       continue;
     }
     const std::optional<std::string> text = TextOf(value, facts);
-    if (text && facts.value && IsSame(facts, *facts.value, *text)) {
+    const std::optional<std::string> kept = KeptValue(facts);
+    if (text && kept && !facts.isPreview.value_or(false) && IsSame(facts, *kept, *text)) {
       continue;
     }
     if (text && SetOrTry(arguments, item, *text, facts, client)) {
-      PrintChange(options, item, facts.value, *text);
+      PrintChange(options, item, kept, *text);
     } else {
       complaints.Add(item, value, NotAccepted(client, item, text ? *text : tools::JsonText(value)));
     }

@@ -9,6 +9,8 @@ namespace settingsctl {
 void AddValueVerbs(tools::Tool& tool, const Options& options);
 void AddAdjustingVerbs(tools::Tool& tool, const Options& options);
 void AddTransferVerbs(tools::Tool& tool, const Options& options);
+void AddDescribeVerb(tools::Tool& tool, const Options& options);
+void AddPreviewVerb(tools::Tool& tool, const Options& options);
 void AddItemVerbs(tools::Tool& tool, const Options& options);
 void AddTreeVerb(tools::Tool& tool, const Options& options);
 void AddStateVerbs(tools::Tool& tool, const Options& options);

@@ -18,7 +18,7 @@ enum class ErrorCode {
   kTimedOut,        // no answer in time; a request may still be carried out
   kInvalidMessage,  // the service cannot read the request; it did nothing
   kFailed,          // the service or the bus could not do it
-  kNotAllowed,      // the bus refuses this program, or access to the service
+  kNotAllowed,      // the bus refuses this program, or the service refuses the request
   kBus,             // the bus cannot be reached, or the connection to it is lost
   kProtocol,        // not an answer that the settings service gives
 };
@@ -89,6 +89,22 @@ struct Explanation {
   bool visible = false;  // the item's own states
   bool enabled = false;
   std::vector<Reason> reasons;
+};
+
+enum class ItemKind { kGroup, kSwitch, kList, kRange, kAction };
+
+struct NamedValue {
+  std::string value;
+  std::string name;  // in the menu language
+};
+
+// What an item is. A group and an action have no value.
+struct ItemDescription {
+  std::string item;
+  ItemKind kind = ItemKind::kAction;
+  bool isPreview = false;          // whether its value is shown without being kept,
+  std::optional<NamedValue> kept;  // and what is kept
+  std::vector<NamedValue> values;  // of a list or a switch, in the order of the menu
 };
 
 // The bounds of an item and the distance between its values, as the menu shows them.
@@ -184,6 +200,10 @@ class [[gnu::visibility("default")]] Client {
   // kProtocol when the service cannot explain.
   std::optional<Explanation> Explain(const std::string& item);
 
+  // What the items are, in their order, without those that do not exist. Nothing when the service
+  // does not describe items.
+  std::optional<std::vector<ItemDescription>> DescribeItems(const std::vector<std::string>& items);
+
   // Why the service's key store failed since `begin`. Nothing when it did not fail, or when the
   // service does not say.
   std::optional<std::string> StoreFailureSince(std::chrono::steady_clock::time_point begin);
@@ -191,6 +211,9 @@ class [[gnu::visibility("default")]] Client {
   // Whether `name` can be an application's: a bus name that is not a connection's, the bus's, its
   // services' or the set's (org.freedesktop.*, org.nuvra.service.*).
   static bool IsApplicationId(const std::string& name);
+
+  // The IDs of the applications that run or that the bus can start, in order.
+  std::vector<std::string> Applications();
 
   // Makes `name` a bus name of this connection until the client is destroyed, so that the service
   // takes this program for the application with that ID and releases what it disabled when it ends,

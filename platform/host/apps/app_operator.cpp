@@ -108,20 +108,13 @@ int AppOperator::m_Check(int result) const {
   return result;
 }
 
-std::set<std::string> AppOperator::Installed() { return m_Names(false); }
+std::set<std::string> AppOperator::Installed() { return m_List(bus::Applications::kInstalled); }
 
-std::set<std::string> AppOperator::Running() { return m_Names(true); }
+std::set<std::string> AppOperator::Running() { return m_List(bus::Applications::kRunning); }
 
-std::set<std::string> AppOperator::m_Names(bool running) {
-  char** names = nullptr;
-  m_Check(running ? sd_bus_list_names(m_Bus.get(), &names, nullptr)
-                  : sd_bus_list_names(m_Bus.get(), nullptr, &names));
+std::set<std::string> AppOperator::m_List(bus::Applications which) {
   std::set<std::string> ids;
-  for (const std::string& name : bus::TakeTexts(names)) {
-    if (bus::IsApplicationId(name)) {
-      ids.insert(name);
-    }
-  }
+  m_Check(bus::ListApplications(m_Bus.get(), which, ids));
   return ids;
 }
 

@@ -47,7 +47,7 @@ class AppOperator {
   void Stop(const std::string& id, bool byForce);
 
  private:
-  std::set<std::string> m_Names(bool running);
+  std::set<std::string> m_List(bus::Applications which);
   int m_Check(int result) const;
   AppOwner m_ExistingOwner(const std::string& id);
   bus::Message m_MakeCall(const std::string& id, const char* method);

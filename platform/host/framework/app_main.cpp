@@ -79,7 +79,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   ServiceBus& bus = g_Host.serviceBus.Get([&] { return new ServiceBus(line.bus); });
   g_Host.nameOwners.Get([&] { return new NameOwners(bus.Get()); });
   // Whoever sees the name finds the object, too.
-  ServiceObject object(bus.Get(), service);
+  ServiceObject object(bus, service);
   AddInterfaces(object);
   const std::string name = ServiceBusName(service.ServiceName());
   bus.TakeName(name);
@@ -134,7 +134,7 @@ int RunLogged(const char* program, const CommandLine& line, Nuvra::TCDaemonServi
 int Main(int argc, char** argv, Nuvra::TCDaemonService& service) {
   // Ending half way through the start would end nothing in order: until the main loop takes over
   // the signals, they wait.
-  BlockEndSignals();
+  BlockSignals();
   try {
     const CommandLine line = ReadCommandLine(argc, argv);
     SetEnvironment(line.environment);

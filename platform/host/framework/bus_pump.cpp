@@ -122,9 +122,9 @@ struct BusPump::Impl {
   // Called for each message that was read, before anybody else sees it.
   static int OnMessage(sd_bus_message* message, void* self, sd_bus_error*) {
     // What was sent before an application came or went is served before that becomes known.
-    if (RequestQueue* const waiting = static_cast<Impl*>(self)->Waiting();
-        waiting != nullptr && IsNewsOfApplication(message)) {
-      waiting->ServeAll();
+    if (RequestQueue* const requests = static_cast<Impl*>(self)->requests;
+        requests != nullptr && !requests->IsIdle() && IsNewsOfApplication(message)) {
+      requests->ServeAll();
     }
     CatchUpBeforeMessage();
     return 0;
@@ -210,7 +210,7 @@ struct BusPump::Impl {
     dispatching = false;
   }
 
-  // Null while no request waits.
+  // Null while no request waits to be served.
   RequestQueue* Waiting() const {
     return requests != nullptr && !requests->IsEmpty() ? requests : nullptr;
   }

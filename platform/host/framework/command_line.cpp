@@ -17,6 +17,7 @@ constexpr char kFooter[] =
     "  SETTINGS_ROOT               root directory of the set, unless --root is given\n"
     "  SETTINGS_MODEL              the model's features, unless --model is given\n"
     "  SETTINGS_DATA_DIR           catalogue and models\n"
+    "  SETTINGS_CONFIG_DIR         access.json, which says who may change what\n"
     "  DBUS_SESSION_BUS_ADDRESS    the session bus\n"
     "\n"
     "Exit status: 0 stopped by a signal, 1 failed, 2 wrong usage, 5 already running,\n"

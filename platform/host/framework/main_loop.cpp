@@ -29,24 +29,28 @@ namespace {
 // in the home directory and ends the process when it cannot, and in either it looks for a debugger
 // that takes over the process. Nothing here uses any of that. So while Eina starts, the directory
 // is a path at which nothing can exist.
-class EinaStart {
+//
+// Ecore would feed the service manager's watchdog by a timer of its own, whatever the service does,
+// and take the variable away from the service's watchdog. So Ecore does not see it.
+class EflStart {
  public:
-  EinaStart() {
+  EflStart() {
     // A different array of variables instead of a changed one, and one that stays: a thread that is
     // looking up a variable finishes in the array that it began to read.
     std::vector<char*>& variables = g_Host.startVariables.Get();
     variables = {const_cast<char*>(kNoRuntimeDirectory)};
     for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
-      if (!std::string_view(*variable).starts_with("XDG_RUNTIME_DIR=")) {
+      const std::string_view text(*variable);
+      if (!text.starts_with("XDG_RUNTIME_DIR=") && !text.starts_with("WATCHDOG_USEC=")) {
         variables.push_back(*variable);
       }
     }
     variables.push_back(nullptr);
     environ = variables.data();
   }
-  ~EinaStart() { environ = m_OwnVariables; }
-  EinaStart(const EinaStart&) = delete;
-  EinaStart& operator=(const EinaStart&) = delete;
+  ~EflStart() { environ = m_OwnVariables; }
+  EflStart(const EflStart&) = delete;
+  EflStart& operator=(const EflStart&) = delete;
 
  private:
   static constexpr char kNoRuntimeDirectory[] = "XDG_RUNTIME_DIR=/dev/null";
@@ -81,24 +85,27 @@ struct MainLoop::Impl {
 };
 
 MainLoop::MainLoop() : m_Impl(std::make_unique<Impl>()) {
-  BlockEndSignals();
+  BlockSignals();
   m_Impl->quit = TakeWaitingEndSignal();
   // Starting Eina resets who receives its log, so it starts first.
+  bool started = false;
   {
-    const EinaStart start;
+    const EflStart start;
     eina_init();
+    TakeEflLog();
+    TakeLostSignal();
+    started = InitEcore() > 0;
+    eina_shutdown();
   }
-  TakeEflLog();
-  TakeLostSignal();
-  const bool started = InitEcore() > 0;
-  eina_shutdown();
+  // Whoever reads the configuration does so later.
+  TakeWaitingReloadSignal();
   if (!started) {
     throw std::runtime_error("Ecore cannot be started");
   }
   g_Host.hasMainLoop = true;
   m_Impl->signalsOfEcore =
       ecore_event_handler_add(ECORE_EVENT_SIGNAL_EXIT, Impl::OnSignalOfEcore, m_Impl.get());
-  BlockEndSignals();
+  BlockSignals();
   m_Impl->quit = m_Impl->quit || TakeLostSignal();
   m_Impl->endSignals = OpenEndSignals();
   m_Impl->endSignalWatch.emplace(m_Impl->endSignals, [this] {
@@ -130,7 +137,7 @@ bool MainLoopExists() {
     return true;
   }
   const SignalKeeper signals;
-  const EinaStart start;
+  const EflStart start;
   // Ecore offers no other way to tell how often it was initialised.
   const bool exists = InitEcore() > 1;
   ecore_shutdown();

@@ -32,7 +32,7 @@ int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
   Guarded("nuvra", "an exception left the answer about a bus name", [&] {
     const char* owner = nullptr;
     // An error says that the name no longer has an owner.
-    if (sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
+    if (bus::IsFromBus(reply) && sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
         sd_bus_message_read(reply, "s", &owner) > 0) {
       question.owners->insert_or_assign(question.name, owner);
     }
@@ -85,12 +85,18 @@ int NameOwners::OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_e
   const char* oldOwner = nullptr;
   const char* newOwner = nullptr;
   const int read = sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner);
-  // Connections' own names come and go with every client, and do not matter here.
-  if (read < 0 || *name == ':') {
-    return read < 0 ? read : 0;
+  if (read < 0) {
+    return read;
   }
   auto& owners = *static_cast<NameOwners*>(self);
   Guarded("nuvra", "an exception left the news of a bus name", [&] {
+    // Connections' own names come and go with every client.
+    if (*name == ':') {
+      if (*newOwner == '\0' && owners.m_EndListener) {
+        owners.m_EndListener(name);
+      }
+      return;
+    }
     owners.Note(name, newOwner);
     // Kept beyond the call, which may replace it.
     if (const Listener listener = owners.m_Listener) {

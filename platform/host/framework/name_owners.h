@@ -36,6 +36,12 @@ class NameOwners {
   // listener.
   void Listen(Listener listener) { m_Listener = std::move(listener); }
 
+  // From now on `listener` is called for each connection that ended, with its unique name. It
+  // replaces the previous one; an empty one ends that. It must not set another one.
+  void ListenToEnds(std::function<void(const std::string& connection)> listener) {
+    m_EndListener = std::move(listener);
+  }
+
   // Those of the running service; null when none is running.
   static NameOwners* Current();
 
@@ -47,6 +53,7 @@ class NameOwners {
   std::string m_BusId;
   std::map<std::string, std::string> m_Owners;
   Listener m_Listener;
+  std::function<void(const std::string& connection)> m_EndListener;
   bus::Slot m_Slot;
 };
 

@@ -3,40 +3,50 @@
 #include <sys/signalfd.h>
 
 #include <cerrno>
+#include <initializer_list>
 #include <system_error>
 
 namespace host {
 namespace {
 
-sigset_t EndSignals() {
+sigset_t SetOf(std::initializer_list<int> numbers) {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
+  for (const int number : numbers) {
+    sigaddset(&signals, number);
+  }
   return signals;
 }
 
-}  // namespace
+sigset_t EndSignals() { return SetOf({SIGTERM, SIGINT}); }
 
-void BlockEndSignals() {
-  const sigset_t signals = EndSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
+sigset_t ReloadSignals() { return SetOf({SIGHUP}); }
 
-bool TakeWaitingEndSignal() {
-  const sigset_t signals = EndSignals();
+bool TakeWaiting(const sigset_t& signals) {
   const timespec atOnce{};
   return sigtimedwait(&signals, nullptr, &atOnce) > 0;
 }
 
-int OpenEndSignals() {
-  const sigset_t signals = EndSignals();
+int Open(const sigset_t& signals) {
   const int fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
   if (fd < 0) {
     throw std::system_error(errno, std::generic_category(), "signalfd");
   }
   return fd;
 }
+
+}  // namespace
+
+void BlockSignals() {
+  const sigset_t signals = SetOf({SIGTERM, SIGINT, SIGHUP});
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+bool TakeWaitingEndSignal() { return TakeWaiting(EndSignals()); }
+bool TakeWaitingReloadSignal() { return TakeWaiting(ReloadSignals()); }
+
+int OpenEndSignals() { return Open(EndSignals()); }
+int OpenReloadSignals() { return Open(ReloadSignals()); }
 
 SignalKeeper::SignalKeeper() {
   pthread_sigmask(SIG_SETMASK, nullptr, &m_Blocked);

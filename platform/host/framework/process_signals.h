@@ -7,16 +7,18 @@
 
 namespace host {
 
-// Blocks SIGTERM and SIGINT in the calling thread, and so in all threads and programs that it
-// starts from then on.
-void BlockEndSignals();
+// SIGTERM and SIGINT ask the process to end, SIGHUP to read its configuration again. Blocks them in
+// the calling thread, and so in all threads and programs that it starts from then on.
+void BlockSignals();
 
-// Takes a blocked, pending SIGTERM or SIGINT of the calling thread. Returns whether there was one.
+// Take a blocked, pending signal of the calling thread. Return whether there was one.
 bool TakeWaitingEndSignal();
+bool TakeWaitingReloadSignal();
 
-// A new file descriptor, the caller's, that can be read when a blocked SIGTERM or SIGINT is
-// pending. Throws std::system_error.
+// A new file descriptor, the caller's, that can be read when such a blocked signal is pending.
+// Throw std::system_error.
 int OpenEndSignals();
+int OpenReloadSignals();
 
 // At its end restores what the process does with the signals that Ecore uses, and which signals, of
 // all, the calling thread blocks: Ecore leaves both changed.

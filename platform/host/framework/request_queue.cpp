@@ -2,6 +2,9 @@
 // is stuck behind a thousand of another. So the line is read faster than it is served. Whoever has
 // been served in this turn of the main loop waits in a line of its own, and these lines are served
 // in turns, one request each.
+//
+// Who a client is, the bus is asked when a request first depends on it, so that questions cost
+// nothing. Until the answer the client's line stands aside.
 
 #include "framework/request_queue.h"
 
@@ -12,6 +15,7 @@
 
 #include "framework/before_messages.h"
 #include "framework/message_text.h"
+#include "framework/name_owners.h"
 #include "system/error_log.h"
 #include "system/exception_border.h"
 
@@ -20,6 +24,7 @@ namespace {
 
 constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
 constexpr char kFailed[] = "org.nuvra.Error.Failed";
+constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 
 constexpr std::size_t kMaxWaitingCalls = 4096;
 constexpr std::size_t kMaxWaitingBytes = 16 * 1024 * 1024;
@@ -59,20 +64,45 @@ std::size_t SizeOf(sd_bus_message* call) {
 
 }  // namespace
 
+RequestQueue::RequestQueue(const ServiceBus& bus, const Access& access,
+                           Nuvra::TCDaemonService& service)
+    : m_Access(access),
+      m_Service(service),
+      m_Callers(bus.Get(), bus.IsSystem(), [this](const std::string& client) { Resume(client); }) {
+  if (NameOwners* const owners = NameOwners::Current()) {
+    owners->ListenToEnds([this](const std::string& connection) { Forget(connection); });
+  }
+}
+
+RequestQueue::~RequestQueue() {
+  if (NameOwners* const owners = NameOwners::Current()) {
+    owners->ListenToEnds({});
+  }
+}
+
 int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
-  return Take(call, error, [this](sd_bus_message* taken) { ServeOne(taken); });
+  return TakeCall(call, error, [this](sd_bus_message* taken) { return ServeOne(taken); });
 }
 
 int RequestQueue::Take(sd_bus_message* call, sd_bus_error* error,
                        std::function<void(sd_bus_message*)> serve) {
+  return TakeCall(call, error, [serve = std::move(serve)](sd_bus_message* taken) {
+    serve(taken);
+    return true;
+  });
+}
+
+int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve) {
   try {
-    if (ServesOnTheSpot(call)) {
-      serve(call);
-    } else {
+    const bool isOnTheSpot = ServesOnTheSpot(call);
+    if (!isOnTheSpot || !serve(call)) {
       Call waits(call);
       waits.serve = std::move(serve);
       waits.size = SizeOf(call);
       Enqueue(std::move(waits));
+      if (isOnTheSpot) {
+        Postpone(SenderOf(call));
+      }
     }
     return 1;
   } catch (...) {
@@ -116,8 +146,9 @@ bool RequestQueue::IsFull() const {
 
 bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
   std::string sender = SenderOf(call);
-  if (!IsEmpty() || std::find(m_ServedOnTheSpot.begin(), m_ServedOnTheSpot.end(), sender) !=
-                        m_ServedOnTheSpot.end()) {
+  if (!IsEmpty() || m_Unknown.contains(sender) ||
+      std::find(m_ServedOnTheSpot.begin(), m_ServedOnTheSpot.end(), sender) !=
+          m_ServedOnTheSpot.end()) {
     return false;
   }
   m_ServedOnTheSpot.push_back(std::move(sender));
@@ -127,7 +158,30 @@ bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
 void RequestQueue::Enqueue(Call call) {
   m_WaitingBytes += call.size;
   ++m_WaitingCalls;
-  m_Clients[SenderOf(call.message.get())].push_back(std::move(call));
+  const std::string sender = SenderOf(call.message.get());
+  (m_Unknown.contains(sender) ? m_Unknown : m_Clients)[sender].push_back(std::move(call));
+}
+
+void RequestQueue::Postpone(const std::string& client) {
+  m_Unknown.insert(m_Clients.extract(client));
+  m_Callers.Ask(client);
+}
+
+void RequestQueue::Resume(const std::string& client) {
+  if (!m_Callers.Find(client)->isKnown) {
+    m_Ended.insert(client);
+  }
+  if (m_Unknown.contains(client)) {
+    m_Clients.insert(m_Unknown.extract(client));
+  }
+}
+
+void RequestQueue::Forget(const std::string& connection) {
+  if (m_Clients.contains(connection) || m_Unknown.contains(connection)) {
+    m_Ended.insert(connection);
+  } else {
+    m_Callers.Forget(connection);
+  }
 }
 
 void RequestQueue::ServeFor(std::chrono::microseconds limit) {
@@ -141,7 +195,12 @@ void RequestQueue::ServeFor(std::chrono::microseconds limit) {
 }
 
 void RequestQueue::ServeAll() {
-  while (!IsEmpty()) {
+  while (!IsIdle()) {
+    if (IsEmpty()) {
+      const std::string client = m_Unknown.begin()->first;
+      m_Callers.AskAndWait(client);
+      Resume(client);
+    }
     ServeNextClient();
   }
 }
@@ -153,29 +212,35 @@ void RequestQueue::ServeNextClient() {
   }
   m_LastServed = client->first;
   Call& call = client->second.front();
+  bool isServed = true;
   bool isDone = true;
   CatchUpBeforeMessage();
   if (!Guarded("nuvra", "an exception left a request", [&] {
         if (call.serve) {
-          call.serve(call.message.get());
+          isServed = call.serve(call.message.get());
         } else {
-          ServeNextOf(call);
+          isServed = ServeNextOf(call);
           isDone = call.served == call.requests.size();
         }
       })) {
     ReplyError(call.message.get(), kFailed, "the reply could not be made");
   }
-  if (isDone) {
+  if (!isServed) {
+    Postpone(m_LastServed);
+  } else if (isDone) {
     --m_WaitingCalls;
     m_WaitingBytes -= call.size;
     client->second.pop_front();
     if (client->second.empty()) {
+      if (m_Ended.erase(client->first) > 0) {
+        m_Callers.Forget(client->first);
+      }
       m_Clients.erase(client);
     }
   }
 }
 
-RequestQueue::Outcome RequestQueue::Serve(const char* sender, const Request& request) {
+RequestQueue::Outcome RequestQueue::Serve(const std::string& sender, const Request& request) {
   Outcome outcome;
   const auto failed = [&](const char* error, std::string message) {
     outcome.error = error;
@@ -189,8 +254,16 @@ RequestQueue::Outcome RequestQueue::Serve(const char* sender, const Request& req
     if (!ParseBody({request.text, strnlen(request.text, kMaxBodySize + 1)}, message.body, fault)) {
       return failed(kInvalidMessage, fault);
     }
+    Judgement judgement = m_Access.Judge(sender, m_Callers.Find(sender), message.body);
+    if (judgement.kind == Judgement::Kind::kRefused) {
+      return failed(kAccessDenied, std::move(judgement.reason));
+    }
+    outcome.isUnknown = judgement.kind == Judgement::Kind::kNeedsCaller;
+    if (outcome.isUnknown) {
+      return outcome;
+    }
     Nuvra::TCMessage reply;
-    if (!m_Service.IfMessageReceived(sender, &message, &reply, "")) {
+    if (!m_Service.IfMessageReceived(sender.c_str(), &message, &reply, "")) {
       return failed(kFailed, "the service refused the request");
     }
     outcome.type = reply.type;
@@ -202,16 +275,21 @@ RequestQueue::Outcome RequestQueue::Serve(const char* sender, const Request& req
   }
 }
 
-void RequestQueue::ServeOne(sd_bus_message* call) {
+// False, with nothing done, while the caller must become known first.
+bool RequestQueue::ServeOne(sd_bus_message* call) {
   Request request{};
   if (sd_bus_message_read(call, "is", &request.type, &request.text) < 0) {
     ReplyError(call, kInvalidMessage, "the message is damaged or not UTF-8");
-    return;
+    return true;
   }
-  const Outcome outcome = Serve(SenderOf(call).c_str(), request);
+  const Outcome outcome = Serve(SenderOf(call), request);
+  if (outcome.isUnknown) {
+    sd_bus_message_rewind(call, true);
+    return false;
+  }
   if (outcome.error != nullptr) {
     ReplyError(call, outcome.error, outcome.message);
-    return;
+    return true;
   }
   if (sd_bus_message_get_expect_reply(call) > 0) {
     const int result =
@@ -222,15 +300,20 @@ void RequestQueue::ServeOne(sd_bus_message* call) {
       ReplyError(call, kFailed, Unsent(result));
     }
   }
+  return true;
 }
 
-// One request of a list; after the last one the reply is sent.
-void RequestQueue::ServeNextOf(Call& call) {
+// One request of a list, as ServeOne does; after the last one the reply is sent.
+bool RequestQueue::ServeNextOf(Call& call) {
   if (call.served < call.requests.size()) {
-    const Request& request = call.requests[call.served++];
-    Outcome outcome = Serve(SenderOf(call.message.get()).c_str(), request);
+    const Request& request = call.requests[call.served];
+    Outcome outcome = Serve(SenderOf(call.message.get()), request);
+    if (outcome.isUnknown) {
+      return false;
+    }
+    ++call.served;
     if (call.reply == nullptr) {
-      return;
+      return true;
     }
     if (outcome.error == nullptr && call.replySize + outcome.body.size() > kMaxSentBodySize) {
       outcome.error = kFailed;
@@ -253,6 +336,7 @@ void RequestQueue::ServeNextOf(Call& call) {
       ReplyError(call.message.get(), kFailed, Unsent(result));
     }
   }
+  return true;
 }
 
 }  // namespace host

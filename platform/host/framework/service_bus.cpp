@@ -28,7 +28,8 @@ std::string Describe(const std::string& choice) {
 
 }  // namespace
 
-ServiceBus::ServiceBus(const std::string& choice) : m_Description(Describe(choice)) {
+ServiceBus::ServiceBus(const std::string& choice)
+    : m_IsSystem(choice == "system"), m_Description(Describe(choice)) {
   int result = bus::Connect(choice, std::nullopt, m_Bus);
   const char* address = nullptr;
   if (result >= 0) {

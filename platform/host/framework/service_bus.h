@@ -31,6 +31,9 @@ class ServiceBus {
 
   sd_bus* Get() const { return m_Bus.get(); }
 
+  // Whether it was chosen as the system bus, to which more than one user connects.
+  bool IsSystem() const { return m_IsSystem; }
+
   // Takes the well-known name, without replacing an owner or waiting for one. Throws StartFailure.
   void TakeName(const std::string& name);
 
@@ -47,6 +50,7 @@ class ServiceBus {
   std::string DescribeOwner(const std::string& name) const;
   void WarnOfHeir(const std::string& name) const;
 
+  const bool m_IsSystem;
   const std::string m_Description;  // "the session bus"
   bus::Connection m_Bus;
 };

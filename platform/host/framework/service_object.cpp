@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "framework/store_failure.h"
+#include "system/environment.h"
 
 namespace host {
 namespace {
@@ -17,7 +18,7 @@ int OnRequestAll(sd_bus_message* message, void* requests, sd_bus_error* error) {
 
 constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    // Who may call is up to the bus's own rules.
+    // Who may call is up to the bus's own rules, and what up to Access.
     SD_BUS_METHOD_WITH_NAMES("Request", "is", SD_BUS_PARAM(type) SD_BUS_PARAM(body), "is",
                              SD_BUS_PARAM(type) SD_BUS_PARAM(body), OnRequest,
                              SD_BUS_VTABLE_UNPRIVILEGED),
@@ -50,8 +51,11 @@ std::string ServiceObjectPath(const std::string& serviceName) {
   return "/org/nuvra/service/" + serviceName;
 }
 
-ServiceObject::ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service)
-    : m_Bus(bus), m_Path(ServiceObjectPath(service.ServiceName())), m_Requests(service) {
+ServiceObject::ServiceObject(const ServiceBus& bus, Nuvra::TCDaemonService& service)
+    : m_Bus(bus.Get()),
+      m_Path(ServiceObjectPath(service.ServiceName())),
+      m_Access(GetEnvironment().configDir / "access.json"),
+      m_Requests(bus, m_Access, service) {
   Add(kServiceInterface, kVtable, &m_Requests);
   Add(kKeyStoreInterface, kKeyStoreVtable, nullptr);
 }

@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "bus/bus.h"
+#include "framework/access.h"
 #include "framework/request_queue.h"
+#include "framework/service_bus.h"
 #include "nuvra/daemon_service.h"
 
 namespace host {
@@ -15,12 +17,13 @@ inline constexpr char kKeyStoreInterface[] = "org.nuvra.KeyStore1";
 std::string ServiceBusName(const std::string& serviceName);
 std::string ServiceObjectPath(const std::string& serviceName);
 
-// Makes a service an object on a connection: requests that arrive there go to the service, and
-// their replies back. Main-loop thread only.
+// Makes a service an object on a connection: requests that arrive there, and that their callers may
+// make, go to the service, and their replies back. Main-loop thread only.
 class ServiceObject {
  public:
-  // The service is referenced. Throws std::system_error when the object cannot be registered.
-  ServiceObject(sd_bus* bus, Nuvra::TCDaemonService& service);
+  // Bus and service are referenced; there must be a main loop. Throws std::system_error when the
+  // object cannot be registered.
+  ServiceObject(const ServiceBus& bus, Nuvra::TCDaemonService& service);
 
   // Adds an interface. `vtable` and `userData`, which its functions get, must outlive the object.
   // Throws std::system_error when it cannot be registered.
@@ -36,6 +39,7 @@ class ServiceObject {
  private:
   sd_bus* const m_Bus;
   const std::string m_Path;
+  Access m_Access;
   RequestQueue m_Requests;
   std::vector<bus::Slot> m_Slots;
 };

@@ -15,6 +15,7 @@
 #include "framework/object_interfaces.h"
 #include "framework/service_bus.h"
 #include "framework/service_object.h"
+#include "items/description.h"
 #include "items/explanation.h"
 #include "items/host_inputs.h"
 #include "items/item_changes.h"
@@ -34,6 +35,9 @@ constexpr char kInterface[] = "org.nuvra.Items1";
 
 // Far from the most that one message carries, however long the names of the values are.
 constexpr std::size_t kItemsAtOnce = 1000;
+
+// They are described in one go, for which everybody else waits.
+constexpr std::size_t kMostDescribed = 256;
 
 void AnswerExplain(sd_bus_message* call) {
   const char* id = nullptr;
@@ -59,10 +63,52 @@ int OnExplain(sd_bus_message* call, void* requests, sd_bus_error* error) {
   return static_cast<RequestQueue*>(requests)->Take(call, error, AnswerExplain);
 }
 
+void RefuseDescribe(sd_bus_message* call, const char* why) {
+  sd_bus_reply_method_errorf(call, "org.nuvra.Error.InvalidMessage", "%s", why);
+}
+
+void AnswerDescribe(sd_bus_message* call) {
+  Json::Value body;
+  Json::Value& items = body["items"] = Json::arrayValue;
+  try {
+    int result = sd_bus_message_enter_container(call, 'a', "s");
+    const char* id = nullptr;
+    for (std::size_t count = 0; result >= 0 && (result = sd_bus_message_read(call, "s", &id)) > 0;
+         ++count) {
+      if (count == kMostDescribed) {
+        RefuseDescribe(call, "more than 256 items");
+        return;
+      }
+      if (const Item* const item = Library().Find(id)) {
+        items.append(Describe(Library(), *item));
+      }
+    }
+    if (result < 0) {
+      RefuseDescribe(call, "the message is damaged or not UTF-8");
+      return;
+    }
+  } catch (const InputFailure& failure) {
+    sd_bus_reply_method_errorf(call, "org.nuvra.Error.Failed", "%s", failure.what());
+    return;
+  }
+  const std::string text = WriteBody(body);
+  if (text.size() > kMaxSentBodySize) {
+    sd_bus_reply_method_errorf(call, "org.nuvra.Error.Failed", "the reply is too large");
+    return;
+  }
+  sd_bus_reply_method_return(call, "s", text.c_str());
+}
+
+int OnDescribe(sd_bus_message* call, void* requests, sd_bus_error* error) {
+  return static_cast<RequestQueue*>(requests)->Take(call, error, AnswerDescribe);
+}
+
 constexpr sd_bus_vtable kVtable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD_WITH_NAMES("Explain", "s", SD_BUS_PARAM(item), "s", SD_BUS_PARAM(body), OnExplain,
                              SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Describe", "as", SD_BUS_PARAM(items), "s", SD_BUS_PARAM(body),
+                             OnDescribe, SD_BUS_VTABLE_UNPRIVILEGED),
     SD_BUS_SIGNAL_WITH_NAMES("Changed", "s", SD_BUS_PARAM(body), 0),
     SD_BUS_SIGNAL_WITH_NAMES("LanguageChanged", "s", SD_BUS_PARAM(language), 0),
     SD_BUS_VTABLE_END,
@@ -83,35 +129,42 @@ class ItemAnnouncer : private ItemListener {
   void OnLoaded() override {
     const bool isFirst = !m_Keys;
     m_Changes.reset();
-    if (Library().Loaded() == nullptr) {
+    m_AreKeysKnown = false;
+    if (Library().Loaded() == nullptr || !Listen()) {
       return;
     }
     m_Changes.emplace(*Library().Loaded(), m_Model, Library().Disabled(), Library().SpeakerType());
-    if (!m_Keys) {
-      m_Keys.emplace([this](const KeyChange& change) { OnKey(change); }, [this] { OnMissed(); });
-    }
-    m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->Begin(std::move(keys)); });
-    if (!isFirst) {
-      m_Changes->NoteAll();
-      m_Announcement.Ask();
+    if (isFirst) {
+      m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->Begin(std::move(keys)); });
+    } else {
+      BeginAnew();
+      AskToAnnounce();
     }
   }
 
+  // False, and logged, when the keys cannot be watched: the service goes on without announcements.
+  bool Listen() {
+    return m_Keys || GuardedFromDamage("settings-items", "cannot watch the keys", [this] {
+             m_Keys.emplace([this](const KeyChange& change) { OnKey(change); },
+                            [this] { OnMissed(); });
+           });
+  }
+
   void OnSpeakerRead() override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->NoteSpeaker(Library().SpeakerType());
       AskToAnnounce();
     }
   }
 
   void OnPreviewReplaced(const Item& item) override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->ExpectReplacedPreview(item);
     }
   }
 
   void OnDisabledOrReleased(std::span<const std::string> ids) override {
-    if (m_Changes) {
+    if (m_AreKeysKnown) {
       m_Changes->NoteDisabled(ids);
       AskToAnnounce();
     }
@@ -130,7 +183,7 @@ class ItemAnnouncer : private ItemListener {
   }
 
   void OnMissed() {
-    if (m_Changes && m_AreKeysKnown) {
+    if (m_AreKeysKnown) {
       m_AreKeysKnown = ReadKeys([this](auto keys) { m_Changes->NoteKeys(std::move(keys)); });
       AskToAnnounce();
     }
@@ -140,6 +193,7 @@ class ItemAnnouncer : private ItemListener {
   void BeginAnew() {
     m_AreKeysKnown = ReadKeys([this](auto keys) {
       m_Changes->Begin(std::move(keys));
+      m_Changes->NoteSpeaker(Library().SpeakerType());
       m_Changes->NoteAll();
     });
   }
@@ -196,7 +250,7 @@ class ItemAnnouncer : private ItemListener {
   std::optional<ItemChanges> m_Changes;  // while a catalogue is loaded
   AfterMessages m_Announcement{[this] { Announce(); }};
   std::optional<KeyListener> m_Keys;
-  bool m_AreKeysKnown = false;
+  bool m_AreKeysKnown = false;  // to m_Changes
   std::int64_t m_ReadDurable = 0;
   std::int64_t m_ReadTransient = 0;
 };

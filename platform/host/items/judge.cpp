@@ -14,15 +14,19 @@ std::optional<ValuePosition> FindText(const ValueDefinition& value,
 }  // namespace
 
 ValuePosition Judge::CurrentValue(const Item& item) const {
-  const ValueDefinition& value = *item.value;
-  auto position = FindText(value, m_Inputs.Text(value.previewKey));
-  if (!position && value.followsSpeaker) {
-    position = FindText(value, m_SpeakerType);
+  auto position = PreviewedValue(item);
+  if (!position && item.value->followsSpeaker) {
+    position = FindText(*item.value, m_SpeakerType);
   }
-  if (!position) {
-    position = StoredValue(value);
-  }
-  return position.value_or(value.standard);
+  return position ? *position : KeptValue(item);
+}
+
+std::optional<ValuePosition> Judge::PreviewedValue(const Item& item) const {
+  return FindText(*item.value, m_Inputs.Text(item.value->previewKey));
+}
+
+ValuePosition Judge::KeptValue(const Item& item) const {
+  return StoredValue(*item.value).value_or(item.value->standard);
 }
 
 std::optional<ValuePosition> Judge::StoredValue(const ValueDefinition& value) const {

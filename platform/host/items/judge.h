@@ -25,6 +25,10 @@ class Judge {
   // is none of the item's values counts as not there.
   ValuePosition CurrentValue(const Item& item) const;
 
+  // The first of these, if the item is previewed, and the stored value or else the default.
+  std::optional<ValuePosition> PreviewedValue(const Item& item) const;
+  ValuePosition KeptValue(const Item& item) const;
+
   // Whether a rule of the catalogue is true.
   bool IsTrue(RuleIndex rule) const;
 

@@ -37,9 +37,13 @@ struct Checked {
   sqlite3_io_methods own;
   bool isLog;
   bool hasChecks;
-  // The marks of pages that were found sound in the log, each in the slot of its frame: after
-  // another process's write a connection reads the same pages again.
-  std::array<std::uint64_t, 64> sound;
+  // Frames of the log that were found sound, each in its slot, with the mark of its page from the
+  // second time on: after another process's write a connection reads the same pages again.
+  struct Sound {
+    std::uint32_t frame;
+    std::uint64_t mark;
+  };
+  std::array<Sound, 64> sound;
 };
 
 Checked& CheckedOf(sqlite3_file* file) {
@@ -66,26 +70,25 @@ bool IsFramesPage(int size, sqlite3_int64 offset) {
 int CheckFrame(Checked& checked, sqlite3_file* file, const unsigned char* page,
                sqlite3_int64 offset) {
   const auto frame = static_cast<std::uint32_t>(offset / kFrameSize);
-  const std::uint64_t mark = MarkOf(page, frame);
-  std::uint64_t& sound = checked.sound[frame % checked.sound.size()];
-  if (mark == sound) {
+  Checked::Sound& sound = checked.sound[frame % checked.sound.size()];
+  const std::uint64_t mark = frame == sound.frame ? MarkOf(page, frame) : 0;
+  if (mark != 0 && mark == sound.mark) {
     return SQLITE_OK;
   }
-  std::array<unsigned char, kFrameHeaderSize> header;
-  std::array<unsigned char, 8> before;
+  // From the check before the frame to its page, in one call: that costs less than two.
+  constexpr std::size_t kSum = 8;
+  std::array<unsigned char, kSum + kPageSize + kFrameHeaderSize> bytes;
   const bool isFirst = offset == kLogHeaderSize + kFrameHeaderSize;
-  const sqlite3_int64 beforeAt = isFirst ? 24 : offset - 8 - static_cast<int>(kPageSize) - 24;
-  int code = checked.system->xRead(file, header.data(), header.size(), offset - kFrameHeaderSize);
-  if (code == SQLITE_OK) {
-    code = checked.system->xRead(file, before.data(), before.size(), beforeAt);
-  }
+  const std::size_t size = isFirst ? kSum + kFrameHeaderSize : bytes.size();
+  const int code = checked.system->xRead(file, bytes.data(), static_cast<int>(size),
+                                         offset - static_cast<sqlite3_int64>(size));
   if (code != SQLITE_OK) {
     return code;
   }
-  if (!IsFrameSound(header.data(), page, before.data())) {
+  if (!IsFrameSound(bytes.data() + size - kFrameHeaderSize, page, bytes.data())) {
     return SQLITE_IOERR_DATA;
   }
-  sound = mark;
+  sound = {.frame = frame, .mark = mark};
   return SQLITE_OK;
 }
 

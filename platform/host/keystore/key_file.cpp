@@ -11,6 +11,7 @@
 #include <system_error>
 #include <variant>
 
+#include "keystore/page_check.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
 
@@ -171,20 +172,34 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_OwnReader(m_Database),
       m_Other(file),
       m_OtherReader(m_Other),
-      m_Names({file, file.string() + "-wal", file.string() + "-shm"}) {}
+      m_Names({file, file.string() + "-wal", file.string() + "-shm"}),
+      m_Size(m_Names.Now().size) {}
 
 std::optional<std::string> KeyFile::Loss() {
-  const std::filesystem::path* lost = m_Names.FirstLost();
-  if (lost == nullptr) {
-    return std::nullopt;
+  const std::filesystem::path* lost = m_Names.Now().lost;
+  return lost == nullptr ? std::nullopt
+                         : std::optional(Told(lost->string() + " was removed or replaced"));
+}
+
+std::optional<std::string> KeyFile::LossAtWrite() {
+  const auto [lost, size] = m_Names.Now();
+  if (lost != nullptr) {
+    return Told(lost->string() + " was removed or replaced");
   }
-  std::string loss = "key file " + m_File.string() + ": " + lost->string() +
-                     " was removed or replaced while it was in use; what is set is refused:"
-                     " restart the set";
+  // Other programs may make a file shorter, but not shorter than its pages.
+  m_IsCut = m_IsCut || (size < m_Size &&
+                        size < ReadInteger(m_Database, "PRAGMA page_count") * off_t{kPageSize});
+  m_Size = size;
+  return m_IsCut ? std::optional(Told(m_File.string() + " was cut short")) : std::nullopt;
+}
+
+std::string KeyFile::Told(const std::string& loss) {
+  std::string told = "key file " + m_File.string() + ": " + loss +
+                     " while it was in use; what is set is refused: restart the set";
   if (!m_IsLossTold.exchange(true)) {
-    LogError("keystore", loss);
+    LogError("keystore", told);
   }
-  return loss;
+  return told;
 }
 
 std::optional<KeyValue> KeyFile::Get(std::string_view key) {
@@ -214,7 +229,7 @@ std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<
   const guarded::Lock lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
-  if (const auto loss = Loss()) {
+  if (const auto loss = LossAtWrite()) {
     throw std::runtime_error(*loss);
   }
   if (value) {

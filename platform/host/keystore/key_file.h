@@ -94,6 +94,12 @@ class KeyFile {
     Statement after;
   };
 
+  // Why a write that has begun is refused: Loss, or the file has been cut short.
+  std::optional<std::string> LossAtWrite() REQUIRES(m_Mutex);
+
+  // `loss` for a failure, and once in the log.
+  std::string Told(const std::string& loss);
+
   // What `read` returns for a Reader that nobody else uses: that of the connection that writes,
   // which remembers what it wrote, or the other one while somebody is writing.
   template <typename Read>
@@ -127,6 +133,8 @@ class KeyFile {
   Reader m_OtherReader GUARDED_BY(m_OtherMutex);
 
   const NamesKept m_Names;
+  off_t m_Size GUARDED_BY(m_Mutex);  // of the file at the newest write
+  bool m_IsCut GUARDED_BY(m_Mutex) = false;
   std::atomic<bool> m_IsLossTold = false;
 };
 

@@ -2,27 +2,32 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
+#include <utility>
 
 namespace host {
 
 NamesKept::NamesKept(std::vector<std::filesystem::path> names) {
   for (std::filesystem::path& name : names) {
-    const Identity identity = IdentityOf(name);
-    m_Files.emplace_back(std::move(name), identity);
+    struct stat status {};
+    ::stat(name.c_str(), &status);
+    m_Files.push_back({.name = std::move(name), .device = status.st_dev, .inode = status.st_ino});
   }
 }
 
-const std::filesystem::path* NamesKept::FirstLost() const {
-  const auto lost = std::find_if(m_Files.begin(), m_Files.end(), [](const auto& file) {
-    return IdentityOf(file.first) != file.second;
-  });
-  return lost == m_Files.end() ? nullptr : &lost->first;
-}
-
-NamesKept::Identity NamesKept::IdentityOf(const std::filesystem::path& name) {
-  struct stat status;
-  return ::stat(name.c_str(), &status) == 0 ? Identity{status.st_dev, status.st_ino} : Identity();
+NamesKept::State NamesKept::Now() const {
+  State state{.lost = nullptr, .size = 0};
+  for (const Kept& kept : m_Files) {
+    struct stat status {};
+    ::stat(kept.name.c_str(), &status);
+    if (status.st_dev != kept.device || status.st_ino != kept.inode) {
+      state.lost = &kept.name;
+      break;
+    }
+    if (&kept == &m_Files.front()) {
+      state.size = status.st_size;
+    }
+  }
+  return state;
 }
 
 }  // namespace host

@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <utility>
 #include <vector>
 
 namespace host {
@@ -14,14 +13,21 @@ class NamesKept {
   // All of `names` lead to the open files.
   explicit NamesKept(std::vector<std::filesystem::path> names);
 
-  // The first name that leads to another file, or to none; null when there is no such name.
-  const std::filesystem::path* FirstLost() const;
+  struct State {
+    // The first name that leads to another file, or to none; null when there is no such name.
+    const std::filesystem::path* lost;
+    off_t size;  // of the first file; of no meaning when one is lost
+  };
+  State Now() const;
 
  private:
-  using Identity = std::pair<dev_t, ino_t>;
-  static Identity IdentityOf(const std::filesystem::path& name);
+  struct Kept {
+    std::filesystem::path name;
+    dev_t device = 0;
+    ino_t inode = 0;
+  };
 
-  std::vector<std::pair<std::filesystem::path, Identity>> m_Files;
+  std::vector<Kept> m_Files;
 };
 
 }  // namespace host

@@ -54,9 +54,11 @@ path UnfinishedOf(const path& file) { return file.string() + ".new"; }
 }  // namespace
 
 void GiveToOwnerOf(const path& other, const path& file) {
+  struct stat wanted {};
   struct stat status {};
-  if (::stat(other.c_str(), &status) == 0 &&
-      ::chown(file.c_str(), status.st_uid, status.st_gid) != 0) {
+  if (::stat(other.c_str(), &wanted) == 0 && ::stat(file.c_str(), &status) == 0 &&
+      (status.st_uid != wanted.st_uid || status.st_gid != wanted.st_gid) &&
+      ::chown(file.c_str(), wanted.st_uid, wanted.st_gid) != 0) {
     // Only a privileged user can, and only a privileged user needs to.
   }
 }

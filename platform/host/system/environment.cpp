@@ -26,6 +26,11 @@ std::filesystem::path Prefix() {
   return SETTINGS_PREFIX;
 }
 
+// The configuration of what is in /usr is beside it.
+std::filesystem::path ConfigDir(const std::filesystem::path& prefix) {
+  return (prefix == "/usr" ? "/" : prefix) / SETTINGS_CONFIG_DIR;
+}
+
 }  // namespace
 
 Environment EnvironmentFromVariables() {
@@ -35,6 +40,7 @@ Environment EnvironmentFromVariables() {
   environment.dataDir = Variable("SETTINGS_DATA_DIR", prefix / SETTINGS_DATA_DIR);
   environment.modelFile = Variable("SETTINGS_MODEL", environment.dataDir / "models" / "full.json");
   environment.localeDir = prefix / SETTINGS_LOCALE_DIR;
+  environment.configDir = Variable("SETTINGS_CONFIG_DIR", ConfigDir(prefix));
   return environment;
 }
 

@@ -12,11 +12,12 @@ struct Environment {
   std::filesystem::path modelFile;       // the model's features, JSON
   std::filesystem::path dataDir;         // catalogue and models; read only
   std::filesystem::path localeDir = {};  // translations, as gettext lays them out; may be empty
+  std::filesystem::path configDir = {};  // what the machine's owner decides; read only
 };
 
-// What SETTINGS_ROOT, SETTINGS_MODEL and SETTINGS_DATA_DIR say, with the defaults "/", the model
-// "full" and the data directory of the build or the installation. Translations always are those of
-// the build or the installation.
+// What SETTINGS_ROOT, SETTINGS_MODEL, SETTINGS_DATA_DIR and SETTINGS_CONFIG_DIR say, with the
+// defaults "/", the model "full" and the directories of the build or the installation. Translations
+// always are those of the build or the installation.
 Environment EnvironmentFromVariables();
 
 // The environment of this process: what SetEnvironment gave, before that

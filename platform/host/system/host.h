@@ -70,7 +70,7 @@ struct Host {
   // process ends and never deletes it.
   Nuvra::TCDaemonService* service = nullptr;
 
-  // The variables of the environment while Eina starts.
+  // The variables of the environment while Eina and Ecore start.
   OutlivesExit<std::vector<char*>> startVariables;
   volatile std::sig_atomic_t hasLostSignal = 0;  // set by Ecore's signal handler
   bool hasMainLoop = false;

@@ -46,12 +46,12 @@ class RemovedFiles : public KeyStoreTest {
     return found;
   }
 
-  void ExpectRefused(KeyStore& store, const std::string& key, const std::filesystem::path& gone) {
+  void ExpectRefused(KeyStore& store, const std::string& key, const std::filesystem::path& gone,
+                     const std::string& what = "was removed or replaced") {
     for (int value = 2; value <= 4; ++value) {
       EXPECT_THAT([&] { store.Set(key, value); },
                   ThrowsMessage<std::runtime_error>(
-                      AllOf(HasSubstr(gone.string() + " was removed or replaced"),
-                            HasSubstr("restart the set"))));
+                      AllOf(HasSubstr(gone.string() + " " + what), HasSubstr("restart the set"))));
     }
     EXPECT_EQ(store.Get(key), KeyValue(1));
     EXPECT_THAT(LogAbout(gone), ElementsAre(AllOf(HasSubstr("E keystore"), HasSubstr("refused"))));
@@ -99,6 +99,33 @@ TEST_F(RemovedFiles, AKeyFileWithoutItsWriteAheadLogIsNotWrittenAnyMore) {
     std::filesystem::remove(file);
     ExpectRefused(*store, "db/key", file);
   }
+}
+
+TEST_F(RemovedFiles, AKeyFileThatWasCutShortIsNotWrittenAnyMore) {
+  for (const auto& [key, file] :
+       {std::pair("db/key", DurableFile()), {"memory/key", MemoryFile()}}) {
+    const auto store = Open();
+    store->Set(std::string(key) + "/long", std::string(20'000, 'x'));
+    Sql(file, "PRAGMA wal_checkpoint(TRUNCATE)");
+    EXPECT_TRUE(store->Set(key, 1));
+    std::filesystem::resize_file(file, 8192);
+    ExpectRefused(*store, key, file, "was cut short");
+    // Even if it is filled up again.
+    std::filesystem::resize_file(file, 1'000'000);
+    EXPECT_THROW(store->Set(key, 2), std::runtime_error);
+  }
+}
+
+TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
+  const auto store = Open();
+  store->Set("memory/long", std::string(20'000, 'x'));
+  store->Unset("memory/long");
+  Sql(MemoryFile(), "DELETE FROM changes; PRAGMA wal_checkpoint(TRUNCATE)");
+  EXPECT_TRUE(store->Set("memory/key", 1));
+  const auto size = std::filesystem::file_size(MemoryFile());
+  Sql(MemoryFile(), "VACUUM; PRAGMA wal_checkpoint(TRUNCATE)");
+  ASSERT_LT(std::filesystem::file_size(MemoryFile()), size);
+  EXPECT_TRUE(store->Set("memory/key", 2));
 }
 
 TEST_F(RemovedFiles, TheOtherKeyFileIsWrittenAsBefore) {

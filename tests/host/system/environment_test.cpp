@@ -22,15 +22,17 @@ TEST(Environment, IsThatOfTheMachineByDefault) {
   const std::string dataDir = DATA_DIR;
   EXPECT_THAT(EnvironmentFor({}),
               ElementsAre("root /", "model " + dataDir + "/models/full.json", "data " + dataDir,
-                          "state /var/lib/settings-service", "run /run/settings-service"));
+                          std::string("config ") + CONFIG_DIR, "state /var/lib/settings-service",
+                          "run /run/settings-service"));
 }
 
 TEST(Environment, VariablesSayWhereASetLives) {
-  EXPECT_THAT(
-      EnvironmentFor(
-          {{"SETTINGS_ROOT", "/r"}, {"SETTINGS_DATA_DIR", "/d"}, {"SETTINGS_MODEL", "/m.json"}}),
-      ElementsAre("root /r", "model /m.json", "data /d", "state /r/var/lib/settings-service",
-                  "run /r/run/settings-service"));
+  EXPECT_THAT(EnvironmentFor({{"SETTINGS_ROOT", "/r"},
+                              {"SETTINGS_DATA_DIR", "/d"},
+                              {"SETTINGS_MODEL", "/m.json"},
+                              {"SETTINGS_CONFIG_DIR", "/c"}}),
+              ElementsAre("root /r", "model /m.json", "data /d", "config /c",
+                          "state /r/var/lib/settings-service", "run /r/run/settings-service"));
 }
 
 TEST(Environment, TheModelIsFullInAnyDataDirectory) {

@@ -35,6 +35,17 @@ TEST_F(PlatformPathTest, TheFileCanBeMadeAtOnce) {
   EXPECT_EQ(support::ReadFile(file), "x");
 }
 
+TEST_F(PlatformPathTest, NobodyElseMayWriteThereWhateverTheUmaskIs) {
+  std::vector<std::string> command = ProbeCommand(
+      SYSTEM_PROBE, {"path", "27", "/org.pavix.menu/.file"}, {{"SETTINGS_ROOT", m_Root.Path()}});
+  command.insert(command.begin(), {"sh", "-c", "umask 0; exec \"$0\" \"$@\""});
+  support::RunCommand(command);
+  for (const std::string& directory : {m_AppData, m_AppData + "/org.pavix.menu"}) {
+    EXPECT_EQ(std::filesystem::status(directory).permissions(), std::filesystem::perms(0755))
+        << directory;
+  }
+}
+
 TEST_F(PlatformPathTest, ADirectoryThatCannotBeMadeChangesNothingInThePath) {
   std::ofstream(m_Root / "var") << "in the way";
   const support::Outcome result = RunProbe({"path", "27", "/org.pavix.menu/.file"});

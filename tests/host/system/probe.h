@@ -12,8 +12,9 @@ inline std::vector<std::string> ProbeCommand(const std::string& probe,
                                              const std::vector<std::string>& arguments,
                                              const support::Variables& variables) {
   std::vector<std::string> command = {"env"};
-  for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID", "JOURNAL_STREAM",
-                           "SETTINGS_ROOT", "SETTINGS_MODEL", "SETTINGS_DATA_DIR"}) {
+  for (const char* name :
+       {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID", "JOURNAL_STREAM", "SETTINGS_ROOT",
+        "SETTINGS_MODEL", "SETTINGS_DATA_DIR", "SETTINGS_CONFIG_DIR"}) {
     command.insert(command.end(), {"-u", name});
   }
   for (const auto& [name, value] : variables) {

@@ -63,9 +63,9 @@ void PrintTogether(const std::string& key) {
 
 void PrintEnvironment() {
   const host::Environment& environment = host::GetEnvironment();
-  std::printf("root %s\nmodel %s\ndata %s\nstate %s\nrun %s\n", environment.root.c_str(),
-              environment.modelFile.c_str(), environment.dataDir.c_str(), host::StateDir().c_str(),
-              host::RunDir().c_str());
+  std::printf("root %s\nmodel %s\ndata %s\nconfig %s\nstate %s\nrun %s\n", environment.root.c_str(),
+              environment.modelFile.c_str(), environment.dataDir.c_str(),
+              environment.configDir.c_str(), host::StateDir().c_str(), host::RunDir().c_str());
 }
 
 using Arguments = std::vector<std::string>;

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bus/bus.h"
+
+namespace host {
+
+// Whose a connection to the bus is.
+struct Caller {
+  bool isKnown = false;       // whether the bus said it; the rest counts only then
+  uid_t user = 0;             // the effective one when it connected
+  std::vector<gid_t> groups;  // all of them; none when the bus does not know them
+};
+
+// Who is behind the connections of a bus, as the bus says and nobody else. A connection has one
+// answer as long as it lives, so each is asked about once. Main-loop thread only.
+class Callers {
+ public:
+  using Listener = std::function<void(const std::string& connection)>;
+
+  // Keeps a reference to `bus`. `onAnswer` is called for each connection that Ask asked about, once
+  // Find finds it. On a bus that is not the system's but runs as the user of this process,
+  // connections that are gone when the bus is asked count as that user's.
+  Callers(sd_bus* bus, bool isSystemBus, Listener onAnswer);
+  Callers(const Callers&) = delete;
+  Callers& operator=(const Callers&) = delete;
+
+  // Null while the bus has not answered. Valid until Forget.
+  const Caller* Find(const std::string& connection) const;
+
+  // Asks the bus, unless that is under way. When it cannot be asked, the caller is not known.
+  void Ask(const std::string& connection);
+
+  // The same, and waits for the answer. Does not call the listener.
+  void AskAndWait(const std::string& connection);
+
+  // To be called when the connection is gone, or its answer is to be asked for again.
+  void Forget(const std::string& connection) { m_Callers.erase(connection); }
+
+ private:
+  struct Question {
+    Callers* callers;
+    std::string connection;
+    bus::Slot slot;
+  };
+
+  static int OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*);
+  bus::Message NewQuestion(const std::string& connection) const;
+  void Note(const std::string& connection, std::optional<Caller> caller);
+  bool IsBusOfThisUser();
+
+  sd_bus* const m_Bus;
+  const bool m_IsSystemBus;
+  const Listener m_OnAnswer;
+  std::optional<bool> m_IsBusOfThisUser;
+  std::map<std::string, Caller> m_Callers;
+  std::map<std::string, Question> m_Questions;
+};
+
+}  // namespace host
