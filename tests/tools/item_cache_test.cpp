@@ -219,8 +219,8 @@ TEST_F(ItemCacheTest, AServiceThatStartsLaterIsReadWhenItIsThere) {
 TEST_F(ItemCacheTest, AServiceThatDoesNotAnswerInTimeIsAskedAgain) {
   StartService();
   m_Service->Process().Signal(SIGSTOP);
-  Make({"picturemode"}, 100ms);
-  EXPECT_FALSE(m_Client->RunUntil([&] { return m_Cache->IsCurrent(); }, 400ms));
+  Make({"picturemode"}, 500ms);
+  EXPECT_FALSE(m_Client->RunUntil([&] { return m_Cache->IsCurrent(); }, 1s));
   m_Service->Process().Signal(SIGCONT);
   EXPECT_TRUE(RunUntil([&] { return m_Cache->IsCurrent(); }));
 }

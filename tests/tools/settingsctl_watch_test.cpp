@@ -37,7 +37,8 @@ class Watch : public OnBus {
   }
 
   void Hide(const std::string& item, bool hidden) const {
-    Done({"call", "Hide", item, std::string("hidden:=") + (hidden ? "true" : "false")});
+    Done({"request", R"({"method":"Hide","data":{"menuID":")" + item + R"(","hidden":)" +
+                         (hidden ? "true" : "false") + "}}"});
   }
 
   // What was printed after so many lines, without the times.
@@ -127,7 +128,7 @@ TEST_F(Watch, WhatChangedBehindARestartOfTheServiceIsPrinted) {
 TEST_F(Watch, AnotherLanguageIsNoChangeOfEveryItem) {
   StartService();
   StartWatch({"--count", "1"});
-  Done({"call", "Speak", "language=de_DE", "ending= (de)"});
+  Done({"request", R"({"method":"Speak","data":{"language":"de_DE","ending":" de"}})"});
   Done({"set", "picturemode", "movie"});
   EXPECT_EQ(m_Watch->Process().Wait(), 0);
   EXPECT_THAT(LinesAfter(1), ElementsAre("picturemode value standard (Standard) → movie"));
@@ -143,10 +144,10 @@ TEST_F(Watch, WithoutAServiceItEndsWith8) { ExpectFailure(Run({"watch"}), 8, "no
 
 TEST_F(Watch, AfterItsTimeItEndsWith0OrWith3WhenLinesAreMissing) {
   StartService();
-  EXPECT_EQ(Run({"watch", "--timeout", "1"}).status, 0);
-  const Outcome outcome = Run({"watch", "--count", "2", "--timeout", "1"});
+  EXPECT_EQ(Run({"watch", "--timeout", "2"}).status, 0);
+  const Outcome outcome = Run({"watch", "--count", "2", "--timeout", "2"});
   EXPECT_EQ(outcome.status, 3);
-  EXPECT_THAT(outcome.err, HasSubstr("only 0 of 2 changes came in 1 s; wait longer with "
+  EXPECT_THAT(outcome.err, HasSubstr("only 0 of 2 changes came in 2 s; wait longer with "
                                      "--timeout\n"));
 }
 
@@ -188,7 +189,7 @@ class Wait : public Watch {
 
   // How many came from others.
   int Messages() {
-    const auto reply = base::TryParseJson(Run({"call", "Messages", "--json"}).out);
+    const auto reply = base::TryParseJson(Run({"request", R"({"method":"Messages"})"}).out);
     return (*reply)["messages"].asInt() - ++m_Own;
   }
 
@@ -262,8 +263,8 @@ TEST_F(Wait, AnUnknownItemIsAnsweredWithTheNearest) {
 
 TEST_F(Wait, ItsTimeIsTheWholeTime) {
   StartService();
-  ExpectFailure(Run({"wait", "picturemode", "movie", "--timeout", "1"}), 3,
-                "\"picturemode\" did not become \"movie\" in 1 s; wait longer with --timeout");
+  ExpectFailure(Run({"wait", "picturemode", "movie", "--timeout", "2"}), 3,
+                "\"picturemode\" did not become \"movie\" in 2 s; wait longer with --timeout");
   m_Service->Process().Signal(SIGSTOP);
   ExpectFailure(Run({"wait", "picturemode", "movie", "--timeout", "0.1"}), 3,
                 "did not answer in time");
