@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -65,10 +66,13 @@ TEST_F(Values, AValueThatIsRefusedIsNotStored) {
 }
 
 TEST_F(Values, AStoreThatCannotBeReadIsSaidAndNoDefaultTakesThePlaceOfAValue) {
-  ASSERT_EQ(m_Set.Run({"setctl", "key", "set", "db/menu/brightness", "31"}).status, 0);
   const std::filesystem::path store = m_Set.Root() / "var/lib/settings-service/keys.db";
+  // It cannot have read what is damaged.
+  m_Set.Daemon().Signal(SIGSTOP);
+  ASSERT_EQ(m_Set.Run({"setctl", "key", "set", "db/menu/brightness", "31"}).status, 0);
   std::filesystem::resize_file(store, 0);
   std::filesystem::resize_file(store.string() + "-wal", 0);
+  m_Set.Daemon().Signal(SIGCONT);
   EXPECT_THAT(Request(R"({"method":"GetItemValue","data":{"menuID":"brightness"}})"),
               HasSubstr(R"("call_api_success":false)"));
   for (const std::vector<std::string>& command :
@@ -84,7 +88,9 @@ TEST_F(Values, AStoreThatCannotBeReadIsSaidAndNoDefaultTakesThePlaceOfAValue) {
   EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                           [](const LogLine& line) {
                             return line.message.find("vconf_get_int: key file") !=
-                                   std::string::npos;
+                                       std::string::npos ||
+                                   line.message.find("cannot read the changes: key file") !=
+                                       std::string::npos;
                           }),
             1);
 }

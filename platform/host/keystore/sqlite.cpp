@@ -147,6 +147,17 @@ void Database::Execute(const char* sql) {
   }
 }
 
+bool Database::IsSound(const std::filesystem::path& file) {
+  try {
+    return Database(file).IsSound();
+  } catch (const StoreError& error) {
+    if (error.Error() != EUCLEAN) {
+      throw;
+    }
+    return false;
+  }
+}
+
 bool Database::IsSound() {
   Statement check(*this, "PRAGMA integrity_check(1)");
   Rows rows = check.Query();

@@ -31,6 +31,9 @@ pid_t HolderOfWriteLock(const std::filesystem::path& file);
 
 class Database {
  public:
+  // Whether all that a file holds can be read and fits together.
+  static bool IsSound(const std::filesystem::path& file);
+
   // Opens `file` for reading and writing, creating it if missing; on a read-only file system, for
   // reading. Fails as damaged when the file is missing or empty beside a log: SQLite would remove
   // the log.
@@ -44,7 +47,7 @@ class Database {
 
   bool IsWritable() const;
 
-  // Whether all that the file holds can be read and fits together.
+  // The same for this one; damage that keeps it from being read throws.
   bool IsSound();
 
   // Reserves room for the check of each page (page_check.h): in a file that is still empty, or in

@@ -4,10 +4,8 @@
 #include <sys/file.h>
 
 #include <optional>
-#include <system_error>
 
 #include "keystore/sqlite.h"
-#include "keystore/store_error.h"
 #include "keystore/store_recovery.h"
 #include "system/file_descriptor.h"
 #include "system/file_lock.h"
@@ -18,21 +16,9 @@ namespace {
 using std::filesystem::path;
 using State = StoreFile::State;
 
-bool IsThere(const path& file) {
-  std::error_code error;
-  return std::filesystem::exists(std::filesystem::symlink_status(file, error));
-}
-
 // While others use a file only SQLite may touch it.
 std::optional<std::string> DamageInUse(const path& file) {
-  try {
-    return Database(file).IsSound() ? std::nullopt : std::optional<std::string>("is damaged");
-  } catch (const StoreError& error) {
-    if (error.Error() != EUCLEAN) {
-      throw;
-    }
-    return "is damaged";
-  }
+  return Database::IsSound(file) ? std::nullopt : std::optional<std::string>("is damaged");
 }
 
 std::optional<std::string> DamageAtRest(const path& file) {

@@ -40,11 +40,6 @@ std::string Text(int error) { return std::generic_category().message(error); }
 path LogOf(const path& file) { return file.string() + "-wal"; }
 path LogIndexOf(const path& file) { return file.string() + "-shm"; }
 
-bool IsThere(const path& file) {
-  struct stat status;
-  return ::lstat(file.c_str(), &status) == 0;
-}
-
 // As many of the bytes as exist.
 std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
   std::size_t got = 0;
@@ -174,14 +169,7 @@ std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_
 
 // Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
 std::optional<std::string> AdoptPages(const path& file) {
-  try {
-    if (!Database(file).IsSound()) {
-      return "is damaged";
-    }
-  } catch (const StoreError& error) {
-    if (error.Error() != EUCLEAN) {
-      throw;
-    }
+  if (!Database::IsSound(file)) {
     return "is damaged";
   }
   PutMissingChecks(file);
@@ -417,6 +405,11 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
 }
 
 }  // namespace
+
+bool IsThere(const path& file) {
+  struct stat status;
+  return ::lstat(file.c_str(), &status) == 0;
+}
 
 path CopyOf(const path& file) { return file.string() + ".copy"; }
 

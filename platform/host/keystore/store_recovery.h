@@ -13,6 +13,9 @@
 
 namespace host {
 
+// Whether something has this name, though it may be a link that leads nowhere.
+bool IsThere(const std::filesystem::path& file);
+
 // The good copy of a key file, which store_copy.h makes.
 std::filesystem::path CopyOf(const std::filesystem::path& file);
 
