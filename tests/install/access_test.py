@@ -129,6 +129,15 @@ class Caller:
     def request(self, method, **data):
         return self.ask(request={"method": method, "data": data})
 
+    def set(self, value):
+        return self.request("SetItemValue", menuID="brightness", Value=value)
+
+    def disable(self, app, method="DisableItem"):
+        return self.request(method, menuID="contrast", appName=app)
+
+    def post(self, method, **data):
+        self.ask(post={"method": method, "data": data})
+
     def value(self, item):
         return json.loads(self.request("GetItemValue", menuID=item)["reply"][1])["return_data"]
 
@@ -186,7 +195,8 @@ class Machine:
             shutil.chown(path, *[USERS["settings-service"][0]] * 2)
         with (self.directory / "daemon.err").open("w", encoding="utf-8") as errors:
             self.daemon = subprocess.Popen(
-                [*as_user("settings-service"), self.prefix / "libexec/settings-service/settings-service"]
+                [*as_user("settings-service")]
+                + [self.prefix / "libexec/settings-service/settings-service"]
                 + ["--bus", "system", "--log", self.log],
                 env=self.environment,
                 umask=0,
@@ -314,6 +324,8 @@ class Matrix(AccessTest):
         "NoSuchMethod": {},
     }
 
+    SET = {"menuID": "brightness", "Value": "7"}
+
     # The columns of the table, in its order.
     COLUMNS = ["root", "settings-service", "member", "other", "player", "former"]
 
@@ -342,10 +354,13 @@ class Matrix(AccessTest):
         allowed = self.allowed()
         return (
             [(method, data, allowed["a question"][user]) for method, data in self.QUESTIONS.items()]
-            + [("SetItemValue", {"menuID": "brightness", "Value": "7"}, allowed["`SetItemValue`"][user])]
+            + [("SetItemValue", self.SET, allowed["`SetItemValue`"][user])]
             + [
                 (*request, allowed[f"disabling and enabling {whose}"][user])
-                for app, whose in [(GAME, "in the application's name"), (OTHER_GAME, "in another's name")]
+                for app, whose in [
+                    (GAME, "in the application's name"),
+                    (OTHER_GAME, "in another's name"),
+                ]
                 for request in self.disabling(app)
             ]
         )
@@ -375,7 +390,8 @@ class Matrix(AccessTest):
                     if is_served:
                         self.assert_served(outcome)
                     else:
-                        self.assert_refused(outcome, method, f"user {USERS[user][0]}", str(self.machine.access))
+                        asker = f"user {USERS[user][0]}"
+                        self.assert_refused(outcome, method, asker, str(self.machine.access))
 
     def test_each_request_of_a_batch(self):
         for user, caller in self.callers():
@@ -394,15 +410,16 @@ class Matrix(AccessTest):
             with self.subTest(user=user):
                 before = caller.value("brightness")
                 value = str(next(values))
-                caller.request("SetItemValue", menuID="brightness", Value=value)
+                caller.set(value)
                 is_allowed = self.allowed()["`SetItemValue`"][user]
                 self.assertEqual(caller.value("brightness"), value if is_allowed else before)
-                caller.request("DisableItem", menuID="contrast", appName=GAME)
+                caller.disable(GAME)
                 enabled = json.loads(caller.request("IsItemEnabled", menuID="contrast")["reply"][1])
-                is_allowed = self.allowed()["disabling and enabling in the application's name"][user]
+                whose = "disabling and enabling in the application's name"
+                is_allowed = self.allowed()[whose][user]
                 self.assertEqual(enabled["return_data"], not is_allowed)
-                self.assertEqual(caller.request("EnableItem", menuID="contrast", appName=GAME).get("error"),
-                                 None if is_allowed else DENIED)
+                outcome = caller.disable(GAME, "EnableItem")
+                self.assertEqual(outcome.get("error"), None if is_allowed else DENIED)
 
     def test_introspection_properties_and_the_methods_of_all_interfaces(self):
         for user, caller in self.callers():
@@ -410,13 +427,15 @@ class Matrix(AccessTest):
                 self.assertTrue(self.allowed()["introspection, properties, `Explain`"][user])
                 introspect = [SERVICE, "org.freedesktop.DBus.Introspectable", "Introspect", "", []]
                 (text,) = caller.ask(call=introspect)["reply"]
-                ours = re.findall(r'<interface name="(org\.nuvra\.\w+)">(.*?)</interface>', text, re.DOTALL)
+                ours = re.findall(
+                    r'<interface name="(org\.nuvra\.\w+)">(.*?)</interface>', text, re.DOTALL
+                )
                 self.assertIn("org.nuvra.Service1", [name for name, _ in ours])
                 found = set()
                 for interface, content in ours:
                     found |= set(re.findall(r'<(?:method|property) name="(\w+)"', content))
-                    properties = [SERVICE, "org.freedesktop.DBus.Properties", "GetAll", "s", [interface]]
-                    self.assert_served(caller.ask(call=properties))
+                    everything = [SERVICE, "org.freedesktop.DBus.Properties", "GetAll", "s"]
+                    self.assert_served(caller.ask(call=[*everything, [interface]]))
                     if '<method name="Explain"' in content:
                         explain = [SERVICE, interface, "Explain", "s", ["brightness"]]
                         self.assert_served(caller.ask(call=explain))
@@ -441,7 +460,8 @@ class Matrix(AccessTest):
 
 class Callers(AccessTest):
     def test_a_tool_ends_with_13_and_says_what_would_be_needed(self):
-        self.assertEqual(self.machine.tool("other", "get", "picturemode").stdout, "standard (Standard)\n")
+        read = self.machine.tool("other", "get", "picturemode")
+        self.assertEqual(read.stdout, "standard (Standard)\n")
         refused = self.machine.tool("other", "set", "picturemode", "movie")
         self.assertEqual(refused.returncode, 13)
         self.assertIn(f"user {USERS['other'][0]} may not use SetItemValue", refused.stderr)
@@ -456,19 +476,20 @@ class Callers(AccessTest):
 
     def test_a_refusal_is_logged_with_caller_and_method(self):
         other = self.caller("other")
-        self.assert_refused(other.request("SetItemValue", menuID="brightness", Value="7"))
+        self.assert_refused(other.set("7"))
         self.machine.await_log(f"{other.name}: user {USERS['other'][0]} may not use SetItemValue")
 
     def test_an_application_disables_in_its_own_name_only(self):
         player = self.caller("player")
-        for app in [GAME, OTHER_GAME, player.name, "", "org.nuvra.service.other", "no name", 5, None, {}]:
+        no_names = ["", "org.nuvra.service.other", "no name", 5, None, {}]
+        for app in [GAME, OTHER_GAME, player.name, *no_names]:
             with self.subTest(app=app):
-                self.assert_refused(player.request("DisableItem", menuID="contrast", appName=app), "must own")
+                self.assert_refused(player.disable(app), "must own")
         player.ask(own=GAME)
-        self.assert_served(player.request("DisableItem", menuID="contrast", appName=GAME))
-        self.assert_refused(self.caller("player").request("EnableItem", menuID="contrast", appName=GAME))
+        self.assert_served(player.disable(GAME))
+        self.assert_refused(self.caller("player").disable(GAME, "EnableItem"))
         player.ask(release=GAME)
-        self.assert_refused(player.request("DisableItem", menuID="contrast", appName=GAME))
+        self.assert_refused(player.disable(GAME))
 
     def test_a_method_is_judged_by_what_the_service_takes_it_for(self):
         other = self.caller("other")
@@ -483,26 +504,27 @@ class Callers(AccessTest):
                 self.assert_refused(other.ask(request=body))
         for method in ["setitemvalue", "SetItemValue ", 5, True]:
             with self.subTest(method=method):
-                self.assertEqual(other.ask(request={"method": method})["reply"], [0, '{"return_data":""}'])
+                outcome = other.ask(request={"method": method})
+                self.assertEqual(outcome["reply"], [0, '{"return_data":""}'])
 
     def test_a_caller_who_is_gone_is_nobody(self):
         root = self.caller("root")
         with self.machine.frozen():
             gone = Caller(self.machine, "root")
-            gone.ask(post={"method": "SetItemValue", "data": {"menuID": "brightness", "Value": "7"}})
+            gone.post("SetItemValue", menuID="brightness", Value="7")
             gone.end()
         self.machine.await_log(f"{gone.name}: SetItemValue needs a caller whom the bus knows")
         self.assertNotEqual(root.value("brightness"), "7")
-        self.assert_served(root.request("SetItemValue", menuID="brightness", Value="7"))
+        self.assert_served(root.set("7"))
         self.assertEqual(root.value("brightness"), "7")
 
     def test_requests_of_a_caller_who_left_after_it_was_known_are_served(self):
         root = self.caller("root")
         leaving = Caller(self.machine, "root")
-        self.assert_served(leaving.request("SetItemValue", menuID="brightness", Value="7"))
+        self.assert_served(leaving.set("7"))
         with self.machine.frozen():
             for value in range(8, 30):
-                leaving.ask(post={"method": "SetItemValue", "data": {"menuID": "brightness", "Value": str(value)}})
+                leaving.post("SetItemValue", menuID="brightness", Value=str(value))
             leaving.end()
         wait_until(lambda: root.value("brightness") == "29")
 
@@ -510,7 +532,7 @@ class Callers(AccessTest):
         root = self.caller("root")
         with self.machine.frozen():
             for value in ["7", "8", "9"]:
-                root.ask(post={"method": "SetItemValue", "data": {"menuID": "brightness", "Value": value}})
+                root.post("SetItemValue", menuID="brightness", Value=value)
         # Behind those three.
         self.assertEqual(root.value("brightness"), "9")
 
@@ -521,7 +543,7 @@ class Callers(AccessTest):
         newer = self.caller("player")
         root = self.caller("root")
         with self.machine.frozen():
-            root.ask(post={"method": "DisableItem", "data": {"menuID": "contrast", "appName": GAME}})
+            root.post("DisableItem", menuID="contrast", appName=GAME)
             game.end()
             wait_until(lambda: newer.ask(own=GAME)["reply"] in [[1], [4]])
         disabled = json.loads(root.request("GetDisabledItemsList")["reply"][1])["return_data"]
@@ -532,9 +554,10 @@ class Callers(AccessTest):
     def test_nobody_but_the_bus_says_who_came_and_who_went(self):
         game = self.caller("player")
         game.ask(own=GAME)
-        self.assert_served(game.request("DisableItem", menuID="contrast", appName=GAME))
+        self.assert_served(game.disable(GAME))
         liar = self.caller("other")
-        (daemon,) = liar.ask(call=["org.freedesktop.DBus", "org.freedesktop.DBus", "GetNameOwner", "s", [SERVICE]])["reply"]
+        bus = "org.freedesktop.DBus"
+        (daemon,) = liar.ask(call=[bus, bus, "GetNameOwner", "s", [SERVICE]])["reply"]
         for destination in [[], [f"--dest={daemon}"], [f"--dest={SERVICE}"]]:
             for old, new in [(game.name, ""), (game.name, liar.name), ("", liar.name)]:
                 done = subprocess.run(
@@ -547,8 +570,8 @@ class Callers(AccessTest):
                 self.assertEqual(done.returncode, 0)
         disabled = json.loads(liar.request("GetDisabledItemsList")["reply"][1])["return_data"]
         self.assertEqual(json.loads(disabled), ["contrast"])
-        self.assert_refused(liar.request("EnableItem", menuID="contrast", appName=GAME))
-        self.assert_served(game.request("EnableItem", menuID="contrast", appName=GAME))
+        self.assert_refused(liar.disable(GAME, "EnableItem"))
+        self.assert_served(game.disable(GAME, "EnableItem"))
 
 
 class Delivered(AccessTest):
@@ -557,9 +580,9 @@ class Delivered(AccessTest):
         return self.machine.delivered
 
     def test_root_may_everything_and_others_ask(self):
-        self.assert_served(self.caller("root").request("SetItemValue", menuID="brightness", Value="7"))
-        self.assert_served(self.caller("root").request("DisableItem", menuID="contrast", appName=GAME))
-        self.assert_refused(self.caller("member").request("SetItemValue", menuID="brightness", Value="7"))
+        self.assert_served(self.caller("root").set("7"))
+        self.assert_served(self.caller("root").disable(GAME))
+        self.assert_refused(self.caller("member").set("7"))
         self.assertEqual(self.caller("member").value("brightness"), "7")
 
     def test_an_installation_keeps_a_file_that_is_there(self):
@@ -570,7 +593,7 @@ class Delivered(AccessTest):
 
 class File(AccessTest):
     def set(self, user="member", value="7"):
-        return self.caller(user).request("SetItemValue", menuID="brightness", Value=value)
+        return self.caller(user).set(value)
 
     def restart(self):
         self.machine.stop()
@@ -589,7 +612,9 @@ class File(AccessTest):
     def test_with_a_mistake_changes_nothing_and_is_named_with_its_line(self):
         self.machine.allow('{\n  "SetItemValue": { "users": [\n    "nobody-of-this-name" ] }\n}\n')
         self.machine.read_rules_again("the rules that were read before stay")
-        self.machine.await_log(f'{self.machine.access}:3: this machine has no user "nobody-of-this-name"')
+        self.machine.await_log(
+            f'{self.machine.access}:3: this machine has no user "nobody-of-this-name"'
+        )
         self.assert_served(self.set())
         self.assert_refused(self.set("other"))
 
@@ -602,12 +627,12 @@ class File(AccessTest):
         game.ask(own=GAME)
         for user in ["root", "settings-service", "member"]:
             self.assert_refused(self.set(user), mistake)
-        self.assert_refused(game.request("DisableItem", menuID="contrast", appName=GAME), mistake)
+        self.assert_refused(game.disable(GAME), mistake)
         self.assertNotEqual(game.value("brightness"), "7")
         self.machine.allow(RULES)
         self.machine.read_rules_again("access.json was read again")
         self.assert_served(self.set())
-        self.assert_served(game.request("DisableItem", menuID="contrast", appName=GAME))
+        self.assert_served(game.disable(GAME))
 
     def test_that_is_missing_names_nobody(self):
         self.machine.access.unlink()
@@ -619,7 +644,7 @@ class File(AccessTest):
 
 class Files(AccessTest):
     def test_have_the_modes_that_are_documented(self):
-        self.assert_served(self.caller("root").request("SetItemValue", menuID="brightness", Value="7"))
+        self.assert_served(self.caller("root").set("7"))
         head, *rows = table_after(SECURITY, "## What may be read from files")
         self.assertEqual(head[:2], ["file", "mode"])
         documented = {}
@@ -631,7 +656,8 @@ class Files(AccessTest):
             if stat.S_ISLNK(path.lstat().st_mode):
                 raise AssertionError(f"{path} is a link")
             self.assertEqual(path.lstat().st_uid, USERS["settings-service"][0], path)
-            found["/" + str(path.relative_to(self.machine.root))] = oct(stat.S_IMODE(path.lstat().st_mode))[2:].zfill(4)
+            name = "/" + str(path.relative_to(self.machine.root))
+            found[name] = f"{stat.S_IMODE(path.lstat().st_mode):04o}"
         for path, mode in found.items():
             # What the test itself made.
             if path in ["/var", "/var/log"]:
@@ -659,12 +685,20 @@ def main():
         os.execvp(command[0], command)
     with tempfile.TemporaryDirectory() as directory:
         for file, lines in [
-            ("passwd", [f"{name}:x:{uid}:{GROUPS.get(group, 0)}::/:/bin/sh" for name, (uid, group, _) in USERS.items() if uid]),
+            (
+                "passwd",
+                [
+                    f"{name}:x:{uid}:{GROUPS[group]}::/:/bin/sh"
+                    for name, (uid, group, _) in USERS.items()
+                    if uid != 0
+                ],
+            ),
             ("group", [f"{name}:x:{gid}:" for name, gid in GROUPS.items()]),
         ]:
             extended = pathlib.Path(directory) / file
             text = pathlib.Path("/etc", file).read_text(encoding="utf-8")
-            kept = [line for line in text.splitlines() if line.split(":")[0] not in [*USERS, *GROUPS] or line.startswith("root:")]
+            ours = {*USERS, *GROUPS} - {"root"}
+            kept = [line for line in text.splitlines() if line.split(":")[0] not in ours]
             extended.write_text("\n".join([*kept, *lines]) + "\n", encoding="utf-8")
             subprocess.run(["mount", "--bind", extended, f"/etc/{file}"], check=True)
         try:

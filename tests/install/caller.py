@@ -2,7 +2,7 @@
 
 Both are JSON. A line is one of {"own": NAME}, {"release": NAME}, {"request": BODY},
 {"all": [BODY...]}, {"call": [DESTINATION, INTERFACE, MEMBER, SIGNATURE, [ARGUMENT...]]},
-{"post": BODY}, which waits for no reply, {"wait for no": NAME} and {"name": ""}, its unique name.
+{"post": BODY}, which waits for no reply, and {"name": ""}, its unique name.
 """
 
 import json

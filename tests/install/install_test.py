@@ -85,9 +85,11 @@ class Installation(unittest.TestCase):
 
     def test_the_configuration_is_in_the_prefix_but_that_of_usr_beside_it(self):
         place = self.scratch / "configured"
-        for prefix, directory in [("/usr", "etc"), ("/usr/local", "usr/local/etc"), ("/opt/a b", "opt/a b/etc")]:
-            install(BUILD, "--prefix", prefix, "--component", "service", env=surroundings(DESTDIR=str(place)))
-            self.assertTrue((place / directory / "settings-service" / "access.json").exists(), prefix)
+        env = surroundings(DESTDIR=str(place))
+        for prefix, directory in [("/usr", ""), ("/usr/local", "usr/local"), ("/opt/a b", "opt/a b")]:
+            install(BUILD, "--prefix", prefix, "--component", "service", env=env)
+            file = place / directory / "etc" / "settings-service" / "access.json"
+            self.assertTrue(file.exists(), prefix)
 
     def test_the_bus_starts_the_daemon_which_finds_its_data(self):
         with installed_set(self.prefix) as user:

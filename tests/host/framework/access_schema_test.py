@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Judges the delivered access.json and the example of the documentation by the schema, and the schema
-by files that are wrong.
+"""Judges the delivered access.json and the example of the documentation by the schema, and the
+schema by files that are wrong.
 
 Usage: access_schema_test.py SOURCES
 """
