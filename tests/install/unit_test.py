@@ -1,11 +1,12 @@
 #!/usr/bin/python3
-"""What systemd says about the unit that is installed.
+"""What systemd, and docs/security.md, say about the unit that is installed.
 
-Usage: unit_test.py BUILD
+Usage: unit_test.py SOURCES BUILD
 """
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -14,6 +15,7 @@ import unittest
 from installation import PATIENCE, install, run, surroundings
 
 BUILD = pathlib.Path(sys.argv.pop())
+SOURCES = pathlib.Path(sys.argv.pop())
 
 CONFIGURATION = "settings-service.conf"
 STATE = "/var/lib/settings-service"
@@ -74,6 +76,14 @@ class Unit(unittest.TestCase):
         done = analyze("verify", "--man=no", self.altered(program, 'ExecStart="/no/such/program"'))
         self.assertIn("/no/such/program", done.stdout)
         self.assertNotEqual(done.returncode, 0)
+
+    def test_every_line_of_its_sandbox_has_a_reason(self):
+        text = self.unit.read_text(encoding="utf-8")
+        sandbox = text.partition("docs/security.md gives the reason")[2].partition("[Install]")[0]
+        names = re.findall("^([A-Za-z]+)=", sandbox, re.MULTILINE)
+        self.assertGreater(len(names), 30)
+        reasons = (SOURCES / "docs" / "security.md").read_text(encoding="utf-8")
+        self.assertEqual([name for name in names if f"`{name}=" not in reasons], [])
 
     def test_the_system_bus_starts_the_unit(self):
         services = self.prefix / "share/dbus-1/system-services"
