@@ -21,8 +21,8 @@ import seccomp
 
 # How the service is started and kept alive.
 LIFE = {
-    "BusName", "ExecStart", "Restart", "RestartSec", "RuntimeDirectoryPreserve", "Type",
-    "WatchdogSec",
+    "BusName", "ExecReload", "ExecStart", "Restart", "RestartSec", "RuntimeDirectoryPreserve",
+    "Type", "WatchdogSec",
 }  # fmt: skip
 
 # Needs another user, control groups, a process namespace, or somebody who stays.
