@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/json.h"
+#include "bus/bus.h"
 #include "settings/client.h"
 #include "support/wait.h"
 #include "system_test.h"
@@ -311,6 +312,37 @@ TEST_F(ValueVerbs, EveryItemIsDescribed) {
     }
     EXPECT_EQ(values, client.GetItemDataList(items[i]).value_or(std::vector<std::string>()));
   }
+}
+
+// The name of the error; empty when as many descriptions came.
+std::string DescribeAtOnce(TelevisionSet& set, int count) {
+  const bus::Connection connection = set.Bus().Connect();
+  bus::Message call;
+  bus::Check(sd_bus_message_new_method_call(
+                 connection.get(), bus::Out(call), "org.nuvra.service.settings_service",
+                 "/org/nuvra/service/settings_service", "org.nuvra.Items1", "Describe"),
+             "call");
+  bus::Check(sd_bus_message_open_container(call.get(), 'a', "s"), "list");
+  for (int i = 0; i < count; ++i) {
+    bus::Check(sd_bus_message_append(call.get(), "s", "brightness"), "item");
+  }
+  bus::Check(sd_bus_message_close_container(call.get()), "list");
+  bus::Error error;
+  bus::Message reply;
+  if (sd_bus_call(connection.get(), call.get(), 0, error.Out(), bus::Out(reply)) < 0) {
+    return error.Name();
+  }
+  const char* body = nullptr;
+  bus::Check(sd_bus_message_read(reply.get(), "s", &body), "reply");
+  const Json::Value items = base::TryParseJson(body).value()["items"];
+  EXPECT_EQ(items.size(), static_cast<unsigned>(count));
+  return "";
+}
+
+TEST_F(ValueVerbs, NoMoreThan256ItemsAreDescribedAtOnce) {
+  EXPECT_EQ(DescribeAtOnce(m_Set, 256), "");
+  EXPECT_EQ(DescribeAtOnce(m_Set, 257), "org.nuvra.Error.InvalidMessage");
+  EXPECT_EQ(DescribeAtOnce(m_Set, 0), "");
 }
 
 TEST_F(ValueVerbs, APreviewIsEnded) {
