@@ -424,7 +424,7 @@ class Matrix(AccessTest):
     def test_introspection_properties_and_the_methods_of_all_interfaces(self):
         for user, caller in self.callers():
             with self.subTest(user=user):
-                self.assertTrue(self.allowed()["introspection, properties, `Explain`"][user])
+                self.assertTrue(self.allowed()["introspection, properties, `Explain`, `Describe`"][user])
                 introspect = [SERVICE, "org.freedesktop.DBus.Introspectable", "Introspect", "", []]
                 (text,) = caller.ask(call=introspect)["reply"]
                 ours = re.findall(
@@ -436,11 +436,16 @@ class Matrix(AccessTest):
                     found |= set(re.findall(r'<(?:method|property) name="(\w+)"', content))
                     everything = [SERVICE, "org.freedesktop.DBus.Properties", "GetAll", "s"]
                     self.assert_served(caller.ask(call=[*everything, [interface]]))
-                    if '<method name="Explain"' in content:
-                        explain = [SERVICE, interface, "Explain", "s", ["brightness"]]
-                        self.assert_served(caller.ask(call=explain))
+                for question, signature, argument in (
+                    ("Explain", "s", "brightness"),
+                    ("Describe", "as", ["brightness"]),
+                ):
+                    call = [SERVICE, "org.nuvra.Items1", question, signature, [argument]]
+                    self.assert_served(caller.ask(call=call))
                 # A new one belongs here and into the table.
-                self.assertLessEqual(found, {"Request", "RequestAll", "Failure", "Explain"})
+                self.assertEqual(
+                    found, {"Request", "RequestAll", "Failure", "Explain", "Describe"}
+                )
                 # And nothing can be written.
                 self.assertNotIn("write", re.findall(r'access="(\w+)"', text))
 

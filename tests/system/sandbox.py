@@ -11,6 +11,7 @@ filter of calls refuses kills here, so that one that a service gets by without i
 
 import ctypes
 import errno
+import json
 import os
 import pathlib
 import shutil
@@ -27,6 +28,12 @@ LIFE = {
 
 # Needs another user, control groups, a process namespace, or somebody who stays.
 MANAGER = {"DevicePolicy", "Group", "IPAddressDeny", "ProtectProc", "RemoveIPC", "User"}
+
+# What nobody may do whom the service does not know.
+RESTRICTED = (
+    "SetItemValue", "DisableItem", "DisableItemsByList", "EnableItem",
+    "RemoveDisabledItemsByAppname",
+)  # fmt: skip
 
 MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC = 0x1, 0x2, 0x4, 0x8
 MS_BIND, MS_REC, MS_PRIVATE = 0x1000, 0x4000, 0x40000
@@ -299,6 +306,16 @@ def enter_namespaces(unit):
         pathlib.Path("/proc/self", file).write_text(text, encoding="ascii")
 
 
+def let_the_caller_change(root):
+    """Inside, the service is another user than whoever runs it here, and is not told who that is."""
+    place = root / "etc"
+    place.mkdir(parents=True, exist_ok=True)
+    who = {"users": [os.getuid()]}
+    rules = json.dumps({method: who for method in RESTRICTED})
+    (place / "access.json").write_text(rules, encoding="utf-8")
+    os.environ.setdefault("SETTINGS_CONFIG_DIR", str(place))
+
+
 def drop_capabilities(unit):
     if not unit.is_empty("CapabilityBoundingSet") or not unit.is_empty("AmbientCapabilities"):
         fail("only a unit without any capability is known here")
@@ -320,6 +337,7 @@ def main(file, root, *command):
     groups = groups_of_calls()
     filters = [restrictions(unit, groups), filter_of_calls(unit, groups)]
     umask = int(unit.value("UMask") or "022", 8)
+    let_the_caller_change(root)
     enter_namespaces(unit)
     arrange_files(unit, root, os.path.realpath(program))
     drop_capabilities(unit)
