@@ -132,6 +132,9 @@ TEST_F(Setctl, WhatCanBeReadOfADamagedFileIsPrintedAndStored) {
   EXPECT_EQ(Store().Get("db/key200"), KeyValue(std::string(100, 'x')));
   EXPECT_EQ(Store().Get("db/new"), KeyValue(1));
   ExpectFailure(Run({"key", "recover", m_Root / "none"}), 10, "no file");
+  std::ofstream(m_Root / "notes") << "no key file\n";
+  ExpectFailure(Run({"key", "recover", m_Root / "notes"}), 1,
+                "no key can be read in " + (m_Root / "notes").string() + "; is it a key file?\n");
 }
 
 TEST_F(Setctl, ABackupIsReadWhateverBecameOfTheStore) {

@@ -147,6 +147,9 @@ Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
   const bool isFirstPageGood = CanBeOpened(copy);
   if (!isFirstPageGood) {
     ReplaceFirstPage(copy, directory);
+    if (!CanBeOpened(copy)) {
+      throw StoreError(EIO, "no key can be read in " + file.string() + "; is it a key file?");
+    }
   }
   Reader reader(copy);
   const bool isWhole = reader.Take(kForward, "") && isFirstPageGood && reader.IsSound();

@@ -17,8 +17,8 @@ struct Salvage {
 
 // Reads the keys of a file that nobody uses, with the log beside it if there is one, and leaves
 // both unchanged. The content of damaged pages is skipped; keys after it are found through `known`,
-// the keys that may exist. Throws StoreError when the file does not exist or cannot be copied into
-// the directory for temporary files.
+// the keys that may exist. Throws StoreError when the file does not exist, cannot be copied into
+// the directory for temporary files, or is no key file.
 Salvage ReadDamaged(const std::filesystem::path& file, const std::vector<std::string>& known);
 
 }  // namespace host
