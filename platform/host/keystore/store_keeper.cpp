@@ -117,7 +117,7 @@ struct StoreKeeper::Impl {
   // nothing when all is done.
   std::optional<steady_clock::time_point> Keep() {
     bool isFolded = false;
-    Try([&] { isFolded = Fold(); });
+    Try(foldFailure, [&] { isFolded = Fold(); });
     const auto again = steady_clock::now() + times.afterHindrance;
     const auto copy = Copy();
     return isFolded ? copy : std::min(copy.value_or(again), again);
@@ -136,7 +136,7 @@ struct StoreKeeper::Impl {
     if (age >= Time::duration::zero() && age < times.betweenCopies) {
       return now + std::chrono::ceil<milliseconds>(times.betweenCopies - age);
     }
-    const bool isCopied = Try([this] { CopyKeyFile(file, CopyOf(file)); });
+    const bool isCopied = Try(copyFailure, [this] { CopyKeyFile(file, CopyOf(file)); });
     // The memory that this took is not needed again for a long time.
     ::malloc_trim(0);
     return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
@@ -169,16 +169,17 @@ struct StoreKeeper::Impl {
     return rows.Next() && rows.Integer(0) == 0 && rows.Integer(1) == rows.Integer(2);
   }
 
+  // Logs a failure unless it is the one that was logged last of its kind.
   template <typename Body>
-  bool Try(Body body) {
+  bool Try(std::string& logged, Body body) {
     try {
       body();
-      failure.clear();
+      logged.clear();
       return true;
     } catch (const std::exception& error) {
-      if (failure != error.what()) {
-        failure = error.what();
-        LogError("keystore", "cannot keep the key store: " + failure);
+      if (logged != error.what()) {
+        logged = error.what();
+        LogError("keystore", "cannot keep the key store: " + logged);
       }
       return false;
     }
@@ -209,7 +210,8 @@ struct StoreKeeper::Impl {
   const Times times;
   WakeUp written;
   const FileDescriptor end;
-  std::string failure;  // the one logged last
+  std::string foldFailure;
+  std::string copyFailure;
   std::thread thread;
 };
 

@@ -15,6 +15,9 @@
 namespace host {
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::filesystem::path;
@@ -160,6 +163,21 @@ TEST_F(Keeper, WhatIsDamagedIsNotCopied) {
   EXPECT_THROW(CopyKeyFile(DurableFile(), CopyOf(DurableFile())), StoreError);
   EXPECT_EQ(ValueIn(CopyOf(DurableFile())), "1");
   EXPECT_EQ(DamageOf(CopyOf(DurableFile())), std::nullopt);
+}
+
+TEST_F(Keeper, AFailureThatLastsIsLoggedOnce) {
+  LogFile();
+  const auto store = Open();
+  // Nothing takes the place of a directory.
+  std::filesystem::create_directory(CopyOf(DurableFile()));
+  {
+    const auto keeper = Keep({.quiet = kSoon, .betweenCopies = kSoon});
+    for (int value = 1; value <= 3; ++value) {
+      store->Set("db/key", value);
+      EXPECT_TRUE(IsFoldedIn());
+    }
+  }
+  EXPECT_THAT(LogLines(), ElementsAre(HasSubstr("cannot keep the key store: ")));
 }
 
 TEST_F(Keeper, ACopyOfAStoreInUseIsAWhole) {

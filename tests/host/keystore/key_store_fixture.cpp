@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "system/log.h"
+
 namespace host {
 
 std::string Sql(const std::filesystem::path& file, const std::string& sql) {
@@ -60,6 +62,21 @@ std::vector<std::string> Lines(const std::string& text) {
     lines.push_back(line);
   }
   return lines;
+}
+
+std::filesystem::path LogFile() {
+  static const support::TempDirectory directory;
+  static const bool isOpen = [] {
+    OpenLog(directory / "log");
+    return true;
+  }();
+  EXPECT_TRUE(isOpen);
+  return directory / "log";
+}
+
+std::vector<std::string> LogLines() {
+  EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
+  return Lines(support::ReadFile(LogFile()));
 }
 
 int Integer(KeyStore& store, std::string_view key) {

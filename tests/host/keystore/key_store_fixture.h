@@ -30,6 +30,12 @@ std::vector<std::string> Counted(std::string_view key, int last);
 
 std::vector<std::string> Lines(const std::string& text);
 
+// The log of this program, which is opened by the first call and only once.
+std::filesystem::path LogFile();
+
+// What the log says up to now.
+std::vector<std::string> LogLines();
+
 // The integer in a key; 0 when it holds none.
 int Integer(KeyStore& store, std::string_view key);
 

@@ -7,7 +7,6 @@
 #include <fstream>
 
 #include "key_store_fixture.h"
-#include "system/log.h"
 
 namespace host {
 namespace {
@@ -17,26 +16,14 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-// The log of this program, which is only opened once.
-std::filesystem::path LogFile() {
-  static const support::TempDirectory directory;
-  static const bool isOpen = [] {
-    OpenLog(directory / "log");
-    return true;
-  }();
-  EXPECT_TRUE(isOpen);
-  return directory / "log";
-}
-
 class RemovedFiles : public KeyStoreTest {
  protected:
   RemovedFiles() { LogFile(); }
 
   // The log lines that are about a file.
   std::vector<std::string> LogAbout(const std::filesystem::path& file) const {
-    EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
     std::vector<std::string> found;
-    for (const std::string& line : Lines(support::ReadFile(LogFile()))) {
+    for (const std::string& line : LogLines()) {
       for (const char* next : {" ", ": No such"}) {
         if (line.find(file.string() + next) != std::string::npos) {
           found.push_back(line);
