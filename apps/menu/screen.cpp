@@ -14,7 +14,8 @@ namespace {
 constexpr char kBegin[] = "\x1b[?1049h\x1b[?25l\x1b[?7l";
 constexpr char kEnd[] = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 constexpr char kHome[] = "\x1b[H";
-constexpr char kRightColumn[] = "\x1b[44G ";
+// What was there before does not show between the columns.
+constexpr char kRightColumn[] = "\x1b[K\x1b[44G ";
 constexpr char kDim[] = "\x1b[2m";
 constexpr char kPlain[] = "\x1b[0m";
 constexpr char kNextLine[] = "\x1b[K\r\n";

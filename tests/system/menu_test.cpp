@@ -21,7 +21,8 @@ namespace {
 
 using testing::HasSubstr;
 
-// A program in a terminal of its own. What it shows is what it wrote last behind "home".
+// A program in a terminal of its own. What it shows is what it wrote last behind "home": each row
+// is erased where nothing is written.
 class Terminal {
  public:
   Terminal(const std::vector<std::string>& command, const support::Variables& variables) {
@@ -72,11 +73,11 @@ class Terminal {
     const std::string& written = Written();
     const std::size_t home = written.rfind("\x1b[H");
     const std::size_t row =
-        home == std::string::npos ? home : written.find(name + "\x1b[44G", home);
+        home == std::string::npos ? home : written.find(name + "\x1b[K\x1b[44G", home);
     if (row == std::string::npos) {
       return "?";
     }
-    const std::size_t begin = row + name.size() + std::string("\x1b[44G ").size();
+    const std::size_t begin = row + name.size() + std::string("\x1b[K\x1b[44G ").size();
     return written.substr(begin, written.find('\x1b', begin) - begin);
   }
 
@@ -127,8 +128,8 @@ TEST_F(MenuInATerminal, GreysOutAndHidesWhatTheMenuDoes) {
       return home != std::string::npos && written.find(text, home) != std::string::npos;
     });
   };
-  const std::string plain = "\r\n    Brightness\x1b[44G 25";
-  const std::string dimmed = "\r\n\x1b[2m    Brightness\x1b[44G 25";
+  const std::string plain = "\r\n    Brightness\x1b[K\x1b[44G 25";
+  const std::string dimmed = "\r\n\x1b[2m    Brightness\x1b[K\x1b[44G 25";
   ASSERT_TRUE(shows(plain)) << menu->Written();
   Done({"settingsctl", "disable", "expertsettings", "--app", "org.example.film"});
   EXPECT_TRUE(shows(dimmed));
