@@ -136,4 +136,16 @@ TEST_F(Watching, WhySaysWhatDecides) {
   EXPECT_EQ(why("brightness"), "brightness is visible and enabled\n");
 }
 
+TEST_F(Watching, APathStandsForItsItem) {
+  const std::string path = "picture/expertsettings/brightness";
+  EXPECT_EQ(m_Set.Run({"settingsctl", "why", path}).out, "brightness is visible and enabled\n");
+  Done({"settingsctl", "wait", path, "25"});
+  EXPECT_EQ(m_Set.Run({"settingsctl", "watch", path, "--timeout", "0.1"}).status, 0);
+  for (const char* verb : {"why", "watch"}) {
+    const support::Outcome outcome = m_Set.Run({"settingsctl", verb, "game/brightness"});
+    EXPECT_EQ(outcome.status, 10);
+    EXPECT_THAT(outcome.err, HasSubstr("nearest: " + path));
+  }
+}
+
 }  // namespace

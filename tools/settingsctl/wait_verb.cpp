@@ -88,7 +88,7 @@ void PrintMet(const std::string& item, const Json::Value& members, const Json::V
   tools::PrintLine(tools::JsonText(line));
 }
 
-ExitCode Wait(const Options& options, const WaitArguments& arguments) {
+ExitCode Wait(const Options& options, WaitArguments arguments) {
   if (!arguments.value && !arguments.enabled && !arguments.disabled && !arguments.visible &&
       !arguments.hidden) {
     throw Failure(ExitCode::kUsage,
@@ -97,6 +97,7 @@ ExitCode Wait(const Options& options, const WaitArguments& arguments) {
   }
   const WholeTime time(options);
   return WithClient(time.ForAnswers(), [&](Client& client) {
+    arguments.item = ItemOf(client, arguments.item);
     const Condition condition = ConditionOf(client, arguments);
     std::optional<Json::Value> before;
     settings::ItemCache cache(client, {arguments.item}, [&](auto, const auto& changes) {

@@ -25,8 +25,9 @@ struct WatchArguments {
 // The items of the command line, which must exist, or all.
 Names ItemsToWatch(Client& client, const Names& wanted) {
   if (!wanted.empty()) {
-    RequireItems(client, wanted);
-    return wanted;
+    Names items = ItemsOf(client, wanted);
+    RequireItems(client, items);
+    return items;
   }
   Names all = AllItems(client);
   if (all.empty()) {
@@ -107,7 +108,7 @@ void AddWatchVerb(tools::Tool& tool, const Options& options) {
   tools::Syntax watch =
       tool.AddVerb(tool.App(), "watch", "Print what changes of items, as it happens",
                    [&options, arguments] { return Watch(options, *arguments); });
-  watch.AddArgument("ITEM", arguments->items, "The items' IDs; by default all items")
+  watch.AddArgument("ITEM", arguments->items, "The items' IDs or paths; by default all items")
       .CompletedBy(ItemOffer(options));
   tools::AddCount(watch, arguments->count, "Exit after N lines");
 }

@@ -149,7 +149,8 @@ void AddWhyVerb(tools::Tool& tool, const Options& options) {
   auto item = std::make_shared<std::string>();
   tools::Syntax why =
       tool.AddVerb(tool.App(), "why", "Tell why an item is hidden or disabled", [&options, item] {
-        return WithClient(options, [&](Client& client) { return Why(options, *item, client); });
+        return WithClient(
+            options, [&](Client& client) { return Why(options, ItemOf(client, *item), client); });
       });
   AddItem(why, options, *item);
 }
