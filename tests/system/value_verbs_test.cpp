@@ -55,7 +55,9 @@ TEST_F(ValueVerbs, ToggleIsForSwitches) {
   ExpectFailure({"toggle", "brightness"}, 2,
                 "\"brightness\" is no switch, it takes 0 to 50, step 1");
   ExpectFailure({"toggle", "audioreturn"}, 2, "\"audioreturn\" is no switch, it takes off, auto");
-  ExpectFailure({"toggle", "picture"}, 2, "\"picture\" is no switch, it is a group");
+  ExpectFailure({"toggle", "picture"}, 2,
+                "\"picture\" is no switch, it is a group, it has no value");
+  ExpectFailure({"toggle", "picturereset"}, 2, "\"picturereset\" is no switch, it is an action");
   ExpectFailure({"toggle", "gamemod"}, 10, "no item \"gamemod\"; nearest: gamemode");
   EXPECT_EQ(Value("brightness"), "25\n");
 }
@@ -371,7 +373,7 @@ TEST_F(ValueVerbs, APreviewIsNotExportedAndEndsWhenItsItemIsImported) {
   Run({"set", "brightness", "40", "--preview"});
   ExpectDone({"export", "brightness", "--json"}, "{\"brightness\":\"25\"}\n");
   const Outcome outcome = Run({"import", "-"}, R"({"brightness": 25})");
-  EXPECT_EQ(outcome.out, "brightness: 25 → 25\n");
+  EXPECT_EQ(outcome.out, "brightness: 40 → 25\n");
   EXPECT_EQ(Value("brightness"), "25\n");
   EXPECT_EQ(Run({"import", "-"}, R"({"brightness": 25})").out, "");
 }

@@ -55,8 +55,7 @@ ExitCode Toggle(const Options& options, const std::string& item, Client& client)
   const Facts facts = FactsOf(client, item);
   if (facts.kind != ItemKind::kSwitch) {
     throw Failure(ExitCode::kUsage,
-                  fmt::format("{} is no switch, it {}", Quote(item),
-                              HasValue(facts) ? WhatItTakes(facts) : "is a " + ToText(facts.kind)));
+                  fmt::format("{} is no switch, it {}", Quote(item), WhatItTakes(facts)));
   }
   const bool isOn = PresentValue(item, facts) == "on";
   return SetAndPrint(options, item, isOn ? "off" : "on", client);

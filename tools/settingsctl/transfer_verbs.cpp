@@ -136,11 +136,12 @@ ExitCode Import(const Options& options, const ImportArguments& arguments,
     }
     const std::optional<std::string> text = TextOf(value, facts);
     const std::optional<std::string> kept = KeptValue(facts);
-    if (text && kept && !facts.isPreview.value_or(false) && IsSame(facts, *kept, *text)) {
+    const bool isPreview = facts.isPreview.value_or(false);
+    if (text && kept && !isPreview && IsSame(facts, *kept, *text)) {
       continue;
     }
     if (text && SetOrTry(arguments, item, *text, facts, client)) {
-      PrintChange(options, item, kept, *text);
+      PrintChange(options, item, isPreview ? facts.value : kept, *text);
     } else {
       complaints.Add(item, value, NotAccepted(client, item, text ? *text : tools::JsonText(value)));
     }
