@@ -476,6 +476,10 @@ class Callers(AccessTest):
         refused = self.machine.tool("other", "disable", "contrast", "--app", GAME)
         self.assertEqual(refused.returncode, 13)
         self.assertIn(f'in the name of "{GAME}"', refused.stderr)
+        refused = self.machine.tool("other", "hold", "contrast", "--app", GAME, "--", "true")
+        self.assertEqual(refused.returncode, 13)
+        self.assertIn(f'does not let this user be "{GAME}"', refused.stderr)
+        self.assertIn(f'<allow own="{GAME}"/>', refused.stderr)
         self.assertEqual(self.machine.tool("root", "set", "picturemode", "movie").returncode, 0)
         self.assertEqual(self.machine.tool("other", "get", "picturemode").stdout, "movie (Movie)\n")
 

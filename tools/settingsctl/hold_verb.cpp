@@ -26,10 +26,20 @@ struct Arguments {
 };
 
 void BecomeApplication(Client& client, const std::string& app) {
-  if (!client.RequestName(app)) {
-    throw Failure(
-        ExitCode::kRefused,
-        fmt::format("{} is already running; choose another --app, or stop it", Quote(app)));
+  try {
+    if (!client.RequestName(app)) {
+      throw Failure(
+          ExitCode::kRefused,
+          fmt::format("{} is already running; choose another --app, or stop it", Quote(app)));
+    }
+  } catch (const settings::Error& error) {
+    if (error.Code() != settings::ErrorCode::kNotAllowed) {
+      throw;
+    }
+    throw Failure(ExitCode::kNotAllowed,
+                  fmt::format("the bus does not let this user be {}; a policy of the bus with "
+                              "<allow own=\"{}\"/> would",
+                              Quote(app), app));
   }
 }
 
