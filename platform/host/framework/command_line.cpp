@@ -50,14 +50,14 @@ void CheckData(const Environment& environment) {
   const auto isFile = [&](const std::filesystem::path& path) {
     return std::filesystem::exists(path, ignored) && !std::filesystem::is_directory(path, ignored);
   };
-  if (!isFile(environment.modelFile)) {
-    throw CLI::ValidationError("there is no model file \"" + environment.modelFile.string() +
-                               "\": name one with --model or SETTINGS_MODEL");
-  }
   if (!isFile(environment.dataDir / "catalogue" / "menu.json")) {
     throw CLI::ValidationError("there is no catalogue/menu.json in \"" +
                                environment.dataDir.string() +
                                "\": name the directory of the data with SETTINGS_DATA_DIR");
+  }
+  if (!isFile(environment.modelFile)) {
+    throw CLI::ValidationError("there is no model file \"" + environment.modelFile.string() +
+                               "\": name one with --model or SETTINGS_MODEL");
   }
 }
 

@@ -123,8 +123,7 @@ TEST_F(CommandLine, AModelFileThatIsMissingIsToldInOneSentence) {
 }
 
 TEST_F(CommandLine, ADataDirectoryWithoutCatalogueIsToldInOneSentence) {
-  std::filesystem::create_directories(Path("data") / "models");
-  std::ofstream(Path("data") / "models" / "full.json") << "{}";
+  std::filesystem::create_directories(Path("data"));
   const support::Outcome outcome = Run({}, {{"SETTINGS_DATA_DIR", Path("data")}});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err, "framework_test_service: there is no catalogue/menu.json in \"" +
