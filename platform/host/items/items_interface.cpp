@@ -232,6 +232,10 @@ class ItemAnnouncer : private ItemListener {
     if (!m_Changes) {
       return;
     }
+    // A reply may have told already what its writer has not announced to us yet.
+    if (m_Keys) {
+      m_Keys->CatchUp();
+    }
     m_Changes->Settle();
     if (const auto language = m_Changes->TakeLanguage()) {
       Emit("LanguageChanged", *language);

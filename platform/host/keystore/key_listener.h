@@ -19,6 +19,10 @@ class KeyListener {
   KeyListener(const KeyListener&) = delete;
   KeyListener& operator=(const KeyListener&) = delete;
 
+  // Hears of everything that can be read from the store by now. A writer wakes others after its
+  // change can be read, so that does not go without saying. Not from a callback of changes.
+  void CatchUp() const;
+
  private:
   friend class Subscriptions;
   const std::function<void(const KeyChange&)> m_Changed;

@@ -145,6 +145,13 @@ class Subscriptions {
     return true;
   }
 
+  // Whoever wrote it need not have woken this process yet.
+  void DeliverWritten() {
+    do {
+      Deliver();
+    } while (m_Watcher.IsBehind());
+  }
+
   void Add(const KeyListener* listener) { m_Listeners.push_back(listener); }
   void Remove(const KeyListener* listener) { std::erase(m_Listeners, listener); }
 
@@ -170,9 +177,7 @@ class Subscriptions {
   void DeliverAll() {
     pollfd changed{.fd = m_Watcher.Fd(), .events = POLLIN, .revents = 0};
     if (::poll(&changed, 1, 0) > 0) {
-      do {
-        Deliver();
-      } while (m_Watcher.IsBehind());
+      DeliverWritten();
     }
   }
 
@@ -264,6 +269,8 @@ KeyListener::~KeyListener() {
     subscriptions->Remove(this);
   }
 }
+
+void KeyListener::CatchUp() const { ProcessSubscriptions().DeliverWritten(); }
 
 }  // namespace host
 
