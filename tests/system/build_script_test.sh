@@ -105,4 +105,34 @@ expect "a later ./run says nothing of a first build" 0 "$(grep -c 'first build' 
 wanted run --quiet -- true >/dev/null
 expect "./run --quiet shows nothing of a build" 0 "$(grep -c ' of 4\|^building' "$place/err")"
 
+# Of what ctest leaves behind, as much as ./test reads.
+stand_in cmake 'exit 0'
+stand_in ctest '
+logs=build/$2/Testing/Temporary
+mkdir -p "$logs"
+[ "$2" = "$FAILING" ] || exit 0
+printf "2:Second\n" >"$logs/LastTestsFailed.log"
+cat >"$logs/LastTest.log" <<END
+1/2 Testing: First
+Output:
+what the first says
+<end of output>
+2/2 Testing: Second
+Output:
+what the second says
+<end of output>
+Test time = 1.00 sec
+END
+exit 8'
+section building running testing checking >"$place/installed"
+FAILING=asan "$place/copy/test" >"$place/out" 2>/dev/null
+expect "./test fails when a test does" 1 $?
+expect "./test ends with what the test that failed printed" "
+asan: Second failed
+Output:
+what the second says" "$(cat "$place/out")"
+FAILING=none "$place/copy/test" >"$place/out" 2>/dev/null
+expect "./test passes when all tests do" 0 $?
+expect "./test tells nothing of a failure of another time" "" "$(cat "$place/out")"
+
 exit "$failed"
