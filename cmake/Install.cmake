@@ -38,9 +38,10 @@ function(install_configured template name directory component)
   endwhile()
   install(CODE "
     ${definitions}
-    set(file \"${PROJECT_BINARY_DIR}/installed/${directory}/${name}\")
-    configure_file(\"${template}\" \"\${file}\" @ONLY)
-    file(INSTALL \"\${file}\" DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${directory}\")
+    set(file \"\${CMAKE_INSTALL_PREFIX}/${directory}/${name}\")
+    message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
+    configure_file(\"${template}\" \"\$ENV{DESTDIR}\${file}\" @ONLY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")
   " COMPONENT ${component})
 endfunction()
 

@@ -11,6 +11,7 @@ import shutil
 import sys
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 from installation import install, installed_set, run, surroundings
 
@@ -90,6 +91,18 @@ class Installation(unittest.TestCase):
             install(BUILD, "--prefix", prefix, "--component", "service", env=env)
             file = place / directory / "etc" / "settings-service" / "access.json"
             self.assertTrue(file.exists(), prefix)
+
+    def test_installations_at_the_same_time_do_not_mix(self):
+        places = [self.scratch / f"one of many {number}" for number in range(20)]
+        with ThreadPoolExecutor(4) as pool:
+            done = [
+                pool.submit(install, BUILD, "--prefix", place, "--component", "service")
+                for place in places
+            ]
+        for place, one in zip(places, done):
+            one.result()
+            unit = place / "lib" / "systemd" / "system" / "settings-service.service"
+            self.assertIn(f'ExecStart="{place}/libexec/', unit.read_text(encoding="utf-8"))
 
     def test_the_bus_starts_the_daemon_which_finds_its_data(self):
         with installed_set(self.prefix) as user:
