@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -24,6 +25,8 @@
 
 #include "base/json.h"
 #include "bus/bus.h"
+#include "framework/access.h"
+#include "framework/main_loop.h"
 
 namespace {
 
@@ -368,6 +371,27 @@ void RunInTurns(std::array<Contender, Count>& contenders, int rounds) {
   }
 }
 
+// How long it takes to judge whether a caller may set a value who may because the last of his
+// groups may: a single judgement is too short for the clock. Questions are judged in less.
+double MicrosecondsOfJudging(const std::filesystem::path& directory) {
+  const std::filesystem::path file = directory / "bench-access.json";
+  std::ofstream(file) << R"({"SetItemValue": {"users": [1001, 1002], "groups": [2000]}})";
+  const host::MainLoop loop;
+  const host::Access access(file);
+  std::filesystem::remove(file);
+  const host::Caller caller{true, geteuid() + 1, {100, 1003, 2000}};
+  const Json::Value body = base::TryParseJson(SetBrightness(1, false)).value();
+  constexpr int kTimes = 100'000;
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < kTimes; ++i) {
+    if (access.Judge(":1.1", &caller, body).kind != host::Judgement::Kind::kServed) {
+      throw std::runtime_error("the judgement is wrong");
+    }
+  }
+  const std::chrono::duration<double, std::micro> time = std::chrono::steady_clock::now() - start;
+  return time.count() / kTimes;
+}
+
 void Compare(int rounds, const std::filesystem::path& root) {
   Server socket(ServeSocket);
   Server echo(ServeEcho);
@@ -461,6 +485,9 @@ void Compare(int rounds, const std::filesystem::path& root) {
               broadcasts[1].Median() / broadcasts[0].Median());
   std::printf("  %-48s %6.3f   0.067\n", "all about the items: in batches / one by one",
               menus[1].Median() / menus[0].Median());
+  const double judging = MicrosecondsOfJudging(root);
+  std::printf("  %-48s %6.3f   1.010\n", "GetItemValue and a judgement / GetItemValue",
+              1 + judging / contenders[2].Median());
   std::printf("  %-48s %6.2f\n", "empty echo / bare socket pair",
               echoMedian / contenders[0].Median());
 }
