@@ -73,32 +73,32 @@ bus::Message Callers::NewQuestion(const std::string& connection) const {
 }
 
 void Callers::Ask(const std::string& connection) {
-  const auto [question, isNew] =
-      m_Questions.try_emplace(connection, Question{this, connection, {}});
-  if (!isNew) {
+  const auto added = m_Questions.try_emplace(connection, Question{this, connection, {}});
+  if (!added.second) {
     return;
   }
+  Question& question = added.first->second;
   if (!Guarded("nuvra", "a caller cannot be asked for", [&] {
-        Check(sd_bus_call_async(m_Bus, bus::Out(question->second.slot),
-                                NewQuestion(connection).get(), OnAnswer, &question->second,
-                                kPatienceInMicroseconds));
+        Check(sd_bus_call_async(m_Bus, bus::Out(question.slot), NewQuestion(connection).get(),
+                                OnAnswer, &question, kPatienceInMicroseconds));
       })) {
-    m_Questions.erase(question);
+    m_Questions.erase(added.first);
     m_Callers[connection] = {};
     m_OnAnswer(connection);
   }
 }
 
 int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
-  auto& [callers, connection, slot] = *static_cast<Question*>(question);
+  auto& asked = *static_cast<Question*>(question);
   const std::optional<Caller> caller =
       Guarded("nuvra", "an exception left the answer about a caller", std::optional<Caller>(),
               [reply] { return ReadCaller(reply); });
   Guarded("nuvra", "an exception left the answer about a caller", [&] {
-    const std::string asked = connection;
-    Callers& owner = *callers;
-    owner.Note(asked, caller);
-    owner.m_OnAnswer(asked);
+    // The answer ends the question.
+    const std::string connection = asked.connection;
+    Callers& callers = *asked.callers;
+    callers.Note(connection, caller);
+    callers.m_OnAnswer(connection);
   });
   // When a call times out, sd-bus takes the result for whether there was something to do.
   return 1;

@@ -8,7 +8,7 @@
 #include <random>
 
 #include "keystore/store_copy.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "store_state.h"
 #include "support/temp_directory.h"
 
@@ -58,7 +58,7 @@ class Damages : public ::testing::Test {
   // A store with a good copy, as it is after a proper end and, beside it, as it is after all its
   // users were killed.
   void MakeStore(const StoreFiles& files) {
-    const auto write = [this, &files](KeyStore& store, int generation) {
+    const auto write = [this](KeyStore& store, int generation) {
       for (int key = 0; key < kKeys; ++key) {
         for (const char* place : {"db/", "memory/"}) {
           const std::string name = place + std::to_string(key);
