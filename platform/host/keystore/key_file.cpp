@@ -12,6 +12,7 @@
 #include <variant>
 
 #include "keystore/page_check.h"
+#include "keystore/store_files.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
 
@@ -172,7 +173,7 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_OwnReader(m_Database),
       m_Other(file),
       m_OtherReader(m_Other),
-      m_Names({file, file.string() + "-wal", file.string() + "-shm"}),
+      m_Names({file, LogOf(file), LogIndexOf(file)}),
       m_Size(m_Names.Now().size) {}
 
 std::optional<std::string> KeyFile::Loss() {

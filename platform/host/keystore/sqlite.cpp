@@ -1,8 +1,6 @@
 #include "keystore/sqlite.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <cerrno>
 #include <stdexcept>
@@ -12,6 +10,7 @@
 #include "keystore/checked_files.h"
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "system/lock_holder.h"
 
 namespace host {
@@ -84,34 +83,21 @@ std::string ReadOnlyUri(const std::filesystem::path& file) {
     }
   }
   std::error_code ignored;
-  const auto log = std::filesystem::file_size(file.string() + "-wal", ignored);
+  const auto log = std::filesystem::file_size(LogOf(file), ignored);
   return uri + (ignored || log == 0 ? "?immutable=1" : "");
 }
 
 }  // namespace
 
-bool IsMissingOrEmpty(const std::filesystem::path& file) {
-  struct stat status;
-  return ::stat(file.c_str(), &status) != 0 ? errno == ENOENT
-                                            : S_ISREG(status.st_mode) && status.st_size == 0;
-}
-
 pid_t HolderOfWriteLock(const std::filesystem::path& file) {
   constexpr off_t kWriteLock = 120;
-  return HolderOfByte(file.string() + "-shm", kWriteLock);
-}
-
-bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
-  struct statvfs status;
-  return (::statvfs(file.c_str(), &status) == 0 ||
-          ::statvfs(file.parent_path().c_str(), &status) == 0) &&
-         (status.f_flag & ST_RDONLY) != 0;
+  return HolderOfByte(LogIndexOf(file), kWriteLock);
 }
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {
   try {
     std::error_code ignored;
-    if (IsMissingOrEmpty(file) && std::filesystem::exists(m_File + "-wal", ignored)) {
+    if (IsMissingOrEmpty(file) && std::filesystem::exists(LogOf(file), ignored)) {
       FailAs("it is empty, but there is a log of it");
     }
     const bool isReadOnly = IsOnReadOnlyFileSystem(file);

@@ -19,12 +19,6 @@ struct sqlite3_stmt;
 
 namespace host {
 
-// Whether there is no file, or one of no bytes.
-bool IsMissingOrEmpty(const std::filesystem::path& file);
-
-// Whether a file, or the directory where it is missing, is on such a file system.
-bool IsOnReadOnlyFileSystem(const std::filesystem::path& file);
-
 // The process that holds the write lock of a file in write-ahead mode, in any program; 0 when none
 // does or it cannot be found.
 pid_t HolderOfWriteLock(const std::filesystem::path& file);

@@ -7,10 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
-#include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <set>
 #include <span>
@@ -20,6 +17,7 @@
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
 
@@ -36,9 +34,6 @@ std::string Text(int error) { return std::generic_category().message(error); }
 [[noreturn]] void Fail(const path& file, const std::string& what, int error) {
   throw StoreError(error, "key file " + file.string() + ": " + what + ": " + Text(error));
 }
-
-path LogOf(const path& file) { return file.string() + "-wal"; }
-path LogIndexOf(const path& file) { return file.string() + "-shm"; }
 
 // As many of the bytes as exist.
 std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
@@ -220,21 +215,6 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
   return areAllChecked ? std::nullopt : AdoptPages(file);
 }
 
-// The names of files that were set aside sort by date.
-path NameAside(const path& file) {
-  const auto now = std::chrono::system_clock::now();
-  const auto micros =
-      std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count();
-  const auto seconds = static_cast<std::time_t>(micros / 1'000'000);
-  std::tm utc{};
-  ::gmtime_r(&seconds, &utc);
-  char date[32];
-  std::strftime(date, sizeof(date), "%Y%m%dT%H%M%S", &utc);
-  char fraction[16];
-  std::snprintf(fraction, sizeof(fraction), ".%06dZ", static_cast<int>(micros % 1'000'000));
-  return file.string() + ".damaged-" + date + fraction;
-}
-
 void RemoveOldest(const path& file) {
   const std::vector<path> aside = SetAsideFiles(file);
   std::error_code ignored;
@@ -405,39 +385,6 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
 }
 
 }  // namespace
-
-bool IsThere(const path& file) {
-  struct stat status;
-  return ::lstat(file.c_str(), &status) == 0;
-}
-
-path CopyOf(const path& file) { return file.string() + ".copy"; }
-
-bool HasCopyOrLog(const path& file) { return IsThere(CopyOf(file)) || IsThere(LogOf(file)); }
-
-std::vector<path> SetAsideFiles(const path& file) {
-  const std::string prefix = file.filename().string() + ".damaged-";
-  std::vector<path> found;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(file.parent_path(), error)) {
-    const std::string name = entry.path().filename();
-    const bool isBesideFile = name.ends_with("-wal") &&
-                              IsThere(entry.path().parent_path() / name.substr(0, name.size() - 4));
-    if (name.starts_with(prefix) && !isBesideFile && !name.ends_with("-shm")) {
-      found.push_back(entry.path());
-    }
-  }
-  std::sort(found.begin(), found.end());
-  return found;
-}
-
-std::string AbsenceOf(const path& file) {
-  if (!IsThere(file)) {
-    return "is missing";
-  }
-  struct stat status;
-  return ::stat(file.c_str(), &status) == 0 ? "is empty" : "is a link to a missing file";
-}
 
 bool IsOpenSomewhere(const path& file) {
   const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));

@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "keystore/key_file.h"
 
@@ -12,22 +11,6 @@
 // reads and moves files behind SQLite's back.
 
 namespace host {
-
-// Whether something has this name, though it may be a link that leads nowhere.
-bool IsThere(const std::filesystem::path& file);
-
-// The good copy of a key file, which store_copy.h makes.
-std::filesystem::path CopyOf(const std::filesystem::path& file);
-
-// Whether something says that there was such a key file, though it may be missing or empty now.
-bool HasCopyOrLog(const std::filesystem::path& file);
-
-// The files that were set aside for this one, oldest first; each may have its log beside it, under
-// its name and "-wal". A log that was set aside without a file is one of them.
-std::vector<std::filesystem::path> SetAsideFiles(const std::filesystem::path& file);
-
-// What is wrong with a key file that is missing or empty, in the words of DamageOf.
-std::string AbsenceOf(const std::filesystem::path& file);
 
 // Whether some process, with whatever version of this program, has the file open.
 bool IsOpenSomewhere(const std::filesystem::path& file);

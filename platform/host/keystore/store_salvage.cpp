@@ -15,6 +15,7 @@
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 
 namespace host {
 namespace {
@@ -141,8 +142,8 @@ Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
   const path copy = directory / "keys.db";
   Copy(file, copy);
   std::error_code ignored;
-  if (const path log = file.string() + "-wal"; std::filesystem::exists(log, ignored)) {
-    Copy(log, copy.string() + "-wal");
+  if (const path log = LogOf(file); std::filesystem::exists(log, ignored)) {
+    Copy(log, LogOf(copy));
   }
   const bool isFirstPageGood = CanBeOpened(copy);
   if (!isFirstPageGood) {

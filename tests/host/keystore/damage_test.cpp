@@ -8,7 +8,7 @@
 #include <random>
 
 #include "keystore/store_copy.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "store_state.h"
 #include "support/temp_directory.h"
 

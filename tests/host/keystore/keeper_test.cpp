@@ -9,6 +9,7 @@
 #include "key_store_fixture.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "keystore/store_keeper.h"
 #include "keystore/store_recovery.h"
 
