@@ -8,6 +8,10 @@
 
 namespace host {
 
+// What marks a file as a key file; and its version, the first with checks of the pages.
+inline constexpr std::uint32_t kKeyFileId = 0x6b657973;
+inline constexpr std::uint32_t kKeyFileVersion = 3;
+
 inline constexpr std::size_t kPageSize = 4096;
 inline constexpr std::size_t kCheckSize = 8;
 

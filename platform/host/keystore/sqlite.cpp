@@ -126,8 +126,8 @@ bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main")
 
 Database::~Database() { sqlite3_close(m_Handle); }
 
-void Database::Execute(const char* sql) {
-  const int code = sqlite3_exec(m_Handle, sql, nullptr, nullptr, nullptr);
+void Database::Execute(const std::string& sql) {
+  const int code = sqlite3_exec(m_Handle, sql.c_str(), nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) {
     Fail(code);
   }

@@ -37,7 +37,7 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   // Runs SQL that has no parameters and whose rows do not matter.
-  void Execute(const char* sql);
+  void Execute(const std::string& sql);
 
   bool IsWritable() const;
 

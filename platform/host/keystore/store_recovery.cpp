@@ -27,7 +27,6 @@ namespace {
 using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
-constexpr std::uint32_t kFirstVersionWithChecks = 3;
 
 std::string Text(int error) { return std::generic_category().message(error); }
 
@@ -152,12 +151,11 @@ std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_
   if (std::memcmp(page, kMagic, sizeof(kMagic)) != 0) {
     return "is not a database";
   }
-  constexpr std::uint32_t kApplicationId = 0x6b657973;
   const std::uint32_t id = ReadBigEndian(page + 68);
-  if (id != kApplicationId && !(id == 0 && count <= 1)) {
+  if (id != kKeyFileId && !(id == 0 && count <= 1)) {
     return "is not a key file";
   }
-  return ReadBigEndian(page + 60) > kFirstVersionWithChecks
+  return ReadBigEndian(page + 60) > kKeyFileVersion
              ? std::optional<std::string>("was made by another version of this program")
              : std::nullopt;
 }
@@ -357,7 +355,7 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
     old.ReservePageEnds();
     WriteCopy(old, raised);
   }
-  Database(raised).Execute("PRAGMA user_version = 3");
+  Database(raised).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
   MoveInPlace(raised, file);
 }
 
