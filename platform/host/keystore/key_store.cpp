@@ -32,6 +32,7 @@
 #include <utility>
 
 #include "keystore/key_file.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_files.h"
 #include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"

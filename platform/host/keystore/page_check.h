@@ -22,7 +22,10 @@ enum class PageState { kSound, kUnchecked, kDamaged };
 PageState StateOf(const unsigned char* page, std::uint32_t number);
 void PutCheck(unsigned char* page, std::uint32_t number);
 
-// Whether page 1, or its first 100 bytes, says that the pages of its file have checks.
+// What page 1 begins with.
+inline constexpr std::size_t kFileHeaderSize = 100;
+
+// Whether page 1, or its header alone, says that the pages of its file have checks.
 bool HasChecks(const unsigned char* firstPage);
 
 // Four bytes as they are stored in SQLite's files.

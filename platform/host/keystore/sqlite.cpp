@@ -1,5 +1,6 @@
 #include "keystore/sqlite.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
+#include "system/file_descriptor.h"
 #include "system/lock_holder.h"
 
 namespace host {
@@ -92,6 +94,17 @@ std::string ReadOnlyUri(const std::filesystem::path& file) {
 pid_t HolderOfWriteLock(const std::filesystem::path& file) {
   constexpr off_t kWriteLock = 120;
   return HolderOfByte(LogIndexOf(file), kWriteLock);
+}
+
+bool IsOpenSomewhere(const std::filesystem::path& file) {
+  const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+  // Where SQLite holds a lock for as long as it has a file open.
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0x40000002;
+  lock.l_len = 510;
+  return opened && ::fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {

@@ -23,6 +23,9 @@ namespace host {
 // does or it cannot be found.
 pid_t HolderOfWriteLock(const std::filesystem::path& file);
 
+// Whether some process, with whatever version of this program, has the file open.
+bool IsOpenSomewhere(const std::filesystem::path& file);
+
 class Database {
  public:
   // Whether all that a file holds can be read and fits together.

@@ -5,9 +5,9 @@
 
 #include <optional>
 
+#include "keystore/file_damage.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_files.h"
-#include "keystore/store_recovery.h"
 #include "system/file_descriptor.h"
 #include "system/file_lock.h"
 

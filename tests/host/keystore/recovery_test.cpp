@@ -9,11 +9,11 @@
 #include <random>
 
 #include "key_store_fixture.h"
+#include "keystore/file_damage.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
-#include "keystore/store_recovery.h"
 #include "keystore/store_salvage.h"
 #include "system/log.h"
 
