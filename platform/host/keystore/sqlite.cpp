@@ -150,7 +150,7 @@ bool Database::IsSound(const std::filesystem::path& file) {
   try {
     return Database(file).IsSound();
   } catch (const StoreError& error) {
-    if (error.Error() != EUCLEAN) {
+    if (!error.IsDamage()) {
       throw;
     }
     return false;

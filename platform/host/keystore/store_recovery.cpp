@@ -56,9 +56,6 @@ path SetAside(const path& file) {
 bool MakeFromLog(const path& file, const path& made) {
   const path log = LogOf(file);
   std::error_code error;
-  for (const path& old : {made, LogOf(made), LogIndexOf(made)}) {
-    std::filesystem::remove(old, error);
-  }
   std::filesystem::copy_file(log, LogOf(made), error);
   if (!error) {
     // SQLite removes the log of an empty file.
@@ -68,36 +65,33 @@ bool MakeFromLog(const path& file, const path& made) {
   if (error) {
     Fail(file, "cannot be made of its log", error.value());
   }
-  bool isMade = false;
   try {
-    if (!DamageOf(made)) {
-      Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-      isMade = !DamageOf(made);
+    if (DamageOf(made)) {
+      return false;
+    }
+    Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (DamageOf(made)) {
+      return false;
     }
   } catch (const StoreError& failure) {
-    if (failure.Error() != EUCLEAN) {
+    if (!failure.IsDamage()) {
       throw;
     }
+    return false;
   }
-  if (isMade) {
-    GiveToOwnerOf(log, made);
-  } else {
-    std::filesystem::remove(made, error);
-  }
-  std::filesystem::remove(LogOf(made), error);
-  std::filesystem::remove(LogIndexOf(made), error);
-  return isMade;
+  GiveToOwnerOf(log, made);
+  return true;
 }
 
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
-  const path made = file.string() + ".new";
+  const Unfinished made(file);
   // The copy may be newer than what is left of a log.
   const bool isLogCut = hadLog && IsLogCut(file, false);
   const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
-                      MakeFromLog(file, made);
+                      MakeFromLog(file, made.File());
   std::string line = "key file " + file.string() + " " + reason;
   const path aside = SetAside(file);
   if (wasThere) {
@@ -106,7 +100,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
     line += "; its log is set aside as " + LogOf(aside).string();
   }
   if (isMade) {
-    MoveInPlace(made, file);
+    MoveInPlace(made.File(), file);
     line += "; what its log holds takes its place";
     LogError("keystore", isLogCut ? line + ", without the newest changes" : line);
     return;
@@ -157,17 +151,15 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
     return;
   }
   KeyFile(file, durability, changed);  // from version 1 to 2
-  const path raised = file.string() + ".new";
-  std::error_code ignored;
-  std::filesystem::remove(raised, ignored);
+  const Unfinished raised(file);
   {
     Database old(file);
     old.Execute("PRAGMA journal_mode = DELETE");
     old.ReservePageEnds();
-    WriteCopy(old, raised);
+    WriteCopy(old, raised.File());
   }
-  Database(raised).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
-  MoveInPlace(raised, file);
+  Database(raised.File()).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
+  MoveInPlace(raised.File(), file);
 }
 
 // Where nothing can be moved or written, the good copy is read where it is.
@@ -213,7 +205,7 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
     try {
       return open();
     } catch (const StoreError& error) {
-      if (error.Error() != EUCLEAN) {
+      if (!error.IsDamage()) {
         throw;
       }
       Replace(file, std::string("cannot be used (") + error.what() + ")", mayUseCopy);

@@ -14,6 +14,7 @@
 #include "keystore/key_file.h"
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 
@@ -45,14 +46,6 @@ class TemporaryDirectory {
  private:
   path m_Path;
 };
-
-void Copy(const path& from, const path& to) {
-  std::error_code error;
-  std::filesystem::copy_file(from, to, error);
-  if (error) {
-    throw StoreError(error.value(), "cannot copy " + from.string() + ": " + error.message());
-  }
-}
 
 // The first page says where the tables are, which is the same in every key file.
 void ReplaceFirstPage(const path& file, const TemporaryDirectory& directory) {
@@ -140,10 +133,10 @@ constexpr const char* kBackward = "SELECT key, value FROM keys WHERE key >= ?1 O
 Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
   const TemporaryDirectory directory;
   const path copy = directory / "keys.db";
-  Copy(file, copy);
+  CopyFile(file, copy);
   std::error_code ignored;
   if (const path log = LogOf(file); std::filesystem::exists(log, ignored)) {
-    Copy(log, LogOf(copy));
+    CopyFile(log, LogOf(copy));
   }
   const bool isFirstPageGood = CanBeOpened(copy);
   if (!isFirstPageGood) {
