@@ -3,11 +3,17 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "item_log.h"
+#include "keystore/key_file.h"
 #include "keystore/key_store.h"
 #include "settings/batch.h"
 #include "settings/client.h"
@@ -162,6 +168,25 @@ TEST_F(ItemAnnouncements, AreNeverOlderThanAReplyAndNoReplyIsOlderThanThem) {
   EXPECT_GE(m_Log.Broadcasts(), 1);
 }
 
+// Their writer is one that is stopped between its commits and waking others. The answer about the
+// speaker notes what follows from it.
+TEST_F(ItemAnnouncements, TellWhatAReplyToldThoughItsWriterHasWokenNobody) {
+  Run({"settingsctl", "set", "gamemode", "on"});
+  m_Log.TakeAll();
+  const std::filesystem::path run = m_Set.Root() / "run/settings-service";
+  host::KeyFile keys(run / "keys.db", host::Durability::kProcess, run / "nobody-watches-this");
+  keys.Write("memory/set/speaker", "receiver");
+  keys.Write("memory/menu/preview/headphonesandspeaker", "on");
+  m_Log.PostQuestion("headphonesandspeaker");
+  m_Log.PostQuestion("soundoutput");
+  const std::vector<std::string> lines = m_Log.Take(3);
+  EXPECT_EQ(lines[0], "on");
+  EXPECT_EQ(lines[1], "receiver");
+  EXPECT_THAT(lines, Contains(R"({"enabled":false,"menuID":"equaliser"})"));
+  EXPECT_THAT(lines, Contains(HasSubstr(R"("menuID":"headphonesandspeaker","value":"on")")));
+  EXPECT_THAT(lines, Not(Contains(R"({"enabled":false,"menuID":"surroundsound"})")));
+}
+
 // More than is kept for a daemon that does not take it.
 TEST_F(ItemAnnouncements, SayWhatItemsBecameWhenChangesWereLost) {
   host::KeyStore store = StoreOf(m_Set);
@@ -205,6 +230,68 @@ TEST_F(ItemAnnouncements, AreExplained) {
             R"(org.nuvra.Error.NoSuchItem: there is no item "no"thing")");
   EXPECT_EQ(Explain(m_Set, std::string(20 * 1024 * 1024, 'x')),
             "org.nuvra.Error.NoSuchItem: there is no item \"" + std::string(64, 'x') + "\"");
+}
+
+class ItemAnnouncementsAtAStart : public SystemTest {
+ protected:
+  ItemAnnouncementsAtAStart() : SystemTest(std::make_shared<TelevisionSet>()) {}
+
+  const std::filesystem::path m_Run = m_Set.Root() / "run/settings-service";
+};
+
+TEST_F(ItemAnnouncementsAtAStart, DoNotStopItWhenTheKeysCannotBeWatched) {
+  std::filesystem::create_directories(m_Run / "changed");
+  m_Set.StartDaemon();
+  ASSERT_EQ(m_Set.Run({"settingsctl", "path", "brightness"}).out,
+            "picture/expertsettings/brightness\n");
+  EXPECT_TRUE(support::WaitUntil(
+      [&] { return m_Set.LogText().find("cannot watch the keys") != std::string::npos; }));
+  std::filesystem::remove(m_Run / "changed");
+  EXPECT_EQ(m_Set.Run({"settingsctl", "set", "brightness", "31"}).status, 0);
+  EXPECT_EQ(m_Set.Run({"settingsctl", "get", "brightness"}).out, "31\n");
+}
+
+// Puts `to`, of the same size, in the place of each `from` in a file that others have open.
+void Replace(const std::filesystem::path& file, const std::string& from, const std::string& to) {
+  const std::string before = support::ReadFile(file);
+  std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+  for (std::size_t at = before.find(from); at != std::string::npos;
+       at = before.find(from, at + 1)) {
+    stream.seekp(static_cast<std::streamoff>(at));
+    stream << to;
+  }
+}
+
+// Judged before, a change of the speaker would be told as if no key held anything.
+TEST_F(ItemAnnouncementsAtAStart, AreNoneUntilTheKeysCanBeReadAndThenOfEverything) {
+  host::KeyStore store = StoreOf(m_Set);
+  const std::string end = "the end of a text";
+  const std::string damaged = "the END of a text";
+  store.Set("memory/text", std::string(8192, ' ') + end);
+  Replace(m_Run / "keys.db-wal", end, damaged);
+  m_Set.StartDaemon();
+  EXPECT_THROW(StoreOf(m_Set).List(""), std::runtime_error);
+
+  ItemLog log(m_Set);
+  store.Set("memory/set/speaker", "receiver");
+  std::vector<std::string> lines;
+  // What is due is announced at the latest between two questions.
+  for (int question = 0; question < 3; ++question) {
+    log.PostQuestion("soundoutput");
+    const std::vector<std::string> next = log.Take(1);
+    lines.insert(lines.end(), next.begin(), next.end());
+  }
+  EXPECT_THAT(lines, ElementsAre("receiver", "receiver", "receiver"));
+
+  Replace(m_Run / "keys.db-wal", damaged, end);
+  store.Set("db/menu/brightness", 31);
+  const std::string brightness =
+      R"({"enabled":true,"menuID":"brightness","value":"31","valueName":"31","visible":true})";
+  do {
+    lines = log.Take(1);
+  } while (std::find(lines.begin(), lines.end(), brightness) == lines.end());
+  EXPECT_THAT(lines, Contains(HasSubstr(R"("menuID":"soundoutput","value":"receiver")")));
+  EXPECT_THAT(lines, Contains(R"({"enabled":false,"menuID":"equaliser","visible":true})"));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "keystore/key_store.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
+#include "keystore/store_files.h"
 #include "keystore/store_salvage.h"
 #include "setctl/key_text.h"
 #include "setctl/verbs.h"
@@ -67,7 +68,7 @@ ExitCode Backup(const Options& options, const std::string& name) {
                                   Quote(file.parent_path().native())));
       }
     }
-    host::CopyKeyFile(host::StateDir() / "keys.db", file);
+    host::CopyKeyFile(host::StateDir() / host::kKeyFileName, file);
     return ExitCode::kDone;
   });
 }
@@ -94,8 +95,8 @@ ExitCode Recover(const Options& options, const FileArguments& arguments) {
                                                      "set aside",
                                                      Quote(file.native())));
     }
-    if (std::filesystem::equivalent(file, host::StateDir() / "keys.db", ignored) ||
-        std::filesystem::equivalent(file, host::RunDir() / "keys.db", ignored)) {
+    if (std::filesystem::equivalent(file, host::StateDir() / host::kKeyFileName, ignored) ||
+        std::filesystem::equivalent(file, host::RunDir() / host::kKeyFileName, ignored)) {
       throw Failure(ExitCode::kUsage,
                     fmt::format("{} is in use; see setctl key list", Quote(file.native())));
     }

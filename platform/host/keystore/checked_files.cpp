@@ -29,7 +29,6 @@ struct CheckedFileSystem {
 namespace {
 
 constexpr char kName[] = "keystore";
-constexpr int kDatabaseHeaderSize = 100;
 
 // Follows the system's part of a file.
 struct Checked {
@@ -102,7 +101,7 @@ int Read(sqlite3_file* file, void* buffer, int size, sqlite3_int64 offset) {
   if (checked.isLog) {
     return IsFramesPage(size, offset) ? CheckFrame(checked, file, bytes, offset) : SQLITE_OK;
   }
-  if (offset == 0 && size >= kDatabaseHeaderSize) {
+  if (offset == 0 && size >= int{kFileHeaderSize}) {
     checked.hasChecks = HasChecks(bytes);
   }
   if (checked.hasChecks && IsPage(size, offset)) {
@@ -117,7 +116,7 @@ int Read(sqlite3_file* file, void* buffer, int size, sqlite3_int64 offset) {
 int Write(sqlite3_file* file, const void* buffer, int size, sqlite3_int64 offset) {
   Checked& checked = CheckedOf(file);
   const auto* bytes = static_cast<const unsigned char*>(buffer);
-  if (!checked.isLog && offset == 0 && size >= kDatabaseHeaderSize) {
+  if (!checked.isLog && offset == 0 && size >= int{kFileHeaderSize}) {
     checked.hasChecks = HasChecks(bytes);
   }
   if (checked.isLog || !checked.hasChecks || !IsPage(size, offset)) {

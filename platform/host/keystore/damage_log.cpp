@@ -1,6 +1,5 @@
 #include "keystore/damage_log.h"
 
-#include <cerrno>
 #include <set>
 #include <string>
 
@@ -16,7 +15,7 @@ struct ReportedDamages {
 };
 
 bool IsWorthLogging(const StoreError& failure) {
-  if (failure.Error() != EUCLEAN) {
+  if (!failure.IsDamage()) {
     return true;
   }
   ReportedDamages& reported = g_Host.reportedDamages.Get();

@@ -12,21 +12,18 @@
 #include <variant>
 
 #include "keystore/page_check.h"
+#include "keystore/store_files.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
 
 namespace host {
 namespace {
 
-// Marks a database as a key file, and its tables as those below.
-constexpr std::int64_t kApplicationId = 0x6b657973;
-constexpr std::int64_t kVersion = 3;
+// The versions before kKeyFileVersion.
 constexpr std::int64_t kVersionWithoutChecks = 2;
 constexpr std::int64_t kVersionWithoutBytes = 1;
 
-constexpr const char* kCreateKeys =
-    "CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
-    "PRAGMA application_id = 0x6b657973";
+constexpr const char* kCreateKeys = "CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID";
 
 // The bytes come before the text that they count: after it, reading them would mean reading through
 // the text.
@@ -82,11 +79,11 @@ std::int64_t VersionOf(Database& database) {
   if (ReadInteger(database, "SELECT count(*) FROM sqlite_schema") == 0) {
     return 0;
   }
-  if (ReadInteger(database, "PRAGMA application_id") != kApplicationId) {
+  if (ReadInteger(database, "PRAGMA application_id") != kKeyFileId) {
     database.FailAs("is not a key file");
   }
   const std::int64_t version = ReadInteger(database, "PRAGMA user_version");
-  if (version < kVersionWithoutBytes || version > kVersion) {
+  if (version < kVersionWithoutBytes || version > kKeyFileVersion) {
     database.FailAs("was made by another version of this program");
   }
   return version;
@@ -129,7 +126,9 @@ KeyFile::Opened::Opened(const std::filesystem::path& file, Durability durability
   if (version != 0) {
     Execute(kTakeOldChanges);
   }
-  Execute(HasReservedPageEnds() ? "PRAGMA user_version = 3" : "PRAGMA user_version = 2");
+  Execute("PRAGMA application_id = " + std::to_string(kKeyFileId));
+  Execute("PRAGMA user_version = " +
+          std::to_string(HasReservedPageEnds() ? kKeyFileVersion : kVersionWithoutChecks));
   Execute("COMMIT");
 }
 
@@ -172,7 +171,7 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_OwnReader(m_Database),
       m_Other(file),
       m_OtherReader(m_Other),
-      m_Names({file, file.string() + "-wal", file.string() + "-shm"}),
+      m_Names({file, LogOf(file), LogIndexOf(file)}),
       m_Size(m_Names.Now().size) {}
 
 std::optional<std::string> KeyFile::Loss() {

@@ -33,6 +33,7 @@
 
 #include "keystore/key_file.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_files.h"
 #include "keystore/store_recovery.h"
 #include "keystore/wake_up.h"
 #include "keystore/watcher_position.h"
@@ -50,8 +51,6 @@ constexpr std::size_t kMaxKeySize = 255;
 constexpr std::size_t kDurable = 0;
 constexpr std::size_t kMemory = 1;
 static_assert(kKeyFileCount == 2);
-
-constexpr char kFileName[] = "keys.db";
 
 // How many times a writer cuts a journal that exceeds its limits.
 constexpr int kMostCuts = 16;
@@ -104,7 +103,7 @@ bool IsValidKey(std::string_view key) {
 bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::path& runDir) {
   const auto isThere = [](const std::filesystem::path& directory) {
     std::error_code error;
-    const std::filesystem::path file = directory / kFileName;
+    const std::filesystem::path file = directory / kKeyFileName;
     const std::filesystem::file_status status = std::filesystem::status(file, error);
     return error == std::errc::permission_denied || HasCopyOrLog(file) ||
            (std::filesystem::exists(status) && (!std::filesystem::is_regular_file(status) ||
@@ -115,7 +114,7 @@ bool IsStoreMade(const std::filesystem::path& stateDir, const std::filesystem::p
 
 struct KeyStore::Impl {
   Impl(const std::filesystem::path& stateDir, const std::filesystem::path& runDir)
-      : watchers(runDir / "watchers"), changed(runDir / "changed") {
+      : watchers(runDir / "watchers"), changed(runDir / kChangedName) {
     MakeDirectory(stateDir);
     MakeDirectory(watchers);
     OpenPositions(watchers);
@@ -124,8 +123,8 @@ struct KeyStore::Impl {
     // write-ahead logging.
     const FileDescriptor lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
     std::error_code ignored;
-    const bool isSameBoot = std::filesystem::exists(runDir / kFileName, ignored);
-    const bool isAlone = TakeUse(runDir / "users");
+    const bool isSameBoot = std::filesystem::exists(runDir / kKeyFileName, ignored);
+    const bool isAlone = TakeUse(runDir / kUsersName);
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
       // Whoever still has a deleted file open does not have this one, and nothing is left of one
       // that was emptied. One that nobody can write need not be shared.
@@ -134,8 +133,8 @@ struct KeyStore::Impl {
       return isOurs ? OpenMended(file, durability, changed, isSameBoot)
                     : std::make_unique<KeyFile>(file, durability, changed);
     };
-    files[kDurable] = open(stateDir / kFileName, Durability::kDisk);
-    files[kMemory] = open(runDir / kFileName, Durability::kProcess);
+    files[kDurable] = open(stateDir / kKeyFileName, Durability::kDisk);
+    files[kMemory] = open(runDir / kKeyFileName, Durability::kProcess);
     ::flock(use.Get(), LOCK_SH);
   }
 

@@ -144,9 +144,8 @@ void PutCheck(unsigned char* page, std::uint32_t number) {
 bool HasChecks(const unsigned char* firstPage) {
   constexpr std::size_t kReserved = 20;
   constexpr std::size_t kUserVersion = 60;
-  constexpr std::uint32_t kFirstVersionWithChecks = 3;
   return firstPage[kReserved] == kCheckSize ||
-         ReadBigEndian(firstPage + kUserVersion) == kFirstVersionWithChecks;
+         ReadBigEndian(firstPage + kUserVersion) == kKeyFileVersion;
 }
 
 std::uint32_t ReadBigEndian(const unsigned char* bytes) {

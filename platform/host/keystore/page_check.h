@@ -8,6 +8,10 @@
 
 namespace host {
 
+// What marks a file as a key file; and its version, the first with checks of the pages.
+inline constexpr std::uint32_t kKeyFileId = 0x6b657973;
+inline constexpr std::uint32_t kKeyFileVersion = 3;
+
 inline constexpr std::size_t kPageSize = 4096;
 inline constexpr std::size_t kCheckSize = 8;
 
@@ -18,7 +22,10 @@ enum class PageState { kSound, kUnchecked, kDamaged };
 PageState StateOf(const unsigned char* page, std::uint32_t number);
 void PutCheck(unsigned char* page, std::uint32_t number);
 
-// Whether page 1, or its first 100 bytes, says that the pages of its file have checks.
+// What page 1 begins with.
+inline constexpr std::size_t kFileHeaderSize = 100;
+
+// Whether page 1, or its header alone, says that the pages of its file have checks.
 bool HasChecks(const unsigned char* firstPage);
 
 // Four bytes as they are stored in SQLite's files.

@@ -1,8 +1,7 @@
 #include "keystore/sqlite.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <cerrno>
 #include <stdexcept>
@@ -12,6 +11,8 @@
 #include "keystore/checked_files.h"
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
+#include "system/file_descriptor.h"
 #include "system/lock_holder.h"
 
 namespace host {
@@ -84,34 +85,32 @@ std::string ReadOnlyUri(const std::filesystem::path& file) {
     }
   }
   std::error_code ignored;
-  const auto log = std::filesystem::file_size(file.string() + "-wal", ignored);
+  const auto log = std::filesystem::file_size(LogOf(file), ignored);
   return uri + (ignored || log == 0 ? "?immutable=1" : "");
 }
 
 }  // namespace
 
-bool IsMissingOrEmpty(const std::filesystem::path& file) {
-  struct stat status;
-  return ::stat(file.c_str(), &status) != 0 ? errno == ENOENT
-                                            : S_ISREG(status.st_mode) && status.st_size == 0;
-}
-
 pid_t HolderOfWriteLock(const std::filesystem::path& file) {
   constexpr off_t kWriteLock = 120;
-  return HolderOfByte(file.string() + "-shm", kWriteLock);
+  return HolderOfByte(LogIndexOf(file), kWriteLock);
 }
 
-bool IsOnReadOnlyFileSystem(const std::filesystem::path& file) {
-  struct statvfs status;
-  return (::statvfs(file.c_str(), &status) == 0 ||
-          ::statvfs(file.parent_path().c_str(), &status) == 0) &&
-         (status.f_flag & ST_RDONLY) != 0;
+bool IsOpenSomewhere(const std::filesystem::path& file) {
+  const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+  // Where SQLite holds a lock for as long as it has a file open.
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0x40000002;
+  lock.l_len = 510;
+  return opened && ::fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 Database::Database(const std::filesystem::path& file) : m_File(file) {
   try {
     std::error_code ignored;
-    if (IsMissingOrEmpty(file) && std::filesystem::exists(m_File + "-wal", ignored)) {
+    if (IsMissingOrEmpty(file) && std::filesystem::exists(LogOf(file), ignored)) {
       FailAs("it is empty, but there is a log of it");
     }
     const bool isReadOnly = IsOnReadOnlyFileSystem(file);
@@ -140,8 +139,8 @@ bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main")
 
 Database::~Database() { sqlite3_close(m_Handle); }
 
-void Database::Execute(const char* sql) {
-  const int code = sqlite3_exec(m_Handle, sql, nullptr, nullptr, nullptr);
+void Database::Execute(const std::string& sql) {
+  const int code = sqlite3_exec(m_Handle, sql.c_str(), nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) {
     Fail(code);
   }
@@ -151,7 +150,7 @@ bool Database::IsSound(const std::filesystem::path& file) {
   try {
     return Database(file).IsSound();
   } catch (const StoreError& error) {
-    if (error.Error() != EUCLEAN) {
+    if (!error.IsDamage()) {
       throw;
     }
     return false;

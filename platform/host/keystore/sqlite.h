@@ -19,15 +19,12 @@ struct sqlite3_stmt;
 
 namespace host {
 
-// Whether there is no file, or one of no bytes.
-bool IsMissingOrEmpty(const std::filesystem::path& file);
-
-// Whether a file, or the directory where it is missing, is on such a file system.
-bool IsOnReadOnlyFileSystem(const std::filesystem::path& file);
-
 // The process that holds the write lock of a file in write-ahead mode, in any program; 0 when none
 // does or it cannot be found.
 pid_t HolderOfWriteLock(const std::filesystem::path& file);
+
+// Whether some process, with whatever version of this program, has the file open.
+bool IsOpenSomewhere(const std::filesystem::path& file);
 
 class Database {
  public:
@@ -43,7 +40,7 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   // Runs SQL that has no parameters and whose rows do not matter.
-  void Execute(const char* sql);
+  void Execute(const std::string& sql);
 
   bool IsWritable() const;
 

@@ -5,8 +5,9 @@
 
 #include <optional>
 
+#include "keystore/file_damage.h"
 #include "keystore/sqlite.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "system/file_descriptor.h"
 #include "system/file_lock.h"
 
@@ -46,12 +47,12 @@ std::vector<StoreFile> CheckStore(const path& stateDir, const path& runDir) {
   if (std::filesystem::is_directory(runDir)) {
     // Nobody can open the store meanwhile.
     lock = OpenLocked(runDir, O_RDONLY | O_DIRECTORY);
-    use = FileDescriptor(::open((runDir / "users").c_str(), O_RDONLY | O_CLOEXEC));
+    use = FileDescriptor(::open((runDir / kUsersName).c_str(), O_RDONLY | O_CLOEXEC));
     isInUse = use && ::flock(use.Get(), LOCK_EX | LOCK_NB) != 0;
   }
   std::vector<StoreFile> files;
   for (const path& directory : {stateDir, runDir}) {
-    const path file = directory / "keys.db";
+    const path file = directory / kKeyFileName;
     if (directory == stateDir || isInUse || IsThere(file)) {
       files.push_back(Check(file, isInUse || IsOpenSomewhere(file)));
     }

@@ -13,6 +13,7 @@
 
 #include "keystore/page_check.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "system/file_descriptor.h"
 
 namespace host {
@@ -32,26 +33,26 @@ void Flush(const path& file, int flags) {
   }
 }
 
-// An unfinished file.
-class Unfinished {
- public:
-  explicit Unfinished(path file) : m_File(std::move(file)) { Remove(); }
-  ~Unfinished() { Remove(); }
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-
- private:
-  void Remove() const {
-    ::unlink(m_File.c_str());
-    ::unlink((m_File.string() + "-journal").c_str());
-  }
-
-  path m_File;
-};
-
-path UnfinishedOf(const path& file) { return file.string() + ".new"; }
-
 }  // namespace
+
+Unfinished::Unfinished(const path& file) : m_File(file.string() + ".new") { Remove(); }
+
+Unfinished::~Unfinished() { Remove(); }
+
+void Unfinished::Remove() const {
+  for (const path& file :
+       {m_File, path(m_File.string() + "-journal"), LogOf(m_File), LogIndexOf(m_File)}) {
+    ::unlink(file.c_str());
+  }
+}
+
+void CopyFile(const path& from, const path& to) {
+  std::error_code error;
+  std::filesystem::copy_file(from, to, error);
+  if (error) {
+    Fail("cannot copy", from, error.value());
+  }
+}
 
 void GiveToOwnerOf(const path& other, const path& file) {
   struct stat wanted {};
@@ -98,8 +99,8 @@ void PutMissingChecks(const path& file) {
 }
 
 void CopyKeyFile(const path& from, const path& to) {
-  const path unfinished = UnfinishedOf(to);
-  const Unfinished removed(unfinished);
+  const Unfinished made(to);
+  const path& unfinished = made.File();
   // SQLite would name `from` when the copy cannot be made.
   if (!FileDescriptor(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644))) {
     Fail("cannot make", unfinished, errno);
@@ -116,15 +117,10 @@ void CopyKeyFile(const path& from, const path& to) {
 }
 
 void PutInPlace(const path& copy, const path& file) {
-  const path unfinished = UnfinishedOf(file);
-  const Unfinished removed(unfinished);
-  std::error_code error;
-  std::filesystem::copy_file(copy, unfinished, error);
-  if (error) {
-    Fail("cannot copy", copy, error.value());
-  }
-  GiveToOwnerOf(copy, unfinished);
-  MoveInPlace(unfinished, file);
+  const Unfinished made(file);
+  CopyFile(copy, made.File());
+  GiveToOwnerOf(copy, made.File());
+  MoveInPlace(made.File(), file);
 }
 
 void MoveInPlace(const path& from, const path& file) {

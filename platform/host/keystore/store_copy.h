@@ -8,6 +8,26 @@
 
 namespace host {
 
+// A file that is made beside another, whose place it can take. What is there under its name, and
+// what SQLite leaves beside it, is removed before and at the end.
+class Unfinished {
+ public:
+  explicit Unfinished(const std::filesystem::path& file);
+  ~Unfinished();
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+  const std::filesystem::path& File() const { return m_File; }
+
+ private:
+  void Remove() const;
+
+  const std::filesystem::path m_File;
+};
+
+// Copies the bytes of a file to a new one.
+void CopyFile(const std::filesystem::path& from, const std::filesystem::path& to);
+
 // Writes what `from` holds at this moment to the new file `to`, while others continue to use
 // `from`. The copy is one file, without a log. It may not be on disk yet.
 void WriteCopy(Database& from, const std::filesystem::path& to);

@@ -19,7 +19,7 @@
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "keystore/wake_up.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
@@ -68,10 +68,10 @@ std::int64_t NewestChangeIn(const path& file) {
 
 struct StoreKeeper::Impl {
   Impl(const path& stateDir, const path& runDir, Times given)
-      : file(stateDir / "keys.db"),
-        log(file.string() + "-wal"),
+      : file(stateDir / kKeyFileName),
+        log(LogOf(file)),
         times(given),
-        written(runDir / "changed"),
+        written(runDir / kChangedName),
         end(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (!end) {
       throw std::system_error(errno, std::generic_category(), "cannot keep the key store");

@@ -1,27 +1,18 @@
 #include "keystore/store_recovery.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
-#include <cstdio>
-#include <cstring>
-#include <ctime>
 #include <fstream>
-#include <set>
-#include <span>
 #include <system_error>
 
+#include "keystore/file_damage.h"
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "system/error_log.h"
-#include "system/file_descriptor.h"
 
 namespace host {
 namespace {
@@ -29,210 +20,10 @@ namespace {
 using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
-constexpr std::uint32_t kFirstVersionWithChecks = 3;
-
-std::string Text(int error) { return std::generic_category().message(error); }
 
 [[noreturn]] void Fail(const path& file, const std::string& what, int error) {
-  throw StoreError(error, "key file " + file.string() + ": " + what + ": " + Text(error));
-}
-
-path LogOf(const path& file) { return file.string() + "-wal"; }
-path LogIndexOf(const path& file) { return file.string() + "-shm"; }
-
-// As many of the bytes as exist.
-std::size_t ReadAt(int fd, std::span<unsigned char> bytes, off_t offset) {
-  std::size_t got = 0;
-  while (got < bytes.size()) {
-    const ssize_t more = ::pread(fd, bytes.data() + got, bytes.size() - got, offset + got);
-    if (more < 0 && errno == EINTR) {
-      continue;
-    }
-    if (more <= 0) {
-      break;
-    }
-    got += more;
-  }
-  return got;
-}
-
-// Not open, with errno, when the file is missing or cannot be opened for a reason of its own.
-// Throws for other reasons: a device that fails for everything says nothing about the file.
-FileDescriptor OpenToRead(const path& file) {
-  const auto open = [](const path& name) {
-    return FileDescriptor(::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  };
-  FileDescriptor opened = open(file);
-  if (opened || errno == ENOENT) {
-    return opened;
-  }
-  if (FileDescriptor again = open(file)) {
-    return again;
-  }
-  const int error = errno;
-  const bool isOfSystem = error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
-  if (isOfSystem || !open(file.parent_path())) {
-    Fail(file, "cannot be opened", error);
-  }
-  errno = error;
-  return opened;
-}
-
-// A log as SQLite reads it: transactions up to the first frame that is damaged.
-struct Log {
-  std::set<std::uint32_t> pages;        // written by whole transactions
-  std::uint32_t pageCount = 0;          // of the file after the last of them; 0 without one
-  std::uint32_t frames = 0;             // of whole transactions
-  int endsBehind = 0;                   // how many ends of transactions follow the first damage
-  std::array<unsigned char, 8> salt{};  // identifies this run of the log
-};
-
-Log ReadLog(const path& file) {
-  Log log;
-  const FileDescriptor opened = OpenToRead(LogOf(file));
-  std::array<unsigned char, kLogHeaderSize> header{};
-  if (!opened || ReadAt(opened.Get(), header, 0) < header.size()) {
-    return log;
-  }
-  std::copy_n(header.begin() + 16, 8, log.salt.begin());
-  bool isSound = IsLogHeaderSound(header.data());
-  std::array<unsigned char, 8> before;
-  std::copy_n(header.begin() + 24, 8, before.begin());
-  std::array<unsigned char, kFrameSize> frame;
-  std::set<std::uint32_t> pages;
-  for (off_t at = kLogHeaderSize; ReadAt(opened.Get(), frame, at) == frame.size();
-       at += kFrameSize) {
-    if (!isSound && at == kLogHeaderSize) {
-      std::copy_n(frame.begin() + 8, 8, log.salt.begin());
-    }
-    if (!std::equal(log.salt.begin(), log.salt.end(), frame.begin() + 8)) {
-      isSound = false;
-      continue;
-    }
-    isSound = isSound && IsFrameSound(frame.data(), frame.data() + kFrameHeaderSize, before.data());
-    const std::uint32_t pageCount = ReadBigEndian(frame.data() + 4);
-    if (!isSound) {
-      log.endsBehind += pageCount != 0 ? 1 : 0;
-      continue;
-    }
-    std::copy_n(frame.begin() + 16, 8, before.begin());
-    pages.insert(ReadBigEndian(frame.data()));
-    if (pageCount != 0) {
-      log.pages.merge(pages);
-      pages.clear();
-      log.pageCount = pageCount;
-      log.frames = static_cast<std::uint32_t>((at - kLogHeaderSize) / kFrameSize) + 1;
-    }
-  }
-  return log;
-}
-
-// What SQLite shares about a log between processes, as stored: how many frames were committed in
-// which run of the log, and how many of them are already in the file.
-struct LogIndex {
-  std::uint32_t frames;
-  std::uint32_t foldedIn;
-  std::array<unsigned char, 8> salt;
-};
-
-std::optional<LogIndex> ReadLogIndex(const path& file) {
-  constexpr std::size_t kHeaderSize = 48;
-  std::array<unsigned char, 2 * kHeaderSize + 4> bytes;
-  const FileDescriptor opened = OpenToRead(LogIndexOf(file));
-  constexpr std::size_t kIsInitialised = 12;
-  if (!opened || ReadAt(opened.Get(), bytes, 0) < bytes.size() || bytes[kIsInitialised] != 1 ||
-      !std::equal(bytes.begin(), bytes.begin() + kHeaderSize, bytes.begin() + kHeaderSize)) {
-    return std::nullopt;
-  }
-  LogIndex index{};
-  std::memcpy(&index.frames, bytes.data() + 16, sizeof(index.frames));
-  std::copy_n(bytes.begin() + 32, 8, index.salt.begin());
-  std::memcpy(&index.foldedIn, bytes.data() + 2 * kHeaderSize, sizeof(index.foldedIn));
-  return index;
-}
-
-// Judges the first page of a file of `count` pages.
-std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_t count) {
-  constexpr char kMagic[] = "SQLite format 3";
-  if (std::memcmp(page, kMagic, sizeof(kMagic)) != 0) {
-    return "is not a database";
-  }
-  constexpr std::uint32_t kApplicationId = 0x6b657973;
-  const std::uint32_t id = ReadBigEndian(page + 68);
-  if (id != kApplicationId && !(id == 0 && count <= 1)) {
-    return "is not a key file";
-  }
-  return ReadBigEndian(page + 60) > kFirstVersionWithChecks
-             ? std::optional<std::string>("was made by another version of this program")
-             : std::nullopt;
-}
-
-// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
-std::optional<std::string> AdoptPages(const path& file) {
-  if (!Database::IsSound(file)) {
-    return "is damaged";
-  }
-  PutMissingChecks(file);
-  return std::nullopt;
-}
-
-std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
-  const Log log = ReadLog(file);
-  std::array<unsigned char, kPageSize> page{};
-  const std::size_t got = ReadAt(fd, page, 0);
-  const auto inFile = static_cast<std::uint32_t>(size / kPageSize);
-  const bool isFirstInLog = log.pages.count(1) != 0;
-  if (!isFirstInLog && got < page.size()) {
-    return "is cut short";
-  }
-  const auto damage = DamageOfFirst(page.data(), inFile);
-  if (damage && !isFirstInLog) {
-    return damage;
-  }
-  if (!damage && !HasChecks(page.data())) {
-    return std::nullopt;  // of an older version, without checks
-  }
-  // The log says how many pages there are; without one, the file itself does.
-  const std::uint32_t count = log.pageCount != 0 ? log.pageCount : ReadBigEndian(page.data() + 28);
-  bool areAllChecked = true;
-  for (std::uint32_t number = 1; number <= std::min(count, inFile); ++number) {
-    if (log.pages.count(number) != 0) {
-      continue;
-    }
-    if (ReadAt(fd, page, static_cast<off_t>(number - 1) * kPageSize) < page.size()) {
-      return "cannot be read: " + Text(EIO);
-    }
-    switch (StateOf(page.data(), number)) {
-      case PageState::kSound:
-        break;
-      case PageState::kUnchecked:
-        areAllChecked = false;
-        break;
-      case PageState::kDamaged:
-        return "is damaged in page " + std::to_string(number);
-    }
-  }
-  for (std::uint32_t number = inFile + 1; number <= count; ++number) {
-    if (log.pages.count(number) == 0) {
-      return "is cut short";
-    }
-  }
-  return areAllChecked ? std::nullopt : AdoptPages(file);
-}
-
-// The names of files that were set aside sort by date.
-path NameAside(const path& file) {
-  const auto now = std::chrono::system_clock::now();
-  const auto micros =
-      std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count();
-  const auto seconds = static_cast<std::time_t>(micros / 1'000'000);
-  std::tm utc{};
-  ::gmtime_r(&seconds, &utc);
-  char date[32];
-  std::strftime(date, sizeof(date), "%Y%m%dT%H%M%S", &utc);
-  char fraction[16];
-  std::snprintf(fraction, sizeof(fraction), ".%06dZ", static_cast<int>(micros % 1'000'000));
-  return file.string() + ".damaged-" + date + fraction;
+  throw StoreError(error, "key file " + file.string() + ": " + what + ": " +
+                              std::generic_category().message(error));
 }
 
 void RemoveOldest(const path& file) {
@@ -265,9 +56,6 @@ path SetAside(const path& file) {
 bool MakeFromLog(const path& file, const path& made) {
   const path log = LogOf(file);
   std::error_code error;
-  for (const path& old : {made, LogOf(made), LogIndexOf(made)}) {
-    std::filesystem::remove(old, error);
-  }
   std::filesystem::copy_file(log, LogOf(made), error);
   if (!error) {
     // SQLite removes the log of an empty file.
@@ -277,36 +65,33 @@ bool MakeFromLog(const path& file, const path& made) {
   if (error) {
     Fail(file, "cannot be made of its log", error.value());
   }
-  bool isMade = false;
   try {
-    if (!DamageOf(made)) {
-      Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-      isMade = !DamageOf(made);
+    if (DamageOf(made)) {
+      return false;
+    }
+    Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (DamageOf(made)) {
+      return false;
     }
   } catch (const StoreError& failure) {
-    if (failure.Error() != EUCLEAN) {
+    if (!failure.IsDamage()) {
       throw;
     }
+    return false;
   }
-  if (isMade) {
-    GiveToOwnerOf(log, made);
-  } else {
-    std::filesystem::remove(made, error);
-  }
-  std::filesystem::remove(LogOf(made), error);
-  std::filesystem::remove(LogIndexOf(made), error);
-  return isMade;
+  GiveToOwnerOf(log, made);
+  return true;
 }
 
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
-  const path made = file.string() + ".new";
+  const Unfinished made(file);
   // The copy may be newer than what is left of a log.
   const bool isLogCut = hadLog && IsLogCut(file, false);
   const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
-                      MakeFromLog(file, made);
+                      MakeFromLog(file, made.File());
   std::string line = "key file " + file.string() + " " + reason;
   const path aside = SetAside(file);
   if (wasThere) {
@@ -315,7 +100,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
     line += "; its log is set aside as " + LogOf(aside).string();
   }
   if (isMade) {
-    MoveInPlace(made, file);
+    MoveInPlace(made.File(), file);
     line += "; what its log holds takes its place";
     LogError("keystore", isLogCut ? line + ", without the newest changes" : line);
     return;
@@ -362,23 +147,19 @@ void SetLogAside(const path& file) {
 
 // A file of an older version has no room for checks. It is rewritten.
 void RaiseVersion(const path& file, Durability durability, const path& changed) {
-  std::array<unsigned char, 100> header{};
-  if (const FileDescriptor opened = OpenToRead(file);
-      !opened || ReadAt(opened.Get(), header, 0) < header.size() || HasChecks(header.data())) {
+  if (!IsOfOlderVersion(file)) {
     return;
   }
   KeyFile(file, durability, changed);  // from version 1 to 2
-  const path raised = file.string() + ".new";
-  std::error_code ignored;
-  std::filesystem::remove(raised, ignored);
+  const Unfinished raised(file);
   {
     Database old(file);
     old.Execute("PRAGMA journal_mode = DELETE");
     old.ReservePageEnds();
-    WriteCopy(old, raised);
+    WriteCopy(old, raised.File());
   }
-  Database(raised).Execute("PRAGMA user_version = 3");
-  MoveInPlace(raised, file);
+  Database(raised.File()).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
+  MoveInPlace(raised.File(), file);
 }
 
 // Where nothing can be moved or written, the good copy is read where it is.
@@ -406,86 +187,6 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
 
 }  // namespace
 
-bool IsThere(const path& file) {
-  struct stat status;
-  return ::lstat(file.c_str(), &status) == 0;
-}
-
-path CopyOf(const path& file) { return file.string() + ".copy"; }
-
-bool HasCopyOrLog(const path& file) { return IsThere(CopyOf(file)) || IsThere(LogOf(file)); }
-
-std::vector<path> SetAsideFiles(const path& file) {
-  const std::string prefix = file.filename().string() + ".damaged-";
-  std::vector<path> found;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(file.parent_path(), error)) {
-    const std::string name = entry.path().filename();
-    const bool isBesideFile = name.ends_with("-wal") &&
-                              IsThere(entry.path().parent_path() / name.substr(0, name.size() - 4));
-    if (name.starts_with(prefix) && !isBesideFile && !name.ends_with("-shm")) {
-      found.push_back(entry.path());
-    }
-  }
-  std::sort(found.begin(), found.end());
-  return found;
-}
-
-std::string AbsenceOf(const path& file) {
-  if (!IsThere(file)) {
-    return "is missing";
-  }
-  struct stat status;
-  return ::stat(file.c_str(), &status) == 0 ? "is empty" : "is a link to a missing file";
-}
-
-bool IsOpenSomewhere(const path& file) {
-  const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  // Where SQLite holds a lock for as long as it has a file open.
-  struct flock lock {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = 0x40000002;
-  lock.l_len = 510;
-  return opened && ::fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
-
-std::optional<std::string> DamageOf(const path& file) {
-  const bool wasMade = HasCopyOrLog(file);
-  const FileDescriptor opened = OpenToRead(file);
-  if (!opened && errno == ENOENT) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
-  }
-  if (!opened) {
-    return "cannot be read: " + Text(errno);
-  }
-  struct stat status {};
-  if (::fstat(opened.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return "is not a file";
-  }
-  if (status.st_size == 0) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
-  }
-  return DamageOfPages(file, opened.Get(), status.st_size);
-}
-
-bool IsLogCut(const path& file, bool isSameBoot) {
-  const Log log = ReadLog(file);
-  const auto index = ReadLogIndex(file);
-  if (index && index->frames > index->foldedIn) {
-    if (index->salt != log.salt) {
-      // Another run of the log, or none. The previous run was folded in before a new one began.
-      return isSameBoot;
-    }
-    if (log.frames < index->frames) {
-      return true;
-    }
-  }
-  // A transaction is on disk before the next one begins: when the ends of two are there, the first
-  // was on disk. With only one, perhaps nobody was told yet that it was committed.
-  return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
-}
-
 std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, const path& changed,
                                     bool isSameBoot) {
   if (IsOnReadOnlyFileSystem(file)) {
@@ -504,7 +205,7 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
     try {
       return open();
     } catch (const StoreError& error) {
-      if (error.Error() != EUCLEAN) {
+      if (!error.IsDamage()) {
         throw;
       }
       Replace(file, std::string("cannot be used (") + error.what() + ")", mayUseCopy);

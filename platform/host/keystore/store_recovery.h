@@ -2,9 +2,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "keystore/key_file.h"
 
@@ -12,35 +9,6 @@
 // reads and moves files behind SQLite's back.
 
 namespace host {
-
-// Whether something has this name, though it may be a link that leads nowhere.
-bool IsThere(const std::filesystem::path& file);
-
-// The good copy of a key file, which store_copy.h makes.
-std::filesystem::path CopyOf(const std::filesystem::path& file);
-
-// Whether something says that there was such a key file, though it may be missing or empty now.
-bool HasCopyOrLog(const std::filesystem::path& file);
-
-// The files that were set aside for this one, oldest first; each may have its log beside it, under
-// its name and "-wal". A log that was set aside without a file is one of them.
-std::vector<std::filesystem::path> SetAsideFiles(const std::filesystem::path& file);
-
-// What is wrong with a key file that is missing or empty, in the words of DamageOf.
-std::string AbsenceOf(const std::filesystem::path& file);
-
-// Whether some process, with whatever version of this program, has the file open.
-bool IsOpenSomewhere(const std::filesystem::path& file);
-
-// What is wrong with a key file: the words that follow "key file …". Nothing when it is whole, or
-// when it is missing or empty and has neither a copy nor a log. Throws StoreError when that
-// cannot be determined now.
-std::optional<std::string> DamageOf(const std::filesystem::path& file);
-
-// Whether changes that were made are missing from the log of a key file that is otherwise whole.
-// `isSameBoot` says that the machine has not restarted since the store was last used: what SQLite
-// kept in memory about the log is then its latest state.
-bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
 
 // Opens a key file as KeyFile does, whatever its state: a damaged one is set aside under a dated
 // name, five of which are kept, and its copy takes its place, or an empty file if there is no good

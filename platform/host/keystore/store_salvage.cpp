@@ -14,7 +14,9 @@
 #include "keystore/key_file.h"
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 
 namespace host {
 namespace {
@@ -44,14 +46,6 @@ class TemporaryDirectory {
  private:
   path m_Path;
 };
-
-void Copy(const path& from, const path& to) {
-  std::error_code error;
-  std::filesystem::copy_file(from, to, error);
-  if (error) {
-    throw StoreError(error.value(), "cannot copy " + from.string() + ": " + error.message());
-  }
-}
 
 // The first page says where the tables are, which is the same in every key file.
 void ReplaceFirstPage(const path& file, const TemporaryDirectory& directory) {
@@ -139,10 +133,10 @@ constexpr const char* kBackward = "SELECT key, value FROM keys WHERE key >= ?1 O
 Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
   const TemporaryDirectory directory;
   const path copy = directory / "keys.db";
-  Copy(file, copy);
+  CopyFile(file, copy);
   std::error_code ignored;
-  if (const path log = file.string() + "-wal"; std::filesystem::exists(log, ignored)) {
-    Copy(log, copy.string() + "-wal");
+  if (const path log = LogOf(file); std::filesystem::exists(log, ignored)) {
+    CopyFile(log, LogOf(copy));
   }
   const bool isFirstPageGood = CanBeOpened(copy);
   if (!isFirstPageGood) {

@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "io_faults.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "store_state.h"
 #include "support/temp_directory.h"
 

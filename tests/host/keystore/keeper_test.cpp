@@ -7,10 +7,11 @@
 #include <fstream>
 
 #include "key_store_fixture.h"
+#include "keystore/file_damage.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 #include "keystore/store_keeper.h"
-#include "keystore/store_recovery.h"
 
 namespace host {
 namespace {

@@ -9,7 +9,7 @@
 #include "io_faults.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "store_state.h"
 #include "support/temp_directory.h"
 

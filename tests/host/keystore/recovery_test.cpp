@@ -9,10 +9,11 @@
 #include <random>
 
 #include "key_store_fixture.h"
+#include "keystore/file_damage.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
-#include "keystore/store_recovery.h"
+#include "keystore/store_files.h"
 #include "keystore/store_salvage.h"
 #include "system/log.h"
 
@@ -35,7 +36,6 @@ class Recovery : public KeyStoreTest {
   ~Recovery() override { FlushLog(std::chrono::seconds(10)); }
 
   path LogFile() const { return StateDir().parent_path() / "log"; }
-  path LogOf(const path& file) const { return file.string() + "-wal"; }
 
   std::string Logged() const {
     EXPECT_TRUE(FlushLog(std::chrono::seconds(10)));
