@@ -259,6 +259,10 @@ TEST_F(SettingsctlItems, DisabledItemsAreListedUntilTheyAreReleased) {
   ExpectOutput(Run({"who", "brightness"}), "");
 }
 
+TEST_F(SettingsctlItems, AServiceThatDoesNotDescribeItemsMayHaveApplicationsThatAreOnNoBus) {
+  ExpectOutput(Run({"release", "--app", "org.example.unknown"}), "");
+}
+
 TEST_F(SettingsctlItems, AChangeThatDidNotHappenIsNotReportedAsDone) {
   ExpectFailure(Run({"disable", "brightness", "--app", "org.example.refused"}), 1,
                 "did not disable \"brightness\"");
