@@ -165,9 +165,10 @@ void Tool::AddOther(const std::string& tool, const VerbHelps& helps) {
 void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
   m_Helps = helps;
   auto words = std::make_shared<std::vector<std::string>>();
-  AddVerb(App(), "help", "Print the help of the tool, or of a verb", [this, words, &json] {
-    return m_PrintHelp(*words, json);
-  }).AddArgument("VERB", *words, "The verb, with its group in front if it has one");
+  AddVerb(App(), "help", "Print the help of the tool, or of a verb",
+          [this, words, &json] { return m_PrintHelp(*words, json); })
+      .AddArgument("VERB", *words, "The verb, with its group in front if it has one")
+      .CompletedBy([this, words](const std::string&) { return m_VerbsBehind(*words); });
   m_Helps["help"] = {{m_App->get_name() + " help", m_App->get_name() + " help --json"},
                      {{ExitCode::kUsage, "wrong usage, or no such verb"}}};
   for (auto& [path, help] : m_Helps) {
@@ -217,6 +218,15 @@ ExitCode Tool::m_PrintHelp(const std::vector<std::string>& words, bool json) con
     PrintLine(text);
   }
   return ExitCode::kDone;
+}
+
+// What can follow in the name of a verb; nothing behind the name of one.
+std::vector<Candidate> Tool::m_VerbsBehind(const std::vector<std::string>& words) const {
+  const CLI::App* app = m_App.get();
+  for (const std::string& word : words) {
+    app = app->get_subcommand(word);
+  }
+  return VerbCandidates(*app);
 }
 
 // One line for the tool, a group or a verb, and one for each of those below it.

@@ -118,6 +118,7 @@ class Tool {
   int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
   ExitCode m_PrintHelp(const std::vector<std::string>& words, bool json) const;
+  std::vector<Candidate> m_VerbsBehind(const std::vector<std::string>& words) const;
   void m_AddGroupHelp(CLI::App& group);
   void m_PrintHelpJson(const CLI::App& app, const std::string& path) const;
 

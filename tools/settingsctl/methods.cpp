@@ -51,6 +51,10 @@ std::vector<Method> Methods() {
   };
 }
 
+bool IsText(const std::string& parameter) {
+  return parameter != "PreViewFlag" && parameter != "menuIDList";
+}
+
 Method FindMethod(const std::string& name) {
   Names names;
   for (const Method& method : Methods()) {
