@@ -9,6 +9,7 @@
 #include <limits>
 #include <sstream>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,23 @@ std::string VerbFooter(const VerbHelp& help) {
   }
   return footer + "\n";
 }
+
+// The name of the check that every whole number has: CLI11's own words for one that it cannot read
+// would be others.
+constexpr char kWhole[] = "whole";
+
+std::function<std::string(std::string&)> WholeFrom(int least) {
+  return [least](const std::string& text) {
+    const std::optional<int> number = base::ParseWhole<int>(text);
+    return number && *number >= least
+               ? ""
+               : fmt::format("{} is not a whole number from {} to {}", Quote(text), least,
+                             std::numeric_limits<int>::max());
+  };
+}
+
+template <typename Kind>
+constexpr bool kIsWhole = std::is_same_v<Kind, int> || std::is_same_v<Kind, std::optional<int>>;
 
 Json::Value ParameterJson(const CLI::Option& option) {
   Json::Value json;
@@ -85,13 +103,7 @@ Parameter Parameter::CompletedBy(Offer offer) const {
 }
 
 Parameter Parameter::AtLeast(int value) const {
-  m_Option->check([value](const std::string& text) {
-    const std::optional<int> number = base::ParseWhole<int>(text);
-    return number && *number >= value
-               ? ""
-               : fmt::format("{} is not a whole number from {} to {}", Quote(text), value,
-                             std::numeric_limits<int>::max());
-  });
+  m_Option->get_validator(kWhole)->operation(WholeFrom(value));
   return *this;
 }
 
@@ -113,7 +125,14 @@ Parameter Syntax::AddArgument(const std::string& name, Target target,
 Parameter Syntax::AddOption(const std::string& name, const std::string& value, Target target,
                             const std::string& description) const {
   CLI::Option* const option = std::visit(
-      [&](auto place) { return m_App->add_option(name, place.get(), description); }, target);
+      [&]<typename Kind>(std::reference_wrapper<Kind> place) {
+        CLI::Option* const added = m_App->add_option(name, place.get(), description);
+        return kIsWhole<Kind>
+                   ? added->check(CLI::Validator(WholeFrom(std::numeric_limits<int>::min()), ""),
+                                  kWhole)
+                   : added;
+      },
+      target);
   return Parameter(option->type_name(value), m_Offers);
 }
 

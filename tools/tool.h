@@ -32,6 +32,8 @@ class Parameter {
 
   // What a shell completes its value with, beside which others may be valid.
   Parameter CompletedBy(Offer offer) const;
+
+  // For a whole number; one without this may be any that an int holds.
   Parameter AtLeast(int value) const;
 
   // `problem` says what is wrong with a value; empty when it is valid.

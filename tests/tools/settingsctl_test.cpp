@@ -263,6 +263,7 @@ TEST_F(Settingsctl, AServiceThatVanishesEndsWith8) {
 TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
   const std::string ofGet = "; see settingsctl get --help";
   const std::string seconds = " is not a number of seconds above 0 and at most 100000000";
+  const std::string steps = " is not a whole number from -2147483648 to 2147483647";
   const std::string count = " is not a whole number from 1 to 2147483647";
   const std::pair<std::vector<std::string>, std::string> lines[] = {
       {{}, "no verb given; see settingsctl --help"},
@@ -294,6 +295,11 @@ TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
       {{"monitor", "--count", "0"}, "--count: \"0\"" + count},
       {{"monitor", "--count", "x"}, "--count: \"x\"" + count},
       {{"monitor", "--count", "2147483648"}, "--count: \"2147483648\"" + count},
+      {{"monitor", "--count", "1", "--count", "2"},
+       "--count given twice; see settingsctl monitor --help"},
+      {{"step", "a", "x"}, "N: \"x\"" + steps},
+      {{"step", "a", "1.5"}, "N: \"1.5\"" + steps},
+      {{"step", "a", "2147483648"}, "N: \"2147483648\"" + steps},
   };
   for (const auto& [line, problem] : lines) {
     SCOPED_TRACE(testing::PrintToString(line));
