@@ -141,6 +141,10 @@ Parameter Syntax::AddFlag(const std::string& name, bool& target,
   return Parameter(m_App->add_flag(name, target, description), m_Offers);
 }
 
+void Syntax::AddSection(const std::string& text) const {
+  m_App->footer(text + "\n" + m_App->get_footer());
+}
+
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
     : m_App(std::make_unique<CLI::App>(description, name)) {
   m_App->set_help_flag("-h,--help", "Print this help and exit");

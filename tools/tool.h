@@ -63,6 +63,9 @@ class Syntax {
 
   Parameter AddFlag(const std::string& name, bool& target, const std::string& description) const;
 
+  // More for the help of a verb, behind its exit codes: a title and lines, each with its end.
+  void AddSection(const std::string& text) const;
+
  private:
   friend class Tool;
   Syntax(CLI::App* app, Offers& offers) : m_App(app), m_Offers(offers) {}

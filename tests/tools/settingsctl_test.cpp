@@ -149,7 +149,7 @@ TEST_F(Settingsctl, CallRefusesAnUnknownMethodOrParameterWithTheNearest) {
       {{"GetItemVal", "brightness"},
        "no method \"GetItemVal\"; nearest: GetItemValue, SetItemValue, GetItemPath\n"},
       {{"getitemvalue", "brightness"}, "no method \"getitemvalue\"; nearest: GetItemValue, "},
-      {{"Frobnicate"}, "no method \"Frobnicate\"; settingsctl complete -- call \"\" lists all\n"},
+      {{"Frobnicate"}, "no method \"Frobnicate\"; settingsctl help call lists all\n"},
       {{"SetItemValue", "brightness", "Valu=5"}, "no parameter \"Valu\"; nearest: Value\n"},
       {{"SetItemValue", "brightness", "app=5"},
        "no parameter \"app\"; SetItemValue takes menuID, Value, PreViewFlag\n"},
@@ -180,6 +180,15 @@ TEST_F(Settingsctl, CallKnowsEveryMethodOfTheService) {
     EXPECT_EQ(method.answersBySignal, outcome.out == "return_data: \"\"\n") << method.name;
   }
   EXPECT_EQ(settingsctl::Methods().size(), 24u);
+}
+
+TEST_F(Settingsctl, TheHelpOfCallListsAllMethods) {
+  const std::string help = Run({"help", "call"}).out;
+  EXPECT_THAT(help, HasSubstr("\nMethods:\n  GetItemDisplayName            menuID\n"));
+  EXPECT_THAT(help, HasSubstr("\n  GetItemVisibleAsync           menuID, pid, callback\n"));
+  for (const settingsctl::Method& method : settingsctl::Methods()) {
+    EXPECT_THAT(help, testing::ContainsRegex("\n  " + method.name + "( +[a-zA-Z, ]+)?\n"));
+  }
 }
 
 TEST_F(Settingsctl, CallOfWhatTheLibraryRefusesPrintsTheReplyAndEndsWith1) {

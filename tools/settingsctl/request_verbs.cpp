@@ -100,6 +100,17 @@ ExitCode Call(const Options& options, const CallLine& line) {
   });
 }
 
+// For the help: all methods with their parameters.
+std::string MethodsText() {
+  std::string text = "Methods:\n";
+  for (const Method& method : Methods()) {
+    const std::string parameters = tools::Joined(method.parameters);
+    text += parameters.empty() ? fmt::format("  {}\n", method.name)
+                               : fmt::format("  {:<30}{}\n", method.name, parameters);
+  }
+  return text;
+}
+
 // KEY= for each parameter that is not given yet; KEY:= where a text is of the wrong type.
 std::vector<tools::Candidate> Keys(const CallLine& line) {
   Names given = line.others;
@@ -152,6 +163,7 @@ void AddRequestVerbs(tools::Tool& tool, const Options& options) {
         }
         return all;
       });
+  call.AddSection(MethodsText());
   call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types")
       .CompletedBy([line](const std::string&) { return Keys(*line); });
 
