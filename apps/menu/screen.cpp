@@ -17,7 +17,8 @@ constexpr char kEnd[] = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 constexpr char kHome[] = "\x1b[H";
 constexpr char kDim[] = "\x1b[2m";
 constexpr char kPlain[] = "\x1b[0m";
-constexpr char kNextLine[] = "\x1b[K\r\n";
+constexpr char kEraseRest[] = "\x1b[K";
+constexpr char kNextLine[] = "\r\n";
 constexpr char kRestIsEmpty[] = "\x1b[J";
 // The column before the right texts where there is room.
 constexpr std::size_t kSpace = 44;
@@ -64,13 +65,14 @@ void Screen::Show(const std::vector<Line>& lines, const std::string& status) {
   const std::size_t right = std::min<std::size_t>(widest, size.ws_col / 2);
   const std::size_t space = std::clamp<std::size_t>(size.ws_col - right, 1, kSpace);
   // What was there before does not show between the columns.
-  const std::string toRight = "\x1b[K\x1b[" + std::to_string(space) + "G ";
+  const std::string toRight = kEraseRest + ("\x1b[" + std::to_string(space) + "G ");
   std::string text = kHome;
   for (std::size_t i = 0; i < shown; ++i) {
     const Line& line = lines[i];
     text += line.dimmed ? kDim : "";
+    // Erased is also what stands in the last column when the cursor does.
     if (line.right.empty()) {
-      text += base::FitWidth(Visible(line.left), size.ws_col);
+      text += base::FitWidth(Visible(line.left), size.ws_col - 1) + kEraseRest;
     } else {
       text += base::FitWidth(Visible(line.left), space - 1) + toRight +
               base::FitWidth(Visible(line.right), size.ws_col - space);

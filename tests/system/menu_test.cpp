@@ -98,7 +98,7 @@ class Terminal {
     const std::size_t end = written.find("\x1b[J", home);
     const std::string screen =
         end == std::string::npos ? "" : written.substr(home + 3, end - home - 3);
-    const std::regex form("(?:\x1b\\[2m)?([^\x1b]*)\x1b\\[K\x1b\\[(\\d+)G ([^\x1b]*)\x1b.*");
+    const std::regex form("(?:\x1b\\[2m)?([^\x1b]*)\x1b\\[K\x1b\\[(\\d+)G ([^\x1b]*)\x1b\\[0m");
     std::vector<Row> rows;
     std::istringstream lines(screen);
     for (std::string line; std::getline(lines, line, '\r'); lines.ignore(1)) {
