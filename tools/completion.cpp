@@ -64,7 +64,6 @@ class Line {
   void m_Give(CLI::Option* option, const std::string& value);
   CLI::Option* m_FindOption(const std::string& name) const;
   CLI::Option* m_NextArgument() const;
-  std::vector<Candidate> m_Verbs() const;
   std::vector<Candidate> m_Options() const;
   std::vector<Candidate> m_ValuesOf(const CLI::Option* option, const std::string& begin) const;
 
@@ -143,14 +142,6 @@ CLI::Option* Line::m_NextArgument() const {
   return nullptr;
 }
 
-std::vector<Candidate> Line::m_Verbs() const {
-  std::vector<Candidate> verbs;
-  for (const CLI::App* verb : m_App->get_subcommands(nullptr)) {
-    verbs.push_back({verb->get_name(), verb->get_description()});
-  }
-  return verbs;
-}
-
 std::vector<Candidate> Line::m_Options() const {
   const auto isExcluded = [&](const CLI::Option* option) {
     const auto& others = option->get_excludes();
@@ -195,7 +186,7 @@ std::vector<Candidate> Line::Complete(const std::string& begin) const {
   } else if (!m_OnlyArguments && BeginsWith(begin, "-")) {
     candidates = m_Options();
   } else if (m_TakesVerb()) {
-    candidates = m_Verbs();
+    candidates = VerbCandidates(*m_App);
   } else if (CLI::Option* const argument = m_NextArgument()) {
     candidates = m_ValuesOf(argument, begin);
   } else if (!m_OnlyArguments) {
@@ -223,6 +214,14 @@ std::vector<Candidate> PathCandidates(const std::string& begin) {
   std::sort(candidates.begin(), candidates.end(),
             [](const Candidate& a, const Candidate& b) { return a.text < b.text; });
   return candidates;
+}
+
+std::vector<Candidate> VerbCandidates(const CLI::App& app) {
+  std::vector<Candidate> verbs;
+  for (const CLI::App* verb : app.get_subcommands(nullptr)) {
+    verbs.push_back({verb->get_name(), verb->get_description()});
+  }
+  return verbs;
 }
 
 void PrintCandidates(CLI::App& tool, const CLI::App* commandVerb, const Offers& offers,

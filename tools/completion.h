@@ -26,6 +26,9 @@ using Offers = std::map<const CLI::Option*, Offer>;
 // The files and directories, which end with "/", that complete a path.
 std::vector<Candidate> PathCandidates(const std::string& begin);
 
+// The verbs right below a tool or a group; none below a verb.
+std::vector<Candidate> VerbCandidates(const CLI::App& app);
+
 // Prints what completes the last of `words`, which follow the tool's name: a line for each, with
 // its description behind a tab. `commandVerb` is that of Tool::TakeCommand, or null. An offer that
 // takes too long ends the process, with 0.

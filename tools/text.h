@@ -36,11 +36,4 @@ std::string JsonLine(std::initializer_list<std::pair<const char*, Json::Value>> 
 // Local time, ISO 8601 with milliseconds and the offset: 2026-11-20T22:23:13.123+01:00.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
-// The number of terminal columns that the text takes: two for a Korean letter, none for a combining
-// mark.
-std::size_t DisplayWidth(std::string_view text);
-
-// As much of the text as fits into that many columns, with … at its end when that is not all.
-std::string FitWidth(std::string_view text, std::size_t columns);
-
 }  // namespace tools

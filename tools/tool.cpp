@@ -9,6 +9,7 @@
 #include <limits>
 #include <sstream>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,23 @@ std::string VerbFooter(const VerbHelp& help) {
   }
   return footer + "\n";
 }
+
+// The name of the check that every whole number has: CLI11's own words for one that it cannot read
+// would be others.
+constexpr char kWhole[] = "whole";
+
+std::function<std::string(std::string&)> WholeFrom(int least) {
+  return [least](const std::string& text) {
+    const std::optional<int> number = base::ParseWhole<int>(text);
+    return number && *number >= least
+               ? ""
+               : fmt::format("{} is not a whole number from {} to {}", Quote(text), least,
+                             std::numeric_limits<int>::max());
+  };
+}
+
+template <typename Kind>
+constexpr bool kIsWhole = std::is_same_v<Kind, int> || std::is_same_v<Kind, std::optional<int>>;
 
 Json::Value ParameterJson(const CLI::Option& option) {
   Json::Value json;
@@ -85,13 +103,7 @@ Parameter Parameter::CompletedBy(Offer offer) const {
 }
 
 Parameter Parameter::AtLeast(int value) const {
-  m_Option->check([value](const std::string& text) {
-    const std::optional<int> number = base::ParseWhole<int>(text);
-    return number && *number >= value
-               ? ""
-               : fmt::format("{} is not a whole number from {} to {}", Quote(text), value,
-                             std::numeric_limits<int>::max());
-  });
+  m_Option->get_validator(kWhole)->operation(WholeFrom(value));
   return *this;
 }
 
@@ -113,13 +125,24 @@ Parameter Syntax::AddArgument(const std::string& name, Target target,
 Parameter Syntax::AddOption(const std::string& name, const std::string& value, Target target,
                             const std::string& description) const {
   CLI::Option* const option = std::visit(
-      [&](auto place) { return m_App->add_option(name, place.get(), description); }, target);
+      [&]<typename Kind>(std::reference_wrapper<Kind> place) {
+        CLI::Option* const added = m_App->add_option(name, place.get(), description);
+        return kIsWhole<Kind>
+                   ? added->check(CLI::Validator(WholeFrom(std::numeric_limits<int>::min()), ""),
+                                  kWhole)
+                   : added;
+      },
+      target);
   return Parameter(option->type_name(value), m_Offers);
 }
 
 Parameter Syntax::AddFlag(const std::string& name, bool& target,
                           const std::string& description) const {
   return Parameter(m_App->add_flag(name, target, description), m_Offers);
+}
+
+void Syntax::AddSection(const std::string& text) const {
+  m_App->footer(text + "\n" + m_App->get_footer());
 }
 
 Tool::Tool(const std::string& name, const std::string& description, const std::string& footer)
@@ -165,9 +188,10 @@ void Tool::AddOther(const std::string& tool, const VerbHelps& helps) {
 void Tool::AddHelp(const VerbHelps& helps, const bool& json) {
   m_Helps = helps;
   auto words = std::make_shared<std::vector<std::string>>();
-  AddVerb(App(), "help", "Print the help of the tool, or of a verb", [this, words, &json] {
-    return m_PrintHelp(*words, json);
-  }).AddArgument("VERB", *words, "The verb, with its group in front if it has one");
+  AddVerb(App(), "help", "Print the help of the tool, or of a verb",
+          [this, words, &json] { return m_PrintHelp(*words, json); })
+      .AddArgument("VERB", *words, "The verb, with its group in front if it has one")
+      .CompletedBy([this, words](const std::string&) { return m_VerbsBehind(*words); });
   m_Helps["help"] = {{m_App->get_name() + " help", m_App->get_name() + " help --json"},
                      {{ExitCode::kUsage, "wrong usage, or no such verb"}}};
   for (auto& [path, help] : m_Helps) {
@@ -217,6 +241,15 @@ ExitCode Tool::m_PrintHelp(const std::vector<std::string>& words, bool json) con
     PrintLine(text);
   }
   return ExitCode::kDone;
+}
+
+// What can follow in the name of a verb; nothing behind the name of one.
+std::vector<Candidate> Tool::m_VerbsBehind(const std::vector<std::string>& words) const {
+  const CLI::App* app = m_App.get();
+  for (const std::string& word : words) {
+    app = app->get_subcommand(word);
+  }
+  return VerbCandidates(*app);
 }
 
 // One line for the tool, a group or a verb, and one for each of those below it.

@@ -32,6 +32,8 @@ class Parameter {
 
   // What a shell completes its value with, beside which others may be valid.
   Parameter CompletedBy(Offer offer) const;
+
+  // For a whole number; one without this may be any that an int holds.
   Parameter AtLeast(int value) const;
 
   // `problem` says what is wrong with a value; empty when it is valid.
@@ -60,6 +62,9 @@ class Syntax {
                       const std::string& description) const;
 
   Parameter AddFlag(const std::string& name, bool& target, const std::string& description) const;
+
+  // More for the help of a verb, behind its exit codes: a title and lines, each with its end.
+  void AddSection(const std::string& text) const;
 
  private:
   friend class Tool;
@@ -118,6 +123,7 @@ class Tool {
   int m_OwnArguments(int argc, char** argv) const;
   int m_RunVerb();
   ExitCode m_PrintHelp(const std::vector<std::string>& words, bool json) const;
+  std::vector<Candidate> m_VerbsBehind(const std::vector<std::string>& words) const;
   void m_AddGroupHelp(CLI::App& group);
   void m_PrintHelpJson(const CLI::App& app, const std::string& path) const;
 

@@ -191,7 +191,13 @@ std::string UsageProblem(const CLI::App& tool, const CLI::Error& error, const Wo
   if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr) {
     return error.what();
   }
-  return fmt::format("{}; {}", error.what(), HelpOf(*line.app));
+  const std::string problem = error.what();
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    // The message begins with the option's name; one without its value is dealt with above.
+    return fmt::format("{} given twice; {}", problem.substr(0, problem.find(':')),
+                       HelpOf(*line.app));
+  }
+  return fmt::format("{}; {}", problem, HelpOf(*line.app));
 }
 
 }  // namespace tools

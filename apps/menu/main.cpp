@@ -3,6 +3,8 @@
 // right:
 //
 //   org.pavix.menu [ITEM]
+//
+// ITEM is an item's ID or its path.
 
 #include <unistd.h>
 
@@ -78,7 +80,10 @@ class Menu : public apps::Application {
     if (!m_Cache->IsCurrent()) {
       return "waiting for the settings service…";
     }
-    return isEmpty ? "nothing to show of \"" + m_Top + "\"" : m_Popup;
+    if (m_Rows.empty()) {
+      return "no item \"" + m_Top + "\"; settingsctl tree shows all";
+    }
+    return isEmpty ? "\"" + m_Top + "\" is hidden; settingsctl why says why" : m_Popup;
   }
 
   const std::string m_Top;

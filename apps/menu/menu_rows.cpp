@@ -19,10 +19,18 @@ void AddRows(const std::string& item, std::size_t depth, const Children& childre
   }
 }
 
+// The item that this is the ID of, or the path.
+Names ItemOf(settings::Client& client, const std::string& name) {
+  const std::string item = name.substr(name.rfind('/') + 1);
+  const std::optional<std::string> path = client.GetItemPath(item);
+  return path && (item == name || *path == name) ? Names{item} : Names();
+}
+
 }  // namespace
 
 std::vector<MenuRow> AskForMenu(settings::Client& client, const std::string& top) {
-  const Names tops = top.empty() ? client.GetItemChildList("").value_or(Names()) : Names{top};
+  const Names tops =
+      top.empty() ? client.GetItemChildList("").value_or(Names()) : ItemOf(client, top);
   Children children;
   for (Names level = tops; !level.empty();) {
     settings::Batch batch(client);

@@ -12,6 +12,7 @@ struct MenuRow {
   std::size_t depth = 0;
 };
 
-// The item and what is below it, or the whole menu for "", in the order of the menu. Asks the
-// service level by level. Throws settings::Error.
+// The item, given by its ID or its path in the menu, and what is below it, or the whole menu for
+// "", in the order of the menu. Empty when there is no such item. Asks the service level by level.
+// Throws settings::Error.
 std::vector<MenuRow> AskForMenu(settings::Client& client, const std::string& top);

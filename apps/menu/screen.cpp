@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "base/utf8.h"
+#include "base/width.h"
 
 namespace {
 
@@ -14,12 +15,13 @@ namespace {
 constexpr char kBegin[] = "\x1b[?1049h\x1b[?25l\x1b[?7l";
 constexpr char kEnd[] = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 constexpr char kHome[] = "\x1b[H";
-// What was there before does not show between the columns.
-constexpr char kRightColumn[] = "\x1b[K\x1b[44G ";
 constexpr char kDim[] = "\x1b[2m";
 constexpr char kPlain[] = "\x1b[0m";
-constexpr char kNextLine[] = "\x1b[K\r\n";
+constexpr char kEraseRest[] = "\x1b[K";
+constexpr char kNextLine[] = "\r\n";
 constexpr char kRestIsEmpty[] = "\x1b[J";
+// The column before the right texts where there is room.
+constexpr std::size_t kSpace = 44;
 
 void Write(std::string text) {
   while (!text.empty()) {
@@ -31,10 +33,18 @@ void Write(std::string text) {
   }
 }
 
-std::size_t Rows() {
+winsize Size() {
   winsize size{};
-  const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
-  return isKnown ? size.ws_row : 24;
+  ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+  size.ws_row = size.ws_row > 0 ? size.ws_row : 24;
+  size.ws_col = size.ws_col > 0 ? size.ws_col : 80;
+  return size;
+}
+
+std::string Visible(const std::string& text) {
+  std::string visible;
+  base::AppendVisible(visible, text);
+  return visible;
 }
 
 }  // namespace
@@ -44,16 +54,28 @@ Screen::Screen() { Write(kBegin); }
 Screen::~Screen() { Write(kEnd); }
 
 void Screen::Show(const std::vector<Line>& lines, const std::string& status) {
-  const std::size_t room = std::max<std::size_t>(Rows(), 2) - 1;
+  const winsize size = Size();
+  const std::size_t room = std::max<std::size_t>(size.ws_row, 2) - 1;
   const std::size_t shown = std::min(lines.size(), room);
+  std::size_t widest = 0;
+  for (std::size_t i = 0; i < shown; ++i) {
+    widest = std::max(widest, base::DisplayWidth(Visible(lines[i].right)));
+  }
+  // The right texts may have half of a narrow terminal, behind a space.
+  const std::size_t right = std::min<std::size_t>(widest, size.ws_col / 2);
+  const std::size_t space = std::clamp<std::size_t>(size.ws_col - right, 1, kSpace);
+  // What was there before does not show between the columns.
+  const std::string toRight = kEraseRest + ("\x1b[" + std::to_string(space) + "G ");
   std::string text = kHome;
   for (std::size_t i = 0; i < shown; ++i) {
     const Line& line = lines[i];
     text += line.dimmed ? kDim : "";
-    base::AppendVisible(text, line.left);
-    if (!line.right.empty()) {
-      text += kRightColumn;
-      base::AppendVisible(text, line.right);
+    // Erased is also what stands in the last column when the cursor does.
+    if (line.right.empty()) {
+      text += base::FitWidth(Visible(line.left), size.ws_col - 1) + kEraseRest;
+    } else {
+      text += base::FitWidth(Visible(line.left), space - 1) + toRight +
+              base::FitWidth(Visible(line.right), size.ws_col - space);
     }
     text += kPlain;
     text += kNextLine;

@@ -14,11 +14,11 @@ class Screen {
 
   struct Line {
     std::string left;
-    std::string right;  // in a column of its own
+    std::string right;  // in a column of its own, at the expense of the left texts
     bool dimmed = false;
   };
 
   // Replaces what is shown. Lines beyond the last of the terminal are counted in it, above
-  // `status`; longer lines are cut. Control characters are escaped.
+  // `status`; longer texts are cut. Control characters are escaped.
   void Show(const std::vector<Line>& lines, const std::string& status);
 };

@@ -135,6 +135,11 @@ class Completion(unittest.TestCase):
                     "settingsctl --bus=session get picturemode ",
                 "settingsctl enable contrast --app org.e":
                     "settingsctl enable contrast --app org.example.game ",
+                "settingsctl help desc": "settingsctl help describe ",
+                "settingsctl call SetItemValue contrast Val":
+                    "settingsctl call SetItemValue contrast Value=",
+                "settingsctl call SetItemValue contrast Pre":
+                    "settingsctl call SetItemValue contrast PreViewFlag:=",
                 "setctl source switch hdmi3": "setctl source switch hdmi3 ",
                 "setctl power pic": "setctl power picture-off ",
                 "setctl key get db/ex": "setctl key get db/example/number ",

@@ -25,7 +25,7 @@ SINGLETONS = {
 }
 
 # A handle that has no destructor.
-LOCALE = "tools::DisplayWidth(std::basic_string_view<char, std::char_traits<char> >)::utf8"
+LOCALE = "base::DisplayWidth(std::basic_string_view<char, std::char_traits<char> >)::utf8"
 
 # What the compiler, the C library and libraries that consist of headers bring along.
 FOREIGN = re.compile(r"DW\.ref\.|_|std::|CLI::|fmt::|guard variable for |completed\.0|data_start|.*@")

@@ -276,6 +276,36 @@ TEST_F(Disabling, WhatWasDisabledByHandStaysUntilItIsReleased) {
   EXPECT_EQ(m_Set.Run({"settingsctl", "release", "--app", "org.example.never"}).out, "tint\n");
 }
 
+TEST_F(Disabling, ReleasingForAnApplicationThatDoesNotExistNamesTheNearest) {
+  const support::PrivateBus& bus = m_Set.Bus();
+  const auto release = [&](const std::string& app, const support::Variables& more = {}) {
+    support::Variables variables = m_Set.Variables();
+    variables.insert(more.begin(), more.end());
+    Names command = {"settingsctl", "release", "--app", app};
+    if (!more.empty()) {
+      command.insert(command.end(), {"--bus", "system"});
+    }
+    return support::RunCommand(command, variables);
+  };
+  const auto expect = [](const support::Outcome& outcome, int status, const std::string& out,
+                         const std::string& err) {
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.out, out);
+    EXPECT_EQ(outcome.err, err);
+  };
+  m_Set.Run({"settingsctl", "disable", "tint", "--app", "org.example.never"});
+  expect(release("org.example.nevr"), 10, "",
+         "settingsctl: no application \"org.example.nevr\"; nearest: org.example.never\n");
+  EXPECT_EQ(m_Client.GetDisablerAppNamesByMenuId("tint"), Names{"org.example.never"});
+  expect(release("org.example.never"), 0, "tint\n", "");
+  expect(release("org.example.never"), 10, "",
+         "settingsctl: no application \"org.example.never\"; settingsctl disabled shows those that "
+         "disable items\n");
+  const HastyApplication idle(m_Set, "org.example.idle");
+  expect(release("org.example.idle"), 0, "", "");
+  expect(release("org.example.never", {{"DBUS_SYSTEM_BUS_ADDRESS", bus.Address()}}), 0, "", "");
+}
+
 TEST_F(Disabling, AllThatAnApplicationSentIsServedBeforeItsEndIsKnown) {
   constexpr int kRequests = 300;
   WhileTheDaemonIsStopped([&] {

@@ -8,13 +8,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "base/width.h"
 #include "system_test.h"
 
 namespace {
@@ -54,8 +58,8 @@ class Terminal {
 
   void Signal(int signal) const { kill(m_Pid, signal); }
 
-  void Resize(unsigned short rows) const {
-    const winsize size{.ws_row = rows, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
+  void Resize(unsigned short rows, unsigned short columns = 100) const {
+    const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
     ioctl(m_Terminal, TIOCSWINSZ, &size);
   }
 
@@ -79,6 +83,31 @@ class Terminal {
     }
     const std::size_t begin = row + name.size() + std::string("\x1b[K\x1b[44G ").size();
     return written.substr(begin, written.find('\x1b', begin) - begin);
+  }
+
+  struct Row {
+    std::string name;
+    std::size_t column;  // of the value, counted from 1
+    std::string value;
+  };
+
+  // The rows with values on the screen; none while it is being drawn.
+  std::vector<Row> Rows() {
+    const std::string& written = Written();
+    const std::size_t home = written.rfind("\x1b[H");
+    const std::size_t end = written.find("\x1b[J", home);
+    const std::string screen =
+        end == std::string::npos ? "" : written.substr(home + 3, end - home - 3);
+    const std::regex form("(?:\x1b\\[2m)?([^\x1b]*)\x1b\\[K\x1b\\[(\\d+)G ([^\x1b]*)\x1b\\[0m");
+    std::vector<Row> rows;
+    std::istringstream lines(screen);
+    for (std::string line; std::getline(lines, line, '\r'); lines.ignore(1)) {
+      std::smatch parts;
+      if (std::regex_match(line, parts, form)) {
+        rows.push_back({parts[1], std::stoul(parts[2]) + 1, parts[3]});
+      }
+    }
+    return rows;
   }
 
   bool Shows(const std::string& name, const std::string& value) {
@@ -194,6 +223,34 @@ TEST_F(MenuInATerminal, FillsTheTerminalWhateverItsSize) {
   EXPECT_TRUE(menu->Shows("  Game Picture Mode", "Standard"));
 }
 
+TEST_F(MenuInATerminal, ShortensNamesRatherThanValues) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("  Picture Mode", "Standard"));
+  std::vector<Terminal::Row> wide;
+  ASSERT_TRUE(support::WaitUntil([&] { return !(wide = menu->Rows()).empty(); }));
+  for (const unsigned short columns : {80, 45, 40, 30}) {
+    SCOPED_TRACE(columns);
+    menu->Resize(100, columns);
+    std::vector<Terminal::Row> rows;
+    EXPECT_TRUE(support::WaitUntil([&] {
+      rows = menu->Rows();
+      return !rows.empty() && std::all_of(rows.begin(), rows.end(), [&](const Terminal::Row& row) {
+        return row.column + base::DisplayWidth(row.value) <= columns + 1u;
+      });
+    }));
+    ASSERT_EQ(rows.size(), wide.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      EXPECT_EQ(rows[i].value, base::FitWidth(wide[i].value, columns / 2));
+      EXPECT_EQ(rows[i].name, base::FitWidth(wide[i].name, rows[i].column - 2));
+    }
+  }
+}
+
+TEST_F(MenuInATerminal, TakesThePathOfAnItem) {
+  const auto menu = Start("picture/expertsettings");
+  EXPECT_TRUE(menu->Shows("  Brightness", "25")) << menu->Written();
+}
+
 TEST_F(MenuInATerminal, GivesTheTerminalBack) {
   const auto menu = Start("picture");
   ASSERT_TRUE(menu->Shows("Brightness", "25"));
@@ -205,10 +262,22 @@ TEST_F(MenuInATerminal, GivesTheTerminalBack) {
 }
 
 TEST_F(MenuInATerminal, SaysThatThereIsNoSuchItem) {
-  const auto menu = Start("nosuchitem");
+  for (const std::string name : {"nosuchitem", "game/brightness"}) {
+    const auto menu = Start(name);
+    EXPECT_TRUE(support::WaitUntil([&] {
+      return menu->Written().find("no item \"" + name + "\"; settingsctl tree shows all") !=
+             std::string::npos;
+    })) << menu->Written();
+  }
+}
+
+TEST_F(MenuInATerminal, SaysThatTheItemIsHidden) {
+  Done({"setctl", "source", "switch", "hdmi1"});
+  const auto menu = Start("filmmode");
   EXPECT_TRUE(support::WaitUntil([&] {
-    return menu->Written().find("nothing to show of \"nosuchitem\"") != std::string::npos;
-  }));
+    return menu->Written().find("\"filmmode\" is hidden; settingsctl why says why") !=
+           std::string::npos;
+  })) << menu->Written();
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
+using testing::StartsWith;
 
 using Words = std::vector<std::string>;
 
@@ -50,6 +51,30 @@ TEST(Completion, VerbsAreOfferedWithTheirDescriptions) {
               ElementsAre("remove\tUnplug a device, or remove an empty port",
                           "rename\tChange the name that the user sees"));
   EXPECT_THAT(OfferedBy(SETCTL, {"nosuchverb", ""}), IsEmpty());
+}
+
+TEST(Completion, HelpIsOfferedTheVerbsAndThoseOfAGroup) {
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"help", "vi"}),
+              ElementsAre("visible\tTell whether an item is visible (exit code 0) or not (1)"));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"help", ""}), Contains(StartsWith("get\t")));
+  EXPECT_THAT(OfferedBy(SETCTL, {"help", "source", "re"}),
+              ElementsAre("remove\tUnplug a device, or remove an empty port",
+                          "rename\tChange the name that the user sees"));
+  EXPECT_THAT(OfferedBy(SETCTL, {"help", "source", "remove", ""}), IsEmpty());
+  EXPECT_THAT(OfferedBy(SETCTL, {"help", "nosuchverb", ""}), IsEmpty());
+}
+
+TEST(Completion, TheKeysOfAMethodAreOfferedUntilTheyAreGiven) {
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "SetItemValue", "gamemode", ""}),
+              ElementsAre("Value=", "PreViewFlag:="));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "SetItemValue", "gamemode", "PreViewFlag:=true", ""}),
+              ElementsAre("Value="));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "DisableItemsByList", ""}),
+              ElementsAre("appName=", "menuIDList:="));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "GetItemVisibleAsync", "menuID=a", "p"}),
+              ElementsAre("pid="));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "GetDisabledItemsList", ""}), IsEmpty());
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"call", "NoSuchMethod", "gamemode", ""}), IsEmpty());
 }
 
 TEST(Completion, OptionsAreOfferedUntilTheyAreGivenOrExcluded) {
@@ -113,6 +138,12 @@ TEST_F(CompletionOnBus, TheServiceNamesItsItemsAndTheirValues) {
   EXPECT_THAT(Offered({"set", "picturemode", ""}), ElementsAre("standard", "movie"));
   EXPECT_THAT(Offered({"set", "brightness", "4"}), Contains("4.5"));
   EXPECT_THAT(Offered({"visible", "picturemode", "--value", "m"}), ElementsAre("movie"));
+}
+
+TEST_F(CompletionOnBus, AnItemOrItsKeyIsOfferedToAMethodThatTakesOne) {
+  ASSERT_NO_FATAL_FAILURE(StartService());
+  EXPECT_THAT(Offered({"call", "GetItemValue", ""}),
+              IsSupersetOf({"brightness\tBrightness", "menuID="}));
 }
 
 TEST_F(CompletionOnBus, APathIsCompletedOnceItHasBegun) {

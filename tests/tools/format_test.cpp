@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "base/json.h"
+#include "base/width.h"
 #include "common.h"
 #include "settingsctl/call_arguments.h"
 #include "settingsctl/tree.h"
@@ -106,7 +107,7 @@ TEST(TreeDrawing, FitsEveryWidth) {
   for (const std::vector<Branch>& menu : {Menu(), deep}) {
     for (std::size_t width = 4; width < 150; ++width) {
       for (const std::string& line : Draw(menu, {false, width})) {
-        EXPECT_LE(tools::DisplayWidth(line), width) << line;
+        EXPECT_LE(base::DisplayWidth(line), width) << line;
       }
     }
   }

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "base/json.h"
+#include "base/width.h"
 #include "fixture.h"
 #include "text.h"
 
@@ -259,6 +260,10 @@ TEST_F(SettingsctlItems, DisabledItemsAreListedUntilTheyAreReleased) {
   ExpectOutput(Run({"who", "brightness"}), "");
 }
 
+TEST_F(SettingsctlItems, AServiceThatDoesNotDescribeItemsMayHaveApplicationsThatAreOnNoBus) {
+  ExpectOutput(Run({"release", "--app", "org.example.unknown"}), "");
+}
+
 TEST_F(SettingsctlItems, AChangeThatDidNotHappenIsNotReportedAsDone) {
   ExpectFailure(Run({"disable", "brightness", "--app", "org.example.refused"}), 1,
                 "did not disable \"brightness\"");
@@ -451,7 +456,7 @@ TEST_F(SettingsctlItems, TheTreeFitsTheTerminalThatItIsDrawnIn) {
         support::RunCommand({"script", "-qec", line, "/dev/null"}, variables).out);
     std::size_t width = 0;
     for (std::string drawn; std::getline(out, drawn);) {
-      width = std::max(width, tools::DisplayWidth(drawn));
+      width = std::max(width, base::DisplayWidth(drawn));
     }
     return width;
   };

@@ -149,7 +149,7 @@ TEST_F(Settingsctl, CallRefusesAnUnknownMethodOrParameterWithTheNearest) {
       {{"GetItemVal", "brightness"},
        "no method \"GetItemVal\"; nearest: GetItemValue, SetItemValue, GetItemPath\n"},
       {{"getitemvalue", "brightness"}, "no method \"getitemvalue\"; nearest: GetItemValue, "},
-      {{"Frobnicate"}, "no method \"Frobnicate\"; settingsctl complete -- call \"\" lists all\n"},
+      {{"Frobnicate"}, "no method \"Frobnicate\"; settingsctl help call lists all\n"},
       {{"SetItemValue", "brightness", "Valu=5"}, "no parameter \"Valu\"; nearest: Value\n"},
       {{"SetItemValue", "brightness", "app=5"},
        "no parameter \"app\"; SetItemValue takes menuID, Value, PreViewFlag\n"},
@@ -180,6 +180,15 @@ TEST_F(Settingsctl, CallKnowsEveryMethodOfTheService) {
     EXPECT_EQ(method.answersBySignal, outcome.out == "return_data: \"\"\n") << method.name;
   }
   EXPECT_EQ(settingsctl::Methods().size(), 24u);
+}
+
+TEST_F(Settingsctl, TheHelpOfCallListsAllMethods) {
+  const std::string help = Run({"help", "call"}).out;
+  EXPECT_THAT(help, HasSubstr("\nMethods:\n  GetItemDisplayName            menuID\n"));
+  EXPECT_THAT(help, HasSubstr("\n  GetItemVisibleAsync           menuID, pid, callback\n"));
+  for (const settingsctl::Method& method : settingsctl::Methods()) {
+    EXPECT_THAT(help, testing::ContainsRegex("\n  " + method.name + "( +[a-zA-Z, ]+)?\n"));
+  }
 }
 
 TEST_F(Settingsctl, CallOfWhatTheLibraryRefusesPrintsTheReplyAndEndsWith1) {
@@ -263,6 +272,7 @@ TEST_F(Settingsctl, AServiceThatVanishesEndsWith8) {
 TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
   const std::string ofGet = "; see settingsctl get --help";
   const std::string seconds = " is not a number of seconds above 0 and at most 100000000";
+  const std::string steps = " is not a whole number from -2147483648 to 2147483647";
   const std::string count = " is not a whole number from 1 to 2147483647";
   const std::pair<std::vector<std::string>, std::string> lines[] = {
       {{}, "no verb given; see settingsctl --help"},
@@ -294,6 +304,11 @@ TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
       {{"monitor", "--count", "0"}, "--count: \"0\"" + count},
       {{"monitor", "--count", "x"}, "--count: \"x\"" + count},
       {{"monitor", "--count", "2147483648"}, "--count: \"2147483648\"" + count},
+      {{"monitor", "--count", "1", "--count", "2"},
+       "--count given twice; see settingsctl monitor --help"},
+      {{"step", "a", "x"}, "N: \"x\"" + steps},
+      {{"step", "a", "1.5"}, "N: \"1.5\"" + steps},
+      {{"step", "a", "2147483648"}, "N: \"2147483648\"" + steps},
   };
   for (const auto& [line, problem] : lines) {
     SCOPED_TRACE(testing::PrintToString(line));

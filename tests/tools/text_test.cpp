@@ -39,27 +39,6 @@ TEST(Text, WhatHidesOrTurnsTextIsEscaped) {
   EXPECT_EQ(tools::Escape("می\u200Cخواهم \u200F1"), "می\u200Cخواهم \u200F1");
 }
 
-TEST(Text, TheWidthOnATerminalIsThatOfItsLetters) {
-  EXPECT_EQ(tools::DisplayWidth(""), 0u);
-  EXPECT_EQ(tools::DisplayWidth("Größe ×"), 7u);
-  EXPECT_EQ(tools::DisplayWidth("│  ├─ "), 6u);
-  EXPECT_EQ(tools::DisplayWidth("게임 모드"), 9u);
-  EXPECT_EQ(tools::DisplayWidth("وضع"), 3u);
-  EXPECT_EQ(tools::DisplayWidth("مُ"), 1u) << "a letter with a mark above it";
-  EXPECT_EQ(tools::DisplayWidth("a\xff"), 2u);
-}
-
-TEST(Text, WhatDoesNotFitIsCutBetweenLetters) {
-  EXPECT_EQ(tools::FitWidth("게임 모드", 9), "게임 모드");
-  EXPECT_EQ(tools::FitWidth("게임 모드", 8), "게임 모…");
-  EXPECT_EQ(tools::FitWidth("게임 모드", 7), "게임 …") << "half a letter is none";
-  EXPECT_EQ(tools::FitWidth("مُوضع", 2), "مُ…") << "a mark stays with its letter";
-  EXPECT_EQ(tools::FitWidth("abc", 1), "…");
-  EXPECT_EQ(tools::FitWidth("abc", 0), "");
-  EXPECT_EQ(tools::FitWidth("", 0), "");
-  EXPECT_EQ(tools::FitWidth("a\xff\xff\xff", 3), "a\xff…");
-}
-
 TEST(Text, TheEdgesOfTheRangesOfUtf8ArePrinted) {
   for (const char* text : {"\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
                            "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbd"}) {

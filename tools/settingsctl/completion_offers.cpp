@@ -95,17 +95,7 @@ std::vector<Candidate> ValuesOf(Client& client, const std::string& name) {
 }
 
 std::vector<Candidate> Apps(Client& client, const std::string&) {
-  settings::Batch batch(client);
-  std::vector<settings::Answer<std::optional<Names>>> answers;
-  for (const std::string& item : client.GetDisabledItemsList().value_or(Names())) {
-    answers.push_back(batch.Add(settings::ask::GetDisablerAppNamesByMenuId(item)));
-  }
-  batch.Ask();
-  std::set<std::string> disablers;
-  for (const auto& answer : answers) {
-    const Names apps = answer.Get().value_or(Names());
-    disablers.insert(apps.begin(), apps.end());
-  }
+  const std::set<std::string> disablers = AllDisablers(client);
   const Names known = client.Applications();
   std::set<std::string> all = disablers;
   all.insert(known.begin(), known.end());

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "nearest.h"
 #include "text.h"
 
 namespace settingsctl {
@@ -48,6 +49,23 @@ Names ReleaseItems(Client& client, const std::string& app) {
                   fmt::format("the service did not release {}; its log says why", Joined(left)));
   }
   return items;
+}
+
+void RequireApplication(const Options& options, Client& client, const std::string& app) {
+  // Most programs of a system bus are no applications. A service that does not describe items runs
+  // on another platform, whose applications need no bus.
+  const bool isListed = options.bus != "system" && client.DescribeItems({""}).has_value();
+  if (!isListed) {
+    return;
+  }
+  std::set<std::string> all = AllDisablers(client);
+  const Names onBus = client.Applications();
+  all.insert(onBus.begin(), onBus.end());
+  if (all.count(app) == 0) {
+    throw Failure(ExitCode::kNotFound,
+                  tools::NoSuch("application", app, {all.begin(), all.end()},
+                                "settingsctl disabled shows those that disable items"));
+  }
 }
 
 }  // namespace settingsctl

@@ -16,4 +16,8 @@ void DisableItems(settings::Client& client, const Names& items, const std::strin
 // if it still disables something.
 Names ReleaseItems(settings::Client& client, const std::string& app);
 
+// Throws a Failure that names the nearest when the application neither disables an item nor runs
+// nor can be started. Knows that only where applications are names on the bus.
+void RequireApplication(const Options& options, settings::Client& client, const std::string& app);
+
 }  // namespace settingsctl

@@ -60,6 +60,9 @@ ExitCode Enable(const Options& options, const Arguments& arguments, Client& clie
 
 ExitCode Release(const Options& options, const Arguments& arguments, Client& client) {
   const Names released = ReleaseItems(client, arguments.app);
+  if (released.empty()) {
+    RequireApplication(options, client, arguments.app);
+  }
   if (options.json) {
     tools::PrintLine(tools::JsonLine({{"app", arguments.app}, {"items", Array(released)}}));
     return ExitCode::kDone;

@@ -70,4 +70,21 @@ Names ItemsInOrder(settings::Client& client, const std::string& top) {
   return items;
 }
 
+std::set<std::string> AllDisablers(settings::Client& client) {
+  const Names items = client.GetDisabledItemsList().value_or(Names());
+  std::vector<std::optional<Names>> answers(items.size());
+  Questions questions(client);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    questions.Add(settings::ask::GetDisablerAppNamesByMenuId(items[i]), answers[i]);
+  }
+  questions.Ask();
+  std::set<std::string> all;
+  for (const std::optional<Names>& apps : answers) {
+    if (apps) {
+      all.insert(apps->begin(), apps->end());
+    }
+  }
+  return all;
+}
+
 }  // namespace settingsctl

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,5 +15,8 @@ Names AllItems(settings::Client& client);
 
 // An item and all below it, or the whole menu for "", in the order of the menu.
 Names ItemsInOrder(settings::Client& client, const std::string& top);
+
+// The applications that disable an item.
+std::set<std::string> AllDisablers(settings::Client& client);
 
 }  // namespace settingsctl

@@ -51,6 +51,10 @@ std::vector<Method> Methods() {
   };
 }
 
+bool IsText(const std::string& parameter) {
+  return parameter != "PreViewFlag" && parameter != "menuIDList";
+}
+
 Method FindMethod(const std::string& name) {
   Names names;
   for (const Method& method : Methods()) {
@@ -59,8 +63,8 @@ Method FindMethod(const std::string& name) {
     }
     names.push_back(method.name);
   }
-  throw Failure(ExitCode::kUsage, tools::NoSuch("method", name, names,
-                                                "settingsctl complete -- call \"\" lists all"));
+  throw Failure(ExitCode::kUsage,
+                tools::NoSuch("method", name, names, "settingsctl help call lists all"));
 }
 
 void CheckParameter(const Method& method, const std::string& parameter) {

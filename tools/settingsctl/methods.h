@@ -15,6 +15,9 @@ struct Method {
 // All methods, in the order of the document.
 std::vector<Method> Methods();
 
+// Whether this parameter of a method is a text, or a number that may be written as one.
+bool IsText(const std::string& parameter);
+
 // Throw tools::Failure (wrong usage), which says what exists or comes nearest.
 Method FindMethod(const std::string& name);
 void CheckParameter(const Method& method, const std::string& parameter);

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -99,6 +100,37 @@ ExitCode Call(const Options& options, const CallLine& line) {
   });
 }
 
+// For the help: all methods with their parameters.
+std::string MethodsText() {
+  std::string text = "Methods:\n";
+  for (const Method& method : Methods()) {
+    const std::string parameters = tools::Joined(method.parameters);
+    text += parameters.empty() ? fmt::format("  {}\n", method.name)
+                               : fmt::format("  {:<30}{}\n", method.name, parameters);
+  }
+  return text;
+}
+
+// KEY= for each parameter that is not given yet; KEY:= where a text is of the wrong type.
+std::vector<tools::Candidate> Keys(const CallLine& line) {
+  Names given = line.others;
+  if (line.first) {
+    given.push_back(line.first->find('=') == std::string::npos ? "menuID=" : *line.first);
+  }
+  const auto isGiven = [&](const std::string& key) {
+    return std::any_of(given.begin(), given.end(), [&](const std::string& argument) {
+      return argument.starts_with(key + "=") || argument.starts_with(key + ":=");
+    });
+  };
+  std::vector<tools::Candidate> keys;
+  for (const std::string& key : FindMethod(line.method).parameters) {
+    if (!isGiven(key)) {
+      keys.push_back({key + (IsText(key) ? "=" : ":="), ""});
+    }
+  }
+  return keys;
+}
+
 ExitCode Request(const Options& options, const std::string& request) {
   return WithClient(options, [&](Client& client) {
     tools::PrintLine(tools::EscapeJson(client.Request(request).body));
@@ -123,8 +155,17 @@ void AddRequestVerbs(tools::Tool& tool, const Options& options) {
       });
   // A separate argument: as an element of a list, an ID in brackets would be taken for a list.
   call.AddArgument("ITEM", line->first, "The item's ID or path, for the methods that need one")
-      .CompletedBy(ItemOffer(options));
-  call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types");
+      .CompletedBy([line, items = ItemOffer(options)](const std::string& begin) {
+        std::vector<tools::Candidate> all = Keys(*line);
+        if (Contains(FindMethod(line->method).parameters, "menuID")) {
+          const std::vector<tools::Candidate> found = items(begin);
+          all.insert(all.begin(), found.begin(), found.end());
+        }
+        return all;
+      });
+  call.AddSection(MethodsText());
+  call.AddArgument("KEY=VALUE", line->others, "A string argument; KEY:=JSON for other types")
+      .CompletedBy([line](const std::string&) { return Keys(*line); });
 
   auto text = std::make_shared<std::string>();
   tools::Syntax request =

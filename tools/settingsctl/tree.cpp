@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "base/width.h"
 #include "text.h"
 
 namespace settingsctl {
@@ -64,10 +65,10 @@ Columns ColumnsOf(const std::vector<Row>& rows) {
   Columns columns;
   for (const Row& row : rows) {
     columns.name =
-        std::max(columns.name, tools::DisplayWidth(row.lines) + tools::DisplayWidth(row.name));
-    columns.value = std::max(columns.value, tools::DisplayWidth(row.value));
-    columns.item = std::max(columns.item, tools::DisplayWidth(tools::Escape(row.branch->item)));
-    columns.notes = std::max(columns.notes, tools::DisplayWidth(Notes(*row.branch)));
+        std::max(columns.name, base::DisplayWidth(row.lines) + base::DisplayWidth(row.name));
+    columns.value = std::max(columns.value, base::DisplayWidth(row.value));
+    columns.item = std::max(columns.item, base::DisplayWidth(tools::Escape(row.branch->item)));
+    columns.notes = std::max(columns.notes, base::DisplayWidth(Notes(*row.branch)));
   }
   return columns;
 }
@@ -113,7 +114,7 @@ class Line {
       m_Text += std::string(m_Padding, ' ') + m_Paint(style, text);
       m_Padding = 0;
     }
-    m_Padding += columns - tools::DisplayWidth(text);
+    m_Padding += columns - base::DisplayWidth(text);
   }
 
   // Ends without blanks.
@@ -130,19 +131,19 @@ std::string DrawRow(const Row& row, const Columns& columns, std::size_t width,
                     const Painter& paint) {
   const Branch& branch = *row.branch;
   const bool dimmed = !branch.visible || !branch.enabled;
-  const std::string lines = tools::FitWidth(row.lines, columns.name);
-  const std::size_t nameWidth = columns.name - tools::DisplayWidth(lines);
+  const std::string lines = base::FitWidth(row.lines, columns.name);
+  const std::size_t nameWidth = columns.name - base::DisplayWidth(lines);
   Line line(paint);
-  line.Add(kDim, lines, tools::DisplayWidth(lines));
+  line.Add(kDim, lines, base::DisplayWidth(lines));
   const char* const style = branch.children.empty() ? "" : kBold;
-  line.Add(dimmed ? kDim : style, tools::FitWidth(row.name, nameWidth), nameWidth);
+  line.Add(dimmed ? kDim : style, base::FitWidth(row.name, nameWidth), nameWidth);
   if (columns.value > 0) {
     line.Add("", "", kGap);
-    line.Add(dimmed ? kDim : kCyan, tools::FitWidth(row.value, columns.value), columns.value);
+    line.Add(dimmed ? kDim : kCyan, base::FitWidth(row.value, columns.value), columns.value);
   }
   line.Add("", "", kGap);
-  const std::string item = tools::FitWidth(tools::Escape(branch.item), columns.item);
-  const std::size_t itemWidth = tools::DisplayWidth(item);
+  const std::string item = base::FitWidth(tools::Escape(branch.item), columns.item);
+  const std::size_t itemWidth = base::DisplayWidth(item);
   line.Add(kDim, item, columns.notes > 0 ? columns.item : itemWidth);
   // Without a column they stand right behind the ID, as far as there is room.
   constexpr std::size_t kShortestNotes = 4;
@@ -150,7 +151,7 @@ std::string DrawRow(const Row& row, const Columns& columns, std::size_t width,
   const std::size_t left = columns.notes > 0 ? columns.notes : width - std::min(width, used);
   if (left >= kShortestNotes) {
     line.Add("", "", kGap);
-    line.Add(branch.apps.empty() ? kDim : kYellow, tools::FitWidth(Notes(branch), left), left);
+    line.Add(branch.apps.empty() ? kDim : kYellow, base::FitWidth(Notes(branch), left), left);
   }
   return line.Text();
 }

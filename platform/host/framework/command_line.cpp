@@ -1,7 +1,10 @@
 #include "framework/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
 
+#include "base/number.h"
 #include "base/utf8.h"
 #include "base/version.h"
 
@@ -61,14 +64,26 @@ void CheckData(const Environment& environment) {
   }
 }
 
-// Replaces a size such as 16M by its number of bytes.
-std::string ReadSize(std::string& text) {
+// Replaces the size of a log by its number of bytes.
+std::string ReadLogLimit(std::string& text) {
   const std::string given = text;
   try {
-    return CLI::AsSizeValue(false)(text);
+    CLI::AsSizeValue(false)(text);
   } catch (const CLI::ValidationError&) {
-    return "\"" + given + "\" is not a size such as 16M";
+    text.clear();
   }
+  const std::optional<std::uint64_t> size = base::ParseWhole<std::uint64_t>(text);
+  return size && *size >= kLeastLogLimit && *size <= kMostLogLimit
+             ? ""
+             : "\"" + given + "\" is not a size from 64K to 1T, such as 16M";
+}
+
+// An option that has no value, or another one: the parser's message begins with its name.
+std::string WrongCount(const CLI::App& app, const std::string& message) {
+  const std::string name = message.substr(0, message.find(':'));
+  const CLI::Option* const option = app.get_option_no_throw(name);
+  const bool isMissing = option == nullptr || option->count() < 2;
+  return name + (isMissing ? " needs a value" : " given twice");
 }
 
 // What no option took, and else the parser's words. An option comes before what follows it.
@@ -80,7 +95,11 @@ std::string Problem(const CLI::App& app, const CLI::Error& error) {
       unexpected = (isOption ? "no option \"" : "unexpected argument \"") + word + "\"";
     }
   }
-  return unexpected.empty() ? error.what() : unexpected;
+  if (!unexpected.empty()) {
+    return unexpected;
+  }
+  const bool isCount = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
+  return isCount ? WrongCount(app, error.what()) : error.what();
 }
 
 // What was wrong quotes what was typed.
@@ -119,8 +138,7 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
   app.add_option("--log-limit", line.logLimit,
                  "Size of the log file, such as 16M, at which it is renamed to FILE.1")
       ->type_name("SIZE")
-      ->transform(CLI::Validator(ReadSize, ""))
-      ->check(CLI::Range(kLeastLogLimit, kMostLogLimit).description(""))
+      ->transform(CLI::Validator(ReadLogLimit, ""))
       ->default_str("16M");
   app.footer(kFooter);
   app.failure_message(VisibleFailure);

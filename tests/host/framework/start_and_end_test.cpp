@@ -42,12 +42,18 @@ TEST_F(CommandLine, VersionPrintsProgramAndVersion) {
 }
 
 TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
+  const std::string limit = " is not a size from 64K to 1T, such as 16M; see";
   const std::pair<std::vector<std::string>, std::string> wrong[] = {
       {{"--nonsense"}, ": no option \"--nonsense\"; see framework_test_service --help\n"},
       {{"--nonsense", "value"}, ": no option \"--nonsense\"; see"},
       {{"argument"}, ": unexpected argument \"argument\"; see framework_test_service --help\n"},
-      {{"--log-limit", "many"}, ": --log-limit: \"many\" is not a size such as 16M; see"},
-      {{"--bus"}, "--bus"},
+      {{"--log-limit", "many"}, ": --log-limit: \"many\"" + limit},
+      {{"--log-limit", "-1"}, ": --log-limit: \"-1\"" + limit},
+      {{"--log-limit", "63K"}, ": --log-limit: \"63K\"" + limit},
+      {{"--log-limit", "1025G"}, ": --log-limit: \"1025G\"" + limit},
+      {{"--log-limit", "99999999999999999999"}, ": --log-limit: \"99999999999999999999\"" + limit},
+      {{"--bus"}, ": --bus needs a value; see"},
+      {{"--log", "a", "--log", "b"}, ": --log given twice; see"},
       {{"--bus", "sesion"}, "\"sesion\" is neither session nor system nor the address of a bus"},
       {{"--model", Path("missing.json")}, "missing.json"},
       {{"--root", ""}, "--root: the name is empty"},
