@@ -7,6 +7,7 @@
 #include <chrono>
 #include <iterator>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <variant>
@@ -51,6 +52,8 @@ constexpr std::int64_t kJournalLimitBytes = 16 * 1024 * 1024;
 // How much a watcher takes at a time.
 constexpr std::int64_t kTakeLimit = 2048;
 constexpr std::int64_t kTakeLimitBytes = 4 * 1024 * 1024;
+
+constexpr char kGone[] = "was removed or replaced";
 
 // Wakes the watchers when it ends. The kernel closes the file of a process that is killed, so
 // nothing that was committed while one of these lives can stay unannounced. A file that was removed
@@ -174,26 +177,28 @@ KeyFile::KeyFile(const std::filesystem::path& file, Durability durability,
       m_Names({file, LogOf(file), LogIndexOf(file)}),
       m_Size(m_Names.Now().size) {}
 
-std::optional<std::string> KeyFile::Loss() {
-  const std::filesystem::path* lost = m_Names.Now().lost;
-  return lost == nullptr ? std::nullopt
-                         : std::optional(Told(lost->string() + " was removed or replaced"));
+void KeyFile::LogLoss() {
+  if (const std::filesystem::path* lost = m_Names.Now().lost) {
+    Told(*lost, kGone);
+  }
 }
 
-std::optional<std::string> KeyFile::LossAtWrite() {
+void KeyFile::RefuseAtLoss() {
   const auto [lost, size] = m_Names.Now();
   if (lost != nullptr) {
-    return Told(lost->string() + " was removed or replaced");
+    throw std::runtime_error(Told(*lost, kGone));
   }
   // Other programs may make a file shorter, but not shorter than its pages.
   m_IsCut = m_IsCut || (size < m_Size &&
                         size < ReadInteger(m_Database, "PRAGMA page_count") * off_t{kPageSize});
   m_Size = size;
-  return m_IsCut ? std::optional(Told(m_File.string() + " was cut short")) : std::nullopt;
+  if (m_IsCut) {
+    throw std::runtime_error(Told(m_File, "was cut short"));
+  }
 }
 
-std::string KeyFile::Told(const std::string& loss) {
-  std::string told = "key file " + m_File.string() + ": " + loss +
+std::string KeyFile::Told(const std::filesystem::path& file, const char* loss) {
+  std::string told = "key file " + m_File.string() + ": " + file.string() + " " + loss +
                      " while it was in use; what is set is refused: restart the set";
   if (!m_IsLossTold.exchange(true)) {
     LogError("keystore", told);
@@ -228,9 +233,7 @@ std::optional<Written> KeyFile::Write(std::string_view key, const std::optional<
   const guarded::Lock lock(m_Mutex);
   const Announcement announcement(m_Changed);
   WriteTransaction transaction(m_Database, m_Transaction);
-  if (const auto loss = LossAtWrite()) {
-    throw std::runtime_error(*loss);
-  }
+  RefuseAtLoss();
   if (value) {
     m_Store.Execute(key, *value);
   } else {

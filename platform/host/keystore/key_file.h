@@ -57,9 +57,9 @@ class KeyFile {
 
   const std::filesystem::path& Name() const { return m_File; }
 
-  // Nothing while the names of its files lead to them. Otherwise why writing fails: what is written
-  // would be lost when those who have the files open close them. Says so once in the log, too.
-  std::optional<std::string> Loss();
+  // Logs, once, that the names of its files do not lead to them any more. Writing fails then: what
+  // is written would be lost when those who have the files open close them.
+  void LogLoss();
 
   std::optional<KeyValue> Get(std::string_view key);
   std::vector<std::pair<std::string, KeyValue>> List(std::string_view prefix);
@@ -94,11 +94,11 @@ class KeyFile {
     Statement after;
   };
 
-  // Why a write that has begun is refused: Loss, or the file has been cut short.
-  std::optional<std::string> LossAtWrite() REQUIRES(m_Mutex);
+  // Throws when a write that has begun is refused: as LogLoss says, or the file was cut short.
+  void RefuseAtLoss() REQUIRES(m_Mutex);
 
-  // `loss` for a failure, and once in the log.
-  std::string Told(const std::string& loss);
+  // What happened to which file, for a failure, and once in the log.
+  std::string Told(const std::filesystem::path& file, const char* loss);
 
   // What `read` returns for a Reader that nobody else uses: that of the connection that writes,
   // which remembers what it wrote, or the other one while somebody is writing.

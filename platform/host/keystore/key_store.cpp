@@ -292,7 +292,7 @@ struct KeyWatcher::Impl {
       wakeUp.Again(kAfterFailure);
     }
     for (const auto& file : store->files) {
-      file->Loss();
+      file->LogLoss();
     }
   }
 

@@ -50,9 +50,7 @@ class TemporaryDirectory {
 // The first page says where the tables are, which is the same in every key file.
 void ReplaceFirstPage(const path& file, const TemporaryDirectory& directory) {
   const path fresh = directory / "fresh.db";
-  const path changed = directory / "changed";
-  std::ofstream(changed).close();
-  KeyFile(fresh, Durability::kProcess, changed);
+  KeyFile(fresh, Durability::kProcess, directory / "changed");
   std::array<char, kPageSize> page{};
   std::ifstream(fresh, std::ios::binary).read(page.data(), page.size());
   const auto pages = static_cast<std::uint32_t>(std::filesystem::file_size(file) / kPageSize);

@@ -49,7 +49,7 @@ WakeUp::WakeUp(std::filesystem::path file)
   Add(m_Either, m_Timer);
 }
 
-int WakeUp::m_Watch(const std::filesystem::path& file, std::uint32_t events) {
+int WakeUp::Watch(const std::filesystem::path& file, std::uint32_t events) {
   const int watch = ::inotify_add_watch(m_Closed.Get(), file.c_str(), events | kNameEvents);
   if (watch < 0) {
     Fail("cannot watch " + file.string());
@@ -57,7 +57,7 @@ int WakeUp::m_Watch(const std::filesystem::path& file, std::uint32_t events) {
   return watch;
 }
 
-void WakeUp::Keep(const std::filesystem::path& file) { m_Watch(file, 0); }
+void WakeUp::Keep(const std::filesystem::path& file) { Watch(file, 0); }
 
 bool WakeUp::Clear() {
   bool isNamed = true;
@@ -82,7 +82,7 @@ bool WakeUp::FindAgain() {
     Fail("cannot make " + m_File.string());
   }
   // The previous one stays watched: somebody may still have to close it.
-  const int before = std::exchange(m_Watched, m_Watch(m_File, IN_CLOSE_WRITE));
+  const int before = std::exchange(m_Watched, Watch(m_File, IN_CLOSE_WRITE));
   return m_Watched != before;
 }
 

@@ -31,7 +31,7 @@ class WakeUp {
   void Again(std::chrono::nanoseconds delay);
 
  private:
-  int m_Watch(const std::filesystem::path& file, std::uint32_t events);
+  int Watch(const std::filesystem::path& file, std::uint32_t events);
 
   const std::filesystem::path m_File;
   FileDescriptor m_Closed;
