@@ -167,10 +167,12 @@ TEST_F(ValueVerbs, WhatCannotBeImportedIsListedAndTheRestIsSet) {
       R"({"brightness": 51, "brigthness": 30, "gamemode": true, "picturemode": false,)"
       R"( "contrast": 40.0, "picture": "x", "sharpness": null, "sounddelay": "250"})";
   const std::string message =
-      "settingsctl: 5 of 8 values not set: \"brightness\" takes 0 to 50, step 1; "
-      "no item \"brigthness\"; nearest: brightness; "
-      "\"picturemode\" takes dynamic, standard, movie, filmmaker; "
-      "\"picture\" is a group, it has no value; \"sharpness\" takes 0 to 20, step 1\n";
+      "settingsctl: \"brightness\" takes 0 to 50, step 1\n"
+      "settingsctl: no item \"brigthness\"; nearest: brightness\n"
+      "settingsctl: \"picturemode\" takes dynamic, standard, movie, filmmaker\n"
+      "settingsctl: \"picture\" is a group, it has no value\n"
+      "settingsctl: \"sharpness\" takes 0 to 20, step 1\n"
+      "settingsctl: 5 of 8 values not set\n";
   const std::string set =
       "gamemode: off → on\n"
       "contrast: 45 → 40\n"
@@ -184,6 +186,28 @@ TEST_F(ValueVerbs, WhatCannotBeImportedIsListedAndTheRestIsSet) {
   }
   EXPECT_EQ(Run({"get", "gamemode", "contrast", "sounddelay", "brightness", "--raw"}).out,
             "on\n40\n250\n25\n");
+}
+
+TEST_F(ValueVerbs, AnItemIsImportedByItsPathAndItsNumberPrintedAsItIsKept) {
+  const std::string file =
+      R"({"picture/expertsettings/brightness": 30.0, "zoomlevel": 1.5, "backlight": "036",)"
+      R"( "game/contrast": 3, "autogamemode": "off"})";
+  const std::string set =
+      "brightness: 25 → 30\n"
+      "zoomlevel: 1.00 → 1.50\n"
+      "backlight: 35 → 36\n"
+      "autogamemode: on → off\n";
+  for (const std::vector<std::string>& line :
+       {std::vector<std::string>{"import", "-", "--dry-run"}, {"import", "-"}}) {
+    const Outcome outcome = Run(line, file);
+    EXPECT_EQ(outcome.status, 10);
+    EXPECT_EQ(outcome.out, set);
+    EXPECT_EQ(outcome.err,
+              "settingsctl: no item \"game/contrast\"; nearest: picture/expertsettings/contrast\n"
+              "settingsctl: 1 of 5 values not set\n");
+  }
+  EXPECT_EQ(Run({"get", "brightness", "zoomlevel", "backlight", "autogamemode", "--raw"}).out,
+            "30\n1.50\n36\noff\n");
 }
 
 TEST_F(ValueVerbs, ImportTellsProgramsWhatItSetAndWhatNot) {

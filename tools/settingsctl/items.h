@@ -16,6 +16,9 @@ namespace settingsctl {
 // Asks the service for the items that come nearest.
 tools::Failure NoSuchItem(settings::Client& client, const std::string& item);
 
+// Whether the user named an item by its path and not by its ID.
+bool IsPath(const std::string& name);
+
 // The item whose path in the menu this is, whatever slashes are around it.
 std::optional<std::string> ItemAt(settings::Client& client, const std::string& path);
 
