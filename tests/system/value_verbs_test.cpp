@@ -84,6 +84,22 @@ TEST_F(ValueVerbs, StepGoesThroughAListInTheOrderOfTheMenu) {
   EXPECT_EQ(seen, Run({"values", "picturemode"}).out);
 }
 
+TEST_F(ValueVerbs, StepPassesOverTheValuesThatTheMenuHides) {
+  ExpectDone({"values", "gamepicture"}, "standard\nrpg\nrts\nfps\nsports\n");
+  EXPECT_EQ(Run({"visible", "gamepicture", "--value", "rts"}).out, "no\n");
+  ExpectDone({"step", "gamepicture", "2"}, "fps (FPS)\n");
+  ExpectDone({"step", "gamepicture", "-1"}, "rpg (RPG)\n");
+  ExpectFailure({"step", "gamepicture", "3"}, 1,
+                "\"gamepicture\" is rpg and its last value is sports");
+  // One that is set, by whomever, has its neighbours all the same.
+  ExpectDone({"set", "gamepicture", "rts"}, "");
+  ExpectDone({"step", "gamepicture"}, "fps (FPS)\n");
+  ExpectDone({"set", "gamepicture", "rts"}, "");
+  ExpectDone({"step", "gamepicture", "-2"}, "standard (Standard)\n");
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "hdmi"});
+  ExpectDone({"step", "gamepicture", "2"}, "rts (RTS)\n");
+}
+
 TEST_F(ValueVerbs, StepDoesNotGoBeyondTheBounds) {
   ExpectFailure({"step", "brightness", "26"}, 1,
                 "\"brightness\" is 25 and its highest value is 50");

@@ -86,13 +86,31 @@ std::string ValueAt(const Facts& facts, std::int64_t position) {
                      : facts.values[position];
 }
 
+// Without the values that the menu does not show now, unless the item has such a one.
+Names ShownValues(Client& client, const std::string& item, const Facts& facts) {
+  std::vector<std::optional<bool>> visible(facts.values.size());
+  Questions questions(client);
+  for (std::size_t i = 0; i < visible.size(); ++i) {
+    questions.Add(settings::ask::GetItemDataVisible(item, facts.values[i]), visible[i]);
+  }
+  questions.Ask();
+  Names shown;
+  for (std::size_t i = 0; i < visible.size(); ++i) {
+    if (visible[i].value_or(true) || facts.values[i] == facts.value) {
+      shown.push_back(facts.values[i]);
+    }
+  }
+  return shown;
+}
+
 ExitCode Step(const Options& options, const StepArguments& arguments, Client& client) {
   const std::string& item = arguments.item;
-  const Facts facts = FactsOf(client, item);
+  Facts facts = FactsOf(client, item);
   if (!HasValue(facts)) {
     throw Failure(ExitCode::kUsage, Quote(item) + " " + WhatItTakes(facts));
   }
   const std::string& value = PresentValue(item, facts);
+  facts.values = ShownValues(client, item, facts);
   const Position present = PositionOf(facts, value);
   const std::int64_t next = present.at + arguments.steps;
   if (next < 0 || next > present.last) {
