@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,35 @@ TEST_F(ValueVerbs, ToggleIsForSwitches) {
   ExpectFailure({"toggle", "picturereset"}, 2, "\"picturereset\" is no switch, it is an action");
   ExpectFailure({"toggle", "gamemod"}, 10, "no item \"gamemod\"; nearest: gamemode");
   EXPECT_EQ(Value("brightness"), "25\n");
+}
+
+TEST_F(ValueVerbs, ToggleAndStepAreOfferedWhatTheyTakeOfTheWholeMenu) {
+  const std::vector<std::string> withValue =
+      base::TryParseJson(Run({"export", "--json"}).out).value().getMemberNames();
+  std::vector<std::string> switches;
+  std::vector<std::string> describe = {"describe", "--json"};
+  describe.insert(describe.end(), withValue.begin(), withValue.end());
+  std::istringstream descriptions(Run(describe).out);
+  for (std::string line; std::getline(descriptions, line);) {
+    const Json::Value item = base::TryParseJson(line).value();
+    if (item["kind"] == "switch") {
+      switches.push_back(item["item"].asString());
+    }
+  }
+  ASSERT_FALSE(switches.empty());
+  const auto offered = [this](const std::string& verb) {
+    std::string text;
+    // An offer that takes too long on a busy machine is none.
+    support::WaitUntil([&] { return !(text = Run({"complete", "--", verb, ""}).out).empty(); });
+    std::vector<std::string> items;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      items.push_back(line.substr(0, line.find('\t')));
+    }
+    return items;
+  };
+  EXPECT_THAT(offered("toggle"), testing::UnorderedElementsAreArray(switches));
+  EXPECT_THAT(offered("step"), testing::UnorderedElementsAreArray(withValue));
 }
 
 TEST_F(ValueVerbs, StepGoesThroughTheNumbersOfARange) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/number.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/facts.h"
 #include "settingsctl/format.h"
 #include "settingsctl/questions.h"
@@ -133,7 +134,10 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
           return Toggle(options, ItemOf(client, *item), client);
         });
       });
-  AddItem(toggle, options, *item);
+  AddItem(toggle, options, *item)
+      .CompletedBy(ItemOffer(options, [](Client& client, const Names& items) {
+        return ItemsOfKind(client, items, [](ItemKind kind) { return kind == ItemKind::kSwitch; });
+      }));
 
   auto arguments = std::make_shared<StepArguments>();
   tools::Syntax step =
@@ -144,7 +148,10 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
                        return Step(options, *arguments, client);
                      });
                    });
-  AddItem(step, options, arguments->item);
+  AddItem(step, options, arguments->item)
+      .CompletedBy(ItemOffer(options, [](Client& client, const Names& items) {
+        return ItemsOfKind(client, items, HasValue);
+      }));
   step.AddArgument("N", arguments->steps, "How many values forward, or backward if negative (1)")
       .Check([](const std::string& text) {
         return base::ParseWhole<int>(text) == 0 ? "0 steps lead nowhere; use 1 or -1" : "";

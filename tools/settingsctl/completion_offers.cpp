@@ -2,13 +2,13 @@
 
 #include <chrono>
 #include <cmath>
+#include <map>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "base/number.h"
 #include "settings/batch.h"
-#include "settingsctl/menu.h"
 
 namespace settingsctl {
 namespace {
@@ -48,17 +48,24 @@ Names PathsOf(Client& client, const Names& items) {
 }
 
 // Items by their IDs, or, where a path has been begun, by their paths.
-std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin) {
+std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin,
+                                      const Choice& choice) {
+  const Names all = AllItems(client);
+  const Names texts = begin.find('/') == std::string::npos ? all : PathsOf(client, all);
+  Names items;
+  std::map<std::string, std::string> textOf;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (texts[i].starts_with(begin)) {
+      items.push_back(all[i]);
+      textOf[all[i]] = texts[i];
+    }
+  }
   std::vector<Candidate> candidates;
   std::vector<Text> names;
   settings::Batch batch(client);
-  const Names items = AllItems(client);
-  const Names texts = begin.find('/') == std::string::npos ? items : PathsOf(client, items);
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    if (texts[i].compare(0, begin.size(), begin) == 0) {
-      candidates.push_back({texts[i], ""});
-      names.push_back(batch.Add(settings::ask::GetItemDisplayName(items[i])));
-    }
+  for (const std::string& item : choice ? choice(client, items) : items) {
+    candidates.push_back({textOf.at(item), ""});
+    names.push_back(batch.Add(settings::ask::GetItemDisplayName(item)));
   }
   batch.Ask();
   for (std::size_t i = 0; i < names.size(); ++i) {
@@ -108,7 +115,12 @@ std::vector<Candidate> Apps(Client& client, const std::string&) {
 
 }  // namespace
 
-tools::Offer ItemOffer(const Options& options) { return WhenRunning(options, ItemsThatBegin); }
+tools::Offer ItemOffer(const Options& options, Choice choice) {
+  return WhenRunning(options,
+                     [choice = std::move(choice)](Client& client, const std::string& begin) {
+                       return ItemsThatBegin(client, begin, choice);
+                     });
+}
 
 tools::Offer ValueOffer(const Options& options, const std::string& item) {
   return WhenRunning(

@@ -171,8 +171,8 @@ Json::Value Number(double number) {
   return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
 }
 
-void AddItem(tools::Syntax verb, const Options& options, std::string& item) {
-  verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
+tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item) {
+  return verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
       .Required()
       .CompletedBy(ItemOffer(options));
 }

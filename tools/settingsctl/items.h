@@ -56,7 +56,7 @@ Json::Value Number(double number);
 
 // An item is completed by those of the service that the options lead to, an application by those
 // that disable items there. `options` must outlive the tool's run.
-void AddItem(tools::Syntax verb, const Options& options, std::string& item);
+tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item);
 void AddItems(tools::Syntax verb, const Options& options, Names& items);
 void AddApp(tools::Syntax verb, const Options& options, std::string& app);
 
