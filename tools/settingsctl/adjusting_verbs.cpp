@@ -134,10 +134,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
           return Toggle(options, ItemOf(client, *item), client);
         });
       });
-  AddItem(toggle, options, *item)
-      .CompletedBy(ItemOffer(options, [](Client& client, const Names& items) {
-        return ItemsOfKind(client, items, [](ItemKind kind) { return kind == ItemKind::kSwitch; });
-      }));
+  AddItem(toggle, options, *item).CompletedBy(ItemOffer(options, Offered::kSwitches));
 
   auto arguments = std::make_shared<StepArguments>();
   tools::Syntax step =
@@ -148,10 +145,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
                        return Step(options, *arguments, client);
                      });
                    });
-  AddItem(step, options, arguments->item)
-      .CompletedBy(ItemOffer(options, [](Client& client, const Names& items) {
-        return ItemsOfKind(client, items, HasValue);
-      }));
+  AddItem(step, options, arguments->item).CompletedBy(ItemOffer(options, Offered::kItemsWithValue));
   step.AddArgument("N", arguments->steps, "How many values forward, or backward if negative (1)")
       .Check([](const std::string& text) {
         return base::ParseWhole<int>(text) == 0 ? "0 steps lead nowhere; use 1 or -1" : "";

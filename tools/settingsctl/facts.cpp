@@ -116,33 +116,13 @@ Facts FactsOf(settings::Client& client, const std::string& item) {
   return *std::move(facts);
 }
 
-Names ItemsOfKind(settings::Client& client, const Names& items, bool (*isOne)(ItemKind)) {
-  Names found;
-  // A service that describes items is asked nothing else, because a user waits for the answer.
-  if (const auto descriptions = client.DescribeItems(items)) {
-    for (const settings::ItemDescription& description : *descriptions) {
-      if (isOne(description.kind)) {
-        found.push_back(description.item);
-      }
-    }
-    return found;
-  }
-  const std::vector<std::optional<Facts>> facts = FactsOf(client, items);
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    if (facts[i] && isOne(facts[i]->kind)) {
-      found.push_back(items[i]);
-    }
-  }
-  return found;
-}
-
 std::optional<std::string> KeptValue(const Facts& facts) {
   return facts.kept ? facts.kept->value : facts.value;
 }
 
-bool HasValue(ItemKind kind) { return kind != ItemKind::kGroup && kind != ItemKind::kAction; }
-
-bool HasValue(const Facts& facts) { return HasValue(facts.kind); }
+bool HasValue(const Facts& facts) {
+  return facts.kind != ItemKind::kGroup && facts.kind != ItemKind::kAction;
+}
 
 bool Takes(const Facts& facts, const std::string& value) {
   if (!facts.range) {

@@ -36,14 +36,10 @@ std::vector<std::optional<Facts>> FactsOf(settings::Client& client, const Names&
 // Throws NoSuchItem.
 Facts FactsOf(settings::Client& client, const std::string& item);
 
-// Those of the items that are of such a kind, in their order.
-Names ItemsOfKind(settings::Client& client, const Names& items, bool (*isOne)(ItemKind));
-
 // What a set keeps: the value without a preview. As far as the service says: it may be the value
 // in effect.
 std::optional<std::string> KeptValue(const Facts& facts);
 
-bool HasValue(ItemKind kind);
 bool HasValue(const Facts& facts);
 
 // Whether the item takes the value, as far as the values are known that it can have.
