@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 // Shared by the tools: exit codes, messages, printing and waiting.
 namespace tools {
@@ -20,15 +22,19 @@ enum class ExitCode {
   kNotAllowed = 13,
 };
 
-// Ends the tool with this message, which says what went wrong and what to do, and this code.
+// Ends the tool with this message, which says what went wrong and what to do, and this code. What
+// went wrong with each of several things may come before it, each on a line.
 class Failure : public std::runtime_error {
  public:
-  Failure(ExitCode code, const std::string& message) : std::runtime_error(message), m_Code(code) {}
+  Failure(ExitCode code, const std::string& message, std::vector<std::string> before = {})
+      : std::runtime_error(message), m_Code(code), m_Before(std::move(before)) {}
 
   ExitCode Code() const { return m_Code; }
+  const std::vector<std::string>& Before() const { return m_Before; }
 
  private:
   ExitCode m_Code;
+  std::vector<std::string> m_Before;
 };
 
 // A time from a command line, where it is given in seconds.

@@ -341,6 +341,9 @@ int Tool::m_RunVerb() {
   } catch (const OutputClosed&) {
     code = ExitCode::kDone;
   } catch (const Failure& failure) {
+    for (const std::string& line : failure.Before()) {
+      PrintError(m_App->get_name(), line);
+    }
     PrintError(m_App->get_name(), failure.what());
     code = failure.Code();
   } catch (const std::exception& exception) {

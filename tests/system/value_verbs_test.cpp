@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,35 @@ TEST_F(ValueVerbs, ToggleIsForSwitches) {
   EXPECT_EQ(Value("brightness"), "25\n");
 }
 
+TEST_F(ValueVerbs, ToggleAndStepAreOfferedWhatTheyTakeOfTheWholeMenu) {
+  const std::vector<std::string> withValue =
+      base::TryParseJson(Run({"export", "--json"}).out).value().getMemberNames();
+  std::vector<std::string> switches;
+  std::vector<std::string> describe = {"describe", "--json"};
+  describe.insert(describe.end(), withValue.begin(), withValue.end());
+  std::istringstream descriptions(Run(describe).out);
+  for (std::string line; std::getline(descriptions, line);) {
+    const Json::Value item = base::TryParseJson(line).value();
+    if (item["kind"] == "switch") {
+      switches.push_back(item["item"].asString());
+    }
+  }
+  ASSERT_FALSE(switches.empty());
+  const auto offered = [this](const std::string& verb) {
+    std::string text;
+    // An offer that takes too long on a busy machine is none.
+    support::WaitUntil([&] { return !(text = Run({"complete", "--", verb, ""}).out).empty(); });
+    std::vector<std::string> items;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      items.push_back(line.substr(0, line.find('\t')));
+    }
+    return items;
+  };
+  EXPECT_THAT(offered("toggle"), testing::UnorderedElementsAreArray(switches));
+  EXPECT_THAT(offered("step"), testing::UnorderedElementsAreArray(withValue));
+}
+
 TEST_F(ValueVerbs, StepGoesThroughTheNumbersOfARange) {
   ExpectDone({"step", "brightness"}, "26\n");
   ExpectDone({"step", "brightness", "-3"}, "23\n");
@@ -82,6 +112,22 @@ TEST_F(ValueVerbs, StepGoesThroughAListInTheOrderOfTheMenu) {
     seen += Value("picturemode");
   }
   EXPECT_EQ(seen, Run({"values", "picturemode"}).out);
+}
+
+TEST_F(ValueVerbs, StepPassesOverTheValuesThatTheMenuHides) {
+  ExpectDone({"values", "gamepicture"}, "standard\nrpg\nrts\nfps\nsports\n");
+  EXPECT_EQ(Run({"visible", "gamepicture", "--value", "rts"}).out, "no\n");
+  ExpectDone({"step", "gamepicture", "2"}, "fps (FPS)\n");
+  ExpectDone({"step", "gamepicture", "-1"}, "rpg (RPG)\n");
+  ExpectFailure({"step", "gamepicture", "3"}, 1,
+                "\"gamepicture\" is rpg and its last value is sports");
+  // One that is set, by whomever, has its neighbours all the same.
+  ExpectDone({"set", "gamepicture", "rts"}, "");
+  ExpectDone({"step", "gamepicture"}, "fps (FPS)\n");
+  ExpectDone({"set", "gamepicture", "rts"}, "");
+  ExpectDone({"step", "gamepicture", "-2"}, "standard (Standard)\n");
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "hdmi"});
+  ExpectDone({"step", "gamepicture", "2"}, "rts (RTS)\n");
 }
 
 TEST_F(ValueVerbs, StepDoesNotGoBeyondTheBounds) {
@@ -167,10 +213,12 @@ TEST_F(ValueVerbs, WhatCannotBeImportedIsListedAndTheRestIsSet) {
       R"({"brightness": 51, "brigthness": 30, "gamemode": true, "picturemode": false,)"
       R"( "contrast": 40.0, "picture": "x", "sharpness": null, "sounddelay": "250"})";
   const std::string message =
-      "settingsctl: 5 of 8 values not set: \"brightness\" takes 0 to 50, step 1; "
-      "no item \"brigthness\"; nearest: brightness; "
-      "\"picturemode\" takes dynamic, standard, movie, filmmaker; "
-      "\"picture\" is a group, it has no value; \"sharpness\" takes 0 to 20, step 1\n";
+      "settingsctl: \"brightness\" takes 0 to 50, step 1\n"
+      "settingsctl: no item \"brigthness\"; nearest: brightness\n"
+      "settingsctl: \"picturemode\" takes dynamic, standard, movie, filmmaker\n"
+      "settingsctl: \"picture\" is a group, it has no value\n"
+      "settingsctl: \"sharpness\" takes 0 to 20, step 1\n"
+      "settingsctl: 5 of 8 values not set\n";
   const std::string set =
       "gamemode: off → on\n"
       "contrast: 45 → 40\n"
@@ -184,6 +232,28 @@ TEST_F(ValueVerbs, WhatCannotBeImportedIsListedAndTheRestIsSet) {
   }
   EXPECT_EQ(Run({"get", "gamemode", "contrast", "sounddelay", "brightness", "--raw"}).out,
             "on\n40\n250\n25\n");
+}
+
+TEST_F(ValueVerbs, AnItemIsImportedByItsPathAndItsNumberPrintedAsItIsKept) {
+  const std::string file =
+      R"({"picture/expertsettings/brightness": 30.0, "zoomlevel": 1.5, "backlight": "036",)"
+      R"( "game/contrast": 3, "autogamemode": "off"})";
+  const std::string set =
+      "brightness: 25 → 30\n"
+      "zoomlevel: 1.00 → 1.50\n"
+      "backlight: 35 → 36\n"
+      "autogamemode: on → off\n";
+  for (const std::vector<std::string>& line :
+       {std::vector<std::string>{"import", "-", "--dry-run"}, {"import", "-"}}) {
+    const Outcome outcome = Run(line, file);
+    EXPECT_EQ(outcome.status, 10);
+    EXPECT_EQ(outcome.out, set);
+    EXPECT_EQ(outcome.err,
+              "settingsctl: no item \"game/contrast\"; nearest: picture/expertsettings/contrast\n"
+              "settingsctl: 1 of 5 values not set\n");
+  }
+  EXPECT_EQ(Run({"get", "brightness", "zoomlevel", "backlight", "autogamemode", "--raw"}).out,
+            "30\n1.50\n36\noff\n");
 }
 
 TEST_F(ValueVerbs, ImportTellsProgramsWhatItSetAndWhatNot) {

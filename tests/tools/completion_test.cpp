@@ -140,6 +140,14 @@ TEST_F(CompletionOnBus, TheServiceNamesItsItemsAndTheirValues) {
   EXPECT_THAT(Offered({"visible", "picturemode", "--value", "m"}), ElementsAre("movie"));
 }
 
+TEST_F(CompletionOnBus, ToggleAndStepAreOfferedWhatTheyTake) {
+  ASSERT_NO_FATAL_FAILURE(StartService());
+  EXPECT_THAT(Offered({"step", "picture"}), ElementsAre("picturemode\tPicture Mode"));
+  EXPECT_THAT(Offered({"step", "picture/"}), ElementsAre("picture/picturemode\tPicture Mode",
+                                                         "picture/expert/brightness\tBrightness"));
+  EXPECT_THAT(OfferedBy(SETTINGSCTL, {"toggle", "picture"}, Variables()), IsEmpty());
+}
+
 TEST_F(CompletionOnBus, AnItemOrItsKeyIsOfferedToAMethodThatTakesOne) {
   ASSERT_NO_FATAL_FAILURE(StartService());
   EXPECT_THAT(Offered({"call", "GetItemValue", ""}),

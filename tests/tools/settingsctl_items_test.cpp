@@ -387,8 +387,9 @@ TEST_F(SettingsctlItems, WhatTheServiceRefusesIsListedAlthoughTheItemSeemsToTake
        SETTINGSCTL},
       Variables());
   EXPECT_EQ(outcome.out, "brightness: 25 → 30\n");
-  EXPECT_THAT(outcome.err, HasSubstr("1 of 2 values not set: \"greeting\" does not accept the "
-                                     "value \"refused\""));
+  EXPECT_THAT(outcome.err, HasSubstr("settingsctl: \"greeting\" does not accept the value "
+                                     "\"refused\""));
+  EXPECT_THAT(outcome.err, HasSubstr("\nsettingsctl: 1 of 2 values not set\n"));
   EXPECT_EQ(outcome.status, 1);
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/number.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/facts.h"
 #include "settingsctl/format.h"
 #include "settingsctl/questions.h"
@@ -86,13 +87,31 @@ std::string ValueAt(const Facts& facts, std::int64_t position) {
                      : facts.values[position];
 }
 
+// Without the values that the menu does not show now, unless the item has such a one.
+Names ShownValues(Client& client, const std::string& item, const Facts& facts) {
+  std::vector<std::optional<bool>> visible(facts.values.size());
+  Questions questions(client);
+  for (std::size_t i = 0; i < visible.size(); ++i) {
+    questions.Add(settings::ask::GetItemDataVisible(item, facts.values[i]), visible[i]);
+  }
+  questions.Ask();
+  Names shown;
+  for (std::size_t i = 0; i < visible.size(); ++i) {
+    if (visible[i].value_or(true) || facts.values[i] == facts.value) {
+      shown.push_back(facts.values[i]);
+    }
+  }
+  return shown;
+}
+
 ExitCode Step(const Options& options, const StepArguments& arguments, Client& client) {
   const std::string& item = arguments.item;
-  const Facts facts = FactsOf(client, item);
+  Facts facts = FactsOf(client, item);
   if (!HasValue(facts)) {
     throw Failure(ExitCode::kUsage, Quote(item) + " " + WhatItTakes(facts));
   }
   const std::string& value = PresentValue(item, facts);
+  facts.values = ShownValues(client, item, facts);
   const Position present = PositionOf(facts, value);
   const std::int64_t next = present.at + arguments.steps;
   if (next < 0 || next > present.last) {
@@ -115,7 +134,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
           return Toggle(options, ItemOf(client, *item), client);
         });
       });
-  AddItem(toggle, options, *item);
+  AddItem(toggle, options, *item).CompletedBy(ItemOffer(options, Offered::kSwitches));
 
   auto arguments = std::make_shared<StepArguments>();
   tools::Syntax step =
@@ -126,7 +145,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
                        return Step(options, *arguments, client);
                      });
                    });
-  AddItem(step, options, arguments->item);
+  AddItem(step, options, arguments->item).CompletedBy(ItemOffer(options, Offered::kItemsWithValue));
   step.AddArgument("N", arguments->steps, "How many values forward, or backward if negative (1)")
       .Check([](const std::string& text) {
         return base::ParseWhole<int>(text) == 0 ? "0 steps lead nowhere; use 1 or -1" : "";

@@ -48,21 +48,39 @@ Names PathsOf(Client& client, const Names& items) {
 }
 
 // Items by their IDs, or, where a path has been begun, by their paths.
-std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin) {
-  std::vector<Candidate> candidates;
-  std::vector<Text> names;
+std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin, Offered which) {
+  struct Item {
+    Candidate candidate;
+    Text name;
+    // What tells whether it is one of those; asked only for them, because a user waits.
+    std::optional<Text> value;
+    std::optional<settings::Answer<std::optional<Names>>> values;
+  };
+  std::vector<Item> found;
   settings::Batch batch(client);
   const Names items = AllItems(client);
   const Names texts = begin.find('/') == std::string::npos ? items : PathsOf(client, items);
   for (std::size_t i = 0; i < items.size(); ++i) {
-    if (texts[i].compare(0, begin.size(), begin) == 0) {
-      candidates.push_back({texts[i], ""});
-      names.push_back(batch.Add(settings::ask::GetItemDisplayName(items[i])));
+    if (!texts[i].starts_with(begin)) {
+      continue;
+    }
+    Item& item = found.emplace_back(
+        Item{{texts[i], ""}, batch.Add(settings::ask::GetItemDisplayName(items[i])), {}, {}});
+    if (which == Offered::kItemsWithValue) {
+      item.value = batch.Add(settings::ask::GetItemValue(items[i]));
+    } else if (which == Offered::kSwitches) {
+      item.values = batch.Add(settings::ask::GetItemDataList(items[i]));
     }
   }
   batch.Ask();
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    candidates[i].description = names[i].Get().value_or("");
+  std::vector<Candidate> candidates;
+  for (Item& item : found) {
+    const bool isOne = (!item.value || item.value->Get()) &&
+                       (!item.values || item.values->Get() == Names{"off", "on"});
+    if (isOne) {
+      item.candidate.description = item.name.Get().value_or("");
+      candidates.push_back(std::move(item.candidate));
+    }
   }
   return candidates;
 }
@@ -108,7 +126,11 @@ std::vector<Candidate> Apps(Client& client, const std::string&) {
 
 }  // namespace
 
-tools::Offer ItemOffer(const Options& options) { return WhenRunning(options, ItemsThatBegin); }
+tools::Offer ItemOffer(const Options& options, Offered which) {
+  return WhenRunning(options, [which](Client& client, const std::string& begin) {
+    return ItemsThatBegin(client, begin, which);
+  });
+}
 
 tools::Offer ValueOffer(const Options& options, const std::string& item) {
   return WhenRunning(

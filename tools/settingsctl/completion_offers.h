@@ -11,8 +11,10 @@
 // nothing without it. `options` and what the functions refer to must outlive them.
 namespace settingsctl {
 
-// All items, with their names.
-tools::Offer ItemOffer(const Options& options);
+enum class Offered { kAllItems, kItemsWithValue, kSwitches };
+
+// Items, with their names.
+tools::Offer ItemOffer(const Options& options, Offered which = Offered::kAllItems);
 
 // The values of an item: its list, or its numbers if they are few.
 tools::Offer ValueOffer(const Options& options, const std::string& item);

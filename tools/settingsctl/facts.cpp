@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -135,6 +136,22 @@ bool Takes(const Facts& facts, const std::string& value) {
   const double steps = (*number - min) / step;
   return std::abs(steps - std::round(steps)) <= kForgiven && *number > min - kForgiven * step &&
          *number < max + kForgiven * step;
+}
+
+std::string AsKept(const Facts& facts, const std::string& value) {
+  const std::optional<double> number = base::ParseDecimal(value);
+  if (!facts.range || !number) {
+    return value;
+  }
+  const auto [min, max, step] = *facts.range;
+  const double onStep = min + std::round((*number - min) / step) * step;
+  const auto decimals = [](const std::string& text) {
+    const std::size_t point = text.find('.');
+    return point == std::string::npos ? 0 : text.size() - point - 1;
+  };
+  return fmt::format(
+      "{:.{}f}", onStep,
+      std::max(decimals(base::DecimalText(onStep)), decimals(KeptValue(facts).value_or(""))));
 }
 
 std::string WhatItTakes(const Facts& facts) {

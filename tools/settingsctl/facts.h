@@ -45,6 +45,9 @@ bool HasValue(const Facts& facts);
 // Whether the item takes the value, as far as the values are known that it can have.
 bool Takes(const Facts& facts, const std::string& value);
 
+// How a set keeps a value that the item takes: a number with as many decimals as what it keeps now.
+std::string AsKept(const Facts& facts, const std::string& value);
+
 // `takes off, on`, `takes 0 to 50, step 1` or `is a group, it has no value`; escaped.
 std::string WhatItTakes(const Facts& facts);
 

@@ -41,8 +41,6 @@ std::vector<T> AskOfEach(Client& client, const Names& items,
   return results;
 }
 
-bool IsPath(const std::string& name) { return name.find('/') != std::string::npos; }
-
 std::string Trimmed(const std::string& path) {
   const std::size_t begin = path.find_first_not_of('/');
   return begin == std::string::npos ? ""
@@ -75,6 +73,8 @@ Names NearestItems(Client& client, const std::string& name) {
 }
 
 }  // namespace
+
+bool IsPath(const std::string& name) { return name.find('/') != std::string::npos; }
 
 Failure NoSuchItem(Client& client, const std::string& item) {
   return Failure(ExitCode::kNotFound, tools::NoSuchBut("item", item, NearestItems(client, item),
@@ -171,8 +171,8 @@ Json::Value Number(double number) {
   return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
 }
 
-void AddItem(tools::Syntax verb, const Options& options, std::string& item) {
-  verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
+tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item) {
+  return verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
       .Required()
       .CompletedBy(ItemOffer(options));
 }

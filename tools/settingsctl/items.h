@@ -16,6 +16,9 @@ namespace settingsctl {
 // Asks the service for the items that come nearest.
 tools::Failure NoSuchItem(settings::Client& client, const std::string& item);
 
+// Whether the user named an item by its path and not by its ID.
+bool IsPath(const std::string& name);
+
 // The item whose path in the menu this is, whatever slashes are around it.
 std::optional<std::string> ItemAt(settings::Client& client, const std::string& path);
 
@@ -53,7 +56,7 @@ Json::Value Number(double number);
 
 // An item is completed by those of the service that the options lead to, an application by those
 // that disable items there. `options` must outlive the tool's run.
-void AddItem(tools::Syntax verb, const Options& options, std::string& item);
+tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item);
 void AddItems(tools::Syntax verb, const Options& options, Names& items);
 void AddApp(tools::Syntax verb, const Options& options, std::string& app);
 

@@ -70,23 +70,21 @@ class Complaints {
       tools::PrintLine(
           tools::JsonLine({{"item", item}, {"value", value}, {"refused", why.what()}}));
     }
-    m_Text += (m_Text.empty() ? "" : "; ") + std::string(why.what());
-    m_Count += 1;
+    m_Lines.emplace_back(why.what());
     m_IsRefused = m_IsRefused || why.Code() != ExitCode::kNotFound;
   }
 
   // A refused value counts more than an unknown item.
   void ThrowIfAny(std::size_t ofAll) const {
-    if (m_Count > 0) {
+    if (!m_Lines.empty()) {
       throw Failure(m_IsRefused ? ExitCode::kRefused : ExitCode::kNotFound,
-                    fmt::format("{} of {} values not set: {}", m_Count, ofAll, m_Text));
+                    fmt::format("{} of {} values not set", m_Lines.size(), ofAll), m_Lines);
     }
   }
 
  private:
   const Options& m_Options;
-  std::string m_Text;
-  std::size_t m_Count = 0;
+  std::vector<std::string> m_Lines;
   bool m_IsRefused = false;
 };
 
@@ -116,14 +114,19 @@ void PrintChange(const Options& options, const std::string& item,
 ExitCode Import(const Options& options, const ImportArguments& arguments,
                 const ValuesOfItems& values, Client& client) {
   Names items;
-  for (const auto& [item, value] : values) {
-    items.push_back(item);
+  for (const auto& [name, value] : values) {
+    items.push_back(IsPath(name) ? ItemAt(client, name).value_or(name) : name);
   }
   const std::vector<std::optional<Facts>> allFacts = FactsOf(client, items);
   Complaints complaints(options);
   std::optional<Names> known;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const auto& [item, value] = values[i];
+    const std::string& item = items[i];
+    const Json::Value& value = values[i].second;
+    if (!allFacts[i] && IsPath(item)) {
+      complaints.Add(item, value, NoSuchItem(client, item));
+      continue;
+    }
     if (!allFacts[i]) {
       known = known ? std::move(known) : AllItems(client);
       complaints.Add(item, value, NoSuchItemAmong(*known, item));
@@ -141,7 +144,7 @@ ExitCode Import(const Options& options, const ImportArguments& arguments,
       continue;
     }
     if (text && SetOrTry(arguments, item, *text, facts, client)) {
-      PrintChange(options, item, isPreview ? facts.value : kept, *text);
+      PrintChange(options, item, isPreview ? facts.value : kept, AsKept(facts, *text));
     } else {
       complaints.Add(item, value, NotAccepted(client, item, text ? *text : tools::JsonText(value)));
     }
