@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <deque>
 #include <list>
+#include <numeric>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -22,6 +24,11 @@ using std::chrono::steady_clock;
 // to each message, and the first answers can be read while the service works on the next.
 constexpr std::size_t kMostRequests = 256;
 constexpr std::size_t kMostText = 1024 * 1024;
+
+// A service refuses a client of which it has more than 4,096 requests or 5 MiB waiting. While two
+// messages are on the way it is never idle, and much else may be sent on the same connection.
+constexpr std::size_t kMostRequestsOnTheWay = 2 * kMostRequests;
+constexpr std::size_t kMostTextOnTheWay = kMostText;
 
 // A bus lets a connection wait for only some hundred answers at a time.
 constexpr std::size_t kMostSingleRequests = 64;
@@ -93,22 +100,45 @@ struct Batch::Impl {
     }
   };
 
+  // Counts a portion as being on its way.
+  class Share {
+   public:
+    Share(Client::Impl& connection, const Portion& portion)
+        : m_Connection(connection), m_Requests(portion.size()), m_Text(TextSize(portion)) {
+      m_Connection.requestsOnTheWay += m_Requests;
+      m_Connection.textOnTheWay += m_Text;
+    }
+    ~Share() {
+      m_Connection.requestsOnTheWay -= m_Requests;
+      m_Connection.textOnTheWay -= m_Text;
+    }
+    Share(const Share&) = delete;
+    Share& operator=(const Share&) = delete;
+
+   private:
+    Client::Impl& m_Connection;
+    const std::size_t m_Requests;
+    const std::size_t m_Text;
+  };
+
   struct Sent {
     Impl* batch;
     Portion portion;
     std::shared_ptr<Round> round;
     steady_clock::time_point end;
     bus::Slot slot;
+    std::optional<Share> share;
   };
 
-  // A request that is waiting to be sent by itself.
-  struct Single {
+  // What is waiting to be sent.
+  struct Unsent {
     Portion portion;
     std::shared_ptr<Round> round;
   };
 
   Impl(Client& ofBatch, Client::Impl& itsConnection) : client(ofBatch), connection(itsConnection) {}
 
+  static std::size_t TextSize(const Portion& portion);
   std::vector<Portion> TakePortions();
   bus::Message CallWith(const Portion& portion) const;
   static void GiveReplies(Portion& portion, sd_bus_message* message);
@@ -117,7 +147,8 @@ struct Batch::Impl {
   void AskOneByOne(Portion& portion);
 
   void Send(Portion& portion, const std::shared_ptr<Round>& round);
-  std::vector<std::shared_ptr<Round>> SendSingles();
+  std::deque<Unsent>* NextLine();
+  std::vector<std::shared_ptr<Round>> SendMore(std::exception_ptr* failure = nullptr);
   static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
   void Take(Sent& answered, sd_bus_message* message);
 
@@ -126,7 +157,8 @@ struct Batch::Impl {
   RequestWriter writer;
   std::vector<Request> added;
   std::list<Sent> sent;
-  std::deque<Single> singles;
+  std::deque<Unsent> singles;  // requests that go by themselves, before the lists
+  std::deque<Unsent> lists;
   const std::shared_ptr<char> life = std::make_shared<char>();
 };
 
@@ -136,6 +168,12 @@ Batch::~Batch() = default;
 
 void Batch::AddRequest(const std::string& method, const Json::Value& data, Take take) {
   m_Impl->added.push_back({m_Impl->writer.Text(method, data), std::move(take)});
+}
+
+std::size_t Batch::Impl::TextSize(const Portion& portion) {
+  return std::accumulate(
+      portion.begin(), portion.end(), std::size_t(0),
+      [](std::size_t size, const Request& request) { return size + request.text.size(); });
 }
 
 // A request that no message can hold is sent alone, and fails alone.
@@ -250,16 +288,20 @@ void Batch::Impl::AskOneByOne(Portion& portion) {
 
 void Batch::Send(std::function<void()> done) {
   const auto round = std::make_shared<Impl::Round>();
-  std::vector<Impl::Portion> portions = m_Impl->TakePortions();
-  for (std::size_t i = 0; i < portions.size(); ++i) {
-    try {
-      m_Impl->Send(portions[i], round);
-    } catch (const Error& error) {
-      for (; i < portions.size(); ++i) {
-        Impl::GiveError(portions[i], PointerTo(error));
-      }
-      throw;
+  for (Impl::Portion& portion : m_Impl->TakePortions()) {
+    m_Impl->lists.push_back({std::move(portion), round});
+    ++round->open;
+  }
+  std::exception_ptr failure;
+  for (const std::shared_ptr<Impl::Round>& tried : m_Impl->SendMore(&failure)) {
+    --tried->open;
+  }
+  if (failure) {
+    for (auto& lists = m_Impl->lists; !lists.empty() && lists.back().round == round;) {
+      Impl::GiveError(lists.back().portion, failure);
+      lists.pop_back();
     }
+    std::rethrow_exception(failure);
   }
   if (round->open == 0) {
     done();
@@ -274,7 +316,10 @@ void Batch::Impl::Send(Portion& portion, const std::shared_ptr<Round>& round) {
     return;
   }
   const bus::Message call = CallWith(portion);
-  Sent& on = sent.emplace_back(Sent{this, {}, round, steady_clock::now() + connection.timeout, {}});
+  Sent& on = sent.emplace_back();
+  on.batch = this;
+  on.round = round;
+  on.end = steady_clock::now() + connection.timeout;
   try {
     Check(sd_bus_call_async(connection.bus.get(), bus::Out(on.slot), call.get(), OnReply, &on,
                             connection.timeout.count()));
@@ -282,6 +327,7 @@ void Batch::Impl::Send(Portion& portion, const std::shared_ptr<Round>& round) {
     sent.pop_back();
     throw;
   }
+  on.share.emplace(connection, portion);
   on.portion = std::move(portion);
   ++round->open;
 }
@@ -297,8 +343,9 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
              std::find_if(batch.sent.begin(), batch.sent.end(),
                           [&](const Sent& each) { return &each == answered; }));
   try {
+    answered->share.reset();
     batch.Take(*answered, message);
-    std::vector<std::shared_ptr<Round>> rounds = batch.SendSingles();
+    std::vector<std::shared_ptr<Round>> rounds = batch.SendMore();
     rounds.push_back(answered->round);
     for (const std::shared_ptr<Round>& round : rounds) {
       // Finishing another round may have ended this batch.
@@ -313,19 +360,39 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
   return 1;
 }
 
-// Returns the rounds of the requests that were sent or cannot be sent; each round counts its
-// request once too often.
-std::vector<std::shared_ptr<Batch::Impl::Round>> Batch::Impl::SendSingles() {
+// The line whose first portion may be sent now; null when all must wait for answers. One message
+// may always be on its way, whatever other batches have sent.
+std::deque<Batch::Impl::Unsent>* Batch::Impl::NextLine() {
+  if (!singles.empty()) {
+    return sent.size() < kMostSingleRequests ? &singles : nullptr;
+  }
+  if (lists.empty()) {
+    return nullptr;
+  }
+  const Portion& next = lists.front().portion;
+  const bool hasRoom = connection.requestsOnTheWay + next.size() <= kMostRequestsOnTheWay &&
+                       connection.textOnTheWay + TextSize(next) <= kMostTextOnTheWay;
+  return sent.empty() || hasRoom ? &lists : nullptr;
+}
+
+// Returns the rounds of the portions that were sent or cannot be sent; each round counts its
+// portion once too often. With `failure` the first that cannot be sent ends it.
+std::vector<std::shared_ptr<Batch::Impl::Round>> Batch::Impl::SendMore(
+    std::exception_ptr* failure) {
   std::vector<std::shared_ptr<Round>> rounds;
-  while (!singles.empty() && sent.size() < kMostSingleRequests) {
-    Single single = std::move(singles.front());
-    singles.pop_front();
+  while (std::deque<Unsent>* const line = NextLine()) {
+    Unsent next = std::move(line->front());
+    line->pop_front();
+    rounds.push_back(next.round);
     try {
-      Send(single.portion, single.round);
+      Send(next.portion, next.round);
     } catch (const Error& error) {
-      GiveError(single.portion, PointerTo(error));
+      GiveError(next.portion, PointerTo(error));
+      if (failure != nullptr) {
+        *failure = PointerTo(error);
+        break;
+      }
     }
-    rounds.push_back(std::move(single.round));
   }
   return rounds;
 }
@@ -340,7 +407,7 @@ void Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
   std::string name = error->name;
   if (name == kNoSuchMethod && portion.size() > 1) {
     for (Request& request : portion) {
-      Single& single = singles.emplace_back();
+      Unsent& single = singles.emplace_back();
       single.round = answered.round;
       single.portion.push_back(std::move(request));
       ++single.round->open;

@@ -43,6 +43,8 @@ constexpr NamedError kNamedErrors[] = {
     {"org.freedesktop.DBus.Error.AccessDenied", ErrorCode::kNotAllowed,
      "the settings service or its bus does not let this user do that",
      "ask whoever administers this machine", true},
+    {"org.freedesktop.DBus.Error.LimitsExceeded", ErrorCode::kFailed,
+     "the settings service or its bus has too much waiting already", "try again later", true},
     {"org.freedesktop.DBus.Error.UnknownObject", ErrorCode::kProtocol, kForeign, kEndForeign, true},
     {"org.freedesktop.DBus.Error.UnknownInterface", ErrorCode::kProtocol, kForeign, kEndForeign,
      true},

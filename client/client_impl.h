@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -29,6 +30,10 @@ struct Client::Impl {
   bus::Connection bus;
   std::chrono::microseconds timeout{};
   std::exception_ptr thrownByCallback;
+
+  // Of what batches have sent, what is not answered yet.
+  std::size_t requestsOnTheWay = 0;
+  std::size_t textOnTheWay = 0;
 };
 
 // Returns `result`, or throws the Error that a negative one stands for.

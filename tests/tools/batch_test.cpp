@@ -260,6 +260,38 @@ TEST_F(BatchThatIsSent, DoesNotWaitForAnother) {
   EXPECT_FALSE(never.IsThere());
 }
 
+// Each message is left without an answer.
+TEST_F(BatchThatIsSent, HasTwoMessagesOnTheWayOrOneWhileAnotherHasOrWhenTheyAreLarge) {
+  const auto messages = [this] { return m_Client.Call("Messages").body["messages"].asInt(); };
+  const auto askMany = [](Batch& batch, const Json::Value& data) {
+    for (int i = 0; i < 2000; ++i) {
+      batch.Add(Raw("Hang", data));
+    }
+    batch.Send([] { FAIL() << "it was answered"; });
+  };
+  int before = messages();
+  auto first = std::make_unique<Batch>(m_Client);
+  askMany(*first, Json::objectValue);
+  EXPECT_EQ(messages() - before, 2 + 1);
+  before = messages();
+  Batch second(m_Client);
+  askMany(second, Json::objectValue);
+  EXPECT_EQ(messages() - before, 1 + 1);
+
+  // What a batch that ended had on the way no longer counts.
+  first.reset();
+  before = messages();
+  Batch third(m_Client);
+  askMany(third, Json::objectValue);
+  EXPECT_EQ(messages() - before, 1 + 1);
+  Client another(m_Bus.Address(), support::kPatience);
+  Batch fourth(another);
+  before = messages();
+  askMany(fourth, Data("x", std::string(4000, 'x')));
+  another.GetItemValue("picturemode");
+  EXPECT_EQ(messages() - before, 1 + 2);
+}
+
 TEST_F(BatchThatIsSent, MayAskOnAndEndWhenItIsDone) {
   auto batch = std::make_unique<Batch>(m_Client);
   const auto first = batch->Add(settings::ask::GetItemValue("picturemode"));

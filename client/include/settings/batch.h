@@ -42,8 +42,9 @@ class Answer {
 };
 
 // Questions that are asked together, in few messages. The service serves them in the order in which
-// they were added, with other clients' requests in between. A service that takes only one request
-// per message is asked one by one. The client's thread only.
+// they were added, with other clients' requests in between. Any number may be asked: while as many
+// are on their way as the service takes, the others wait here. A service that takes only one
+// request per message is asked one by one. The client's thread only.
 class [[gnu::visibility("default")]] Batch {
  public:
   // The client must outlive the batch.

@@ -38,9 +38,13 @@ namespace {
 // A flood of messages must not keep timers and other descriptors waiting.
 constexpr int kMessagesAtOnce = 8;
 
-// While requests wait, the messages after them are searched for requests of other clients.
-constexpr int kMessagesAhead = 1024;
+// While requests wait, the messages after them are searched for requests of other clients. While a
+// client is refused, because it sends more than it may, what it sent stands before everybody else's
+// requests: then reading goes before serving, and the bus gets a moment to send more of it.
+constexpr std::uint64_t kReadingAtOnceInMicroseconds = 4000;
 constexpr std::chrono::microseconds kServingAtOnce{1000};
+constexpr std::chrono::microseconds kServingInFlood{250};
+constexpr std::uint64_t kMomentOfBusInMicroseconds = 100;
 
 constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
 constexpr std::uint64_t kNever = UINT64_MAX;
@@ -123,8 +127,10 @@ struct BusPump::Impl {
   static int OnMessage(sd_bus_message* message, void* self, sd_bus_error*) {
     // What was sent before an application came or went is served before that becomes known.
     if (RequestQueue* const requests = static_cast<Impl*>(self)->requests;
-        requests != nullptr && !requests->IsIdle() && IsNewsOfApplication(message)) {
-      requests->ServeAll();
+        requests != nullptr && !requests->IsIdle() && IsNewsOfApplication(message) &&
+        Guarded("nuvra", "an exception left the news of a bus name",
+                [&] { requests->TakeNews(message); })) {
+      return 1;
     }
     CatchUpBeforeMessage();
     return 0;
@@ -195,17 +201,18 @@ struct BusPump::Impl {
     if (requests != nullptr) {
       requests->BeginTurn();
     }
-    for (int count = 0; serves && ReadsOn(count); ++count) {
+    std::uint64_t end = kNever;
+    for (int count = 0; serves && ReadsOn(count, end); ++count) {
       const int result = sd_bus_process(bus, nullptr);
       if (result < 0) {
         Lose(result);
       }
-      if (result <= 0) {
+      if (result < 0 || (result == 0 && !AwaitsMore())) {
         break;
       }
     }
     if (serves && Waiting() != nullptr) {
-      requests->ServeFor(kServingAtOnce);
+      requests->ServeFor(requests->HasRefusedLately() ? kServingInFlood : kServingAtOnce);
     }
     dispatching = false;
   }
@@ -215,10 +222,21 @@ struct BusPump::Impl {
     return requests != nullptr && !requests->IsEmpty() ? requests : nullptr;
   }
 
-  // Whether another message is read after `count` of them.
-  bool ReadsOn(int count) const {
-    return Waiting() == nullptr ? count < kMessagesAtOnce
-                                : count < kMessagesAhead && !requests->IsFull();
+  // Whether another message is read after `count` of them. Reading ahead begins with the first
+  // request that waits, and then has its `end`.
+  bool ReadsOn(int count, std::uint64_t& end) const {
+    if (Waiting() == nullptr) {
+      return count < kMessagesAtOnce;
+    }
+    const std::uint64_t now = Now();
+    end = std::min(end, now + kReadingAtOnceInMicroseconds);
+    return now < end && !requests->IsFull() && !requests->HasTakenSinceRefusal();
+  }
+
+  // Whether more comes at once of what must be refused.
+  bool AwaitsMore() const {
+    return requests != nullptr && requests->HasRefusedLately() &&
+           sd_bus_wait(bus, kMomentOfBusInMicroseconds) > 0;
   }
 
   void Lose(int error) {

@@ -104,18 +104,6 @@ int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
   return 1;
 }
 
-void Callers::AskAndWait(const std::string& connection) {
-  bus::Message reply;
-  std::optional<Caller> caller;
-  Guarded("nuvra", "a caller cannot be asked for", [&] {
-    if (sd_bus_call(m_Bus, NewQuestion(connection).get(), kPatienceInMicroseconds, nullptr,
-                    bus::Out(reply)) >= 0) {
-      caller = ReadCaller(reply.get());
-    }
-  });
-  Note(connection, std::move(caller));
-}
-
 // Ends the question, too.
 void Callers::Note(const std::string& connection, std::optional<Caller> caller) {
   m_Questions.erase(connection);

@@ -38,9 +38,6 @@ class Callers {
   // Asks the bus, unless that is under way. When it cannot be asked, the caller is not known.
   void Ask(const std::string& connection);
 
-  // The same, and waits for the answer. Does not call the listener.
-  void AskAndWait(const std::string& connection);
-
   // To be called when the connection is gone, or its answer is to be asked for again.
   void Forget(const std::string& connection) { m_Callers.erase(connection); }
 

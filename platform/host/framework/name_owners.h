@@ -42,6 +42,9 @@ class NameOwners {
     m_EndListener = std::move(listener);
   }
 
+  // Takes an announcement of the bus that was kept from them when it came.
+  void Take(sd_bus_message* announcement) { OnNameOwnerChanged(announcement, this, nullptr); }
+
   // Those of the running service; null when none is running.
   static NameOwners* Current();
 

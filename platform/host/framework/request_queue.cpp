@@ -1,7 +1,11 @@
 // What many clients send comes through one connection, in one line: a single request of one client
 // is stuck behind a thousand of another. So the line is read faster than it is served. Whoever has
 // been served in this turn of the main loop waits in a line of its own, and these lines are served
-// in turns, one request each.
+// in turns, one request each. It is read whatever comes, because the bus turns everybody away while
+// the service leaves too much with it; so what would make a client's line too long is refused.
+//
+// The lines hold what was sent before an application came or went. What is read later waits in
+// lines of its own, behind that news.
 //
 // Who a client is, the bus is asked when a request first depends on it, so that questions cost
 // nothing. Until the answer the client's line stands aside.
@@ -11,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "framework/before_messages.h"
@@ -26,8 +31,18 @@ constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
 constexpr char kFailed[] = "org.nuvra.Error.Failed";
 constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 
-constexpr std::size_t kMaxWaitingCalls = 4096;
-constexpr std::size_t kMaxWaitingBytes = 16 * 1024 * 1024;
+constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
+
+// What may wait of one client, which is four full lists, and of all together.
+constexpr RequestQueue::Load kMostOfClient{4 * kMaxRequestsAtOnce, 5 * kMaxTextAtOnce};
+constexpr RequestQueue::Load kMostOfAll{16 * kMostOfClient.requests, 16 * kMostOfClient.bytes};
+constexpr std::size_t kMaxNews = 1024;
+
+// A flood does not end with a moment in which some of it is taken.
+constexpr std::chrono::milliseconds kLately{50};
+
+// What a request, or any text in a call, takes beside its bytes.
+constexpr std::size_t kBytesAround = 64;
 
 constexpr int kErrorType = -1;
 
@@ -53,15 +68,27 @@ std::string ErrorBody(const char* name, const std::string& text) {
   return WriteBody(body);
 }
 
-// The size of the text in a call, of a request or alone; 0 if it cannot be read.
+// How much memory the texts of a call take: of a request, one alone, or a list of them, which is
+// read no further than it matters. 0 if they cannot be read.
 std::size_t SizeOf(sd_bus_message* call) {
+  std::size_t size = 0;
   int type = 0;
   const char* text = nullptr;
-  const int result = sd_bus_message_has_signature(call, "is") > 0
-                         ? sd_bus_message_read(call, "is", &type, &text)
-                         : sd_bus_message_read(call, "s", &text);
+  int result = 0;
+  if (sd_bus_message_has_signature(call, "as") > 0) {
+    result = sd_bus_message_enter_container(call, 'a', "s");
+    while (result >= 0 && size <= kMostOfClient.bytes &&
+           (result = sd_bus_message_read(call, "s", &text)) > 0) {
+      size += strlen(text) + kBytesAround;
+    }
+  } else {
+    result = sd_bus_message_has_signature(call, "is") > 0
+                 ? sd_bus_message_read(call, "is", &type, &text)
+                 : sd_bus_message_read(call, "s", &text);
+    size = result > 0 ? strlen(text) + kBytesAround : 0;
+  }
   sd_bus_message_rewind(call, true);
-  return result > 0 ? strlen(text) : 0;
+  return size;
 }
 
 }  // namespace
@@ -97,14 +124,24 @@ int RequestQueue::Take(sd_bus_message* call, sd_bus_error* error,
 int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve) {
   try {
     const bool isOnTheSpot = ServesOnTheSpot(call);
-    if (!isOnTheSpot || !serve(call)) {
-      Call waits(call);
-      waits.serve = std::move(serve);
-      waits.size = SizeOf(call);
-      Enqueue(std::move(waits));
-      if (isOnTheSpot) {
-        Postpone(SenderOf(call));
-      }
+    if (isOnTheSpot && serve(call)) {
+      return 1;
+    }
+    const std::string sender = SenderOf(call);
+    Load load{1, 0};
+    if (const int refused = Refuse(sender, load, error); refused < 0) {
+      return refused;
+    }
+    load.bytes = SizeOf(call);
+    if (const int refused = Refuse(sender, load, error); refused < 0) {
+      return refused;
+    }
+    Call waits(call);
+    waits.serve = std::move(serve);
+    waits.load = load;
+    Enqueue(std::move(waits));
+    if (isOnTheSpot) {
+      Postpone(sender);
     }
     return 1;
   } catch (...) {
@@ -114,22 +151,34 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
 
 int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
   try {
+    const std::string sender = SenderOf(call);
+    // One of which nothing fits is not read at all.
+    if (const int refused = Refuse(sender, {1, 0}, error); refused < 0) {
+      return refused;
+    }
     Call list(call);
+    std::size_t textSize = 0;
     int result = sd_bus_message_enter_container(call, 'a', "(is)");
     Request request{};
     while (result >= 0 &&
            (result = sd_bus_message_read(call, "(is)", &request.type, &request.text)) > 0) {
       list.requests.push_back(request);
-      list.size += strlen(request.text);
+      textSize += strlen(request.text);
       if (list.requests.size() > kMaxRequestsAtOnce) {
         return sd_bus_error_set(error, kInvalidMessage, "there are more than 1024 requests");
       }
-      if (list.size > kMaxTextAtOnce) {
+      if (textSize > kMaxTextAtOnce) {
         return sd_bus_error_set(error, kInvalidMessage, "the bodies are larger than 1 MiB in all");
       }
     }
     if (result < 0) {
       return sd_bus_error_set(error, kInvalidMessage, "the message is damaged or not UTF-8");
+    }
+    // An empty one waits, too.
+    list.load.requests = std::max<std::size_t>(list.requests.size(), 1);
+    list.load.bytes = textSize + list.load.requests * kBytesAround;
+    if (const int refused = Refuse(sender, list.load, error); refused < 0) {
+      return refused;
     }
     if (sd_bus_message_get_expect_reply(call) > 0) {
       bus::Check(sd_bus_message_new_method_return(call, bus::Out(list.reply)), "no reply");
@@ -142,13 +191,49 @@ int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
   }
 }
 
-bool RequestQueue::IsFull() const {
-  return m_WaitingCalls >= kMaxWaitingCalls || m_WaitingBytes >= kMaxWaitingBytes;
+bool RequestQueue::IsTooMuch(Waiting& waiting, const Load& more, const Load& most) {
+  if (waiting.requests + more.requests > most.requests || waiting.bytes + more.bytes > most.bytes) {
+    waiting.isFull = true;
+  }
+  if (waiting.isFull) {
+    m_HasRefused = true;
+    m_LastRefusal = std::chrono::steady_clock::now();
+  }
+  return waiting.isFull;
 }
+
+bool RequestQueue::HasRefusedLately() const {
+  return std::chrono::steady_clock::now() - m_LastRefusal < kLately;
+}
+
+// Returns 0, or sets the error and returns what sd-bus expects then. A client that waits for each
+// answer is heard however much the others have sent.
+int RequestQueue::Refuse(const std::string& client, const Load& more, sd_bus_error* error) {
+  const auto found = m_Waiting.find(client);
+  Waiting none;
+  if (IsTooMuch(found != m_Waiting.end() ? found->second : none, more, kMostOfClient)) {
+    return sd_bus_error_set(error, kLimitsExceeded,
+                            "at most 4096 requests and 5 MiB of a client may wait: await answers "
+                            "before you send more");
+  }
+  if (found != m_Waiting.end() && IsTooMuch(m_WaitingOfAll, more, kMostOfAll)) {
+    return sd_bus_error_set(error, kLimitsExceeded,
+                            "at most 65536 requests and 80 MiB of all clients may wait: await "
+                            "answers before you send more");
+  }
+  return 0;
+}
+
+void RequestQueue::TakeNews(sd_bus_message* news) {
+  m_Lines.emplace_back();
+  std::prev(m_Lines.end(), 2)->news.reset(sd_bus_message_ref(news));
+}
+
+bool RequestQueue::IsFull() const { return m_Lines.size() > kMaxNews; }
 
 bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
   std::string sender = SenderOf(call);
-  if (!IsEmpty() || m_Unknown.contains(sender) ||
+  if (!IsEmpty() || m_Waiting.contains(sender) || m_Lines.size() > 1 ||
       std::find(m_ServedOnTheSpot.begin(), m_ServedOnTheSpot.end(), sender) !=
           m_ServedOnTheSpot.end()) {
     return false;
@@ -158,14 +243,41 @@ bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
 }
 
 void RequestQueue::Enqueue(Call call) {
-  m_WaitingBytes += call.size;
-  ++m_WaitingCalls;
   const std::string sender = SenderOf(call.message.get());
-  (m_Unknown.contains(sender) ? m_Unknown : m_Clients)[sender].push_back(std::move(call));
+  Lines& last = m_Lines.back();
+  const Load load = call.load;
+  m_HasTakenSince = m_HasRefused;
+  (last.unknown.contains(sender) ? last.unknown : last.known)[sender].push_back(std::move(call));
+  for (Load* const each :
+       {static_cast<Load*>(&m_Waiting[sender]), static_cast<Load*>(&m_WaitingOfAll)}) {
+    each->requests += load.requests;
+    each->bytes += load.bytes;
+  }
+}
+
+void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most) {
+  waiting.requests -= less.requests;
+  waiting.bytes -= less.bytes;
+  if (waiting.requests <= most.requests / 2 && waiting.bytes <= most.bytes / 2) {
+    waiting.isFull = false;
+  }
+}
+
+void RequestQueue::Leave(const std::string& client, const Load& load) {
+  const auto own = m_Waiting.find(client);
+  Subtract(own->second, load, kMostOfClient);
+  Subtract(m_WaitingOfAll, load, kMostOfAll);
+  if (own->second.requests == 0) {
+    if (m_Ended.erase(client) > 0) {
+      m_Callers.Forget(client);
+    }
+    m_Waiting.erase(own);
+  }
 }
 
 void RequestQueue::Postpone(const std::string& client) {
-  m_Unknown.insert(m_Clients.extract(client));
+  Lines& lines = m_Lines.front();
+  lines.unknown.insert(lines.known.extract(client));
   m_Callers.Ask(client);
 }
 
@@ -173,13 +285,14 @@ void RequestQueue::Resume(const std::string& client) {
   if (!m_Callers.Find(client)->isKnown) {
     m_Ended.insert(client);
   }
-  if (m_Unknown.contains(client)) {
-    m_Clients.insert(m_Unknown.extract(client));
+  Lines& lines = m_Lines.front();
+  if (lines.unknown.contains(client)) {
+    lines.known.insert(lines.unknown.extract(client));
   }
 }
 
 void RequestQueue::Forget(const std::string& connection) {
-  if (m_Clients.contains(connection) || m_Unknown.contains(connection)) {
+  if (m_Waiting.contains(connection)) {
     m_Ended.insert(connection);
   } else {
     m_Callers.Forget(connection);
@@ -189,28 +302,31 @@ void RequestQueue::Forget(const std::string& connection) {
 void RequestQueue::ServeFor(std::chrono::microseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
   while (!IsEmpty()) {
-    ServeNextClient();
+    if (m_Lines.front().known.empty()) {
+      TellNews();
+    } else {
+      ServeNextClient();
+    }
     if (std::chrono::steady_clock::now() >= end) {
       break;
     }
   }
 }
 
-void RequestQueue::ServeAll() {
-  while (!IsIdle()) {
-    if (IsEmpty()) {
-      const std::string client = m_Unknown.begin()->first;
-      m_Callers.AskAndWait(client);
-      Resume(client);
-    }
-    ServeNextClient();
+void RequestQueue::TellNews() {
+  const bus::Message news = std::move(m_Lines.front().news);
+  m_Lines.pop_front();
+  CatchUpBeforeMessage();
+  if (NameOwners* const owners = NameOwners::Current()) {
+    owners->Take(news.get());
   }
 }
 
 void RequestQueue::ServeNextClient() {
-  auto client = m_Clients.upper_bound(m_LastServed);
-  if (client == m_Clients.end()) {
-    client = m_Clients.begin();
+  Clients& clients = m_Lines.front().known;
+  auto client = clients.upper_bound(m_LastServed);
+  if (client == clients.end()) {
+    client = clients.begin();
   }
   m_LastServed = client->first;
   Call& call = client->second.front();
@@ -230,15 +346,12 @@ void RequestQueue::ServeNextClient() {
   if (!isServed) {
     Postpone(m_LastServed);
   } else if (isDone) {
-    --m_WaitingCalls;
-    m_WaitingBytes -= call.size;
+    const Load load = call.load;
     client->second.pop_front();
     if (client->second.empty()) {
-      if (m_Ended.erase(client->first) > 0) {
-        m_Callers.Forget(client->first);
-      }
-      m_Clients.erase(client);
+      clients.erase(client);
     }
+    Leave(m_LastServed, load);
   }
 }
 

@@ -26,10 +26,16 @@ inline constexpr std::size_t kMaxTextAtOnce = 1024 * 1024;
 // the order in which it sent them; those of different clients take turns, so that nobody waits for
 // everything that another client sent in one go. What need not wait is served on the spot. A client
 // whose next request nobody may make without being known waits until the bus has said who it is;
-// the others do not. What a client may not request is answered without the service. One at a time.
-// Main-loop thread only.
+// the others do not. What a client may not request, and what it sends while it has too much waiting
+// already, is answered without the service. One at a time. Main-loop thread only.
 class RequestQueue {
  public:
+  // How much there is, or may be.
+  struct Load {
+    std::size_t requests = 0;
+    std::size_t bytes = 0;
+  };
+
   // All are referenced.
   RequestQueue(const ServiceBus& bus, const Access& access, Nuvra::TCDaemonService& service);
   ~RequestQueue();
@@ -44,23 +50,37 @@ class RequestQueue {
   // The same with a call of another interface, which `serve` answers when its turn has come.
   int Take(sd_bus_message* call, sd_bus_error* error, std::function<void(sd_bus_message*)> serve);
 
-  // Whether there is nothing to serve now, and whether nothing waits for an answer of the bus
-  // either.
-  bool IsEmpty() const { return m_Clients.empty(); }
-  bool IsIdle() const { return IsEmpty() && m_Unknown.empty(); }
+  // Takes the news that a name has another owner, while this is not idle. The NameOwners of the
+  // service hear it once all calls that were taken before it are served, and before any call that
+  // is taken after it is.
+  void TakeNews(sd_bus_message* news);
 
-  // Whether so much is waiting that some of it should be served before more is read.
+  // Whether there is nothing to do now, and whether nothing waits for an answer of the bus either.
+  bool IsEmpty() const {
+    return m_Lines.front().known.empty() &&
+           (m_Lines.front().news == nullptr || !m_Lines.front().unknown.empty());
+  }
+  bool IsIdle() const { return IsEmpty() && m_Lines.front().unknown.empty(); }
+
+  // Whether so much news is waiting that some should be told before more is read.
   bool IsFull() const;
 
   // To be called before reading messages that arrived together.
-  void BeginTurn() { m_ServedOnTheSpot.clear(); }
+  void BeginTurn() {
+    m_ServedOnTheSpot.clear();
+    m_HasRefused = false;
+    m_HasTakenSince = false;
+  }
+
+  // Whether in this turn a call was refused because too much waits, and one taken after that.
+  bool HasTakenSinceRefusal() const { return m_HasTakenSince; }
+
+  // Whether there was such a refusal in the last 50 ms.
+  bool HasRefusedLately() const;
 
   // Serves some of what waits, one request of each client in turns, and returns after `limit`,
-  // unless a single request takes longer.
+  // unless a single request or piece of news takes longer.
   void ServeFor(std::chrono::microseconds limit);
-
-  // Serves everything that waits, and waits for the bus when it must.
-  void ServeAll();
 
  private:
   struct Request {
@@ -70,6 +90,11 @@ class RequestQueue {
 
   // Serves and answers a call. False, with nothing done, while the caller must become known first.
   using ServeCall = std::function<bool(sd_bus_message*)>;
+
+  // How much is waiting.
+  struct Waiting : Load {
+    bool isFull = false;  // since something was refused; until half of what may be is left
+  };
 
   // A call that is waiting or being served.
   struct Call {
@@ -81,7 +106,7 @@ class RequestQueue {
     std::size_t served = 0;         // of those
     bus::Message reply;             // to a list; none when nobody waits for one
     std::size_t replySize = 0;      // of its bodies
-    std::size_t size = 0;           // of the bodies of the requests
+    Load load;
   };
 
   // What became of a request.
@@ -96,27 +121,41 @@ class RequestQueue {
   using Calls = std::deque<Call>;
   using Clients = std::map<std::string, Calls>;  // by their unique names; none without a call
 
+  // What was taken between two pieces of news.
+  struct Lines {
+    Clients known;
+    Clients unknown;    // those that the bus was asked about
+    bus::Message news;  // that came after them; none behind the last
+  };
+
   int TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve);
   Outcome Serve(const std::string& sender, const Request& request);
   bool ServeOne(sd_bus_message* call);
   bool ServeNextOf(Call& call);
   void ServeNextClient();
+  void TellNews();
   void Postpone(const std::string& client);
   void Resume(const std::string& client);
   void Forget(const std::string& connection);
   void Enqueue(Call call);
+  void Leave(const std::string& client, const Load& load);
   bool ServesOnTheSpot(sd_bus_message* call);
+  bool IsTooMuch(Waiting& waiting, const Load& more, const Load& most);
+  int Refuse(const std::string& client, const Load& more, sd_bus_error* error);
+  static void Subtract(Waiting& waiting, const Load& less, const Load& most);
 
   const Access& m_Access;
   Nuvra::TCDaemonService& m_Service;
   Callers m_Callers;
-  Clients m_Clients;
-  Clients m_Unknown;              // those that the bus was asked about
-  std::set<std::string> m_Ended;  // those of both that are to be forgotten after their last call
-  std::string m_LastServed;       // of m_Clients
-  std::size_t m_WaitingCalls = 0;
-  std::size_t m_WaitingBytes = 0;
-  std::vector<std::string> m_ServedOnTheSpot;  // in this turn
+  std::deque<Lines> m_Lines{1};              // of which the first are served
+  std::map<std::string, Waiting> m_Waiting;  // each client that has a call in m_Lines
+  Waiting m_WaitingOfAll;
+  std::set<std::string> m_Ended;  // those that are to be forgotten after their last call
+  std::string m_LastServed;
+  std::vector<std::string> m_ServedOnTheSpot;  // in this turn, as the next two
+  bool m_HasRefused = false;
+  bool m_HasTakenSince = false;
+  std::chrono::steady_clock::time_point m_LastRefusal;  // long ago if never
 };
 
 }  // namespace host

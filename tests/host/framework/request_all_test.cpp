@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
+#include <list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,6 +20,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
+constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 
 using Texts = std::vector<std::string>;
 using Replies = std::vector<std::pair<int, std::string>>;
@@ -83,8 +88,6 @@ std::string Echo(int number) { return R"({"do":"echo","n":)" + std::to_string(nu
 
 class RequestAll : public FrameworkTest {
  protected:
-  RequestAll() { StartAndWait(); }
-
   AnswerToAll Ask(const Texts& bodies) {
     const Awaited awaited(m_Client, bodies);
     EXPECT_TRUE(m_Client.Until([&] { return awaited.Answer().has_value(); }));
@@ -96,6 +99,15 @@ class RequestAll : public FrameworkTest {
     return std::count(trace.begin(), trace.end(), "request " + what);
   }
 
+  // What clients do meanwhile is with the bus when the service goes on.
+  void WhileTheServiceStands(const std::function<void()>& act) {
+    m_Service.Signal(SIGSTOP);
+    act();
+    ASSERT_TRUE(m_Client.HasOwner());
+    m_Service.Signal(SIGCONT);
+  }
+
+  support::Process& m_Service = StartAndWait();
   Client m_Client{Address()};
 };
 
@@ -254,9 +266,9 @@ TEST_F(RequestAll, LetsTheMainLoopRunInBetween) {
   EXPECT_THAT(list.Answer()->replies, SizeIs(201));
 }
 
-// More than is read ahead.
+// As many as may wait.
 TEST_F(RequestAll, FloodsAreServedToTheirEnd) {
-  constexpr int kFlood = 10'000;
+  constexpr int kFlood = 4096;
   for (int index = 0; index < kFlood; ++index) {
     m_Client.Post(Echo(index));
   }
@@ -264,6 +276,165 @@ TEST_F(RequestAll, FloodsAreServedToTheirEnd) {
   for (int index = 0; index < kFlood; ++index) {
     ASSERT_EQ(m_Client.Answers()[index].body, Echo(index));
   }
+}
+
+constexpr char kOfClient[] =
+    "at most 4096 requests and 5 MiB of a client may wait: await answers before you send more";
+
+Texts Full(const std::string& body) { return Texts(1024, body); }
+
+TEST_F(RequestAll, BeyondFourFullListsIsRefusedUntilHalfOfThemAreServed) {
+  const std::string sleep = R"({"do":"sleep","ms":1})";
+  std::list<Awaited> lists;
+  WhileTheServiceStands([&] {
+    for (const std::string& body : {sleep, sleep, Echo(3), Echo(4), std::string(R"({"do":"5"})")}) {
+      lists.emplace_back(m_Client, Full(body));
+    }
+    m_Client.Post(R"({"do":"6"})");
+  });
+  ASSERT_TRUE(m_Client.Until([&] { return lists.back().Answer() && !m_Client.Answers().empty(); }));
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+  EXPECT_EQ(lists.back().Answer()->message, kOfClient);
+  EXPECT_EQ(m_Client.Answers()[0].error, kLimitsExceeded);
+  EXPECT_EQ(m_Client.Answers()[0].message, kOfClient);
+  EXPECT_FALSE(lists.front().Answer());
+  EXPECT_EQ(Client(Address()).Request(Echo(0)).body, Echo(0));
+
+  const auto list = [&](int number) -> Awaited& { return *std::next(lists.begin(), number - 1); };
+  ASSERT_TRUE(m_Client.Until([&] { return list(1).Answer().has_value(); }));
+  const Awaited early(m_Client, Full(R"({"do":"7"})"));
+  ASSERT_TRUE(m_Client.Until([&] { return list(2).Answer() && early.Answer(); }));
+  EXPECT_EQ(early.Answer()->error, kLimitsExceeded);
+  EXPECT_THAT(Ask(Full(Echo(8))).replies, SizeIs(1024));
+  EXPECT_THAT(list(3).Answer().value_or(AnswerToAll()).replies, SizeIs(1024));
+  EXPECT_THAT(list(4).Answer().value_or(AnswerToAll()).replies, SizeIs(1024));
+  for (const char* refused : {"5", "6", "7"}) {
+    EXPECT_EQ(Served(refused), 0) << refused;
+  }
+}
+
+TEST_F(RequestAll, BeyondFiveMebibytesIsRefused) {
+  const Texts large(4, R"({"do":"","x":")" + std::string(256 * 1024 - 17, 'x') + R"("})");
+  std::list<Awaited> lists;
+  WhileTheServiceStands([&] {
+    lists.emplace_back(m_Client, Texts(kLong, kSleep));
+    for (int count = 0; count < 5; ++count) {
+      lists.emplace_back(m_Client, large);
+    }
+  });
+  ASSERT_TRUE(m_Client.Until([&] { return lists.back().Answer().has_value(); }));
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+  EXPECT_EQ(lists.back().Answer()->message, kOfClient);
+  EXPECT_FALSE(std::next(lists.rbegin())->Answer());
+}
+
+TEST_F(RequestAll, OfNothingCountsAsMuchAsOfOneRequest) {
+  std::list<Awaited> lists;
+  WhileTheServiceStands([&] {
+    lists.emplace_back(m_Client, Texts(kLong, kSleep));
+    for (int count = 0; count < 4096 - kLong + 1; ++count) {
+      lists.emplace_back(m_Client, Texts());
+    }
+  });
+  ASSERT_TRUE(m_Client.Until([&] { return lists.back().Answer().has_value(); }));
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+  EXPECT_FALSE(std::next(lists.rbegin())->Answer());
+}
+
+// The answer about the client comes behind its requests.
+TEST_F(RequestAll, IsRefusedBeyondTheSameWhileTheBusIsAskedWhoTheClientIs) {
+  std::list<Awaited> lists;
+  WhileTheServiceStands([&] {
+    for (int count = 0; count < 5; ++count) {
+      lists.emplace_back(m_Client, Full(R"({"method":"SetItemValue","do":"echo"})"));
+    }
+  });
+  ASSERT_TRUE(m_Client.Until([&] {
+    return std::all_of(lists.begin(), lists.end(), [](const auto& each) { return each.Answer(); });
+  }));
+  for (auto each = lists.begin(); each != std::prev(lists.end()); ++each) {
+    EXPECT_THAT(each->Answer()->replies, SizeIs(1024));
+  }
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+}
+
+TEST_F(RequestAll, OfSeventeenClientsIsRefusedButNotOfOneThatWaitsForItsAnswers) {
+  constexpr int kClients = 17;
+  std::list<Client> clients;
+  std::list<Awaited> lists;
+  for (int count = 0; count < kClients; ++count) {
+    clients.emplace_back(Address());
+  }
+  WhileTheServiceStands([&] {
+    for (Client& client : clients) {
+      lists.emplace_back(client, Texts(kLong, kSleep));
+    }
+    // In turns, so that none is refused for what it has waiting itself.
+    for (int count = 0; count < 3; ++count) {
+      for (Client& client : clients) {
+        lists.emplace_back(client, Full(Echo(0)));
+      }
+    }
+  });
+  ASSERT_TRUE(clients.back().Until([&] { return lists.back().Answer().has_value(); }));
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+  EXPECT_EQ(lists.back().Answer()->message,
+            "at most 65536 requests and 80 MiB of all clients may wait: await answers before you "
+            "send more");
+  EXPECT_EQ(m_Client.Request(Echo(0)).body, Echo(0));
+}
+
+void Own(const Client& client, const std::string& name) {
+  ASSERT_GE(sd_bus_request_name(client.Get(), name.c_str(), 0), 0);
+}
+
+TEST_F(RequestAll, SentBeforeAnApplicationCameIsServedBeforeItIsKnownWhileTheMainLoopRuns) {
+  m_Client.Listen();
+  Client application(Address());
+  Client other(Address());
+  Texts bodies(200, kSleep);
+  bodies.insert(bodies.begin(), R"({"do":"alarm","period":1,"count":3})");
+  bodies.emplace_back(R"({"do":"last"})");
+  std::optional<Awaited> list;
+  WhileTheServiceStands([&] {
+    list.emplace(m_Client, bodies);
+    ASSERT_TRUE(m_Client.HasOwner());
+    Own(application, "org.example.app");
+    other.Post(R"({"do":"after"})");
+    ASSERT_TRUE(other.HasOwner());
+  });
+  ASSERT_TRUE(m_Client.Until([&] { return m_Client.Signals().size() == 3; }));
+  EXPECT_FALSE(list->Answer());
+  ASSERT_TRUE(other.Until([&] { return other.Answers().size() == 1; }));
+  std::vector<std::string> end = Trace();
+  end.erase(end.begin(), std::find(end.begin(), end.end(), "request last"));
+  EXPECT_THAT(end, ElementsAre("request last", "owner of org.example.app", "request after"));
+}
+
+// Every second client is one that the bus is asked about.
+TEST_F(RequestAll, KeepsItsPlaceAmongTheApplicationsThatComeAndGo) {
+  constexpr int kNews = 100;
+  Client application(Address());
+  std::list<Client> clients;
+  std::vector<std::string> expected;
+  for (int number = 0; number < kNews; ++number) {
+    clients.emplace_back(Address());
+  }
+  WhileTheServiceStands([&] {
+    int number = 0;
+    for (Client& client : clients) {
+      const std::string name = std::to_string(number++);
+      const std::string setting = number % 2 == 0 ? R"("method":"SetItemValue",)" : "";
+      client.Post("{" + setting + R"("do":")" + name + "\"}");
+      ASSERT_TRUE(client.HasOwner());
+      Own(application, "org.example.app" + name);
+      expected.insert(expected.end(), {"request " + name, "owner of org.example.app" + name});
+    }
+  });
+  ASSERT_TRUE(WaitForTrace(expected.back()));
+  std::vector<std::string> trace = Trace();
+  trace.erase(trace.begin(), std::find(trace.begin(), trace.end(), expected.front()));
+  EXPECT_EQ(trace, expected);
 }
 
 TEST_F(RequestAll, IsShownByTheBusTool) {

@@ -20,6 +20,7 @@
 
 #include "dlog.h"
 #include "framework/after_messages.h"
+#include "framework/name_owners.h"
 #include "framework/object_interfaces.h"
 #include "framework/service_object.h"
 #include "framework/set_preparation.h"
@@ -59,6 +60,11 @@ class TestService : public Nuvra::TCDaemonService {
   bool t_OnCreate() override {
     Trace("create");
     m_Announcement.emplace([] { Announce(); });
+    host::NameOwners::Current()->Listen([](const std::string& name, const auto&, const auto&) {
+      if (name.starts_with("org.example.")) {
+        Trace("owner of " + name);
+      }
+    });
     // As services do that leave the rest to the framework.
     ecore_init();
     WaitForGate();
