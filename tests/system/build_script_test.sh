@@ -110,7 +110,9 @@ stand_in cmake 'exit 0'
 stand_in ctest '
 logs=build/$2/Testing/Temporary
 mkdir -p "$logs"
+echo "$*" >>"$PLACE/tested"
 [ "$2" = "$FAILING" ] || exit 0
+[ "$2" != clang ] || exit 8
 printf "2:Second\n" >"$logs/LastTestsFailed.log"
 cat >"$logs/LastTest.log" <<END
 1/2 Testing: First
@@ -133,6 +135,19 @@ Output:
 what the second says" "$(cat "$place/out")"
 FAILING=none "$place/copy/test" >"$place/out" 2>/dev/null
 expect "./test passes when all tests do" 0 $?
-expect "./test tells nothing of a failure of another time" "" "$(cat "$place/out")"
+expect "./test repeats nothing when all tests pass" "" "$(cat "$place/out")"
+section building running testing checking clang >"$place/installed"
+mkdir -p "$place/copy/build/clang/Testing"
+cp -r "$place/copy/build/asan/Testing/Temporary" "$place/copy/build/clang/Testing"
+FAILING=clang "$place/copy/test" --preset clang >"$place/out" 2>/dev/null
+expect "./test fails when ctest does" 1 $?
+expect "./test does not repeat what failed another time" "" "$(cat "$place/out")"
+expect "./test leaves to ctest what failed another time" "2:Second" \
+  "$(cat "$place/copy/build/asan/Testing/Temporary/LastTestsFailed.log")"
+
+: >"$place/tested"
+FAILING=none "$place/copy/test" -R Key --preset release --rerun-failed >/dev/null 2>&1
+expect "./test takes --preset behind what is for ctest, too" \
+  "--preset release -R Key --rerun-failed" "$(cat "$place/tested")"
 
 exit "$failed"
