@@ -4,6 +4,7 @@
 Usage: help_test.py SOURCES DAEMON TOOL...
 """
 
+import functools
 import json
 import os
 import pathlib
@@ -19,6 +20,8 @@ DOCUMENT = (pathlib.Path(SOURCES) / "docs" / "commands.md").read_text(encoding="
 LIMIT = 60
 
 
+# The same line prints the same each time, and an instrumented program starts slowly.
+@functools.cache
 def run(*line, status=0):
     done = subprocess.run(line, capture_output=True, text=True, timeout=LIMIT, check=False)
     assert done.returncode == status, (line, done)
