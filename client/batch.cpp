@@ -293,20 +293,34 @@ void Batch::Send(std::function<void()> done) {
     ++round->open;
   }
   std::exception_ptr failure;
-  for (const std::shared_ptr<Impl::Round>& tried : m_Impl->SendMore(&failure)) {
-    --tried->open;
+  std::vector<std::shared_ptr<Impl::Round>> earlier;
+  for (std::shared_ptr<Impl::Round>& tried : m_Impl->SendMore(&failure)) {
+    if (tried == round) {
+      --round->open;
+    } else {
+      earlier.push_back(std::move(tried));
+    }
   }
   if (failure) {
     for (auto& lists = m_Impl->lists; !lists.empty() && lists.back().round == round;) {
       Impl::GiveError(lists.back().portion, failure);
       lists.pop_back();
     }
+  } else if (round->open > 0) {
+    round->done = std::exchange(done, nullptr);
+  }
+  // Finishing a round may end this batch.
+  const std::weak_ptr<char> life = m_Impl->life;
+  for (const std::shared_ptr<Impl::Round>& each : earlier) {
+    if (!life.expired()) {
+      each->Finish();
+    }
+  }
+  if (failure) {
     std::rethrow_exception(failure);
   }
-  if (round->open == 0) {
+  if (done && !life.expired()) {
     done();
-  } else {
-    round->done = std::move(done);
   }
 }
 

@@ -292,6 +292,27 @@ TEST_F(BatchThatIsSent, HasTwoMessagesOnTheWayOrOneWhileAnotherHasOrWhenTheyAreL
   EXPECT_EQ(messages() - before, 1 + 2);
 }
 
+// The second waits for the others, and then cannot be sent.
+TEST_F(BatchThatIsSent, IsDoneAlsoWhenAnotherSendingFindsThatItCannotTravel) {
+  auto others = std::make_unique<Batch>(m_Client);
+  for (int i = 0; i < 512; ++i) {
+    others->Add(Raw("Hang", Json::objectValue));
+  }
+  others->Send([] { FAIL() << "it was answered"; });
+  Batch batch(m_Client);
+  batch.Add(Raw("Hang", Json::objectValue));
+  batch.Send([] { FAIL() << "it was answered"; });
+  const auto unsent = batch.Add(settings::ask::GetItemValue("a\xFF"));
+  bool isDone = false;
+  batch.Send([&] { isDone = true; });
+  EXPECT_FALSE(isDone);
+  others.reset();
+  batch.Add(Raw("Hang", Json::objectValue));
+  batch.Send([] { FAIL() << "it was answered"; });
+  EXPECT_TRUE(isDone);
+  EXPECT_THROW(unsent.Get(), settings::Error);
+}
+
 TEST_F(BatchThatIsSent, MayAskOnAndEndWhenItIsDone) {
   auto batch = std::make_unique<Batch>(m_Client);
   const auto first = batch->Add(settings::ask::GetItemValue("picturemode"));
