@@ -47,6 +47,8 @@ bus::Connection PrivateBus::Connect() const {
   return connection;
 }
 
+void PrivateBus::Signal(int signal) { m_Daemon->Signal(signal); }
+
 void PrivateBus::End() {
   m_Daemon->Signal(SIGTERM);
   m_Daemon->Wait();

@@ -28,6 +28,8 @@ class PrivateBus {
   // A connection of the caller's own. Throws std::system_error.
   bus::Connection Connect() const;
 
+  void Signal(int signal);
+
   // Ends the bus; its clients lose their connections.
   void End();
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "support/private_bus.h"
 #include "support/temp_directory.h"
@@ -64,6 +65,40 @@ TEST(BusLimits, ASubscriberThatStopsReadingDoesNotFreezeTheOthers) {
   }
   EXPECT_EQ(readerCount, kSignals);
   EXPECT_EQ(stuckCount, 0);
+}
+
+// Each has its own messages, as clients have that do not read their replies.
+TEST(BusLimits, ManyThatStopReadingDoNotFreezeTheirSender) {
+  support::TempDirectory directory;
+  support::PrivateBus bus(directory.Path());
+  const bus::Connection sender = bus.Connect();
+  const bus::Connection reader = bus.Connect();
+  int readerCount = 0;
+  Subscribe(reader.get(), &readerCount);
+  std::vector<bus::Connection> stuck;
+  const std::string body(256 * 1024, 'x');
+  for (int client = 1; client <= 20; ++client) {
+    stuck.push_back(bus.Connect());
+    const char* name = nullptr;
+    ASSERT_GE(sd_bus_get_unique_name(stuck.back().get(), &name), 0);
+    for (int sent = 0; sent < 40; ++sent) {
+      bus::Message message;
+      ASSERT_GE(sd_bus_message_new_signal(sender.get(), bus::Out(message), "/test",
+                                          "org.nuvra.Service1", "Reply"),
+                0);
+      ASSERT_GE(sd_bus_message_append(message.get(), "s", body.c_str()), 0);
+      ASSERT_GE(sd_bus_send_to(sender.get(), message.get(), name, nullptr), 0);
+      while (sd_bus_process(sender.get(), nullptr) > 0) {
+      }
+    }
+    ASSERT_GE(sd_bus_emit_signal(sender.get(), "/test", "org.nuvra.Service1", "Signal", "sis",
+                                 "settings_service_signal", 3, "{}"),
+              0);
+    while (readerCount < client) {
+      ASSERT_GE(sd_bus_process(sender.get(), nullptr), 0);
+      ASSERT_TRUE(ReceiveUntil(reader.get(), readerCount, client)) << "frozen by " << client;
+    }
+  }
 }
 
 TEST(BusLimits, NobodyHearsWhatIsMeantForAnother) {

@@ -40,10 +40,9 @@ constexpr int kMessagesAtOnce = 8;
 
 // While requests wait, the messages after them are searched for requests of other clients. While a
 // client is refused, because it sends more than it may, what it sent stands before everybody else's
-// requests: then reading goes before serving, and the bus gets a moment to send more of it.
+// requests: then the bus gets a moment to send more of it. Serving has as much time as reading had.
 constexpr std::uint64_t kReadingAtOnceInMicroseconds = 4000;
 constexpr std::chrono::microseconds kServingAtOnce{1000};
-constexpr std::chrono::microseconds kServingInFlood{250};
 constexpr std::uint64_t kMomentOfBusInMicroseconds = 100;
 
 constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
@@ -151,7 +150,7 @@ struct BusPump::Impl {
       timeval noTime{};
       return sleep(count, read, write, error, &noTime);
     }
-    if ((request.events & POLLIN) != 0) {
+    if ((request.events & POLLIN) != 0 && !IsStuck()) {
       FD_SET(request.fd, read);
     }
     if ((request.events & POLLOUT) != 0) {
@@ -201,6 +200,7 @@ struct BusPump::Impl {
     if (requests != nullptr) {
       requests->BeginTurn();
     }
+    const std::uint64_t begin = Now();
     std::uint64_t end = kNever;
     for (int count = 0; serves && ReadsOn(count, end); ++count) {
       const int result = sd_bus_process(bus, nullptr);
@@ -212,19 +212,26 @@ struct BusPump::Impl {
       }
     }
     if (serves && Waiting() != nullptr) {
-      requests->ServeFor(requests->HasRefusedLately() ? kServingInFlood : kServingAtOnce);
+      const std::chrono::microseconds read(Now() - begin);
+      requests->ServeFor(std::max(read, kServingAtOnce));
     }
     dispatching = false;
   }
 
+  // A bus that does not read what is sent is sent no answers to still more.
+  bool IsStuck() const { return requests != nullptr && requests->IsStuck(); }
+
   // Null while no request waits to be served.
   RequestQueue* Waiting() const {
-    return requests != nullptr && !requests->IsEmpty() ? requests : nullptr;
+    return requests != nullptr && requests->IsReady() ? requests : nullptr;
   }
 
   // Whether another message is read after `count` of them. Reading ahead begins with the first
   // request that waits, and then has its `end`.
   bool ReadsOn(int count, std::uint64_t& end) const {
+    if (IsStuck()) {
+      return count == 0;  // it also writes
+    }
     if (Waiting() == nullptr) {
       return count < kMessagesAtOnce;
     }

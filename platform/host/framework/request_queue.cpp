@@ -38,6 +38,9 @@ constexpr RequestQueue::Load kMostOfClient{4 * kMaxRequestsAtOnce, 5 * kMaxTextA
 constexpr RequestQueue::Load kMostOfAll{16 * kMostOfClient.requests, 16 * kMostOfClient.bytes};
 constexpr std::size_t kMaxNews = 1024;
 
+// While a bus does not read, because somebody does not read from it, replies stay here.
+constexpr std::uint64_t kMostUnsent = 16;
+
 // A flood does not end with a moment in which some of it is taken.
 constexpr std::chrono::milliseconds kLately{50};
 
@@ -68,34 +71,40 @@ std::string ErrorBody(const char* name, const std::string& text) {
   return WriteBody(body);
 }
 
-// How much memory the texts of a call take: of a request, one alone, or a list of them, which is
-// read no further than it matters. 0 if they cannot be read.
-std::size_t SizeOf(sd_bus_message* call) {
-  std::size_t size = 0;
-  int type = 0;
+// What a call is counted as: each of its texts as a request. They are read no further than it
+// matters.
+RequestQueue::Load LoadOf(sd_bus_message* call) {
+  RequestQueue::Load load;
   const char* text = nullptr;
-  int result = 0;
-  if (sd_bus_message_has_signature(call, "as") > 0) {
-    result = sd_bus_message_enter_container(call, 'a', "s");
-    while (result >= 0 && size <= kMostOfClient.bytes &&
-           (result = sd_bus_message_read(call, "s", &text)) > 0) {
-      size += strlen(text) + kBytesAround;
+  const auto count = [&](int result) {
+    if (result > 0) {
+      ++load.requests;
+      load.bytes += strlen(text) + kBytesAround;
     }
+    return result > 0;
+  };
+  int type = 0;
+  if (sd_bus_message_has_signature(call, "as") > 0) {
+    sd_bus_message_enter_container(call, 'a', "s");
+    while (load.requests <= kMostOfClient.requests && load.bytes <= kMostOfClient.bytes &&
+           count(sd_bus_message_read(call, "s", &text))) {
+    }
+  } else if (sd_bus_message_has_signature(call, "is") > 0) {
+    count(sd_bus_message_read(call, "is", &type, &text));
   } else {
-    result = sd_bus_message_has_signature(call, "is") > 0
-                 ? sd_bus_message_read(call, "is", &type, &text)
-                 : sd_bus_message_read(call, "s", &text);
-    size = result > 0 ? strlen(text) + kBytesAround : 0;
+    count(sd_bus_message_read(call, "s", &text));
   }
   sd_bus_message_rewind(call, true);
-  return size;
+  load.requests = std::max<std::size_t>(load.requests, 1);
+  return load;
 }
 
 }  // namespace
 
 RequestQueue::RequestQueue(const ServiceBus& bus, const Access& access,
                            Nuvra::TCDaemonService& service)
-    : m_Access(access),
+    : m_Bus(bus.Get()),
+      m_Access(access),
       m_Service(service),
       m_Callers(bus.Get(), bus.IsSystem(), [this](const std::string& client) { Resume(client); }) {
   if (NameOwners* const owners = NameOwners::Current()) {
@@ -128,11 +137,10 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
       return 1;
     }
     const std::string sender = SenderOf(call);
-    Load load{1, 0};
-    if (const int refused = Refuse(sender, load, error); refused < 0) {
+    if (const int refused = Refuse(sender, {1, 0}, error); refused < 0) {
       return refused;
     }
-    load.bytes = SizeOf(call);
+    const Load load = LoadOf(call);
     if (const int refused = Refuse(sender, load, error); refused < 0) {
       return refused;
     }
@@ -224,6 +232,11 @@ int RequestQueue::Refuse(const std::string& client, const Load& more, sd_bus_err
   return 0;
 }
 
+bool RequestQueue::IsStuck() const {
+  std::uint64_t unsent = 0;
+  return sd_bus_get_n_queued_write(m_Bus, &unsent) >= 0 && unsent >= kMostUnsent;
+}
+
 void RequestQueue::TakeNews(sd_bus_message* news) {
   m_Lines.emplace_back();
   std::prev(m_Lines.end(), 2)->news.reset(sd_bus_message_ref(news));
@@ -233,7 +246,7 @@ bool RequestQueue::IsFull() const { return m_Lines.size() > kMaxNews; }
 
 bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
   std::string sender = SenderOf(call);
-  if (!IsEmpty() || m_Waiting.contains(sender) || m_Lines.size() > 1 ||
+  if (!IsEmpty() || IsStuck() || m_Waiting.contains(sender) || m_Lines.size() > 1 ||
       std::find(m_ServedOnTheSpot.begin(), m_ServedOnTheSpot.end(), sender) !=
           m_ServedOnTheSpot.end()) {
     return false;
@@ -301,7 +314,7 @@ void RequestQueue::Forget(const std::string& connection) {
 
 void RequestQueue::ServeFor(std::chrono::microseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
-  while (!IsEmpty()) {
+  while (IsReady()) {
     if (m_Lines.front().known.empty()) {
       TellNews();
     } else {

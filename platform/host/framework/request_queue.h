@@ -55,11 +55,13 @@ class RequestQueue {
   // is taken after it is.
   void TakeNews(sd_bus_message* news);
 
-  // Whether there is nothing to do now, and whether nothing waits for an answer of the bus either.
-  bool IsEmpty() const {
-    return m_Lines.front().known.empty() &&
-           (m_Lines.front().news == nullptr || !m_Lines.front().unknown.empty());
-  }
+  // Whether so many replies wait for the bus that nothing should be served or read meanwhile.
+  bool IsStuck() const;
+
+  // Whether there is something to do now.
+  bool IsReady() const { return !IsEmpty() && !IsStuck(); }
+
+  // Whether nothing waits, not for an answer of the bus either.
   bool IsIdle() const { return IsEmpty() && m_Lines.front().unknown.empty(); }
 
   // Whether so much news is waiting that some should be told before more is read.
@@ -128,6 +130,10 @@ class RequestQueue {
     bus::Message news;  // that came after them; none behind the last
   };
 
+  bool IsEmpty() const {
+    return m_Lines.front().known.empty() &&
+           (m_Lines.front().news == nullptr || !m_Lines.front().unknown.empty());
+  }
   int TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve);
   Outcome Serve(const std::string& sender, const Request& request);
   bool ServeOne(sd_bus_message* call);
@@ -144,6 +150,7 @@ class RequestQueue {
   int Refuse(const std::string& client, const Load& more, sd_bus_error* error);
   static void Subtract(Waiting& waiting, const Load& less, const Load& most);
 
+  sd_bus* const m_Bus;
   const Access& m_Access;
   Nuvra::TCDaemonService& m_Service;
   Callers m_Callers;

@@ -2,11 +2,13 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <iterator>
 #include <list>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -382,6 +384,39 @@ TEST_F(RequestAll, OfSeventeenClientsIsRefusedButNotOfOneThatWaitsForItsAnswers)
             "at most 65536 requests and 80 MiB of all clients may wait: await answers before you "
             "send more");
   EXPECT_EQ(m_Client.Request(Echo(0)).body, Echo(0));
+}
+
+// Their replies would collect in the service. They are more than the kernel keeps for a connection,
+// and those for each client less than the bus keeps for it.
+TEST_F(RequestAll, AreServedNoFasterThanTheBusTakesTheReplies) {
+  constexpr int kClients = 6;
+  constexpr int kOfEach = 15;
+  std::list<Client> clients;
+  for (int count = 0; count < kClients; ++count) {
+    clients.emplace_back(Address());
+  }
+  WhileTheServiceStands([&] {
+    for (Client& client : clients) {
+      for (int count = 0; count < kOfEach; ++count) {
+        client.Post(R"({"do":"reply of","bytes":500000})");
+      }
+      ASSERT_TRUE(client.HasOwner());
+    }
+    Bus().Signal(SIGSTOP);
+    m_Service.Signal(SIGCONT);
+    ASSERT_TRUE(WaitForTrace("request reply of"));
+    // Until it does nothing any more.
+    for (int before = 0; Served("reply of") != before;) {
+      before = Served("reply of");
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    EXPECT_LT(Served("reply of"), kClients * kOfEach * 3 / 4);
+    Bus().Signal(SIGCONT);
+  });
+  for (Client& client : clients) {
+    ASSERT_TRUE(client.Until([&] { return client.Answers().size() == kOfEach; }));
+    EXPECT_EQ(client.Answers().back().body.size(), 500000);
+  }
 }
 
 void Own(const Client& client, const std::string& name) {
