@@ -231,6 +231,13 @@ TEST_F(Settingsctl, CallNotesThatAReplyHasNoResult) {
   ExpectOutput(Run(asJson), "{\"return_data\":\"\"}\n");
 }
 
+TEST_F(Settingsctl, CallPromisesNoSignalToAPidOrCallbackThatIsNone) {
+  for (const std::string argument : {"pid=abc", "pid:=\"1\"", "callback=4294967296"}) {
+    ExpectFailure(Run({"call", "GetItemVisibleAsync", "brightness", argument}), 2,
+                  " is not a whole number from -2147483648 to 2147483647\n");
+  }
+}
+
 TEST_F(Settingsctl, CallRefusesArgumentsThatItCannotRead) {
   ExpectFailure(Run({"call", "GetItemValue", "item", "stray"}), 2, "\"stray\"");
   ExpectFailure(Run({"call", "GetItemValue", "a:=tru"}), 2, "\"a:=tru\"");
