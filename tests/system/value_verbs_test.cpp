@@ -102,6 +102,12 @@ TEST_F(ValueVerbs, StepGoesThroughTheNumbersOfARange) {
   }
 }
 
+TEST_F(ValueVerbs, AWholeNumberIsDecimalWhateverItBeginsWith) {
+  ExpectDone({"step", "brightness", "010"}, "35\n");
+  ExpectDone({"step", "brightness", "-010"}, "25\n");
+  ExpectDone({"step", "brightness", "009"}, "34\n");
+}
+
 TEST_F(ValueVerbs, StepGoesThroughAListInTheOrderOfTheMenu) {
   while (Run({"step", "picturemode", "-1"}).status == 0) {
   }

@@ -353,6 +353,8 @@ TEST_F(Setctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
       {{"key", "watch", "--count", "0"},
        "--count: \"0\" is not a whole number from 1 to 2147483647\n"},
       {{"key", "watch", "--timeout", "0"}, "--timeout: \"0\" is not a number of seconds above 0"},
+      {{"key", "watch", "--timeout", "0x10"},
+       "--timeout: \"0x10\" is not a number of seconds above 0"},
       {{"log", "--lines", "0"}, "--lines: \"0\" is not a whole number from 1 to 2147483647\n"},
       {{"log", "--level", "warn"}, "--level: \"warn\" is not one of debug, info, warning, error\n"},
       {{"log", "--grep", "("}, "--grep: \"(\" is not a regular expression: Unmatched"},
