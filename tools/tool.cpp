@@ -47,16 +47,18 @@ std::string VerbFooter(const VerbHelp& help) {
 }
 
 // The name of the check that every whole number has: CLI11's own words for one that it cannot read
-// would be others.
+// would be others, and it reads one that begins with a zero as octal.
 constexpr char kWhole[] = "whole";
 
 std::function<std::string(std::string&)> WholeFrom(int least) {
-  return [least](const std::string& text) {
+  return [least](std::string& text) {
     const std::optional<int> number = base::ParseWhole<int>(text);
-    return number && *number >= least
-               ? ""
-               : fmt::format("{} is not a whole number from {} to {}", Quote(text), least,
-                             std::numeric_limits<int>::max());
+    if (!number || *number < least) {
+      return fmt::format("{} is not a whole number from {} to {}", Quote(text), least,
+                         std::numeric_limits<int>::max());
+    }
+    text = std::to_string(*number);
+    return std::string();
   };
 }
 
@@ -128,8 +130,8 @@ Parameter Syntax::AddOption(const std::string& name, const std::string& value, T
       [&]<typename Kind>(std::reference_wrapper<Kind> place) {
         CLI::Option* const added = m_App->add_option(name, place.get(), description);
         return kIsWhole<Kind>
-                   ? added->check(CLI::Validator(WholeFrom(std::numeric_limits<int>::min()), ""),
-                                  kWhole)
+                   ? added->transform(
+                         CLI::Validator(WholeFrom(std::numeric_limits<int>::min()), ""), kWhole)
                    : added;
       },
       target);
@@ -355,9 +357,8 @@ int Tool::m_RunVerb() {
 Parameter AddSeconds(Syntax syntax, const std::string& name, std::optional<double>& seconds,
                      const std::string& description) {
   return syntax.AddOption(name, "SECONDS", seconds, description).Check([](const std::string& text) {
-    double value = 0;
-    const bool number = CLI::detail::lexical_cast(text, value);
-    return number && value > 0 && value <= kMostSeconds
+    const std::optional<double> value = base::ParseDecimal(text);
+    return value && *value > 0 && *value <= kMostSeconds
                ? std::string()
                : fmt::format("{} is not a number of seconds above 0 and at most {}", Quote(text),
                              kMostSeconds);

@@ -97,5 +97,6 @@ class Menu : public apps::Application {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return apps::Main(argc, argv, [&] { return std::make_unique<Menu>(argc > 1 ? argv[1] : ""); });
+  return apps::Main(argc, argv, "ITEM",
+                    [](const std::string& item) { return std::make_unique<Menu>(item); });
 }

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 
+#include "base/item_name.h"
 #include "settings/batch.h"
 #include "settings/question.h"
 
@@ -21,9 +22,9 @@ void AddRows(const std::string& item, std::size_t depth, const Children& childre
 
 // The item that this is the ID of, or the path.
 Names ItemOf(settings::Client& client, const std::string& name) {
-  const std::string item = name.substr(name.rfind('/') + 1);
-  const std::optional<std::string> path = client.GetItemPath(item);
-  return path && (item == name || *path == name) ? Names{item} : Names();
+  const base::ItemName named = base::ReadItemName(name);
+  const std::optional<std::string> path = client.GetItemPath(named.item);
+  return path && (!named.path || path == named.path) ? Names{named.item} : Names();
 }
 
 }  // namespace

@@ -80,9 +80,10 @@ void Screen::Show(const std::vector<Line>& lines, const std::string& status) {
     text += kPlain;
     text += kNextLine;
   }
+  std::string last;
   if (shown < lines.size()) {
-    text += "… " + std::to_string(lines.size() - shown) + " more. ";
+    last = "… " + std::to_string(lines.size() - shown) + " more. ";
   }
-  base::AppendVisible(text, status);
-  Write(text + kRestIsEmpty);
+  base::AppendVisible(last, status);
+  Write(text + base::FitWidth(last, size.ws_col - 1) + kRestIsEmpty);
 }

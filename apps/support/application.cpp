@@ -3,13 +3,15 @@
 #include <signal.h>
 #include <string.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <iostream>
-#include <string_view>
 #include <utility>
 
 #include "apps/application_id.h"
+#include "base/utf8.h"
 #include "base/version.h"
 #include "system/environment.h"
 #include "system/log.h"
@@ -23,6 +25,7 @@
 namespace apps {
 namespace {
 
+constexpr int kWrongUsage = 2;
 constexpr int kEnding = static_cast<int>(State::kEnding);
 
 // A call that cannot be done; becomes the error reply org.freedesktop.DBus.Error.InvalidArgs.
@@ -47,6 +50,19 @@ bus::Connection OpenBus(const std::string& name) {
 }
 
 std::string Quoted(const std::string& text) { return " \"" + text + "\""; }
+
+// What is wrong with a command line that may have so many arguments; empty when nothing is.
+std::string UsageProblem(const std::vector<std::string>& arguments, std::size_t most) {
+  std::string problem;
+  for (std::size_t i = 0; i < arguments.size() && problem.empty(); ++i) {
+    const bool isOption = arguments[i].starts_with('-');
+    if (isOption || i >= most) {
+      base::AppendVisible(problem,
+                          (isOption ? "no option" : "unexpected argument") + Quoted(arguments[i]));
+    }
+  }
+  return problem;
+}
 
 }  // namespace
 
@@ -278,10 +294,19 @@ void Application::m_Leave() {
   }
 }
 
-int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>()>& make) {
-  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+int Main(int argc, char** argv, const std::string& parameter,
+         const std::function<std::unique_ptr<Application>(const std::string&)>& make) {
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (!arguments.empty() && arguments[0] == "--version") {
     std::cout << program_invocation_short_name << ' ' << base::kVersion << std::endl;
     return 0;
+  }
+  if (const std::string problem = UsageProblem(arguments, parameter.empty() ? 0 : 1);
+      !problem.empty()) {
+    std::cerr << program_invocation_short_name << ": " << problem
+              << "; usage: " << program_invocation_short_name << " [--version"
+              << (parameter.empty() ? "" : " | " + parameter) << ']' << std::endl;
+    return kWrongUsage;
   }
   // Before the first thread: signals come to the event loop.
   sigset_t handled;
@@ -293,7 +318,7 @@ int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>
   signal(SIGPIPE, SIG_IGN);
   try {
     host::OpenLog({});
-    make()->Run();
+    make(arguments.empty() ? "" : arguments[0])->Run();
     return 0;
   } catch (const std::exception& problem) {
     std::cerr << program_invocation_short_name << ": " << problem.what() << std::endl;

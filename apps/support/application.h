@@ -104,13 +104,16 @@ class Application {
   std::string m_EndReason = "the bus has ended";  // when nobody else ended it
 };
 
-// The main function of an application: makes it, lets it run and prints what failed. With the
-// argument --version it prints the version instead.
-int Main(int argc, char** argv, const std::function<std::unique_ptr<Application>()>& make);
+// The main function of an application: makes it, lets it run and prints what failed. It may be
+// given one argument, which `parameter` stands for in what is said about the usage, or none when
+// that is empty; `make` gets it, or "". With --version it prints the version instead. Anything else
+// on the command line is wrong usage, told in one line; then it returns 2.
+int Main(int argc, char** argv, const std::string& parameter,
+         const std::function<std::unique_ptr<Application>(const std::string& argument)>& make);
 
 template <typename Kind>
 int Main(int argc, char** argv) {
-  return Main(argc, argv, [] { return std::make_unique<Kind>(); });
+  return Main(argc, argv, "", [](const std::string&) { return std::make_unique<Kind>(); });
 }
 
 }  // namespace apps

@@ -99,6 +99,30 @@ TEST_F(Applications, ASecondOneOfTheSameIdGivesUpAndLeavesTheFirstAlone) {
   EXPECT_EQ(Status(kMenu), KeyValue(2));
 }
 
+TEST_F(Applications, WhatTheirCommandLineDoesNotTakeIsWrongUsage) {
+  const auto expectUsage = [this](const std::string& id, const std::vector<std::string>& words,
+                                  const std::string& problem) {
+    std::vector<std::string> command = {APPLICATIONS "/" + id};
+    command.insert(command.end(), words.begin(), words.end());
+    const support::Outcome outcome = support::RunCommand(command, Variables());
+    EXPECT_EQ(outcome.status, 2) << id;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, id + ": " + problem + "; usage: " + id +
+                               (id == kMenu ? " [--version | ITEM]\n" : " [--version]\n"));
+    EXPECT_FALSE(std::filesystem::exists(m_Root / "var/log/apps" / (id + ".log")));
+  };
+  for (const std::string& id : kAll) {
+    expectUsage(id, {"--nosuchoption"}, "no option \"--nosuchoption\"");
+    expectUsage(id, {"-h"}, "no option \"-h\"");
+    expectUsage(id, {"a", "b\x1b[2J"},
+                id == kMenu ? "unexpected argument \"b\\x1b[2J\"" : "unexpected argument \"a\"");
+    const support::Outcome version =
+        support::RunCommand({APPLICATIONS "/" + id, "--version"}, Variables());
+    EXPECT_EQ(version.status, 0);
+    EXPECT_THAT(version.out, testing::StartsWith(id + " "));
+  }
+}
+
 TEST_F(Applications, OneThatWasKilledStartsAgainWithItsFirstState) {
   AppDone({"start", kLauncher});
   AppDone({"stop", kLauncher, "--kill"});

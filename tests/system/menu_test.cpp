@@ -110,6 +110,19 @@ class Terminal {
     return rows;
   }
 
+  // What stands on the last row that is used; empty while it is being drawn.
+  std::string Last() {
+    const std::string& written = Written();
+    const std::size_t home = written.rfind("\x1b[H");
+    const std::size_t end = written.find("\x1b[J", home);
+    if (home == std::string::npos || end == std::string::npos) {
+      return "";
+    }
+    const std::size_t row = written.rfind('\n', end);
+    const std::size_t begin = row != std::string::npos && row > home ? row + 1 : home + 3;
+    return written.substr(begin, end - begin);
+  }
+
   bool Shows(const std::string& name, const std::string& value) {
     return support::WaitUntil([&] { return Beside(name) == value; });
   }
@@ -247,8 +260,17 @@ TEST_F(MenuInATerminal, ShortensNamesRatherThanValues) {
 }
 
 TEST_F(MenuInATerminal, TakesThePathOfAnItem) {
-  const auto menu = Start("picture/expertsettings");
-  EXPECT_TRUE(menu->Shows("  Brightness", "25")) << menu->Written();
+  for (const char* path : {"picture/expertsettings", "/picture/expertsettings//"}) {
+    const auto menu = Start(path);
+    EXPECT_TRUE(menu->Shows("  Brightness", "25")) << menu->Written();
+  }
+}
+
+TEST_F(MenuInATerminal, TakesAnItemOfTheTopForAPathAsWell) {
+  for (const char* path : {"picture/", "/picture"}) {
+    const auto menu = Start(path);
+    EXPECT_TRUE(menu->Shows("  Picture Mode", "Standard")) << menu->Written();
+  }
 }
 
 TEST_F(MenuInATerminal, GivesTheTerminalBack) {
@@ -262,13 +284,35 @@ TEST_F(MenuInATerminal, GivesTheTerminalBack) {
 }
 
 TEST_F(MenuInATerminal, SaysThatThereIsNoSuchItem) {
-  for (const std::string name : {"nosuchitem", "game/brightness"}) {
+  for (const std::string name : {"nosuchitem", "game/brightness", "/brightness", "/"}) {
     const auto menu = Start(name);
     EXPECT_TRUE(support::WaitUntil([&] {
       return menu->Written().find("no item \"" + name + "\"; settingsctl tree shows all") !=
              std::string::npos;
     })) << menu->Written();
   }
+}
+
+TEST_F(MenuInATerminal, ShortensWhatItSaysInANarrowTerminal) {
+  const std::string whole = "no item \"nosuchitem\"; settingsctl tree shows all";
+  const auto menu = Start("nosuchitem");
+  for (const unsigned short columns : {100, 30, 20, 48, 49}) {
+    SCOPED_TRACE(columns);
+    menu->Resize(100, columns);
+    EXPECT_TRUE(support::WaitUntil([&] {
+      return menu->Last() == base::FitWidth(whole, columns - 1);
+    })) << menu->Last();
+  }
+}
+
+TEST_F(MenuInATerminal, ShortensTheCountOfWhatIsBelowToo) {
+  const auto menu = Start("picture");
+  ASSERT_TRUE(menu->Shows("  Picture Mode", "Standard")) << menu->Written();
+  menu->Resize(3, 8);
+  EXPECT_TRUE(support::WaitUntil([&] {
+    const std::string last = menu->Last();
+    return last.starts_with("… ") && last.ends_with("…") && base::DisplayWidth(last) == 7;
+  })) << menu->Last();
 }
 
 TEST_F(MenuInATerminal, SaysThatTheItemIsHidden) {

@@ -105,6 +105,12 @@ TEST_F(ValueVerbs, StepGoesThroughTheNumbersOfARange) {
   }
 }
 
+TEST_F(ValueVerbs, AWholeNumberIsDecimalWhateverItBeginsWith) {
+  ExpectDone({"step", "brightness", "010"}, "35\n");
+  ExpectDone({"step", "brightness", "-010"}, "25\n");
+  ExpectDone({"step", "brightness", "009"}, "34\n");
+}
+
 TEST_F(ValueVerbs, StepGoesThroughAListInTheOrderOfTheMenu) {
   while (Run({"step", "picturemode", "-1"}).status == 0) {
   }
@@ -277,6 +283,62 @@ TEST_F(ValueVerbs, ItemsThatDoNotExistDoNotKeepOthersFromBeingImported) {
   EXPECT_EQ(outcome.out, "brightness: 25 → 30\n");
 }
 
+TEST_F(ValueVerbs, AnImportIsCompletedAlsoWhenItsOutputCannotBeWritten) {
+  const std::string full = R"(exec "$0" "$@" > /dev/full)";
+  const std::string nobodyReads = R"(exec > >(exit 0); wait $!; exec "$0" "$@")";
+  const std::string notSet =
+      "settingsctl: no item \"brigthness\"; nearest: brightness\n"
+      "settingsctl: 1 of 3 values not set\n";
+  const struct {
+    std::string shell;
+    std::string item;
+    int status;
+    std::string err;
+  } cases[] = {
+      {nobodyReads, "brightness", 0, ""},
+      {full, "brightness", 1,
+       "settingsctl: cannot write to standard output: No space left on device\n"},
+      {nobodyReads, "brigthness", 10, notSet},
+      {full, "brigthness", 10, notSet},
+  };
+  for (const auto& [shell, item, status, err] : cases) {
+    for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--json"}}) {
+      Run({"set", "gamemode", "off"});
+      Run({"set", "contrast", "45"});
+      std::vector<std::string> command = {"bash", "-c", shell, "settingsctl", "import", "-"};
+      command.insert(command.end(), options.begin(), options.end());
+      const Outcome outcome =
+          m_Set.Run(command, R"({"gamemode": true, ")" + item + R"(": 30, "contrast": 40})");
+      EXPECT_EQ(outcome.err, err);
+      EXPECT_EQ(outcome.status, status);
+      EXPECT_EQ(Run({"get", "gamemode", "contrast", "--raw"}).out, "on\n40\n");
+    }
+    Run({"set", "brightness", "25"});
+  }
+}
+
+TEST_F(ValueVerbs, AnItemThatAFileHasTwiceIsRefusedBeforeAnythingIsSet) {
+  const std::pair<std::string, std::string> cases[] = {
+      {R"({"contrast": 40, "picture/picturemode": "movie", "picturemode": "standard"})",
+       R"("picture/picturemode" and "picturemode" are one item, given twice)"},
+      {R"({"contrast": 40, "picturemode": "standard", "/picture/picturemode/": "movie"})",
+       R"("picturemode" and "/picture/picturemode/" are one item, given twice)"},
+      {R"({"contrast": 40, "game/gamemode": true, "/game/gamemode": true})",
+       R"("game/gamemode" and "/game/gamemode" are one item, given twice)"},
+  };
+  for (const auto& [file, problem] : cases) {
+    for (const std::vector<std::string>& line :
+         {std::vector<std::string>{"import", "-", "--dry-run"}, {"import", "-"}}) {
+      const Outcome outcome = Run(line, file);
+      EXPECT_EQ(outcome.status, 1);
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_EQ(outcome.err, "settingsctl: " + problem + "; nothing was set\n");
+    }
+  }
+  EXPECT_EQ(Run({"get", "contrast", "picturemode", "gamemode", "--raw"}).out,
+            "45\nstandard\noff\n");
+}
+
 TEST_F(ValueVerbs, ANumberIsTheSameHoweverItIsWritten) {
   for (const char* number : {"25", "25.0", "\"25.00\"", "2.5e1", "\"025\""}) {
     const Outcome outcome = Run({"import", "-"}, std::string(R"({"brightness": )") + number + "}");
@@ -445,10 +507,20 @@ TEST_F(ValueVerbs, WithoutAPreviewThereIsNoneToEnd) {
 TEST_F(ValueVerbs, APreviewIsNotExportedAndEndsWhenItsItemIsImported) {
   Run({"set", "brightness", "40", "--preview"});
   ExpectDone({"export", "brightness", "--json"}, "{\"brightness\":\"25\"}\n");
-  const Outcome outcome = Run({"import", "-"}, R"({"brightness": 25})");
-  EXPECT_EQ(outcome.out, "brightness: 40 → 25\n");
+  EXPECT_EQ(Run({"import", "-"}, R"({"brightness": 25})").out, "brightness: 25 → 25\n");
   EXPECT_EQ(Value("brightness"), "25\n");
   EXPECT_EQ(Run({"import", "-"}, R"({"brightness": 25})").out, "");
+}
+
+TEST_F(ValueVerbs, AnImportTellsWhatWasKeptAndNotThePreviewOverIt) {
+  Run({"set", "brightness", "40", "--preview"});
+  EXPECT_EQ(Run({"import", "-", "--dry-run"}, R"({"brightness": 40})").out,
+            "brightness: 25 → 40\n");
+  EXPECT_EQ(Run({"import", "-", "--json"}, R"({"brightness": 40})").out,
+            R"({"item":"brightness","from":"25","value":"40"})"
+            "\n");
+  EXPECT_EQ(Value("brightness"), "40\n");
+  ExpectDone({"export", "brightness", "--json"}, "{\"brightness\":\"40\"}\n");
 }
 
 TEST_F(ValueVerbs, WhatFollowsTheSpeakerIsExportedAsItIsKept) {

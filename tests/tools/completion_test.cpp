@@ -159,6 +159,7 @@ TEST_F(CompletionOnBus, APathIsCompletedOnceItHasBegun) {
   EXPECT_THAT(Offered({"get", "picture/e"}), ElementsAre("picture/expert\tExpert Settings",
                                                          "picture/expert/brightness\tBrightness"));
   EXPECT_THAT(Offered({"set", "picture/picturemode", ""}), ElementsAre("standard", "movie"));
+  EXPECT_THAT(Offered({"set", "/picture/picturemode/", ""}), ElementsAre("standard", "movie"));
 }
 
 TEST_F(CompletionOnBus, TheApplicationsThatDisableItemsOrRunAreOffered) {

@@ -125,9 +125,9 @@ TEST(CallArguments, PidAndCallbackGoBesideTheDataAsNumbers) {
   EXPECT_EQ(base::WriteJson(arguments.members), R"({"callback":-7,"pid":5})");
 }
 
-TEST(CallArguments, PidAndCallbackCanBeOfAnyTypeOnRequest) {
-  const auto arguments = ParseCallArguments({"pid:=\"5\"", "callback=soon"});
-  EXPECT_EQ(base::WriteJson(arguments.members), R"({"callback":"soon","pid":"5"})");
+TEST(CallArguments, PidAndCallbackAreTheSameNumbersAsJson) {
+  const auto arguments = ParseCallArguments({"pid:=-2147483648", "callback:=2147483647"});
+  EXPECT_EQ(base::WriteJson(arguments.members), R"({"callback":2147483647,"pid":-2147483648})");
 }
 
 std::string Refusal(const std::vector<std::string>& arguments) {
@@ -150,6 +150,18 @@ TEST(CallArguments, ARefusalNamesTheArgument) {
   EXPECT_EQ(Refusal({"item", "menuID=other"}), "\"menuID\" given twice");
   EXPECT_EQ(Refusal({"a:=tru"}),
             "\"a:=tru\": what follows := is not JSON; write a string as KEY=TEXT");
+}
+
+TEST(CallArguments, PidAndCallbackAreWholeNumbersOf32Bits) {
+  const std::string taken = " is not a whole number from -2147483648 to 2147483647";
+  for (const std::string key : {"pid", "callback"}) {
+    for (const std::string text : {"abc", "", "1.5", "0x10", " 5", "2147483648", "-2147483649"}) {
+      EXPECT_EQ(Refusal({"item", key + "=" + text}), key + ": \"" + text + "\"" + taken);
+    }
+    for (const std::string json : {"null", "true", "1.5", "\"5\"", "[5]", "{}", "2147483648"}) {
+      EXPECT_EQ(Refusal({"item", key + ":=" + json}), key + ": " + tools::Quote(json) + taken);
+    }
+  }
 }
 
 }  // namespace

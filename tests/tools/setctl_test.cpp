@@ -137,6 +137,27 @@ TEST_F(Setctl, WhatCanBeReadOfADamagedFileIsPrintedAndStored) {
                 "no key can be read in " + (m_Root / "notes").string() + "; is it a key file?\n");
 }
 
+TEST_F(Setctl, AllThatCanBeReadIsStoredAlsoWhenTheOutputCannotBeWritten) {
+  for (int i = 100; i < 300; ++i) {
+    Store().Set("db/key" + std::to_string(i), KeyValue(std::string(100, 'x')));
+  }
+  const std::filesystem::path backup = m_Root / "backup";
+  ExpectOutput(Run({"key", "backup", backup}), "");
+  const std::pair<std::string, int> outputs[] = {
+      {R"(exec > >(exit 0); wait $!; exec "$0" "$@")", 0},
+      {R"(exec "$0" "$@" > /dev/full)", 1},
+  };
+  for (const auto& [shell, status] : outputs) {
+    for (int i = 100; i < 300; ++i) {
+      Store().Unset("db/key" + std::to_string(i));
+    }
+    std::vector<std::string> command = Command({"key", "recover", "--set", backup});
+    command.insert(command.begin(), {"bash", "-c", shell});
+    EXPECT_EQ(support::RunCommand(command, Variables()).status, status);
+    EXPECT_EQ(Store().List("db/key").size(), 200u);
+  }
+}
+
 TEST_F(Setctl, ABackupIsReadWhateverBecameOfTheStore) {
   Store().Set("db/x", KeyValue(5));
   const std::filesystem::path backup = m_Root / "backup";
@@ -332,6 +353,8 @@ TEST_F(Setctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
       {{"key", "watch", "--count", "0"},
        "--count: \"0\" is not a whole number from 1 to 2147483647\n"},
       {{"key", "watch", "--timeout", "0"}, "--timeout: \"0\" is not a number of seconds above 0"},
+      {{"key", "watch", "--timeout", "0x10"},
+       "--timeout: \"0x10\" is not a number of seconds above 0"},
       {{"log", "--lines", "0"}, "--lines: \"0\" is not a whole number from 1 to 2147483647\n"},
       {{"log", "--level", "warn"}, "--level: \"warn\" is not one of debug, info, warning, error\n"},
       {{"log", "--grep", "("}, "--grep: \"(\" is not a regular expression: Unmatched"},

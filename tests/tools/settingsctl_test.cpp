@@ -231,6 +231,13 @@ TEST_F(Settingsctl, CallNotesThatAReplyHasNoResult) {
   ExpectOutput(Run(asJson), "{\"return_data\":\"\"}\n");
 }
 
+TEST_F(Settingsctl, CallPromisesNoSignalToAPidOrCallbackThatIsNone) {
+  for (const std::string argument : {"pid=abc", "pid:=\"1\"", "callback=4294967296"}) {
+    ExpectFailure(Run({"call", "GetItemVisibleAsync", "brightness", argument}), 2,
+                  " is not a whole number from -2147483648 to 2147483647\n");
+  }
+}
+
 TEST_F(Settingsctl, CallRefusesArgumentsThatItCannotRead) {
   ExpectFailure(Run({"call", "GetItemValue", "item", "stray"}), 2, "\"stray\"");
   ExpectFailure(Run({"call", "GetItemValue", "a:=tru"}), 2, "\"a:=tru\"");
@@ -299,6 +306,12 @@ TEST_F(Settingsctl, WrongUsageEndsWith2AndSaysWhatIsWrong) {
       {{"get", "a", "--timeout", "0"}, "--timeout: \"0\"" + seconds},
       {{"get", "a", "--timeout", "-1"}, "--timeout: \"-1\"" + seconds},
       {{"get", "a", "--timeout", "soon"}, "--timeout: \"soon\"" + seconds},
+      {{"get", "a", "--timeout", "0x10"}, "--timeout: \"0x10\"" + seconds},
+      {{"get", "a", "--timeout", " 5"}, "--timeout: \" 5\"" + seconds},
+      {{"get", "a", "--timeout", "+5"}, "--timeout: \"+5\"" + seconds},
+      {{"get", "a", "--timeout", "1e3"}, "--timeout: \"1e3\"" + seconds},
+      {{"get", "a", "--timeout", ".5"}, "--timeout: \".5\"" + seconds},
+      {{"get", "a", "--timeout", "100000001"}, "--timeout: \"100000001\"" + seconds},
       {{"get", "a", "--timeout", "nan"}, "--timeout: \"nan\"" + seconds},
       {{"get", "a", "--timeout", "inf"}, "--timeout: \"inf\"" + seconds},
       {{"monitor", "--count", "0"}, "--count: \"0\"" + count},

@@ -102,10 +102,13 @@ ExitCode Recover(const Options& options, const FileArguments& arguments) {
     }
     const auto store = arguments.set ? OpenStore() : nullptr;
     const host::Salvage salvage = host::ReadDamaged(file, KnownKeys(store.get()));
-    for (const auto& [key, value] : salvage.keys) {
-      if (arguments.set) {
+    if (store) {
+      // All before the first is printed, which may fail.
+      for (const auto& [key, value] : salvage.keys) {
         store->Set(key, value);
       }
+    }
+    for (const auto& [key, value] : salvage.keys) {
       tools::PrintLine(options.json ? KeyJson(key, value) : KeyText(key, value));
     }
     tools::Flush();

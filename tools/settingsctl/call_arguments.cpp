@@ -3,7 +3,8 @@
 #include <fmt/format.h>
 
 #include <cstddef>
-#include <string_view>
+#include <limits>
+#include <optional>
 #include <utility>
 
 #include "base/json.h"
@@ -20,27 +21,39 @@ using tools::Quote;
 
 bool IsMember(const std::string& key) { return key == "pid" || key == "callback"; }
 
-Json::Value Text(const std::string& key, const std::string& text) {
-  const std::optional<int> number = base::ParseWhole<int>(text);
-  return IsMember(key) && number ? Json::Value(*number) : Json::Value(text);
-}
-
-// KEY=VALUE or KEY:=JSON, with its first '=' at `equals`.
-std::pair<std::string, Json::Value> Assignment(const std::string& argument, std::size_t equals) {
-  const std::string right = argument.substr(equals + 1);
-  std::string key = argument.substr(0, equals);
-  if (key.empty() || key.back() != ':') {
-    Json::Value value = Text(key, right);
-    return {std::move(key), std::move(value)};
+// What stands behind the = of a KEY=VALUE, or behind the := of a KEY:=JSON.
+Json::Value Value(const std::string& key, const std::string& text, bool isJson,
+                  const std::string& argument) {
+  if (IsMember(key)) {
+    using Limits = std::numeric_limits<int>;
+    const std::optional<int> number = base::ParseWhole<int>(text);
+    if (!number) {
+      throw Failure(ExitCode::kUsage, fmt::format("{}: {} is not a whole number from {} to {}", key,
+                                                  Quote(text), Limits::min(), Limits::max()));
+    }
+    return *number;
   }
-  key.pop_back();
-  std::optional<Json::Value> value = base::TryParseJson(right);
+  if (!isJson) {
+    return text;
+  }
+  std::optional<Json::Value> value = base::TryParseJson(text);
   if (!value) {
     throw Failure(ExitCode::kUsage,
                   fmt::format("{}: what follows := is not JSON; write a string as KEY=TEXT",
                               Quote(argument)));
   }
-  return {std::move(key), std::move(*value)};
+  return *std::move(value);
+}
+
+// KEY=VALUE or KEY:=JSON, with its first '=' at `equals`.
+std::pair<std::string, Json::Value> Assignment(const std::string& argument, std::size_t equals) {
+  std::string key = argument.substr(0, equals);
+  const bool isJson = key.ends_with(':');
+  if (isJson) {
+    key.pop_back();
+  }
+  Json::Value value = Value(key, argument.substr(equals + 1), isJson, argument);
+  return {std::move(key), std::move(value)};
 }
 
 }  // namespace

@@ -14,8 +14,8 @@ struct CallArguments {
 };
 
 // Reads what follows the method: optionally an item, then KEY=VALUE (a string) and KEY:=JSON (any
-// value). "pid" and "callback" belong beside "data" and are numbers there, so pid=5 is read as a
-// number. Throws tools::Failure (wrong usage) that names the argument.
+// value). "pid" and "callback" belong beside "data" and are whole numbers of 32 bits there, however
+// they are written. Throws tools::Failure (wrong usage) that names the argument.
 CallArguments ParseCallArguments(const std::vector<std::string>& arguments);
 
 }  // namespace settingsctl

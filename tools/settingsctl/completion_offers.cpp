@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "base/item_name.h"
 #include "base/number.h"
 #include "settings/batch.h"
 #include "settingsctl/menu.h"
@@ -97,7 +98,7 @@ std::vector<Candidate> Numbers(const settings::Range& range) {
 }
 
 std::vector<Candidate> ValuesOf(Client& client, const std::string& name) {
-  const std::string item = name.substr(name.rfind('/') + 1);  // of an ID or a path
+  const std::string item = base::ReadItemName(name).item;
   settings::Batch batch(client);
   const auto list = batch.Add(settings::ask::GetItemDataList(item));
   const auto range = batch.Add(settings::ask::GetItemMinMaxStepValue(item));

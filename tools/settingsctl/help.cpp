@@ -57,7 +57,8 @@ tools::VerbHelps Helps() {
        {{"settingsctl import values.json --dry-run",
          R"(printf '{"brightness": 30, "gamemode": true}' | settingsctl import -)"},
         OfItem({{ExitCode::kRefused,
-                 "a value was refused, the file cannot be read, or the service failed"},
+                 "a value was refused, the file cannot be read or has an item twice, or the "
+                 "service failed"},
                 {ExitCode::kNotFound, "no such file, or only unknown items were not set"}})}},
       {"describe",
        {{"settingsctl describe brightness", "settingsctl describe gamemode brightness --json"},

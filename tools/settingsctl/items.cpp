@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/item_name.h"
 #include "nearest.h"
 #include "settings/batch.h"
 #include "settingsctl/completion_offers.h"
@@ -41,29 +42,18 @@ std::vector<T> AskOfEach(Client& client, const Names& items,
   return results;
 }
 
-std::string Trimmed(const std::string& path) {
-  const std::size_t begin = path.find_first_not_of('/');
-  return begin == std::string::npos ? ""
-                                    : path.substr(begin, path.find_last_not_of('/') + 1 - begin);
-}
-
-std::string LastPart(const std::string& path) {
-  const std::string trimmed = Trimmed(path);
-  return trimmed.substr(trimmed.rfind('/') + 1);
-}
-
 // For a path those with paths near its own, or else with IDs near its last part.
 Names NearestItems(Client& client, const std::string& name) {
   const Names items = AllItems(client);
-  if (!IsPath(name)) {
+  const auto [last, path] = base::ReadItemName(name);
+  if (!path) {
     return tools::Nearest(name, items);
   }
   const Names paths = AskOfEach(client, items, settings::ask::GetItemPath);
-  const Names nearest = tools::Nearest(Trimmed(name), paths);
+  const Names nearest = tools::Nearest(*path, paths);
   if (!nearest.empty()) {
     return nearest;
   }
-  const std::string last = LastPart(name);
   Names pathsOfNearest;
   for (const std::string& item :
        Contains(items, last) ? Names{last} : tools::Nearest(last, items)) {
@@ -74,7 +64,7 @@ Names NearestItems(Client& client, const std::string& name) {
 
 }  // namespace
 
-bool IsPath(const std::string& name) { return name.find('/') != std::string::npos; }
+bool IsPath(const std::string& name) { return base::ReadItemName(name).path.has_value(); }
 
 Failure NoSuchItem(Client& client, const std::string& item) {
   return Failure(ExitCode::kNotFound, tools::NoSuchBut("item", item, NearestItems(client, item),
@@ -82,8 +72,9 @@ Failure NoSuchItem(Client& client, const std::string& item) {
 }
 
 std::optional<std::string> ItemAt(Client& client, const std::string& path) {
-  const std::string item = LastPart(path);
-  return client.GetItemPath(item) == Trimmed(path) ? std::optional(item) : std::nullopt;
+  const base::ItemName name = base::ReadItemName(path);
+  const std::optional<std::string> found = client.GetItemPath(name.item);
+  return found && found == name.path ? std::optional(name.item) : std::nullopt;
 }
 
 std::string ItemOf(Client& client, const std::string& name) {

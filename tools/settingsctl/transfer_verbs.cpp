@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <exception>
+#include <map>
 #include <memory>
 
 #include "base/number.h"
@@ -60,33 +62,74 @@ std::optional<std::string> TextOf(const Json::Value& value, const Facts& facts) 
   return value.isNumeric() ? std::optional(value.asString()) : std::nullopt;
 }
 
-// What was not set, and why.
-class Complaints {
+// What an import says. It completes what it began: when the output cannot be written, nothing more
+// is printed, and the failure comes at the end.
+class Report {
  public:
-  explicit Complaints(const Options& options) : m_Options(options) {}
+  explicit Report(const Options& options) : m_Options(options) {}
 
-  void Add(const std::string& item, const Json::Value& value, const Failure& why) {
+  void Changed(const std::string& item, const std::optional<std::string>& from,
+               const std::string& value) {
+    m_Print(m_Options.json ? tools::JsonLine({{"item", item},
+                                              {"from", from ? Json::Value(*from) : Json::Value()},
+                                              {"value", value}})
+                           : fmt::format("{}: {} → {}", Escape(item), Escape(from.value_or("")),
+                                         Escape(value)));
+  }
+
+  void Refused(const std::string& item, const Json::Value& value, const Failure& why) {
     if (m_Options.json) {
-      tools::PrintLine(
-          tools::JsonLine({{"item", item}, {"value", value}, {"refused", why.what()}}));
+      m_Print(tools::JsonLine({{"item", item}, {"value", value}, {"refused", why.what()}}));
     }
-    m_Lines.emplace_back(why.what());
+    m_Complaints.emplace_back(why.what());
     m_IsRefused = m_IsRefused || why.Code() != ExitCode::kNotFound;
   }
 
-  // A refused value counts more than an unknown item.
-  void ThrowIfAny(std::size_t ofAll) const {
-    if (!m_Lines.empty()) {
+  // A refused value counts more than an unknown item, and both more than the output.
+  void ThrowIfFailed(std::size_t ofAll) const {
+    if (!m_Complaints.empty()) {
       throw Failure(m_IsRefused ? ExitCode::kRefused : ExitCode::kNotFound,
-                    fmt::format("{} of {} values not set", m_Lines.size(), ofAll), m_Lines);
+                    fmt::format("{} of {} values not set", m_Complaints.size(), ofAll),
+                    m_Complaints);
+    }
+    if (m_OutputFailure) {
+      std::rethrow_exception(m_OutputFailure);
     }
   }
 
  private:
+  // What was set is told even if the tool is ended.
+  void m_Print(const std::string& line) {
+    if (m_OutputFailure) {
+      return;
+    }
+    try {
+      tools::PrintLine(line);
+      tools::Flush();
+    } catch (...) {
+      m_OutputFailure = std::current_exception();
+    }
+  }
+
   const Options& m_Options;
-  std::vector<std::string> m_Lines;
+  std::vector<std::string> m_Complaints;
   bool m_IsRefused = false;
+  std::exception_ptr m_OutputFailure;
 };
+
+// Throws when an item comes twice, by its ID and its path, as a member may not come twice either.
+void RequireEachOnce(const ValuesOfItems& values, const Names& items) {
+  std::map<std::string, std::string> names;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const std::string& name = values[i].first;
+    const auto [first, isNew] = names.emplace(items[i], name);
+    if (!isNew) {
+      throw Failure(ExitCode::kRefused,
+                    fmt::format("{} and {} are one item, given twice; nothing was set",
+                                Quote(first->second), Quote(name)));
+    }
+  }
+}
 
 Failure NoSuchItemAmong(const Names& all, const std::string& item) {
   return Failure(ExitCode::kNotFound,
@@ -99,57 +142,45 @@ bool SetOrTry(const ImportArguments& arguments, const std::string& item, const s
   return arguments.isDry ? Takes(facts, value) : client.SetItemValue(item, value);
 }
 
-void PrintChange(const Options& options, const std::string& item,
-                 const std::optional<std::string>& from, const std::string& value) {
-  tools::PrintLine(
-      options.json
-          ? tools::JsonLine({{"item", item},
-                             {"from", from ? Json::Value(*from) : Json::Value()},
-                             {"value", value}})
-          : fmt::format("{}: {} → {}", Escape(item), Escape(from.value_or("")), Escape(value)));
-  // What was set is told even if the tool is ended.
-  tools::Flush();
-}
-
 ExitCode Import(const Options& options, const ImportArguments& arguments,
                 const ValuesOfItems& values, Client& client) {
   Names items;
   for (const auto& [name, value] : values) {
     items.push_back(IsPath(name) ? ItemAt(client, name).value_or(name) : name);
   }
+  RequireEachOnce(values, items);
   const std::vector<std::optional<Facts>> allFacts = FactsOf(client, items);
-  Complaints complaints(options);
+  Report report(options);
   std::optional<Names> known;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const std::string& item = items[i];
     const Json::Value& value = values[i].second;
     if (!allFacts[i] && IsPath(item)) {
-      complaints.Add(item, value, NoSuchItem(client, item));
+      report.Refused(item, value, NoSuchItem(client, item));
       continue;
     }
     if (!allFacts[i]) {
       known = known ? std::move(known) : AllItems(client);
-      complaints.Add(item, value, NoSuchItemAmong(*known, item));
+      report.Refused(item, value, NoSuchItemAmong(*known, item));
       continue;
     }
     const Facts& facts = *allFacts[i];
     if (!HasValue(facts)) {
-      complaints.Add(item, value, NoValue(client, item, ExitCode::kRefused));
+      report.Refused(item, value, NoValue(client, item, ExitCode::kRefused));
       continue;
     }
     const std::optional<std::string> text = TextOf(value, facts);
     const std::optional<std::string> kept = KeptValue(facts);
-    const bool isPreview = facts.isPreview.value_or(false);
-    if (text && kept && !isPreview && IsSame(facts, *kept, *text)) {
+    if (text && kept && !facts.isPreview.value_or(false) && IsSame(facts, *kept, *text)) {
       continue;
     }
     if (text && SetOrTry(arguments, item, *text, facts, client)) {
-      PrintChange(options, item, isPreview ? facts.value : kept, AsKept(facts, *text));
+      report.Changed(item, kept, AsKept(facts, *text));
     } else {
-      complaints.Add(item, value, NotAccepted(client, item, text ? *text : tools::JsonText(value)));
+      report.Refused(item, value, NotAccepted(client, item, text ? *text : tools::JsonText(value)));
     }
   }
-  complaints.ThrowIfAny(values.size());
+  report.ThrowIfFailed(values.size());
   return ExitCode::kDone;
 }
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "base/number.h"
 #include "base/utf8.h"
@@ -64,18 +65,19 @@ void CheckData(const Environment& environment) {
   }
 }
 
-// Replaces the size of a log by its number of bytes.
+// Replaces the size of a log, digits and perhaps a letter, by its number of bytes.
 std::string ReadLogLimit(std::string& text) {
-  const std::string given = text;
-  try {
-    CLI::AsSizeValue(false)(text);
-  } catch (const CLI::ValidationError&) {
-    text.clear();
+  constexpr std::string_view kLetters = "KMGT";
+  const std::size_t letter = text.empty() ? std::string::npos : kLetters.find(text.back());
+  const bool hasLetter = letter != std::string::npos;
+  const std::uint64_t unit = hasLetter ? std::uint64_t{1} << 10 * (letter + 1) : 1;
+  const std::optional<std::uint64_t> count =
+      base::ParseWhole<std::uint64_t>(text.substr(0, text.size() - (hasLetter ? 1 : 0)));
+  if (!count || *count > kMostLogLimit / unit || *count * unit < kLeastLogLimit) {
+    return "\"" + text + "\" is not a size from 64K to 1T, such as 16M";
   }
-  const std::optional<std::uint64_t> size = base::ParseWhole<std::uint64_t>(text);
-  return size && *size >= kLeastLogLimit && *size <= kMostLogLimit
-             ? ""
-             : "\"" + given + "\" is not a size from 64K to 1T, such as 16M";
+  text = std::to_string(*count * unit);
+  return "";
 }
 
 // An option that has no value, or another one: the parser's message begins with its name.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "framework/command_line.h"
 #include "framework_test.h"
 #include "support/wait.h"
 
@@ -50,6 +51,19 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
       {{"--log-limit", "many"}, ": --log-limit: \"many\"" + limit},
       {{"--log-limit", "-1"}, ": --log-limit: \"-1\"" + limit},
       {{"--log-limit", "63K"}, ": --log-limit: \"63K\"" + limit},
+      {{"--log-limit", "063K"}, ": --log-limit: \"063K\"" + limit},
+      {{"--log-limit", " 16M"}, ": --log-limit: \" 16M\"" + limit},
+      {{"--log-limit", "16M "}, ": --log-limit: \"16M \"" + limit},
+      {{"--log-limit", "+16M"}, ": --log-limit: \"+16M\"" + limit},
+      {{"--log-limit", "16 M"}, ": --log-limit: \"16 M\"" + limit},
+      {{"--log-limit", "16MB"}, ": --log-limit: \"16MB\"" + limit},
+      {{"--log-limit", "16m"}, ": --log-limit: \"16m\"" + limit},
+      {{"--log-limit", "16X"}, ": --log-limit: \"16X\"" + limit},
+      {{"--log-limit", "M"}, ": --log-limit: \"M\"" + limit},
+      {{"--log-limit", ""}, ": --log-limit: \"\"" + limit},
+      {{"--log-limit", "0x100000"}, ": --log-limit: \"0x100000\"" + limit},
+      {{"--log-limit", "2T"}, ": --log-limit: \"2T\"" + limit},
+      {{"--log-limit", "18014398509481985K"}, ": --log-limit: \"18014398509481985K\"" + limit},
       {{"--log-limit", "1025G"}, ": --log-limit: \"1025G\"" + limit},
       {{"--log-limit", "99999999999999999999"}, ": --log-limit: \"99999999999999999999\"" + limit},
       {{"--bus"}, ": --bus needs a value; see"},
@@ -69,6 +83,16 @@ TEST_F(CommandLine, WrongUsageIsToldOnStandardError) {
     EXPECT_EQ(outcome.out, "");
   }
   EXPECT_THAT(Trace(), IsEmpty());
+}
+
+TEST(LogLimit, IsDecimalDigitsAndOneLetterOrNone) {
+  const std::pair<const char*, std::uint64_t> limits[] = {
+      {"64K", 64 << 10},  {"077K", 77 << 10},    {"16M", 16 << 20},    {"3G", 3ULL << 30},
+      {"1T", 1ULL << 40}, {"1024G", 1ULL << 40}, {"0065536", 1 << 16}, {"1000000", 1000000}};
+  for (const auto& [text, bytes] : limits) {
+    const char* const line[] = {"service", "--log-limit", text};
+    EXPECT_EQ(host::ReadCommandLine(3, line).logLimit, bytes) << text;
+  }
 }
 
 TEST_F(CommandLine, AMessageCannotDisturbATerminal) {
