@@ -136,6 +136,21 @@ TEST_F(ValueVerbs, StepPassesOverTheValuesThatTheMenuHides) {
   ExpectDone({"step", "gamepicture", "2"}, "rts (RTS)\n");
 }
 
+TEST_F(ValueVerbs, StepTellsTheLastValueApartFromTheLastThatTheMenuShows) {
+  EXPECT_EQ(Run({"values", "inputlag"}).out, "standard\nfast\nfastest\n");
+  EXPECT_EQ(Run({"visible", "inputlag", "--value", "fastest"}).out, "no\n");
+  ExpectFailure({"step", "inputlag"}, 1,
+                "\"inputlag\" is fast and the last value that the menu shows is fast\n");
+  ExpectFailure({"step", "inputlag", "-2"}, 1,
+                "\"inputlag\" is fast and its first value is standard\n");
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "hdmi"});
+  ExpectDone({"step", "inputlag"}, "fastest (Fastest)\n");
+  ExpectFailure({"step", "inputlag"}, 1, "\"inputlag\" is fastest and its last value is fastest\n");
+  // Shown or not, the item has it.
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "tv"});
+  ExpectFailure({"step", "inputlag"}, 1, "\"inputlag\" is fastest and its last value is fastest\n");
+}
+
 TEST_F(ValueVerbs, StepDoesNotGoBeyondTheBounds) {
   ExpectFailure({"step", "brightness", "26"}, 1,
                 "\"brightness\" is 25 and its highest value is 50");
