@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "base/json.h"
@@ -139,6 +140,21 @@ TEST_F(ValueVerbs, StepPassesOverTheValuesThatTheMenuHides) {
   ExpectDone({"step", "gamepicture", "2"}, "rts (RTS)\n");
 }
 
+TEST_F(ValueVerbs, StepTellsTheLastValueApartFromTheLastThatTheMenuShows) {
+  EXPECT_EQ(Run({"values", "inputlag"}).out, "standard\nfast\nfastest\n");
+  EXPECT_EQ(Run({"visible", "inputlag", "--value", "fastest"}).out, "no\n");
+  ExpectFailure({"step", "inputlag"}, 1,
+                "\"inputlag\" is fast and the last value that the menu shows is fast\n");
+  ExpectFailure({"step", "inputlag", "-2"}, 1,
+                "\"inputlag\" is fast and its first value is standard\n");
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "hdmi"});
+  ExpectDone({"step", "inputlag"}, "fastest (Fastest)\n");
+  ExpectFailure({"step", "inputlag"}, 1, "\"inputlag\" is fastest and its last value is fastest\n");
+  // Shown or not, the item has it.
+  m_Set.Run({"setctl", "key", "set", "memory/set/source/type", "tv"});
+  ExpectFailure({"step", "inputlag"}, 1, "\"inputlag\" is fastest and its last value is fastest\n");
+}
+
 TEST_F(ValueVerbs, StepDoesNotGoBeyondTheBounds) {
   ExpectFailure({"step", "brightness", "26"}, 1,
                 "\"brightness\" is 25 and its highest value is 50");
@@ -155,6 +171,37 @@ TEST_F(ValueVerbs, StepNeedsAValueAndAWholeNumberOfSteps) {
   ExpectFailure({"step", "brightness", "0"}, 2, "0 steps");
   ExpectFailure({"step", "brightness", "much"}, 2, "much");
   ExpectFailure({"step", "brightnes"}, 10, "nearest: brightness");
+}
+
+TEST_F(ValueVerbs, AsJsonSetTellsTheValueAsItIsKept) {
+  const auto toldBySet = [this](const std::string& item, const std::string& value, bool preview) {
+    std::vector<std::string> words = {"set", item, value, "--json"};
+    if (preview) {
+      words.emplace_back("--preview");
+    }
+    const Outcome outcome = Run(words);
+    EXPECT_EQ(outcome.err, "");
+    const Json::Value told = base::TryParseJson(outcome.out).value_or(Json::Value());
+    EXPECT_EQ(told["item"], item);
+    EXPECT_EQ(told["preview"], preview);
+    return told["value"].asString() + "\n";
+  };
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"brightness", "26.00", "26\n"},
+      {"brightness", "027", "27\n"},
+      {"zoomlevel", "1.5", "1.50\n"},
+      {"picturemode", "movie", "movie\n"},
+      {"gamemode", "on", "on\n"}};
+  for (const bool preview : {true, false}) {
+    for (const auto& [item, typed, kept] : cases) {
+      EXPECT_EQ(toldBySet(item, typed, preview), kept);
+      EXPECT_EQ(Value(item), kept);
+    }
+  }
+  // What follows the speaker is kept all the same.
+  ASSERT_EQ(m_Set.Run({"setctl", "speaker", "optical"}).status, 0);
+  ASSERT_TRUE(support::WaitUntil([&] { return Value("soundoutput") == "optical\n"; }));
+  EXPECT_EQ(toldBySet("soundoutput", "receiver", false), "receiver\n");
 }
 
 // Another value than an item's present one, as a file can have it.

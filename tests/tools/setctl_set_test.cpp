@@ -307,6 +307,11 @@ TEST_F(SetctlSet, TheWindowKeepsItsPlace) {
   EXPECT_EQ(Get("memory/set/window"), KeyValue("[0,0,1,2]"));
 }
 
+TEST_F(SetctlSet, ThePictureMayBeAsLargeAsIsSaid) {
+  ExpectDone({"window", "2147483647", "0"});
+  EXPECT_EQ(Get("memory/set/window"), KeyValue("[0,0,2147483647,0]"));
+}
+
 TEST_F(SetctlSet, AStateThatIsNoneEndsWith2) {
   ExpectFailure({"game-item", "on"}, 2, "on");
   ExpectFailure({"game-mode", "2"}, 2, "2");
@@ -329,7 +334,10 @@ TEST_F(SetctlSet, AValueThatASetDoesNotHaveIsRefusedWithWhatThereIs) {
       {{"game-item", "5"}, "invalid game item \"5\"; valid: 0, 1, 2"},
       {{"picture-setting", "77"}, "invalid picture setting \"77\"; valid: 0, 1"},
       {{"power", "half"}, "invalid power state \"half\"; valid: off, picture-off, on"},
-      {{"window", "5", "x"}, "invalid size \"x\"; valid: a number from 0 up"},
+      {{"window", "5", "x"}, "invalid size \"x\"; valid: a number from 0 to 2147483647\n"},
+      {{"window", "4294967296", "5"},
+       "invalid size \"4294967296\"; valid: a number from 0 to 2147483647\n"},
+      {{"source", "switch", "2147483648"}, ", hdmi8, a number from 0 to 2147483647\n"},
   };
   for (const auto& [verb, message] : verbs) {
     ExpectFailure(verb, 2, message);

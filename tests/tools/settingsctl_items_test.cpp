@@ -375,6 +375,12 @@ TEST_F(SettingsctlItems, AValueThatTheServiceCannotReadIsNoReasonToLeaveItOut) {
   }
 }
 
+TEST_F(SettingsctlItems, StepNeedsValuesToGoTo) {
+  for (const char* steps : {"1", "-1"}) {
+    ExpectFailure(Run({"step", "greeting", steps}), 1, "the menu shows no value of \"greeting\"\n");
+  }
+}
+
 TEST_F(SettingsctlItems, AServiceThatDoesNotDescribeItemsCannotEndAPreview) {
   ExpectFailure(Run({"preview", "--end", "brightness"}), 1, "does not tell previews");
   ExpectOutput(Run({"export", "picture", "--json"}),

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "base/number.h"
 #include "settingsctl/completion_offers.h"
@@ -104,6 +105,17 @@ Names ShownValues(Client& client, const std::string& item, const Facts& facts) {
   return shown;
 }
 
+// Which of the values `end` is, the last or first that `step` goes to: the item's own, unless the
+// menu hides others behind it.
+std::string EndText(const Facts& facts, const Names& all, bool isLast, const std::string& end) {
+  if (facts.range) {
+    return isLast ? "its highest value" : "its lowest value";
+  }
+  const std::string which = isLast ? "last" : "first";
+  return end == (isLast ? all.back() : all.front()) ? "its " + which + " value"
+                                                    : "the " + which + " value that the menu shows";
+}
+
 ExitCode Step(const Options& options, const StepArguments& arguments, Client& client) {
   const std::string& item = arguments.item;
   Facts facts = FactsOf(client, item);
@@ -111,15 +123,18 @@ ExitCode Step(const Options& options, const StepArguments& arguments, Client& cl
     throw Failure(ExitCode::kUsage, Quote(item) + " " + WhatItTakes(facts));
   }
   const std::string& value = PresentValue(item, facts);
-  facts.values = ShownValues(client, item, facts);
+  const Names all = std::exchange(facts.values, ShownValues(client, item, facts));
+  if (!facts.range && facts.values.empty()) {
+    throw Failure(ExitCode::kRefused, "the menu shows no value of " + Quote(item));
+  }
   const Position present = PositionOf(facts, value);
   const std::int64_t next = present.at + arguments.steps;
   if (next < 0 || next > present.last) {
-    throw Failure(
-        ExitCode::kRefused,
-        fmt::format("{} is {} and its {} value is {}", Quote(item), tools::Escape(value),
-                    facts.range ? (next < 0 ? "lowest" : "highest") : (next < 0 ? "first" : "last"),
-                    tools::Escape(ValueAt(facts, next < 0 ? 0 : present.last))));
+    const bool isLast = next > present.last;
+    const std::string end = ValueAt(facts, isLast ? present.last : 0);
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("{} is {} and {} is {}", Quote(item), tools::Escape(value),
+                              EndText(facts, all, isLast, end), tools::Escape(end)));
   }
   return SetAndPrint(options, item, ValueAt(facts, next), client);
 }

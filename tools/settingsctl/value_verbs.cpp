@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "settingsctl/completion_offers.h"
+#include "settingsctl/facts.h"
 #include "settingsctl/format.h"
 #include "settingsctl/items.h"
 #include "settingsctl/questions.h"
@@ -83,8 +84,10 @@ ExitCode Set(const Options& options, const ValueArguments& arguments, Client& cl
     throw NotAccepted(client, arguments.item, arguments.value);
   }
   if (options.json) {
-    tools::PrintLine(tools::JsonLine(
-        {{"item", arguments.item}, {"value", arguments.value}, {"preview", arguments.preview}}));
+    tools::PrintLine(
+        tools::JsonLine({{"item", arguments.item},
+                         {"value", AsKept(FactsOf(client, arguments.item), arguments.value)},
+                         {"preview", arguments.preview}}));
   }
   return ExitCode::kDone;
 }

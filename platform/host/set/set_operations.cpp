@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <limits>
 #include <utility>
 
 #include "base/number.h"
@@ -18,9 +19,12 @@ namespace host {
 namespace {
 
 constexpr char kNone[] = "none";
-constexpr char kFromZero[] = "a number from 0 up";
 
 std::vector<std::string> NoValues() { return {}; }
+
+std::string FromZero() {
+  return fmt::format("a number from 0 to {}", std::numeric_limits<int>::max());
+}
 
 std::optional<int> NumberFromZero(const std::string& text) {
   const auto number = base::ParseWhole<int>(text);
@@ -67,8 +71,8 @@ std::optional<KeyValue> ReadSource(const std::string& text) {
 }
 
 Parameter Source() {
-  return {"SOURCE",  "source",  "A number, or a port such as hdmi1", true, PortNames,
-          kFromZero, ReadSource};
+  return {"SOURCE",   "source",  "A number, or a port such as hdmi1", true, PortNames,
+          FromZero(), ReadSource};
 }
 
 Parameter SourceOrNone() {
@@ -94,7 +98,7 @@ Parameter Name(const std::string& name, const std::string& description, bool isR
 }
 
 Parameter Pixels(const std::string& name) {
-  return {name, "size", "Pixels", true, NoValues, kFromZero, NumberFromZero};
+  return {name, "size", "Pixels", true, NoValues, FromZero(), NumberFromZero};
 }
 
 Parameter Language() {

@@ -18,8 +18,7 @@ struct Parameter {
   std::string description;
   bool isRequired;
 
-  // The valid values: each of these, and `others`, a description such as "a number from 0 up", or
-  // empty.
+  // The valid values: each of these, and `others`, a description such as "plain text", or empty.
   std::function<std::vector<std::string>()> values;
   std::string others;
 
