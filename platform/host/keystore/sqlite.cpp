@@ -137,7 +137,17 @@ int Database::Open(const std::string& name, int flags) {
 
 bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main") == 0; }
 
-Database::~Database() { sqlite3_close(m_Handle); }
+Database::~Database() {
+  // The last one to close a file removes its log by name. When the file was replaced, that log is
+  // another's.
+  int isReplaced = 0;
+  int keepsLog = 1;
+  if (sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_HAS_MOVED, &isReplaced) == SQLITE_OK &&
+      isReplaced != 0) {
+    sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_PERSIST_WAL, &keepsLog);
+  }
+  sqlite3_close(m_Handle);
+}
 
 void Database::Execute(const std::string& sql) {
   const int code = sqlite3_exec(m_Handle, sql.c_str(), nullptr, nullptr, nullptr);

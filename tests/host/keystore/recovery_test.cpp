@@ -414,6 +414,19 @@ TEST_F(Recovery, AFileThatIsEmptiedDoesNotKeepOthersFromOpeningTheStore) {
   EXPECT_THAT(Logged(), HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
 }
 
+// SQLite would remove a log of that name.
+TEST_F(Recovery, WhoClosesAFileThatWasReplacedTakesNothingFromTheNewOne) {
+  MakeStore(31, true);
+  auto watch = Start({"watch", "db/key"});
+  ASSERT_TRUE(watch.IsReady());
+  std::filesystem::resize_file(DurableFile(), 0);
+  const auto open = Open();
+  open->Set("memory/wake", 1);
+  EXPECT_NE(watch->Wait(), 0) << "it does not read an empty file";
+  EXPECT_TRUE(open->Set("db/key", 33));
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(33));
+}
+
 TEST_F(Recovery, AStoreWhoseFileIsGoneCountsAsMadeWhenItCanBeTakenFromElsewhere) {
   MakeStore(31, true);
   std::filesystem::resize_file(DurableFile(), 0);
