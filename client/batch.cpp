@@ -92,13 +92,11 @@ struct Batch::Impl {
   struct Round {
     std::function<void()> done;
     std::size_t open = 0;  // messages not answered yet, or not sent
-
-    void Finish() {
-      if (--open == 0 && done) {
-        done();
-      }
-    }
   };
+  using Rounds = std::vector<std::shared_ptr<Round>>;
+
+  // Counts a message of each, and calls what is done then, unless that ends the batch.
+  static void Finish(const Rounds& rounds, Client::Impl& connection, std::weak_ptr<char> life);
 
   // Counts a portion as being on its way.
   class Share {
@@ -148,7 +146,7 @@ struct Batch::Impl {
 
   void Send(Portion& portion, const std::shared_ptr<Round>& round);
   std::deque<Unsent>* NextLine();
-  std::vector<std::shared_ptr<Round>> SendMore(std::exception_ptr* failure = nullptr);
+  Rounds SendMore(std::exception_ptr* failure = nullptr);
   static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
   void Take(Sent& answered, sd_bus_message* message);
 
@@ -293,7 +291,7 @@ void Batch::Send(std::function<void()> done) {
     ++round->open;
   }
   std::exception_ptr failure;
-  std::vector<std::shared_ptr<Impl::Round>> earlier;
+  Impl::Rounds earlier;
   for (std::shared_ptr<Impl::Round>& tried : m_Impl->SendMore(&failure)) {
     if (tried == round) {
       --round->open;
@@ -309,13 +307,8 @@ void Batch::Send(std::function<void()> done) {
   } else if (round->open > 0) {
     round->done = std::exchange(done, nullptr);
   }
-  // Finishing a round may end this batch.
   const std::weak_ptr<char> life = m_Impl->life;
-  for (const std::shared_ptr<Impl::Round>& each : earlier) {
-    if (!life.expired()) {
-      each->Finish();
-    }
-  }
+  Impl::Finish(earlier, m_Impl->connection, life);
   if (failure) {
     std::rethrow_exception(failure);
   }
@@ -346,6 +339,18 @@ void Batch::Impl::Send(Portion& portion, const std::shared_ptr<Round>& round) {
   ++round->open;
 }
 
+void Batch::Impl::Finish(const Rounds& rounds, Client::Impl& connection, std::weak_ptr<char> life) {
+  for (const std::shared_ptr<Round>& round : rounds) {
+    if (--round->open == 0 && round->done && !life.expired()) {
+      try {
+        round->done();
+      } catch (...) {
+        connection.thrownByCallback = std::current_exception();
+      }
+    }
+  }
+}
+
 int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*) {
   auto* const answered = static_cast<Sent*>(userData);
   Impl& batch = *answered->batch;
@@ -359,14 +364,9 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
   try {
     answered->share.reset();
     batch.Take(*answered, message);
-    std::vector<std::shared_ptr<Round>> rounds = batch.SendMore();
+    Rounds rounds = batch.SendMore();
     rounds.push_back(answered->round);
-    for (const std::shared_ptr<Round>& round : rounds) {
-      // Finishing another round may have ended this batch.
-      if (!life.expired()) {
-        round->Finish();
-      }
-    }
+    Finish(rounds, connection, life);
   } catch (...) {
     connection.thrownByCallback = std::current_exception();
   }
@@ -391,9 +391,8 @@ std::deque<Batch::Impl::Unsent>* Batch::Impl::NextLine() {
 
 // Returns the rounds of the portions that were sent or cannot be sent; each round counts its
 // portion once too often. With `failure` the first that cannot be sent ends it.
-std::vector<std::shared_ptr<Batch::Impl::Round>> Batch::Impl::SendMore(
-    std::exception_ptr* failure) {
-  std::vector<std::shared_ptr<Round>> rounds;
+Batch::Impl::Rounds Batch::Impl::SendMore(std::exception_ptr* failure) {
+  Rounds rounds;
   while (std::deque<Unsent>* const line = NextLine()) {
     Unsent next = std::move(line->front());
     line->pop_front();

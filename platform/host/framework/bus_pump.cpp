@@ -174,14 +174,17 @@ struct BusPump::Impl {
     if (own > 0 || Waiting() != nullptr || (request.due != kNever && request.due <= Now())) {
       Dispatch();
     }
-    if (serves) {
+    if (serves && !IsStuck()) {
       Work();
     }
     return ready - own;
   }
 
-  // When work that no request waits for is due, by Now.
+  // When work that no request waits for is due, by Now. It would send more, too.
   std::uint64_t WorkDue() const {
+    if (IsStuck()) {
+      return kNever;
+    }
     const auto due = NextAfterMessages(Waiting() != nullptr);
     return due ? std::chrono::ceil<std::chrono::microseconds>(due->time_since_epoch()).count()
                : kNever;
@@ -212,7 +215,7 @@ struct BusPump::Impl {
       }
     }
     if (serves && Waiting() != nullptr) {
-      const std::chrono::microseconds read(Now() - begin);
+      const std::chrono::microseconds read(std::min(Now() - begin, kReadingAtOnceInMicroseconds));
       requests->ServeFor(std::max(read, kServingAtOnce));
     }
     dispatching = false;
@@ -229,8 +232,11 @@ struct BusPump::Impl {
   // Whether another message is read after `count` of them. Reading ahead begins with the first
   // request that waits, and then has its `end`.
   bool ReadsOn(int count, std::uint64_t& end) const {
+    if (count == 0) {
+      return true;  // it also writes
+    }
     if (IsStuck()) {
-      return count == 0;  // it also writes
+      return false;
     }
     if (Waiting() == nullptr) {
       return count < kMessagesAtOnce;

@@ -26,8 +26,8 @@ class Callers {
   using Listener = std::function<void(const std::string& connection)>;
 
   // Keeps a reference to `bus`. `onAnswer` is called for each connection that Ask asked about, once
-  // Find finds it. On a bus that is not the system's but runs as the user of this process,
-  // connections that are gone when the bus is asked count as that user's.
+  // Find finds it. On a bus that is not the system's but runs as the user of this process, which is
+  // asked here, connections that are gone when the bus is asked count as that user's.
   Callers(sd_bus* bus, bool isSystemBus, Listener onAnswer);
   Callers(const Callers&) = delete;
   Callers& operator=(const Callers&) = delete;
@@ -35,7 +35,8 @@ class Callers {
   // Null while the bus has not answered. Valid until Forget.
   const Caller* Find(const std::string& connection) const;
 
-  // Asks the bus, unless that is under way. When it cannot be asked, the caller is not known.
+  // Asks the bus, unless that is under way, and again while it does not answer. When it cannot be
+  // asked, the caller is not known.
   void Ask(const std::string& connection);
 
   // To be called when the connection is gone, or its answer is to be asked for again.
@@ -49,14 +50,12 @@ class Callers {
   };
 
   static int OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*);
-  bus::Message NewQuestion(const std::string& connection) const;
-  void Note(const std::string& connection, std::optional<Caller> caller);
-  bool IsBusOfThisUser();
+  void Send(Question& question) const;
+  void Note(const std::string& connection, Caller caller);
 
   sd_bus* const m_Bus;
-  const bool m_IsSystemBus;
   const Listener m_OnAnswer;
-  std::optional<bool> m_IsBusOfThisUser;
+  const bool m_IsBusOfThisUser;
   std::map<std::string, Caller> m_Callers;
   std::map<std::string, Question> m_Questions;
 };

@@ -2,7 +2,8 @@
 // is stuck behind a thousand of another. So the line is read faster than it is served. Whoever has
 // been served in this turn of the main loop waits in a line of its own, and these lines are served
 // in turns, one request each. It is read whatever comes, because the bus turns everybody away while
-// the service leaves too much with it; so what would make a client's line too long is refused.
+// the service leaves too much with it; so what would make a client's line too long is refused. Only
+// while the bus does not take the replies there is no use in reading more.
 //
 // The lines hold what was sent before an application came or went. What is read later waits in
 // lines of its own, behind that news.
@@ -28,6 +29,7 @@ namespace host {
 namespace {
 
 constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
+constexpr char kUnreadable[] = "the message is damaged or not UTF-8";
 constexpr char kFailed[] = "org.nuvra.Error.Failed";
 constexpr char kAccessDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 
@@ -72,15 +74,17 @@ std::string ErrorBody(const char* name, const std::string& text) {
 }
 
 // What a call is counted as: each of its texts as a request. They are read no further than it
-// matters.
-RequestQueue::Load LoadOf(sd_bus_message* call) {
+// matters. Nothing when one cannot be read.
+std::optional<RequestQueue::Load> LoadOf(sd_bus_message* call) {
   RequestQueue::Load load;
   const char* text = nullptr;
+  bool isReadable = true;
   const auto count = [&](int result) {
     if (result > 0) {
       ++load.requests;
       load.bytes += strlen(text) + kBytesAround;
     }
+    isReadable = result >= 0;
     return result > 0;
   };
   int type = 0;
@@ -96,7 +100,7 @@ RequestQueue::Load LoadOf(sd_bus_message* call) {
   }
   sd_bus_message_rewind(call, true);
   load.requests = std::max<std::size_t>(load.requests, 1);
-  return load;
+  return isReadable ? std::optional(load) : std::nullopt;
 }
 
 }  // namespace
@@ -140,13 +144,16 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
     if (const int refused = Refuse(sender, {1, 0}, error); refused < 0) {
       return refused;
     }
-    const Load load = LoadOf(call);
-    if (const int refused = Refuse(sender, load, error); refused < 0) {
+    const std::optional<Load> load = LoadOf(call);
+    if (!load) {
+      return sd_bus_error_set(error, kInvalidMessage, kUnreadable);
+    }
+    if (const int refused = Refuse(sender, *load, error); refused < 0) {
       return refused;
     }
     Call waits(call);
     waits.serve = std::move(serve);
-    waits.load = load;
+    waits.load = *load;
     Enqueue(std::move(waits));
     if (isOnTheSpot) {
       Postpone(sender);
@@ -180,7 +187,7 @@ int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
       }
     }
     if (result < 0) {
-      return sd_bus_error_set(error, kInvalidMessage, "the message is damaged or not UTF-8");
+      return sd_bus_error_set(error, kInvalidMessage, kUnreadable);
     }
     // An empty one waits, too.
     list.load.requests = std::max<std::size_t>(list.requests.size(), 1);
@@ -407,7 +414,7 @@ RequestQueue::Outcome RequestQueue::Serve(const std::string& sender, const Reque
 bool RequestQueue::ServeOne(sd_bus_message* call) {
   Request request{};
   if (sd_bus_message_read(call, "is", &request.type, &request.text) < 0) {
-    ReplyError(call, kInvalidMessage, "the message is damaged or not UTF-8");
+    ReplyError(call, kInvalidMessage, kUnreadable);
     return true;
   }
   const Outcome outcome = Serve(SenderOf(call), request);

@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "framework/access_rules.h"
@@ -182,6 +184,25 @@ TEST_F(AccessOnOnesOwnBus, WhoLeavesTheSystemBusBeforeItIsAskedIsNobody) {
   EXPECT_EQ(Client(Address()).Request(Setting("here")).error, "");
   EXPECT_TRUE(WasServed("here"));
   EXPECT_FALSE(WasServed("last will"));
+}
+
+TEST_F(AccessOnOnesOwnBus, WhoIsStillThereIsKnownAlsoWhenTheBusTookLongToSaySo) {
+  std::ofstream(Path("access.json")) << "{}";
+  support::Process& service = StartAndWait(
+      {{"SETTINGS_CONFIG_DIR", Path("").parent_path()}, {"DBUS_SYSTEM_BUS_ADDRESS", Address()}},
+      {"--bus", "system"});
+  Client client(Address());
+  service.Signal(SIGSTOP);
+  client.Post(Setting("late"));
+  ASSERT_TRUE(client.HasOwner());
+  Bus().Signal(SIGSTOP);
+  service.Signal(SIGCONT);
+  // Longer than the service waits before it asks again.
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  Bus().Signal(SIGCONT);
+  ASSERT_TRUE(client.Until([&] { return !client.Answers().empty(); }));
+  EXPECT_EQ(client.Answers()[0].error, "");
+  EXPECT_TRUE(WasServed("late"));
 }
 
 TEST_F(AccessOnOnesOwnBus, RequestsKeepTheirOrderWhileTheBusIsAsked) {
