@@ -170,7 +170,7 @@ class Completion(unittest.TestCase):
         with installed_set(self.prefix) as user:
             run(["settingsctl", "get", "picturemode"], user)
             for line, among in {
-                "settingsctl complete -- get ": "\npicturemode\t",
+                "settingsctl complete -- get ": "\nbrightness\t",
                 "setctl complete -- key get ": "\nmemory/set/power\t",
             }.items():
                 taken, offered = 1.0, ""

@@ -66,7 +66,7 @@ TEST_F(ValueVerbs, ToggleIsForSwitches) {
 
 #if SETTINGS_SLOWDOWN == \
     1  // what is instrumented is too slow for a shell, which is offered nothing
-TEST_F(ValueVerbs, ToggleAndStepAreOfferedWhatTheyTakeOfTheWholeMenu) {
+TEST_F(ValueVerbs, VerbsAreOfferedWhatTheyTakeOfTheWholeMenu) {
   const std::vector<std::string> withValue =
       base::TryParseJson(Run({"export", "--json"}).out).value().getMemberNames();
   std::vector<std::string> switches;
@@ -93,6 +93,7 @@ TEST_F(ValueVerbs, ToggleAndStepAreOfferedWhatTheyTakeOfTheWholeMenu) {
   };
   EXPECT_THAT(offered("toggle"), testing::UnorderedElementsAreArray(switches));
   EXPECT_THAT(offered("step"), testing::UnorderedElementsAreArray(withValue));
+  EXPECT_THAT(offered("get"), testing::UnorderedElementsAreArray(withValue));
 }
 #endif
 

@@ -132,7 +132,8 @@ class CompletionOnBus : public OnBus {
 
 TEST_F(CompletionOnBus, TheServiceNamesItsItemsAndTheirValues) {
   ASSERT_NO_FATAL_FAILURE(StartService());
-  EXPECT_THAT(Offered({"get", ""}), IsSupersetOf({"picture\tPicture", "brightness\tBrightness"}));
+  EXPECT_THAT(Offered({"visible", ""}),
+              IsSupersetOf({"picture\tPicture", "brightness\tBrightness"}));
   EXPECT_THAT(Offered({"disable", "picture", "pic"}),
               ElementsAre("picture\tPicture", "picturemode\tPicture Mode"));
   EXPECT_THAT(Offered({"set", "picturemode", ""}), ElementsAre("standard", "movie"));
@@ -140,11 +141,17 @@ TEST_F(CompletionOnBus, TheServiceNamesItsItemsAndTheirValues) {
   EXPECT_THAT(Offered({"visible", "picturemode", "--value", "m"}), ElementsAre("movie"));
 }
 
-TEST_F(CompletionOnBus, ToggleAndStepAreOfferedWhatTheyTake) {
+TEST_F(CompletionOnBus, AVerbIsOfferedTheItemsThatItTakes) {
   ASSERT_NO_FATAL_FAILURE(StartService());
-  EXPECT_THAT(Offered({"step", "picture"}), ElementsAre("picturemode\tPicture Mode"));
-  EXPECT_THAT(Offered({"step", "picture/"}), ElementsAre("picture/picturemode\tPicture Mode",
-                                                         "picture/expert/brightness\tBrightness"));
+  for (const char* verb : {"get", "set", "step", "preview"}) {
+    EXPECT_THAT(Offered({verb, "picture"}), ElementsAre("picturemode\tPicture Mode")) << verb;
+    EXPECT_THAT(Offered({verb, "picture/"}), ElementsAre("picture/picturemode\tPicture Mode",
+                                                         "picture/expert/brightness\tBrightness"))
+        << verb;
+  }
+  EXPECT_THAT(Offered({"range", ""}), ElementsAre("brightness\tBrightness"));
+  EXPECT_THAT(Offered({"values", "p"}), ElementsAre("picturemode\tPicture Mode"));
+  EXPECT_THAT(Offered({"children", "picture"}), ElementsAre("picture\tPicture"));
   EXPECT_THAT(OfferedBy(SETTINGSCTL, {"toggle", "picture"}, Variables()), IsEmpty());
 }
 
@@ -156,7 +163,7 @@ TEST_F(CompletionOnBus, AnItemOrItsKeyIsOfferedToAMethodThatTakesOne) {
 
 TEST_F(CompletionOnBus, APathIsCompletedOnceItHasBegun) {
   ASSERT_NO_FATAL_FAILURE(StartService());
-  EXPECT_THAT(Offered({"get", "picture/e"}), ElementsAre("picture/expert\tExpert Settings",
+  EXPECT_THAT(Offered({"why", "picture/e"}), ElementsAre("picture/expert\tExpert Settings",
                                                          "picture/expert/brightness\tBrightness"));
   EXPECT_THAT(Offered({"set", "picture/picturemode", ""}), ElementsAre("standard", "movie"));
   EXPECT_THAT(Offered({"set", "/picture/picturemode/", ""}), ElementsAre("standard", "movie"));

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/number.h"
-#include "settingsctl/completion_offers.h"
 #include "settingsctl/facts.h"
 #include "settingsctl/format.h"
 #include "settingsctl/questions.h"
@@ -149,7 +148,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
           return Toggle(options, ItemOf(client, *item), client);
         });
       });
-  AddItem(toggle, options, *item).CompletedBy(ItemOffer(options, Offered::kSwitches));
+  AddItem(toggle, options, *item, Offered::kSwitches);
 
   auto arguments = std::make_shared<StepArguments>();
   tools::Syntax step =
@@ -160,7 +159,7 @@ void AddAdjustingVerbs(tools::Tool& tool, const Options& options) {
                        return Step(options, *arguments, client);
                      });
                    });
-  AddItem(step, options, arguments->item).CompletedBy(ItemOffer(options, Offered::kItemsWithValue));
+  AddItem(step, options, arguments->item, Offered::kItemsWithValue);
   step.AddArgument("N", arguments->steps, "How many values forward, or backward if negative (1)")
       .Check([](const std::string& text) {
         return base::ParseWhole<int>(text) == 0 ? "0 steps lead nowhere; use 1 or -1" : "";

@@ -48,14 +48,37 @@ Names PathsOf(Client& client, const Names& items) {
   return paths;
 }
 
+// Tells, once the batch has been asked, whether an item is one of those.
+std::function<bool()> Judge(settings::Batch& batch, const std::string& item, Offered which) {
+  const auto ask = [&](const auto& question, auto isOne) {
+    return [answer = batch.Add(question(item)), isOne] { return isOne(answer.Get()); };
+  };
+  const auto isThere = [](const auto& answer) { return answer.has_value(); };
+  switch (which) {
+    case Offered::kAllItems:
+      return [] { return true; };
+    case Offered::kItemsWithValue:
+      return ask(settings::ask::GetItemValue, isThere);
+    case Offered::kSwitches:
+      return ask(settings::ask::GetItemDataList, [](const auto& values) {
+        return values == Names{"off", "on"};
+      });
+    case Offered::kLists:
+      return ask(settings::ask::GetItemDataList, isThere);
+    case Offered::kRanges:
+      return ask(settings::ask::GetItemMinMaxStepValue, isThere);
+    case Offered::kGroups:
+      return ask(settings::ask::GetItemChildList, isThere);
+  }
+  return {};
+}
+
 // Items by their IDs, or, where a path has been begun, by their paths.
 std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin, Offered which) {
   struct Item {
     Candidate candidate;
     Text name;
-    // What tells whether it is one of those; asked only for them, because a user waits.
-    std::optional<Text> value;
-    std::optional<settings::Answer<std::optional<Names>>> values;
+    std::function<bool()> isOne;
   };
   std::vector<Item> found;
   settings::Batch batch(client);
@@ -65,20 +88,14 @@ std::vector<Candidate> ItemsThatBegin(Client& client, const std::string& begin, 
     if (!texts[i].starts_with(begin)) {
       continue;
     }
-    Item& item = found.emplace_back(
-        Item{{texts[i], ""}, batch.Add(settings::ask::GetItemDisplayName(items[i])), {}, {}});
-    if (which == Offered::kItemsWithValue) {
-      item.value = batch.Add(settings::ask::GetItemValue(items[i]));
-    } else if (which == Offered::kSwitches) {
-      item.values = batch.Add(settings::ask::GetItemDataList(items[i]));
-    }
+    found.push_back({{texts[i], ""},
+                     batch.Add(settings::ask::GetItemDisplayName(items[i])),
+                     Judge(batch, items[i], which)});
   }
   batch.Ask();
   std::vector<Candidate> candidates;
   for (Item& item : found) {
-    const bool isOne = (!item.value || item.value->Get()) &&
-                       (!item.values || item.values->Get() == Names{"off", "on"});
-    if (isOne) {
+    if (item.isOne()) {
       item.candidate.description = item.name.Get().value_or("");
       candidates.push_back(std::move(item.candidate));
     }

@@ -11,7 +11,7 @@
 // nothing without it. `options` and what the functions refer to must outlive them.
 namespace settingsctl {
 
-enum class Offered { kAllItems, kItemsWithValue, kSwitches };
+enum class Offered { kAllItems, kItemsWithValue, kSwitches, kLists, kRanges, kGroups };
 
 // Items, with their names.
 tools::Offer ItemOffer(const Options& options, Offered which = Offered::kAllItems);

@@ -79,22 +79,26 @@ ExitCode Children(const Options& options, const std::string& item, Client& clien
 }
 
 void AddItemVerb(tools::Tool& tool, const Options& options, const std::string& name,
-                 const std::string& description, Verb verb) {
+                 const std::string& description, Offered which, Verb verb) {
   auto item = std::make_shared<std::string>();
   tools::Syntax app = tool.AddVerb(tool.App(), name, description, [&options, item, verb] {
     return WithClient(options,
                       [&](Client& client) { return verb(options, ItemOf(client, *item), client); });
   });
-  AddItem(app, options, *item);
+  AddItem(app, options, *item, which);
 }
 
 }  // namespace
 
 void AddItemVerbs(tools::Tool& tool, const Options& options) {
-  AddItemVerb(tool, options, "range", "Print an item's minimum, maximum and step", Range);
-  AddItemVerb(tool, options, "values", "Print the values that an item can have", Values);
-  AddItemVerb(tool, options, "path", "Print where an item is in the menu", Path);
-  AddItemVerb(tool, options, "children", "Print the items directly below an item", Children);
+  AddItemVerb(tool, options, "range", "Print an item's minimum, maximum and step", Offered::kRanges,
+              Range);
+  AddItemVerb(tool, options, "values", "Print the values that an item can have", Offered::kLists,
+              Values);
+  AddItemVerb(tool, options, "path", "Print where an item is in the menu", Offered::kAllItems,
+              Path);
+  AddItemVerb(tool, options, "children", "Print the items directly below an item", Offered::kGroups,
+              Children);
 }
 
 }  // namespace settingsctl

@@ -10,7 +10,6 @@
 #include "base/item_name.h"
 #include "nearest.h"
 #include "settings/batch.h"
-#include "settingsctl/completion_offers.h"
 #include "settingsctl/format.h"
 
 namespace settingsctl {
@@ -162,16 +161,16 @@ Json::Value Number(double number) {
   return whole ? Json::Value(static_cast<Json::Int64>(number)) : Json::Value(number);
 }
 
-tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item) {
-  return verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
+void AddItem(tools::Syntax verb, const Options& options, std::string& item, Offered which) {
+  verb.AddArgument("ITEM", item, "The item's ID or path, e.g. picturemode")
       .Required()
-      .CompletedBy(ItemOffer(options));
+      .CompletedBy(ItemOffer(options, which));
 }
 
-void AddItems(tools::Syntax verb, const Options& options, Names& items) {
+void AddItems(tools::Syntax verb, const Options& options, Names& items, Offered which) {
   verb.AddArgument("ITEM", items, "The items' IDs or paths, e.g. brightness contrast")
       .Required()
-      .CompletedBy(ItemOffer(options));
+      .CompletedBy(ItemOffer(options, which));
 }
 
 void AddApp(tools::Syntax verb, const Options& options, std::string& app) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "settings/client.h"
+#include "settingsctl/completion_offers.h"
 #include "settingsctl/connection.h"
 #include "settingsctl/menu.h"
 #include "text.h"
@@ -54,10 +55,12 @@ Json::Value Array(const Names& names);
 // A whole number without a point.
 Json::Value Number(double number);
 
-// An item is completed by those of the service that the options lead to, an application by those
-// that disable items there. `options` must outlive the tool's run.
-tools::Parameter AddItem(tools::Syntax verb, const Options& options, std::string& item);
-void AddItems(tools::Syntax verb, const Options& options, Names& items);
+// An item is completed by those of the service that the options lead to and the verb takes, an
+// application by those that disable items there. `options` must outlive the tool's run.
+void AddItem(tools::Syntax verb, const Options& options, std::string& item,
+             Offered which = Offered::kAllItems);
+void AddItems(tools::Syntax verb, const Options& options, Names& items,
+              Offered which = Offered::kAllItems);
 void AddApp(tools::Syntax verb, const Options& options, std::string& app);
 
 }  // namespace settingsctl

@@ -44,7 +44,7 @@ void AddPreviewVerb(tools::Tool& tool, const Options& options) {
           return EndPreview(options, ItemOf(client, arguments->item), client);
         });
       });
-  AddItem(preview, options, arguments->item);
+  AddItem(preview, options, arguments->item, Offered::kItemsWithValue);
   preview.AddFlag("--end", arguments->end, "End it; set --preview begins one").Required();
 }
 

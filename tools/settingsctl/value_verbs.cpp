@@ -103,7 +103,7 @@ void AddValueVerbs(tools::Tool& tool, const Options& options) {
           return Get(options, *wanted, client);
         });
       });
-  AddItems(get, options, wanted->items);
+  AddItems(get, options, wanted->items, Offered::kItemsWithValue);
   get.AddFlag("--raw", wanted->raw, "Print the values alone, exactly as they are");
 
   auto arguments = std::make_shared<ValueArguments>();
@@ -113,7 +113,7 @@ void AddValueVerbs(tools::Tool& tool, const Options& options) {
       return Set(options, *arguments, client);
     });
   });
-  AddItem(set, options, arguments->item);
+  AddItem(set, options, arguments->item, Offered::kItemsWithValue);
   set.AddArgument("VALUE", arguments->value, "The value; put -- before one that starts with -")
       .Required()
       .CompletedBy(ValueOffer(options, arguments->item));
