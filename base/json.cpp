@@ -467,6 +467,7 @@ std::string WriteJson(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
+  builder["precision"] = 15;
   return Json::writeString(builder, value);
 }
 

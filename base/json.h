@@ -42,7 +42,8 @@ Json::Value ParseJson(std::string_view text);
 // nothing when the text is anything else.
 std::optional<Json::Value> TryParseJson(std::string_view text);
 
-// JSON on one line that keeps the bytes of all strings unchanged.
+// JSON on one line that keeps the bytes of all strings unchanged, and reals as they were written if
+// they had at most 15 digits.
 std::string WriteJson(const Json::Value& value);
 
 // What is wrong with a text that begins with a byte order mark, which JSON readers treat

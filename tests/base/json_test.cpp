@@ -63,6 +63,12 @@ TEST(JsonReader, WhatIsWrittenInAnotherWayIsRefused) {
   EXPECT_EQ(ProblemOf("[\"\t\"]"), "Line 1, Column 3: control character in a string");
 }
 
+TEST(WriteJson, ARealIsWrittenAsItWasRead) {
+  for (const std::string text : {"0.05", "[0.1,0.7,-2.55]", "1e+300", "2.5"}) {
+    EXPECT_EQ(base::WriteJson(*base::TryParseJson(text)), text);
+  }
+}
+
 TEST(JsonReader, AByteOrderMarkIsCalledSo) {
   EXPECT_THAT(ProblemOf("\xEF\xBB\xBF[]"), HasSubstr("byte order mark; save it as UTF-8"));
   EXPECT_THAT(ProblemOf("\xFE\xFF\0["s), HasSubstr("UTF-16; save it as UTF-8"));
