@@ -284,6 +284,7 @@ TEST_F(Recovery, ALogThatIsMissingIsSaid) {
     } else {
       std::filesystem::resize_file(LogOf(DurableFile()), 0);
     }
+    EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "has lost the end of its log");
     const std::string before = Logged();
     EXPECT_TRUE(Open()->Set("db/key", 2));
     EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
