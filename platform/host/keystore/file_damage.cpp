@@ -246,6 +246,8 @@ bool IsLogCut(const path& file, bool isSameBoot) {
   return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
 }
 
+bool IsLogWhole(const path& file) { return ReadLog(file).endsBehind == 0; }
+
 bool IsOfOlderVersion(const path& file) {
   std::array<unsigned char, kFileHeaderSize> header{};
   const FileDescriptor opened = OpenToRead(file);

@@ -542,6 +542,65 @@ TEST_F(Recovery, WhatCanBeReadOfADamagedFileIsGotOut) {
   }
 }
 
+TEST_F(Recovery, AFileWhoseLogIsDamagedIsNotCalledWholeWhenItIsGotOut) {
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  EXPECT_TRUE(ReadDamaged(DurableFile(), {}).isWhole);
+  const auto size = std::filesystem::file_size(LogOf(DurableFile()));
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(StateDir(), whole);
+  // In the middle, and in the last transaction.
+  for (const std::uintmax_t offset : {size / 2, size - 1000}) {
+    SCOPED_TRACE(offset);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::copy(whole, StateDir());
+    Flip(LogOf(DurableFile()), offset * 8);
+    const Keys kept = Open()->List("db/");
+    const auto aside = SetAsideFiles(DurableFile());
+    ASSERT_THAT(aside, SizeIs(1));
+    const Salvage salvage = ReadDamaged(aside.front(), {});
+    EXPECT_FALSE(salvage.isWhole);
+    EXPECT_EQ(salvage.keys, kept);
+    EXPECT_LT(kept.size(), kMany);
+  }
+}
+
+TEST_F(Recovery, WhatALogHoldsIsGotOutWithoutItsFile) {
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  std::filesystem::remove(DurableFile());
+  Flip(LogOf(DurableFile()), std::filesystem::file_size(LogOf(DurableFile())) / 2 * 8);
+  Open();
+  const path log = SetAsideFiles(DurableFile()).front();
+  const std::string before = support::ReadFile(log);
+  const Salvage cut = ReadDamaged(log, {});
+  EXPECT_FALSE(cut.isWhole);
+  EXPECT_THAT(cut.keys, Not(IsEmpty()));
+  for (const auto& [key, value] : cut.keys) {
+    EXPECT_EQ(value, KeyValue(ValueOf(std::stoi(key.substr(6)) - 1000))) << key;
+  }
+  EXPECT_EQ(support::ReadFile(log), before);
+  Flip(log, std::filesystem::file_size(log) / 2 * 8);
+  const Salvage whole = ReadDamaged(log, {});
+  EXPECT_TRUE(whole.isWhole);
+  EXPECT_THAT(whole.keys, SizeIs(kMany));
+}
+
+TEST_F(Recovery, ALogWithoutItsFileThatDoesNotHoldEveryPageIsNotCalledWhole) {
+  auto open = Open();
+  open->Set("db/key", 1);
+  Sql(DurableFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  open->Set("db/key", 2);
+  Kill(std::move(open));
+  std::filesystem::remove(DurableFile());
+  Open();
+  const Salvage salvage = ReadDamaged(SetAsideFiles(DurableFile()).front(), {});
+  EXPECT_FALSE(salvage.isWhole);
+  EXPECT_THAT(salvage.keys, ElementsAre(Pair("db/key", KeyValue(2))));
+}
+
 TEST_F(Recovery, AFileThatIsOpenElsewhereIsNotSetAside) {
   const auto store = Open();
   store->Set("db/key", 1);
