@@ -180,8 +180,9 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
   if (!damage && !HasChecks(page.data())) {
     return std::nullopt;  // of an older version, without checks
   }
-  // The log says how many pages there are; without one, the file itself does.
-  const std::uint32_t count = log.pageCount != 0 ? log.pageCount : ReadBigEndian(page.data() + 28);
+  // The log says how many pages there are; without one, the first page does, if it is sound itself.
+  const std::uint32_t count =
+      log.pageCount != 0 ? log.pageCount : std::max(ReadBigEndian(page.data() + 28), 1U);
   bool areAllChecked = true;
   for (std::uint32_t number = 1; number <= std::min(count, inFile); ++number) {
     if (log.pages.count(number) != 0) {

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <bit>
 #include <cerrno>
 #include <fstream>
 #include <functional>
@@ -193,6 +194,16 @@ TEST_F(Recovery, ACopyThatIsDamagedIsSetAsideToo) {
   EXPECT_FALSE(std::filesystem::exists(CopyOf(DurableFile())));
 }
 
+TEST_F(Recovery, ACopyThatIsEmptyIsNoCopy) {
+  MakeStore(31, false);
+  std::ofstream(CopyOf(DurableFile())).close();
+  Flip(DurableFile(), 8 * 5000);
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), AllOf(HasSubstr("its copy is no better and set aside as "),
+                              HasSubstr("an empty one takes its place")));
+  EXPECT_FALSE(std::filesystem::exists(CopyOf(DurableFile())));
+}
+
 TEST_F(Recovery, FiveFilesAreKeptThatWereSetAside) {
   std::vector<path> aside;
   for (int i = 1; i <= 7; ++i) {
@@ -240,6 +251,22 @@ TEST_F(Recovery, ABitThatFlipsAnywhereInTheFileIsNoticed) {
     EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1)) << flipped;
   }
   EXPECT_THAT(keys, SizeIs(101));
+}
+
+TEST_F(Recovery, ABitThatFlipsSoThatAFileSaysThatItHasNoPagesIsNoticed) {
+  std::uintmax_t pages = 0;
+  for (int i = 0; !std::has_single_bit(pages) || pages < 4; ++i) {
+    Open()->Set("db/key" + std::to_string(i), std::string(1500, 'x'));
+    pages = std::filesystem::file_size(DurableFile()) / 4096;
+  }
+  ASSERT_EQ(DamageOf(DurableFile()), std::nullopt);
+  // The number of pages, in four bytes, the highest first.
+  const auto bit = static_cast<std::uintmax_t>(std::countr_zero(pages));
+  Flip(DurableFile(), (31 - bit / 8) * 8 + bit % 8);
+  EXPECT_EQ(support::ReadFile(DurableFile()).substr(28, 4), std::string(4, '\0'));
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "is damaged in page 1");
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), HasSubstr(DurableFile().string() + " is damaged in page 1; "));
 }
 
 TEST_F(Recovery, ABitThatFlipsInTheLogCostsWhatWasWrittenBehindItAndIsSaid) {
@@ -330,15 +357,18 @@ TEST_F(Recovery, ALogWhoseFileIsGoneIsSetAsideWhenItDoesNotHoldEverything) {
                               HasSubstr("an empty one takes its place")));
 }
 
-TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoCopy) {
-  for (const bool withCopy : {true, false}) {
-    SCOPED_TRACE(withCopy);
+TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoGoodCopy) {
+  enum class Copy { kNone, kEmpty, kDamaged, kGood };
+  for (const Copy copy : {Copy::kNone, Copy::kEmpty, Copy::kDamaged, Copy::kGood}) {
+    SCOPED_TRACE(static_cast<int>(copy));
     std::filesystem::remove_all(StateDir());
     std::filesystem::remove_all(StateDir().parent_path() / "memory");
     auto open = Open();
     SetMany(*open);
-    if (withCopy) {
+    if (copy == Copy::kGood) {
       CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+    } else if (copy != Copy::kNone) {
+      std::ofstream(CopyOf(DurableFile())) << (copy == Copy::kEmpty ? "" : "damage");
     }
     Kill(std::move(open));
     Flip(LogOf(DurableFile()), std::filesystem::file_size(LogOf(DurableFile())) / 2 * 8);
@@ -346,7 +376,7 @@ TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoCopy) {
     const std::string before = Logged();
     const std::size_t count = Open()->List("db/").size();
     const std::string log = Logged().substr(before.size());
-    if (withCopy) {
+    if (copy == Copy::kGood) {
       EXPECT_EQ(count, kMany);
       EXPECT_THAT(log, HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
     } else {
