@@ -84,17 +84,19 @@ Log ReadLog(const path& file) {
     return log;
   }
   std::copy_n(header.begin() + 16, 8, log.salt.begin());
-  bool isSound = IsLogHeaderSound(header.data());
+  const bool hasHeader = IsLogHeaderSound(header.data());
+  bool isSound = hasHeader;
   std::array<unsigned char, 8> before;
   std::copy_n(header.begin() + 24, 8, before.begin());
   std::array<unsigned char, kFrameSize> frame;
   std::set<std::uint32_t> pages;
   for (off_t at = kLogHeaderSize; ReadAt(opened.Get(), frame, at) == frame.size();
        at += kFrameSize) {
-    if (!isSound && at == kLogHeaderSize) {
+    if (!hasHeader && at == kLogHeaderSize) {
       std::copy_n(frame.begin() + 8, 8, log.salt.begin());
     }
-    if (!std::equal(log.salt.begin(), log.salt.end(), frame.begin() + 8)) {
+    // Only the header says which frames are left from an earlier run.
+    if (hasHeader && !std::equal(log.salt.begin(), log.salt.end(), frame.begin() + 8)) {
       isSound = false;
       continue;
     }
@@ -234,11 +236,9 @@ bool IsLogCut(const path& file, bool isSameBoot) {
   const Log log = ReadLog(file);
   const auto index = ReadLogIndex(file);
   if (index && index->frames > index->foldedIn) {
-    if (index->salt != log.salt) {
-      // Another run of the log, or none. The previous run was folded in before a new one began.
-      return isSameBoot;
-    }
-    if (log.frames < index->frames) {
+    // Another run of the log, or none, means nothing after a restart: the index is older then.
+    const bool isSameRun = index->salt == log.salt;
+    if (isSameRun ? log.frames < index->frames : isSameBoot) {
       return true;
     }
   }

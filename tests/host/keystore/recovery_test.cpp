@@ -11,6 +11,7 @@
 
 #include "key_store_fixture.h"
 #include "keystore/file_damage.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
@@ -315,6 +316,43 @@ TEST_F(Recovery, ALogThatIsMissingIsSaid) {
     const std::string before = Logged();
     EXPECT_TRUE(Open()->Set("db/key", 2));
     EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
+  }
+}
+
+// What SQLite shared about the log is gone then, or older than the log.
+TEST_F(Recovery, ALogThatIsDamagedIsSaidAfterAPowerLossToo) {
+  auto open = Open();
+  open->Set("db/key", 1);
+  const path older = StateDir().parent_path() / "older";
+  std::filesystem::copy(LogIndexOf(DurableFile()), older);
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  for (int value = 2; value <= 9; ++value) {
+    open->Set("db/key", value);
+  }
+  Kill(std::move(open));
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(StateDir(), whole);
+  for (const bool isIndexThere : {false, true}) {
+    // The header, the first frame with it, and a place in the midst.
+    for (const auto& [offset, bytes] :
+         {std::pair(0, std::string(32, '\0')), std::pair(0, std::string(4152, '\0')),
+          std::pair(9000, std::string("damage"))}) {
+      SCOPED_TRACE(::testing::Message() << isIndexThere << " " << offset << " " << bytes.size());
+      std::filesystem::remove_all(StateDir());
+      std::filesystem::copy(whole, StateDir());
+      std::filesystem::remove(LogIndexOf(DurableFile()));
+      if (isIndexThere) {
+        std::filesystem::copy(older, LogIndexOf(DurableFile()));
+      }
+      std::filesystem::remove_all(RunDir());
+      Overwrite(LogOf(DurableFile()), offset, bytes);
+      const std::string before = Logged();
+      EXPECT_LT(Integer(*Open(), "db/key"), 9);
+      EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
+      const auto aside = SetAsideFiles(DurableFile());
+      ASSERT_THAT(aside, SizeIs(1));
+      EXPECT_FALSE(ReadDamaged(aside.front(), {}).isWhole);
+    }
   }
 }
 
