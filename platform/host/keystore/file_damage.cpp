@@ -84,17 +84,19 @@ Log ReadLog(const path& file) {
     return log;
   }
   std::copy_n(header.begin() + 16, 8, log.salt.begin());
-  bool isSound = IsLogHeaderSound(header.data());
+  const bool hasHeader = IsLogHeaderSound(header.data());
+  bool isSound = hasHeader;
   std::array<unsigned char, 8> before;
   std::copy_n(header.begin() + 24, 8, before.begin());
   std::array<unsigned char, kFrameSize> frame;
   std::set<std::uint32_t> pages;
   for (off_t at = kLogHeaderSize; ReadAt(opened.Get(), frame, at) == frame.size();
        at += kFrameSize) {
-    if (!isSound && at == kLogHeaderSize) {
+    if (!hasHeader && at == kLogHeaderSize) {
       std::copy_n(frame.begin() + 8, 8, log.salt.begin());
     }
-    if (!std::equal(log.salt.begin(), log.salt.end(), frame.begin() + 8)) {
+    // Only the header says which frames are left from an earlier run.
+    if (hasHeader && !std::equal(log.salt.begin(), log.salt.end(), frame.begin() + 8)) {
       isSound = false;
       continue;
     }
@@ -180,8 +182,9 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
   if (!damage && !HasChecks(page.data())) {
     return std::nullopt;  // of an older version, without checks
   }
-  // The log says how many pages there are; without one, the file itself does.
-  const std::uint32_t count = log.pageCount != 0 ? log.pageCount : ReadBigEndian(page.data() + 28);
+  // The log says how many pages there are; without one, the first page does, if it is sound itself.
+  const std::uint32_t count =
+      log.pageCount != 0 ? log.pageCount : std::max(ReadBigEndian(page.data() + 28), 1U);
   bool areAllChecked = true;
   for (std::uint32_t number = 1; number <= std::min(count, inFile); ++number) {
     if (log.pages.count(number) != 0) {
@@ -233,11 +236,9 @@ bool IsLogCut(const path& file, bool isSameBoot) {
   const Log log = ReadLog(file);
   const auto index = ReadLogIndex(file);
   if (index && index->frames > index->foldedIn) {
-    if (index->salt != log.salt) {
-      // Another run of the log, or none. The previous run was folded in before a new one began.
-      return isSameBoot;
-    }
-    if (log.frames < index->frames) {
+    // Another run of the log, or none, means nothing after a restart: the index is older then.
+    const bool isSameRun = index->salt == log.salt;
+    if (isSameRun ? log.frames < index->frames : isSameBoot) {
       return true;
     }
   }
@@ -245,6 +246,8 @@ bool IsLogCut(const path& file, bool isSameBoot) {
   // was on disk. With only one, perhaps nobody was told yet that it was committed.
   return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
 }
+
+bool IsLogWhole(const path& file) { return ReadLog(file).endsBehind == 0; }
 
 bool IsOfOlderVersion(const path& file) {
   std::array<unsigned char, kFileHeaderSize> header{};

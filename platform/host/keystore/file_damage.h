@@ -19,6 +19,10 @@ std::optional<std::string> DamageOf(const std::filesystem::path& file);
 // kept in memory about the log is then its latest state.
 bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
 
+// Whether the log of a key file, if there is one, has no transaction behind a damaged place. Nobody
+// need have been told that the last one was made.
+bool IsLogWhole(const std::filesystem::path& file);
+
 // Whether the pages of a key file that is whole have no checks yet.
 bool IsOfOlderVersion(const std::filesystem::path& file);
 

@@ -222,7 +222,9 @@ std::vector<std::pair<std::string, KeyValue>> KeyFile::List(std::string_view pre
       if (!key.starts_with(prefix)) {
         break;
       }
-      keys.emplace_back(std::move(key), rows.Value(1).value());
+      if (auto value = rows.Value(1)) {
+        keys.emplace_back(std::move(key), std::move(*value));
+      }
     }
     return keys;
   });

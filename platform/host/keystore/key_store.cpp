@@ -31,6 +31,7 @@
 #include <system_error>
 #include <utility>
 
+#include "keystore/damage_log.h"
 #include "keystore/key_file.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_files.h"
@@ -169,7 +170,8 @@ struct KeyStore::Impl {
   // `newest` is already visible, so a watcher that starts after the directory was read starts after
   // it.
   void Prune(std::size_t index, std::int64_t newest) {
-    try {
+    // The change itself is made, and after a failure a later one tries again.
+    GuardedFromDamage("keystore", "cannot cut the journal", [&] {
       // If the directory was removed, watchers take their places in the new one.
       MakeDirectory(watchers);
       const auto slowest = SlowestPosition(watchers);
@@ -177,10 +179,7 @@ struct KeyStore::Impl {
       // Long texts may be too much until the many small changes in front of them are gone.
       for (int cuts = 0; cuts < kMostCuts && files[index]->Prune(taken); ++cuts) {
       }
-    } catch (const std::exception& error) {
-      // The change itself is made, and a later one tries again.
-      LogError("keystore", std::string("cannot cut the journal: ") + error.what());
-    }
+    });
   }
 
   // All watchers of the process notice, and one says so.

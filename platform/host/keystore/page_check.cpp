@@ -164,6 +164,11 @@ std::uint64_t MarkOf(const unsigned char* page, std::uint32_t frame) {
 }
 
 bool IsLogHeaderSound(const unsigned char* header) {
+  // The check of zeros is zero. The last bit is the byte order of the checks.
+  constexpr std::uint32_t kMagic = 0x377f0682;
+  if ((ReadBigEndian(header) & ~1U) != kMagic) {
+    return false;
+  }
   const LogSum kept = SumAt(header + 24);
   return Added<false>({0, 0}, header, 24) == kept || Added<true>({0, 0}, header, 24) == kept;
 }

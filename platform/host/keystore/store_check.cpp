@@ -22,19 +22,19 @@ std::optional<std::string> DamageInUse(const path& file) {
   return Database::IsSound(file) ? std::nullopt : std::optional<std::string>("is damaged");
 }
 
-std::optional<std::string> DamageAtRest(const path& file) {
+std::optional<std::string> DamageAtRest(const path& file, bool isSameBoot) {
   if (auto damage = DamageOf(file)) {
     return damage;
   }
-  return IsLogCut(file, false) ? std::optional<std::string>("has lost the end of its log")
-                               : std::nullopt;
+  return IsLogCut(file, isSameBoot) ? std::optional<std::string>("has lost the end of its log")
+                                    : std::nullopt;
 }
 
-StoreFile Check(const path& file, bool isInUse) {
+StoreFile Check(const path& file, bool isInUse, bool isSameBoot) {
   if (IsMissingOrEmpty(file)) {
     return {file, IsThere(file) ? State::kDamaged : State::kMissing, AbsenceOf(file)};
   }
-  const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file);
+  const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file, isSameBoot);
   return {file, damage ? State::kDamaged : State::kWhole, damage.value_or("is whole")};
 }
 
@@ -50,14 +50,15 @@ std::vector<StoreFile> CheckStore(const path& stateDir, const path& runDir) {
     use = FileDescriptor(::open((runDir / kUsersName).c_str(), O_RDONLY | O_CLOEXEC));
     isInUse = use && ::flock(use.Get(), LOCK_EX | LOCK_NB) != 0;
   }
+  const bool isSameBoot = IsThere(runDir / kKeyFileName);
   std::vector<StoreFile> files;
   for (const path& directory : {stateDir, runDir}) {
     const path file = directory / kKeyFileName;
     if (directory == stateDir || isInUse || IsThere(file)) {
-      files.push_back(Check(file, isInUse || IsOpenSomewhere(file)));
+      files.push_back(Check(file, isInUse || IsOpenSomewhere(file), isSameBoot));
     }
     if (IsThere(CopyOf(file))) {
-      files.push_back(Check(CopyOf(file), false));
+      files.push_back(Check(CopyOf(file), false, isSameBoot));
     }
     for (const path& aside : SetAsideFiles(file)) {
       files.push_back({aside, State::kSetAside, "was set aside"});

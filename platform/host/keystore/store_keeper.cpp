@@ -136,10 +136,17 @@ struct StoreKeeper::Impl {
     if (age >= Time::duration::zero() && age < times.betweenCopies) {
       return now + std::chrono::ceil<milliseconds>(times.betweenCopies - age);
     }
+    // A copy that cannot be made costs as much, and leaves nothing that has an age.
+    if (now < copyAgain) {
+      return copyAgain;
+    }
     const bool isCopied = Try(copyFailure, [this] { CopyKeyFile(file, CopyOf(file)); });
     // The memory that this took is not needed again for a long time.
     ::malloc_trim(0);
-    return isCopied ? std::nullopt : std::optional(now + times.betweenCopies);
+    if (isCopied) {
+      return std::nullopt;
+    }
+    return copyAgain = now + times.betweenCopies;
   }
 
   // Whether the copy has all changes. Times would not tell: the clock may have been set back.
@@ -212,6 +219,7 @@ struct StoreKeeper::Impl {
   const FileDescriptor end;
   std::string foldFailure;
   std::string copyFailure;
+  steady_clock::time_point copyAgain;  // when the newest failure is followed by another attempt
   std::thread thread;
 };
 

@@ -83,14 +83,20 @@ bool MakeFromLog(const path& file, const path& made) {
   return true;
 }
 
+bool HasGoodCopy(const path& file) {
+  const path copy = CopyOf(file);
+  return !IsMissingOrEmpty(copy) && !DamageOf(copy);
+}
+
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
+  const bool isCopyGood = mayUseCopy && HasGoodCopy(file);
   const Unfinished made(file);
   // The copy may be newer than what is left of a log.
   const bool isLogCut = hadLog && IsLogCut(file, false);
-  const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
+  const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && isCopyGood) &&
                       MakeFromLog(file, made.File());
   std::string line = "key file " + file.string() + " " + reason;
   const path aside = SetAside(file);
@@ -106,12 +112,11 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
     return;
   }
   const path copy = CopyOf(file);
-  const bool hasCopy = IsThere(copy);
-  if (hasCopy && mayUseCopy && !DamageOf(copy)) {
+  if (isCopyGood) {
     PutInPlace(copy, file);
     line += "; its copy " + copy.string() + " takes its place";
   } else {
-    if (hasCopy) {
+    if (IsThere(copy)) {
       const path aside = NameAside(file);
       Rename(copy, aside);
       line += "; its copy is no better and set aside as " + aside.string();
@@ -173,7 +178,7 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
     return std::make_unique<KeyFile>(file, durability, changed);
   }
   const path copy = CopyOf(file);
-  if (!IsThere(copy) || DamageOf(copy)) {
+  if (!HasGoodCopy(file)) {
     throw StoreError(EROFS, "key file " + file.string() + " " + *damage +
                                 ", and there is no good copy of it; its file system is read-only:"
                                 " make it writable, or choose another root");

@@ -11,6 +11,7 @@
 #include <set>
 #include <system_error>
 
+#include "keystore/file_damage.h"
 #include "keystore/key_file.h"
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
@@ -46,6 +47,22 @@ class TemporaryDirectory {
  private:
   path m_Path;
 };
+
+// Copies a key file with its log, or a log alone, which gets a file for its pages.
+void CopyWithLog(const path& file, const path& to) {
+  const path suffix = LogOf({});
+  if (file.native().ends_with(suffix.native())) {
+    CopyFile(file, LogOf(to));
+    // SQLite removes the log of an empty file.
+    std::ofstream(to) << std::string(kPageSize, '\0');
+    return;
+  }
+  CopyFile(file, to);
+  std::error_code ignored;
+  if (const path log = LogOf(file); std::filesystem::exists(log, ignored)) {
+    CopyFile(log, LogOf(to));
+  }
+}
 
 // The first page says where the tables are, which is the same in every key file.
 void ReplaceFirstPage(const path& file, const TemporaryDirectory& directory) {
@@ -131,11 +148,9 @@ constexpr const char* kBackward = "SELECT key, value FROM keys WHERE key >= ?1 O
 Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
   const TemporaryDirectory directory;
   const path copy = directory / "keys.db";
-  CopyFile(file, copy);
-  std::error_code ignored;
-  if (const path log = LogOf(file); std::filesystem::exists(log, ignored)) {
-    CopyFile(log, LogOf(copy));
-  }
+  CopyWithLog(file, copy);
+  // SQLite would take what precedes the damage and remove the log.
+  const bool isLogWhole = IsLogWhole(copy);
   const bool isFirstPageGood = CanBeOpened(copy);
   if (!isFirstPageGood) {
     ReplaceFirstPage(copy, directory);
@@ -144,7 +159,8 @@ Salvage ReadDamaged(const path& file, const std::vector<std::string>& known) {
     }
   }
   Reader reader(copy);
-  const bool isWhole = reader.Take(kForward, "") && isFirstPageGood && reader.IsSound();
+  const bool isWhole =
+      reader.Take(kForward, "") && isFirstPageGood && isLogWhole && reader.IsSound();
   if (!isWhole) {
     reader.Take(kBackward, "");
     std::set<std::string> others = reader.ChangedKeys();

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,6 +30,7 @@
 
 struct _keynode_t {
   host::KeyChange change;
+  bool isValueKnown = true;
 };
 
 namespace host {
@@ -83,11 +86,12 @@ const Type* Held(const std::optional<KeyValue>& value) {
 
 // Callbacks read the key instead of taking the value from the node. For a late callback that would
 // be the newest value, several times over, and a key that was 1 for a moment would never have been
-// 1. So the callback of a change reads what the change left.
+// 1. So the callback of a change reads what the change left. If nobody knows what that is, it reads
+// the key itself, and fails with the reason.
 class ScopedChange {
  public:
-  explicit ScopedChange(const KeyChange& change) : m_Outer(t_Host.change) {
-    t_Host.change = &change;
+  explicit ScopedChange(const _keynode_t& node) : m_Outer(t_Host.change) {
+    t_Host.change = node.isValueKnown ? &node.change : nullptr;
   }
   ~ScopedChange() { t_Host.change = m_Outer; }
   ScopedChange(const ScopedChange&) = delete;
@@ -184,7 +188,7 @@ class Subscriptions {
   void Deliver() {
     GuardedFromDamage("vconf", "cannot read the changes", [this] {
       for (KeyChange& change : m_Watcher.TakeChanges()) {
-        _keynode_t node{std::move(change)};
+        _keynode_t node{.change = std::move(change)};
         DeliverOne(node);
         Tell([&](const KeyListener& listener) { listener.m_Changed(node.change); });
       }
@@ -199,13 +203,18 @@ class Subscriptions {
   // The lost changes may have been about any key. So each key of a file that was written since
   // somebody subscribed counts as changed once, to what it holds.
   void DeliverMissed() {
-    std::vector<KeyChange> changes;
+    std::vector<_keynode_t> nodes;
     for (const auto& [key, ofKey] : m_Subscriptions) {
-      const std::int64_t newest = ProcessStore().NewestChange(key);
-      changes.push_back({.key = key, .value = ProcessStore().Get(key), .number = newest});
+      // A key that cannot be read keeps nobody from hearing of the others.
+      constexpr auto kLatest = std::numeric_limits<std::int64_t>::max();
+      KeyChange change{.key = key, .value = {}, .number = kLatest};
+      const bool isRead = GuardedFromDamage("vconf", "cannot read " + key, [&] {
+        change.number = ProcessStore().NewestChange(key);
+        change.value = ProcessStore().Get(key);
+      });
+      nodes.push_back({.change = std::move(change), .isValueKnown = isRead});
     }
-    for (KeyChange& change : changes) {
-      _keynode_t node{std::move(change)};
+    for (_keynode_t& node : nodes) {
       DeliverOne(node);
     }
     Tell([](const KeyListener& listener) { listener.m_Missed(); });
@@ -236,7 +245,7 @@ class Subscriptions {
 
   // An exception ends only its own callback: the others, and later changes, are still due.
   static void Call(Subscription subscription, _keynode_t& node) {
-    const ScopedChange change(node.change);
+    const ScopedChange change(node);
     Guarded("vconf", "a callback of " + node.change.key + " threw",
             [&] { subscription.callback(&node, subscription.userData); });
   }

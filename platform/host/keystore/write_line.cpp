@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,7 +45,7 @@ struct WriteLine::Shared {
   pthread_mutex_t turn;
   std::atomic<std::int64_t> turns;   // how many have begun
   std::atomic<std::int64_t> absent;  // which of them was found not to begin
-  std::atomic<pid_t> holder;         // who is writing; 0 for nobody
+  std::atomic<pid_t> holder;         // who is writing, or was when killed; 0 for nobody
 };
 
 namespace {
@@ -111,6 +112,9 @@ bool LockUntil(pthread_mutex_t& mutex, Clock::time_point end) {
   return IsLocked(mutex, result);
 }
 
+// Who is killed while writing leaves its number behind until the next turn begins.
+bool IsRunning(pid_t holder) { return holder != 0 && (::kill(holder, 0) == 0 || errno != ESRCH); }
+
 }  // namespace
 
 WriteLine::WriteLine(const std::filesystem::path& file, std::filesystem::path keyFile)
@@ -170,7 +174,7 @@ WriteLine::Turn::Turn(WriteLine& line) : m_Line(line) {
     if (const std::int64_t now = shared.turns; now != turns) {
       turns = now;
       since = Clock::now();
-    } else if (shared.holder == 0) {
+    } else if (!IsRunning(shared.holder)) {
       shared.absent = turns + 1;
     } else if (Clock::now() >= since + kLimit) {
       // The holder of the turn may itself be waiting for a program that has not joined the line.

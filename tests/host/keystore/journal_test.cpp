@@ -1,11 +1,14 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <fstream>
+
 #include "key_store_fixture.h"
 
 namespace host {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -268,6 +271,20 @@ TEST_F(JournalTest, AKeyThatIsLargerThanTheJournalMayBeIsKept) {
   store->Set("memory/a", text);
   EXPECT_EQ(store->Get("memory/a"), KeyValue(text));
   EXPECT_THAT(ToTexts(TakeAnnounced(watcher)), ElementsAre("memory/a " + text));
+}
+
+TEST_F(JournalTest, DamageThatKeepsItFromBeingCutIsLoggedOnce) {
+  LogFile();
+  const auto store = Open();
+  Append(MemoryFile(), 3 * kPruneInterval);
+  Sql(MemoryFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  // A page in its midst.
+  std::fstream(MemoryFile(), std::ios::in | std::ios::out | std::ios::binary).seekp(8 * 4096)
+      << std::string(4096, 'x');
+  SetRepeatedly(*store, "memory/a", 3 * kPruneInterval);
+  EXPECT_EQ(Integer(*store, "memory/a"), 3 * kPruneInterval);
+  EXPECT_THAT(LogLines(), ElementsAre(AllOf(HasSubstr(" E "), HasSubstr("cannot cut the journal: "),
+                                            HasSubstr("a page is damaged"))));
 }
 
 TEST_F(JournalTest, ThatDoesNotCountItsBytesYetIsTakenOver) {

@@ -181,6 +181,25 @@ TEST_F(Keeper, AFailureThatLastsIsLoggedOnce) {
   EXPECT_THAT(LogLines(), ElementsAre(HasSubstr("cannot keep the key store: ")));
 }
 
+TEST_F(Keeper, ACopyThatCannotBeMadeIsNotTriedAgainBeforeItsTime) {
+  LogFile();
+  const auto store = Open();
+  const path copy = CopyOf(DurableFile());
+  std::filesystem::create_directory(copy);
+  std::filesystem::last_write_time(copy, std::filesystem::file_time_type::clock::now() - hours(2));
+  {
+    const auto keeper = Keep({.quiet = kSoon, .betweenCopies = hours(1)});
+    store->Set("db/key", 1);
+    EXPECT_TRUE(support::WaitUntil([] { return !LogLines().empty(); }));
+    std::filesystem::remove(copy);
+    store->Set("db/key", 2);
+    EXPECT_TRUE(IsFoldedIn());
+  }
+  EXPECT_FALSE(std::filesystem::exists(copy));
+  const auto keeper = Keep({.quiet = kSoon, .betweenCopies = hours(1)});
+  EXPECT_TRUE(IsCopied("2"));
+}
+
 TEST_F(Keeper, ACopyOfAStoreInUseIsAWhole) {
   const auto store = Open();
   auto writer = Start({"count", "1000000", "db/key"});

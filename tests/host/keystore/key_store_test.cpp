@@ -256,5 +256,17 @@ TEST_F(KeyStoreTest, ServesManyThreadsAtOnce) {
   }
 }
 
+TEST_F(KeyStoreTest, AKeyThatAnotherProgramLeftWithoutAValueIsMissing) {
+  const auto store = Open();
+  store->Set("db/a", 1);
+  store->Set("db/z", 2);
+  Sql(DurableFile(), "INSERT INTO keys VALUES ('db/null', NULL)");
+  EXPECT_EQ(store->Get("db/null"), std::nullopt);
+  EXPECT_THAT(store->List("db/"),
+              ElementsAre(Pair("db/a", KeyValue(1)), Pair("db/z", KeyValue(2))));
+  EXPECT_TRUE(store->Set("db/null", 3));
+  EXPECT_EQ(store->List("db/").size(), 3u);
+}
+
 }  // namespace
 }  // namespace host

@@ -82,10 +82,16 @@ TEST_F(ReadOnly, WithoutAGoodCopyTheFailureNamesTheFileAndWhatToDo) {
   const path file = m_Files.Durable();
   Overwrite(file);
   Overwrite(CopyOf(file));
-  const ReadOnlyFiles readOnly(m_Files.StateDir());
-  EXPECT_THAT([&] { Open(); },
-              ThrowsMessage<StoreError>(AllOf(HasSubstr(file.string() + " is not a database"),
-                                              HasSubstr("read-only"), Not(HasSubstr("-wal")))));
+  for (const bool isEmpty : {false, true}) {
+    SCOPED_TRACE(isEmpty);
+    if (isEmpty) {
+      std::filesystem::resize_file(CopyOf(file), 0);
+    }
+    const ReadOnlyFiles readOnly(m_Files.StateDir());
+    EXPECT_THAT([&] { Open(); },
+                ThrowsMessage<StoreError>(AllOf(HasSubstr(file.string() + " is not a database"),
+                                                HasSubstr("read-only"), Not(HasSubstr("-wal")))));
+  }
 }
 
 }  // namespace

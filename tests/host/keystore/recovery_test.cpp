@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <bit>
 #include <cerrno>
 #include <fstream>
 #include <functional>
@@ -10,6 +11,7 @@
 
 #include "key_store_fixture.h"
 #include "keystore/file_damage.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
@@ -193,6 +195,16 @@ TEST_F(Recovery, ACopyThatIsDamagedIsSetAsideToo) {
   EXPECT_FALSE(std::filesystem::exists(CopyOf(DurableFile())));
 }
 
+TEST_F(Recovery, ACopyThatIsEmptyIsNoCopy) {
+  MakeStore(31, false);
+  std::ofstream(CopyOf(DurableFile())).close();
+  Flip(DurableFile(), 8 * 5000);
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), AllOf(HasSubstr("its copy is no better and set aside as "),
+                              HasSubstr("an empty one takes its place")));
+  EXPECT_FALSE(std::filesystem::exists(CopyOf(DurableFile())));
+}
+
 TEST_F(Recovery, FiveFilesAreKeptThatWereSetAside) {
   std::vector<path> aside;
   for (int i = 1; i <= 7; ++i) {
@@ -242,6 +254,22 @@ TEST_F(Recovery, ABitThatFlipsAnywhereInTheFileIsNoticed) {
   EXPECT_THAT(keys, SizeIs(101));
 }
 
+TEST_F(Recovery, ABitThatFlipsSoThatAFileSaysThatItHasNoPagesIsNoticed) {
+  std::uintmax_t pages = 0;
+  for (int i = 0; !std::has_single_bit(pages) || pages < 4; ++i) {
+    Open()->Set("db/key" + std::to_string(i), std::string(1500, 'x'));
+    pages = std::filesystem::file_size(DurableFile()) / 4096;
+  }
+  ASSERT_EQ(DamageOf(DurableFile()), std::nullopt);
+  // The number of pages, in four bytes, the highest first.
+  const auto bit = static_cast<std::uintmax_t>(std::countr_zero(pages));
+  Flip(DurableFile(), (31 - bit / 8) * 8 + bit % 8);
+  EXPECT_EQ(support::ReadFile(DurableFile()).substr(28, 4), std::string(4, '\0'));
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "is damaged in page 1");
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), HasSubstr(DurableFile().string() + " is damaged in page 1; "));
+}
+
 TEST_F(Recovery, ABitThatFlipsInTheLogCostsWhatWasWrittenBehindItAndIsSaid) {
   auto open = Open();
   for (int value = 1; value <= 40; ++value) {
@@ -284,9 +312,47 @@ TEST_F(Recovery, ALogThatIsMissingIsSaid) {
     } else {
       std::filesystem::resize_file(LogOf(DurableFile()), 0);
     }
+    EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "has lost the end of its log");
     const std::string before = Logged();
     EXPECT_TRUE(Open()->Set("db/key", 2));
     EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
+  }
+}
+
+// What SQLite shared about the log is gone then, or older than the log.
+TEST_F(Recovery, ALogThatIsDamagedIsSaidAfterAPowerLossToo) {
+  auto open = Open();
+  open->Set("db/key", 1);
+  const path older = StateDir().parent_path() / "older";
+  std::filesystem::copy(LogIndexOf(DurableFile()), older);
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  for (int value = 2; value <= 9; ++value) {
+    open->Set("db/key", value);
+  }
+  Kill(std::move(open));
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(StateDir(), whole);
+  for (const bool isIndexThere : {false, true}) {
+    // The header, the first frame with it, and a place in the midst.
+    for (const auto& [offset, bytes] :
+         {std::pair(0, std::string(32, '\0')), std::pair(0, std::string(4152, '\0')),
+          std::pair(9000, std::string("damage"))}) {
+      SCOPED_TRACE(::testing::Message() << isIndexThere << " " << offset << " " << bytes.size());
+      std::filesystem::remove_all(StateDir());
+      std::filesystem::copy(whole, StateDir());
+      std::filesystem::remove(LogIndexOf(DurableFile()));
+      if (isIndexThere) {
+        std::filesystem::copy(older, LogIndexOf(DurableFile()));
+      }
+      std::filesystem::remove_all(RunDir());
+      Overwrite(LogOf(DurableFile()), offset, bytes);
+      const std::string before = Logged();
+      EXPECT_LT(Integer(*Open(), "db/key"), 9);
+      EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
+      const auto aside = SetAsideFiles(DurableFile());
+      ASSERT_THAT(aside, SizeIs(1));
+      EXPECT_FALSE(ReadDamaged(aside.front(), {}).isWhole);
+    }
   }
 }
 
@@ -329,15 +395,18 @@ TEST_F(Recovery, ALogWhoseFileIsGoneIsSetAsideWhenItDoesNotHoldEverything) {
                               HasSubstr("an empty one takes its place")));
 }
 
-TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoCopy) {
-  for (const bool withCopy : {true, false}) {
-    SCOPED_TRACE(withCopy);
+TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoGoodCopy) {
+  enum class Copy { kNone, kEmpty, kDamaged, kGood };
+  for (const Copy copy : {Copy::kNone, Copy::kEmpty, Copy::kDamaged, Copy::kGood}) {
+    SCOPED_TRACE(static_cast<int>(copy));
     std::filesystem::remove_all(StateDir());
     std::filesystem::remove_all(StateDir().parent_path() / "memory");
     auto open = Open();
     SetMany(*open);
-    if (withCopy) {
+    if (copy == Copy::kGood) {
       CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+    } else if (copy != Copy::kNone) {
+      std::ofstream(CopyOf(DurableFile())) << (copy == Copy::kEmpty ? "" : "damage");
     }
     Kill(std::move(open));
     Flip(LogOf(DurableFile()), std::filesystem::file_size(LogOf(DurableFile())) / 2 * 8);
@@ -345,7 +414,7 @@ TEST_F(Recovery, WhatIsLeftOfADamagedLogIsTakenWhenThereIsNoCopy) {
     const std::string before = Logged();
     const std::size_t count = Open()->List("db/").size();
     const std::string log = Logged().substr(before.size());
-    if (withCopy) {
+    if (copy == Copy::kGood) {
       EXPECT_EQ(count, kMany);
       EXPECT_THAT(log, HasSubstr(CopyOf(DurableFile()).string() + " takes its place"));
     } else {
@@ -539,6 +608,65 @@ TEST_F(Recovery, WhatCanBeReadOfADamagedFileIsGotOut) {
     }
     EXPECT_EQ(support::ReadFile(DurableFile()), before);
   }
+}
+
+TEST_F(Recovery, AFileWhoseLogIsDamagedIsNotCalledWholeWhenItIsGotOut) {
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  EXPECT_TRUE(ReadDamaged(DurableFile(), {}).isWhole);
+  const auto size = std::filesystem::file_size(LogOf(DurableFile()));
+  const path whole = StateDir().parent_path() / "whole";
+  std::filesystem::copy(StateDir(), whole);
+  // In the middle, and in the last transaction.
+  for (const std::uintmax_t offset : {size / 2, size - 1000}) {
+    SCOPED_TRACE(offset);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::copy(whole, StateDir());
+    Flip(LogOf(DurableFile()), offset * 8);
+    const Keys kept = Open()->List("db/");
+    const auto aside = SetAsideFiles(DurableFile());
+    ASSERT_THAT(aside, SizeIs(1));
+    const Salvage salvage = ReadDamaged(aside.front(), {});
+    EXPECT_FALSE(salvage.isWhole);
+    EXPECT_EQ(salvage.keys, kept);
+    EXPECT_LT(kept.size(), kMany);
+  }
+}
+
+TEST_F(Recovery, WhatALogHoldsIsGotOutWithoutItsFile) {
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  std::filesystem::remove(DurableFile());
+  Flip(LogOf(DurableFile()), std::filesystem::file_size(LogOf(DurableFile())) / 2 * 8);
+  Open();
+  const path log = SetAsideFiles(DurableFile()).front();
+  const std::string before = support::ReadFile(log);
+  const Salvage cut = ReadDamaged(log, {});
+  EXPECT_FALSE(cut.isWhole);
+  EXPECT_THAT(cut.keys, Not(IsEmpty()));
+  for (const auto& [key, value] : cut.keys) {
+    EXPECT_EQ(value, KeyValue(ValueOf(std::stoi(key.substr(6)) - 1000))) << key;
+  }
+  EXPECT_EQ(support::ReadFile(log), before);
+  Flip(log, std::filesystem::file_size(log) / 2 * 8);
+  const Salvage whole = ReadDamaged(log, {});
+  EXPECT_TRUE(whole.isWhole);
+  EXPECT_THAT(whole.keys, SizeIs(kMany));
+}
+
+TEST_F(Recovery, ALogWithoutItsFileThatDoesNotHoldEveryPageIsNotCalledWhole) {
+  auto open = Open();
+  open->Set("db/key", 1);
+  Sql(DurableFile(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  open->Set("db/key", 2);
+  Kill(std::move(open));
+  std::filesystem::remove(DurableFile());
+  Open();
+  const Salvage salvage = ReadDamaged(SetAsideFiles(DurableFile()).front(), {});
+  EXPECT_FALSE(salvage.isWhole);
+  EXPECT_THAT(salvage.keys, ElementsAre(Pair("db/key", KeyValue(2))));
 }
 
 TEST_F(Recovery, AFileThatIsOpenElsewhereIsNotSetAside) {

@@ -1,12 +1,17 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include "contract/main_loop.h"
 #include "framework/main_loop.h"
 #include "keystore/key_store.h"
+#include "keystore/sqlite.h"
 #include "support/temp_directory.h"
 #include "system/environment.h"
 #include "system/log.h"
@@ -15,6 +20,7 @@
 namespace {
 
 using ::testing::AllOf;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Ne;
 
@@ -81,6 +87,49 @@ TEST(HostVconf, LogsDamageOnceHoweverOftenTheChangesAreAskedFor) {
   EXPECT_EQ(logged(), first);
   int value = 0;
   EXPECT_EQ(vconf_get_int("memory/key", &value), -1);
+}
+
+TEST(HostVconf, AKeyThatCannotBeReadKeepsNobodyFromHearingThatChangesWereMissed) {
+  const support::TempDirectory root;
+  host::SetEnvironment({.root = root.Path(), .modelFile = {}, .dataDir = {}});
+  host::OpenLog(root / "log");
+  const host::MainLoop mainLoop;
+  ASSERT_EQ(vconf_set_str("memory/whole", "before"), 0);
+  static std::vector<std::string> read;
+  const auto reading = [](keynode_t*, void* key) {
+    errno = 0;
+    char* text = vconf_get_str(static_cast<char*>(key));
+    read.push_back(text != nullptr ? text : std::to_string(errno));
+    std::free(text);
+  };
+  std::string keys[] = {"memory/broken", "memory/whole"};
+  for (std::string& key : keys) {
+    ASSERT_EQ(vconf_notify_key_changed(key.c_str(), reading, key.data()), 0);
+  }
+
+  host::KeyStore other(host::StateDir(), host::RunDir());
+  other.Set("memory/whole", "after");
+  const std::string text(1024 * 1024, 'x');
+  for (int mebibytes = 0; mebibytes < 24; ++mebibytes) {
+    other.Set("memory/text", text);
+  }
+  // The two keys are on the first and the last of several pages.
+  const std::filesystem::path file = host::RunDir() / "keys.db";
+  host::Database(file).Execute(
+      "PRAGMA secure_delete = ON;"
+      "INSERT INTO keys VALUES ('memory/broken', 'the broken one');"
+      "WITH RECURSIVE n(i) AS (VALUES(1000) UNION ALL SELECT i + 1 FROM n WHERE i < 1300)"
+      " INSERT INTO keys SELECT 'memory/key' || i, hex(zeroblob(50)) FROM n;"
+      "PRAGMA wal_checkpoint(TRUNCATE)");
+  const std::string content = support::ReadFile(file);
+  const std::size_t place = content.find("the broken one");
+  ASSERT_NE(place, std::string::npos);
+  ASSERT_EQ(content.rfind("the broken one"), place);
+  std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).seekp(place / 4096 * 4096)
+      << std::string(4096, 'x');
+  contract::SettleMainLoop();
+  std::sort(read.begin(), read.end());
+  EXPECT_THAT(read, ElementsAre(std::to_string(EUCLEAN), "after"));
 }
 
 }  // namespace

@@ -201,6 +201,23 @@ TEST_F(WriteLineTest, AProcessThatIsStoppedWhenItsTurnComesKeepsNobodyWaiting) {
   ExpectPromptWrites(*store);
 }
 
+TEST_F(WriteLineTest, AProcessThatIsStoppedWhenItInheritsTheTurnOfAKilledOneKeepsNobodyWaiting) {
+  const auto store = Open();
+  store->Set("db/key", 0);
+  Worker holder = StartStuck();
+  Worker absent = Start({"absent", "count", "1", "db/absent"});
+  ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*absent.process) == 'S'; }));
+  holder->Signal(SIGKILL);
+  EXPECT_EQ(holder->Wait(), 128 + SIGKILL);
+  ASSERT_TRUE(support::WaitUntil([&] { return StateOf(*absent.process) == 'T'; }));
+  ExpectPromptWrites(*store);
+  EXPECT_EQ(store->Get("db/absent"), std::nullopt);
+  absent->Signal(SIGCONT);
+  EXPECT_EQ(absent->Wait(), 0) << support::ReadFile(absent.err);
+  EXPECT_EQ(store->Get("db/absent"), KeyValue(1));
+  ExpectPromptWrites(*store);
+}
+
 TEST_F(WriteLineTest, OpeningFailsWhenOneProcessIsStoppedWhileItOpensTheStoreAndNamesIt) {
   Open();
   std::filesystem::remove(DurableFile());
