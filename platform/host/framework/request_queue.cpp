@@ -5,6 +5,9 @@
 // the service leaves too much with it; so what would make a client's line too long is refused. Only
 // while the bus does not take the replies there is no use in reading more.
 //
+// Turns go by when a line began, not by names: the bus gives new clients names that no cursor has
+// passed, so those that come and go without end would have all turns.
+//
 // The lines hold what was sent before an application came or went. What is read later waits in
 // lines of its own, behind that news.
 //
@@ -156,7 +159,7 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
     waits.load = *load;
     Enqueue(std::move(waits));
     if (isOnTheSpot) {
-      Postpone(sender);
+      Postpone(m_Lines.front().ring.begin());
     }
     return 1;
   } catch (...) {
@@ -262,12 +265,31 @@ bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
   return true;
 }
 
+// Leaves nothing in `calls`; changes nothing when it throws.
+void RequestQueue::Append(Lines& lines, const std::string& client, Calls& calls) {
+  auto found = lines.clients.find(client);
+  if (found == lines.clients.end()) {
+    Ring one;
+    one.push_back({client, {}});
+    found = lines.clients.emplace(client, one.begin()).first;
+    lines.ring.splice(lines.ring.end(), one);
+  }
+  Line& line = *found->second;
+  line.calls.splice(line.calls.end(), calls);
+}
+
+void RequestQueue::Remove(Lines& lines, Ring::iterator line) {
+  lines.clients.erase(line->client);
+  (line->isAside ? lines.aside : lines.ring).erase(line);
+}
+
 void RequestQueue::Enqueue(Call call) {
   const std::string sender = SenderOf(call.message.get());
-  Lines& last = m_Lines.back();
   const Load load = call.load;
   m_HasTakenSince = m_HasRefused;
-  (last.unknown.contains(sender) ? last.unknown : last.known)[sender].push_back(std::move(call));
+  Calls one;
+  one.push_back(std::move(call));
+  Append(m_Lines.back(), sender, one);
   for (Load* const each :
        {static_cast<Load*>(&m_Waiting[sender]), static_cast<Load*>(&m_WaitingOfAll)}) {
     each->requests += load.requests;
@@ -295,10 +317,11 @@ void RequestQueue::Leave(const std::string& client, const Load& load) {
   }
 }
 
-void RequestQueue::Postpone(const std::string& client) {
+void RequestQueue::Postpone(Ring::iterator line) {
   Lines& lines = m_Lines.front();
-  lines.unknown.insert(lines.known.extract(client));
-  m_Callers.Ask(client);
+  line->isAside = true;
+  lines.aside.splice(lines.aside.end(), lines.ring, line);
+  m_Callers.Ask(line->client);
 }
 
 void RequestQueue::Resume(const std::string& client) {
@@ -306,8 +329,10 @@ void RequestQueue::Resume(const std::string& client) {
     m_Ended.insert(client);
   }
   Lines& lines = m_Lines.front();
-  if (lines.unknown.contains(client)) {
-    lines.known.insert(lines.unknown.extract(client));
+  if (const auto found = lines.clients.find(client);
+      found != lines.clients.end() && found->second->isAside) {
+    found->second->isAside = false;
+    lines.ring.splice(lines.ring.end(), lines.aside, found->second);
   }
 }
 
@@ -322,7 +347,7 @@ void RequestQueue::Forget(const std::string& connection) {
 void RequestQueue::ServeFor(std::chrono::microseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
   while (IsReady()) {
-    if (m_Lines.front().known.empty()) {
+    if (m_Lines.front().ring.empty()) {
       TellNews();
     } else {
       ServeNextClient();
@@ -343,13 +368,9 @@ void RequestQueue::TellNews() {
 }
 
 void RequestQueue::ServeNextClient() {
-  Clients& clients = m_Lines.front().known;
-  auto client = clients.upper_bound(m_LastServed);
-  if (client == clients.end()) {
-    client = clients.begin();
-  }
-  m_LastServed = client->first;
-  Call& call = client->second.front();
+  Lines& lines = m_Lines.front();
+  const Ring::iterator line = lines.ring.begin();
+  Call& call = line->calls.front();
   bool isServed = true;
   bool isDone = true;
   CatchUpBeforeMessage();
@@ -364,14 +385,18 @@ void RequestQueue::ServeNextClient() {
     ReplyError(call.message.get(), kFailed, "the reply could not be made");
   }
   if (!isServed) {
-    Postpone(m_LastServed);
-  } else if (isDone) {
+    Postpone(line);
+    return;
+  }
+  lines.ring.splice(lines.ring.end(), lines.ring, line);
+  if (isDone) {
+    const std::string client = line->client;
     const Load load = call.load;
-    client->second.pop_front();
-    if (client->second.empty()) {
-      clients.erase(client);
+    line->calls.pop_front();
+    if (line->calls.empty()) {
+      Remove(lines, line);
     }
-    Leave(m_LastServed, load);
+    Leave(client, load);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <set>
 #include <string>
@@ -62,7 +63,7 @@ class RequestQueue {
   bool IsReady() const { return !IsEmpty() && !IsStuck(); }
 
   // Whether nothing waits, not for an answer of the bus either.
-  bool IsIdle() const { return IsEmpty() && m_Lines.front().unknown.empty(); }
+  bool IsIdle() const { return IsEmpty() && m_Lines.front().aside.empty(); }
 
   // Whether so much news is waiting that some should be told before more is read.
   bool IsFull() const;
@@ -120,19 +121,27 @@ class RequestQueue {
     std::string body;
   };
 
-  using Calls = std::deque<Call>;
-  using Clients = std::map<std::string, Calls>;  // by their unique names; none without a call
+  using Calls = std::list<Call>;
+
+  // What a client has waiting; at least one call.
+  struct Line {
+    std::string client;  // its unique name
+    Calls calls;
+    bool isAside = false;  // where it stands
+  };
+  using Ring = std::list<Line>;
 
   // What was taken between two pieces of news.
   struct Lines {
-    Clients known;
-    Clients unknown;    // those that the bus was asked about
-    bus::Message news;  // that came after them; none behind the last
+    Ring ring;   // whose first has its turn, and then goes to the end
+    Ring aside;  // those whose clients the bus was asked about
+    std::map<std::string, Ring::iterator> clients;  // of both
+    bus::Message news;                              // that came after them; none behind the last
   };
 
   bool IsEmpty() const {
-    return m_Lines.front().known.empty() &&
-           (m_Lines.front().news == nullptr || !m_Lines.front().unknown.empty());
+    return m_Lines.front().ring.empty() &&
+           (m_Lines.front().news == nullptr || !m_Lines.front().aside.empty());
   }
   int TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve);
   Outcome Serve(const std::string& sender, const Request& request);
@@ -140,9 +149,11 @@ class RequestQueue {
   bool ServeNextOf(Call& call);
   void ServeNextClient();
   void TellNews();
-  void Postpone(const std::string& client);
+  void Postpone(Ring::iterator line);
   void Resume(const std::string& client);
   void Forget(const std::string& connection);
+  static void Append(Lines& lines, const std::string& client, Calls& calls);
+  static void Remove(Lines& lines, Ring::iterator line);
   void Enqueue(Call call);
   void Leave(const std::string& client, const Load& load);
   bool ServesOnTheSpot(sd_bus_message* call);
@@ -158,7 +169,6 @@ class RequestQueue {
   std::map<std::string, Waiting> m_Waiting;  // each client that has a call in m_Lines
   Waiting m_WaitingOfAll;
   std::set<std::string> m_Ended;  // those that are to be forgotten after their last call
-  std::string m_LastServed;
   std::vector<std::string> m_ServedOnTheSpot;  // in this turn, as the next two
   bool m_HasRefused = false;
   bool m_HasTakenSince = false;

@@ -246,6 +246,37 @@ TEST_F(RequestAll, SharesTheTimeAmongThoseThatSendMany) {
   EXPECT_LT(Served("sleep"), kLong / 2);
 }
 
+// The bus numbers its clients, and these sort behind the tenth: ":1.10" < ":1.11" < ... < ":1.99".
+TEST_F(RequestAll, HasItsTurnBeforeThoseOfClientsThatKeepComing) {
+  constexpr int kOthers = 4;
+  constexpr int kMostNewcomers = 60;
+  std::list<Client> clients;
+  do {
+    clients.emplace_back(Address());
+  } while (clients.back().UniqueName() < ":1.10" || clients.back().UniqueName() >= ":1.2");
+  std::list<Awaited> lists;
+  const auto come = [&] {
+    clients.emplace_back(Address());
+    lists.emplace_back(clients.back(), Texts(2, R"({"do":"sleep","ms":20})"));
+  };
+  WhileTheServiceStands([&] {
+    lists.emplace_back(clients.back(), Texts(3, R"({"do":"patient"})"));
+    for (int count = 0; count < kOthers; ++count) {
+      come();
+    }
+  });
+  for (int count = 0; count < kMostNewcomers && Served("patient") < 2; ++count) {
+    const std::ptrdiff_t served = Served("sleep");
+    come();
+    ASSERT_TRUE(support::WaitUntil([&] { return Served("sleep") > served; }));
+  }
+  ASSERT_TRUE(support::WaitUntil([&] { return Served("patient") >= 2; }));
+  const std::vector<std::string> trace = Trace();
+  const auto first = std::find(trace.begin(), trace.end(), "request patient");
+  const auto second = std::find(std::next(first), trace.end(), "request patient");
+  EXPECT_LE(second - first, kOthers + 1);
+}
+
 TEST_F(RequestAll, ManySingleRequestsLetOtherClientsHaveTheirTurnInBetween) {
   for (int index = 0; index < kLong; ++index) {
     m_Client.Post(kSleep);
