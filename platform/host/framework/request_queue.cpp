@@ -131,10 +131,14 @@ int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
 
 int RequestQueue::Take(sd_bus_message* call, sd_bus_error* error,
                        std::function<void(sd_bus_message*)> serve) {
-  return TakeCall(call, error, [serve = std::move(serve)](sd_bus_message* taken) {
-    serve(taken);
-    return true;
-  });
+  try {
+    return TakeCall(call, error, [serve = std::move(serve)](sd_bus_message* taken) {
+      serve(taken);
+      return true;
+    });
+  } catch (...) {  // for want of memory for the function
+    return sd_bus_error_set(error, kFailed, CurrentExceptionText().c_str());
+  }
 }
 
 int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve) {
@@ -267,11 +271,11 @@ bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
 
 // Leaves nothing in `calls`; changes nothing when it throws.
 void RequestQueue::Append(Lines& lines, const std::string& client, Calls& calls) {
-  auto found = lines.clients.find(client);
-  if (found == lines.clients.end()) {
+  auto found = lines.clients.lower_bound(client);
+  if (found == lines.clients.end() || found->first != client) {
     Ring one;
     one.push_back({client, {}});
-    found = lines.clients.emplace(client, one.begin()).first;
+    found = lines.clients.emplace_hint(found, client, one.begin());
     lines.ring.splice(lines.ring.end(), one);
   }
   Line& line = *found->second;
@@ -283,18 +287,24 @@ void RequestQueue::Remove(Lines& lines, Ring::iterator line) {
   (line->isAside ? lines.aside : lines.ring).erase(line);
 }
 
+// Changes nothing when it throws.
 void RequestQueue::Enqueue(Call call) {
   const std::string sender = SenderOf(call.message.get());
   const Load load = call.load;
-  m_HasTakenSince = m_HasRefused;
   Calls one;
   one.push_back(std::move(call));
-  Append(m_Lines.back(), sender, one);
-  for (Load* const each :
-       {static_cast<Load*>(&m_Waiting[sender]), static_cast<Load*>(&m_WaitingOfAll)}) {
+  Waiting& waiting = m_Waiting[sender];
+  try {
+    Append(m_Lines.back(), sender, one);
+  } catch (...) {
+    Leave(sender, {});
+    throw;
+  }
+  for (Load* const each : {static_cast<Load*>(&waiting), static_cast<Load*>(&m_WaitingOfAll)}) {
     each->requests += load.requests;
     each->bytes += load.bytes;
   }
+  m_HasTakenSince = m_HasRefused;
 }
 
 void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most) {
