@@ -8,6 +8,11 @@
 // Turns go by when a line began, not by names: the bus gives new clients names that no cursor has
 // passed, so those that come and go without end would have all turns.
 //
+// Nobody waits for what a client left behind that ended, and a connection costs little, so those
+// that come, send what they may and go would grow without end. It stands in one line for all of
+// them, and what would make that too long is dropped. To refuse others meanwhile would shut them
+// out.
+//
 // The lines hold what was sent before an application came or went. What is read later waits in
 // lines of its own, behind that news.
 //
@@ -41,6 +46,15 @@ constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 // What may wait of one client, which is four full lists, and of all together.
 constexpr RequestQueue::Load kMostOfClient{4 * kMaxRequestsAtOnce, 5 * kMaxTextAtOnce};
 constexpr RequestQueue::Load kMostOfAll{16 * kMostOfClient.requests, 16 * kMostOfClient.bytes};
+
+// What may wait of all when a client begins with more than one request. The bus drops the news that
+// a connection ended while it has too much for the service, so some that ended count as clients.
+constexpr RequestQueue::Load kMostWithNew{2 * kMostOfAll.requests, 2 * kMostOfAll.bytes};
+
+// What may wait of all that ended, which is sixteen full lists; and the name of their line.
+constexpr RequestQueue::Load kMostOfEnded{4 * kMostOfClient.requests, 4 * kMostOfClient.bytes};
+constexpr char kEnded[] = "";
+
 constexpr std::size_t kMaxNews = 1024;
 
 // While a bus does not read, because somebody does not read from it, replies stay here.
@@ -51,6 +65,8 @@ constexpr std::chrono::milliseconds kLately{50};
 
 // What a request, or any text in a call, takes beside its bytes.
 constexpr std::size_t kBytesAround = 64;
+
+constexpr RequestQueue::Load kOneRequest{1, kMaxBodySize + kBytesAround};
 
 constexpr int kErrorType = -1;
 
@@ -74,6 +90,12 @@ std::string ErrorBody(const char* name, const std::string& text) {
   body["error"] = name;
   body["message"] = text;
   return WriteBody(body);
+}
+
+bool Fits(const RequestQueue::Load& waiting, const RequestQueue::Load& more,
+          const RequestQueue::Load& most) {
+  return waiting.requests + more.requests <= most.requests &&
+         waiting.bytes + more.bytes <= most.bytes;
 }
 
 // What a call is counted as: each of its texts as a request. They are read no further than it
@@ -214,7 +236,7 @@ int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
 }
 
 bool RequestQueue::IsTooMuch(Waiting& waiting, const Load& more, const Load& most) {
-  if (waiting.requests + more.requests > most.requests || waiting.bytes + more.bytes > most.bytes) {
+  if (!Fits(waiting, more, most)) {
     waiting.isFull = true;
   }
   if (waiting.isFull) {
@@ -232,16 +254,24 @@ bool RequestQueue::HasRefusedLately() const {
 // answer is heard however much the others have sent.
 int RequestQueue::Refuse(const std::string& client, const Load& more, sd_bus_error* error) {
   const auto found = m_Waiting.find(client);
+  const bool isNew = found == m_Waiting.end();
   Waiting none;
-  if (IsTooMuch(found != m_Waiting.end() ? found->second : none, more, kMostOfClient)) {
+  if (IsTooMuch(isNew ? none : found->second, more, kMostOfClient)) {
     return sd_bus_error_set(error, kLimitsExceeded,
                             "at most 4096 requests and 5 MiB of a client may wait: await answers "
                             "before you send more");
   }
-  if (found != m_Waiting.end() && IsTooMuch(m_WaitingOfAll, more, kMostOfAll)) {
+  if (!isNew && IsTooMuch(m_WaitingOfAll, more, kMostOfAll)) {
     return sd_bus_error_set(error, kLimitsExceeded,
                             "at most 65536 requests and 80 MiB of all clients may wait: await "
                             "answers before you send more");
+  }
+  Waiting all{m_WaitingOfAll};
+  all.isFull = false;
+  if (isNew && !Fits({}, more, kOneRequest) && IsTooMuch(all, more, kMostWithNew)) {
+    return sd_bus_error_set(error, kLimitsExceeded,
+                            "at most 131072 requests and 160 MiB of all clients may wait: send one "
+                            "request, or all of them later");
   }
   return 0;
 }
@@ -300,11 +330,14 @@ void RequestQueue::Enqueue(Call call) {
     Leave(sender, {});
     throw;
   }
-  for (Load* const each : {static_cast<Load*>(&waiting), static_cast<Load*>(&m_WaitingOfAll)}) {
-    each->requests += load.requests;
-    each->bytes += load.bytes;
-  }
+  Add(waiting, load);
+  Add(m_WaitingOfAll, load);
   m_HasTakenSince = m_HasRefused;
+}
+
+void RequestQueue::Add(Waiting& waiting, const Load& more) {
+  waiting.requests += more.requests;
+  waiting.bytes += more.bytes;
 }
 
 void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most) {
@@ -318,39 +351,81 @@ void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most
 void RequestQueue::Leave(const std::string& client, const Load& load) {
   const auto own = m_Waiting.find(client);
   Subtract(own->second, load, kMostOfClient);
-  Subtract(m_WaitingOfAll, load, kMostOfAll);
+  if (own->second.hasEnded) {
+    Subtract(m_WaitingOfEnded, load, kMostOfEnded);
+  } else {
+    Subtract(m_WaitingOfAll, load, kMostOfAll);
+  }
   if (own->second.requests == 0) {
-    if (m_Ended.erase(client) > 0) {
+    if (own->second.isForgotten) {
       m_Callers.Forget(client);
     }
     m_Waiting.erase(own);
   }
 }
 
+// The line of those that ended is not their name.
 void RequestQueue::Postpone(Ring::iterator line) {
+  const std::string caller = SenderOf(line->calls.front().message.get());
   Lines& lines = m_Lines.front();
   line->isAside = true;
   lines.aside.splice(lines.aside.end(), lines.ring, line);
-  m_Callers.Ask(line->client);
+  m_Callers.Ask(caller);
 }
 
 void RequestQueue::Resume(const std::string& client) {
+  const auto own = m_Waiting.find(client);
+  if (own == m_Waiting.end()) {  // what it left behind was dropped
+    m_Callers.Forget(client);
+    return;
+  }
   if (!m_Callers.Find(client)->isKnown) {
-    m_Ended.insert(client);
+    own->second.isForgotten = true;
   }
   Lines& lines = m_Lines.front();
-  if (const auto found = lines.clients.find(client);
-      found != lines.clients.end() && found->second->isAside) {
-    found->second->isAside = false;
-    lines.ring.splice(lines.ring.end(), lines.aside, found->second);
+  // When the latter waits for another one's answer, it stands aside again.
+  for (const std::string& name : {client, std::string(kEnded)}) {
+    if (const auto found = lines.clients.find(name);
+        found != lines.clients.end() && found->second->isAside) {
+      found->second->isAside = false;
+      lines.ring.splice(lines.ring.end(), lines.aside, found->second);
+    }
   }
 }
 
 void RequestQueue::Forget(const std::string& connection) {
-  if (m_Waiting.contains(connection)) {
-    m_Ended.insert(connection);
-  } else {
+  const auto own = m_Waiting.find(connection);
+  if (own == m_Waiting.end()) {
     m_Callers.Forget(connection);
+    return;
+  }
+  Client& client = own->second;
+  const bool isKept = Fits(m_WaitingOfEnded, client, kMostOfEnded);
+  for (Lines& lines : m_Lines) {
+    if (const auto found = lines.clients.find(connection); found != lines.clients.end()) {
+      const Ring::iterator line = found->second;
+      for (Call& call : line->calls) {
+        call.reply.reset();
+      }
+      if (isKept) {
+        Append(lines, kEnded, line->calls);
+      }
+      Remove(lines, line);
+    }
+  }
+  Subtract(m_WaitingOfAll, client, kMostOfAll);
+  if (isKept) {
+    Add(m_WaitingOfEnded, client);
+    client.hasEnded = true;
+    client.isForgotten = true;
+    return;
+  }
+  m_Waiting.erase(own);
+  m_Callers.Forget(connection);
+  if (!std::exchange(m_WaitingOfEnded.isFull, true)) {
+    LogError("nuvra",
+             "requests of clients that ended are dropped: 16384 requests or 20 MiB of such "
+             "clients wait already");
   }
 }
 
@@ -400,7 +475,7 @@ void RequestQueue::ServeNextClient() {
   }
   lines.ring.splice(lines.ring.end(), lines.ring, line);
   if (isDone) {
-    const std::string client = line->client;
+    const std::string client = SenderOf(call.message.get());
     const Load load = call.load;
     line->calls.pop_front();
     if (line->calls.empty()) {
