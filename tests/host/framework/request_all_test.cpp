@@ -600,6 +600,12 @@ TEST_F(RequestAll, KeepsItsPlaceAmongTheApplicationsThatComeAndGo) {
   EXPECT_EQ(trace, expected);
 }
 
+TEST_F(RequestAll, IsServedOnAfterAnExceptionBetweenTwoRequests) {
+  EXPECT_THAT(Ask({R"({"do":"fail between"})", Echo(1), Echo(2)}).replies, SizeIs(3));
+  EXPECT_EQ(m_Client.Request(Echo(3)).body, Echo(3));
+  EXPECT_THAT(LogLinesWith("no room between requests"), SizeIs(1));
+}
+
 TEST_F(RequestAll, IsShownByTheBusTool) {
   const support::Outcome outcome = support::RunCommand(
       {"busctl", "--address=" + Address(), "introspect", kBusName, kObject, kInterface});

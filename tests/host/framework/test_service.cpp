@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -21,6 +22,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "dlog.h"
 #include "framework/after_messages.h"
@@ -57,6 +59,9 @@ void WaitForGate() {
 
 // How many more allocations of this thread succeed before one fails. Below 0 none does.
 thread_local int t_AllocationsLeft = -1;
+
+// Whether the next look at what waits to be sent fails.
+bool failsBetween = false;
 
 class TestService : public Nuvra::TCDaemonService {
  public:
@@ -145,6 +150,8 @@ class TestService : public Nuvra::TCDaemonService {
       reply.body["sent"] = Nuvra::SendSignal("no service", "name", &request);
     } else if (what == "alarm") {
       StartAlarm(body);
+    } else if (what == "fail between") {
+      failsBetween = true;
     } else if (what == "complain through Ecore") {
       EINA_LOG_ERR("a complaint\nof two lines");
     } else if (what == "announce") {
@@ -265,6 +272,15 @@ int __real_sd_bus_get_fd(sd_bus* bus);
 
 int __wrap_sd_bus_get_fd(sd_bus* bus) {
   return Variable("OPEN_FILES") == "many" ? FD_SETSIZE : __real_sd_bus_get_fd(bus);
+}
+
+int __real_sd_bus_get_n_queued_write(sd_bus* bus, std::uint64_t* count);
+
+int __wrap_sd_bus_get_n_queued_write(sd_bus* bus, std::uint64_t* count) {
+  if (std::exchange(failsBetween, false)) {
+    throw std::runtime_error("no room between requests");
+  }
+  return __real_sd_bus_get_n_queued_write(bus, count);
 }
 }
 
