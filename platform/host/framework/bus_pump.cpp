@@ -136,7 +136,13 @@ struct BusPump::Impl {
   }
 
   static int Select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {
-    return g_Host.busPump->m_Impl->SelectWithBus(count, read, write, error, limit);
+    Impl& self = *g_Host.busPump->m_Impl;
+    int ready = 0;
+    if (!Guarded("nuvra", "an exception left the main loop's sleep",
+                 [&] { ready = self.SelectWithBus(count, read, write, error, limit); })) {
+      self.dispatching = false;  // a main loop inside only sleeps
+    }
+    return ready;  // what is ready after an exception, the main loop sees when it looks again
   }
 
   int SelectWithBus(int count, fd_set* read, fd_set* write, fd_set* error, timeval* limit) {

@@ -5,6 +5,14 @@
 // the service leaves too much with it; so what would make a client's line too long is refused. Only
 // while the bus does not take the replies there is no use in reading more.
 //
+// Turns go by when a line began, not by names: the bus gives new clients names that no cursor has
+// passed, so those that come and go without end would have all turns.
+//
+// Nobody waits for what a client left behind that ended, and a connection costs little, so those
+// that come, send what they may and go would grow without end. It stands in one line for all of
+// them, and what would make that too long is dropped. To refuse others meanwhile would shut them
+// out.
+//
 // The lines hold what was sent before an application came or went. What is read later waits in
 // lines of its own, behind that news.
 //
@@ -38,6 +46,15 @@ constexpr char kLimitsExceeded[] = "org.freedesktop.DBus.Error.LimitsExceeded";
 // What may wait of one client, which is four full lists, and of all together.
 constexpr RequestQueue::Load kMostOfClient{4 * kMaxRequestsAtOnce, 5 * kMaxTextAtOnce};
 constexpr RequestQueue::Load kMostOfAll{16 * kMostOfClient.requests, 16 * kMostOfClient.bytes};
+
+// What may wait of all when a client begins with more than one request. The bus drops the news that
+// a connection ended while it has too much for the service, so some that ended count as clients.
+constexpr RequestQueue::Load kMostWithNew{2 * kMostOfAll.requests, 2 * kMostOfAll.bytes};
+
+// What may wait of all that ended, which is sixteen full lists; and the name of their line.
+constexpr RequestQueue::Load kMostOfEnded{4 * kMostOfClient.requests, 4 * kMostOfClient.bytes};
+constexpr char kEnded[] = "";
+
 constexpr std::size_t kMaxNews = 1024;
 
 // While a bus does not read, because somebody does not read from it, replies stay here.
@@ -48,6 +65,8 @@ constexpr std::chrono::milliseconds kLately{50};
 
 // What a request, or any text in a call, takes beside its bytes.
 constexpr std::size_t kBytesAround = 64;
+
+constexpr RequestQueue::Load kOneRequest{1, kMaxBodySize + kBytesAround};
 
 constexpr int kErrorType = -1;
 
@@ -71,6 +90,12 @@ std::string ErrorBody(const char* name, const std::string& text) {
   body["error"] = name;
   body["message"] = text;
   return WriteBody(body);
+}
+
+bool Fits(const RequestQueue::Load& waiting, const RequestQueue::Load& more,
+          const RequestQueue::Load& most) {
+  return waiting.requests + more.requests <= most.requests &&
+         waiting.bytes + more.bytes <= most.bytes;
 }
 
 // What a call is counted as: each of its texts as a request. They are read no further than it
@@ -128,10 +153,14 @@ int RequestQueue::TakeRequest(sd_bus_message* call, sd_bus_error* error) {
 
 int RequestQueue::Take(sd_bus_message* call, sd_bus_error* error,
                        std::function<void(sd_bus_message*)> serve) {
-  return TakeCall(call, error, [serve = std::move(serve)](sd_bus_message* taken) {
-    serve(taken);
-    return true;
-  });
+  try {
+    return TakeCall(call, error, [serve = std::move(serve)](sd_bus_message* taken) {
+      serve(taken);
+      return true;
+    });
+  } catch (...) {  // for want of memory for the function
+    return sd_bus_error_set(error, kFailed, CurrentExceptionText().c_str());
+  }
 }
 
 int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve) {
@@ -156,7 +185,7 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
     waits.load = *load;
     Enqueue(std::move(waits));
     if (isOnTheSpot) {
-      Postpone(sender);
+      Postpone(m_Lines.front().ring.begin());
     }
     return 1;
   } catch (...) {
@@ -207,7 +236,7 @@ int RequestQueue::TakeRequests(sd_bus_message* call, sd_bus_error* error) {
 }
 
 bool RequestQueue::IsTooMuch(Waiting& waiting, const Load& more, const Load& most) {
-  if (waiting.requests + more.requests > most.requests || waiting.bytes + more.bytes > most.bytes) {
+  if (!Fits(waiting, more, most)) {
     waiting.isFull = true;
   }
   if (waiting.isFull) {
@@ -225,16 +254,24 @@ bool RequestQueue::HasRefusedLately() const {
 // answer is heard however much the others have sent.
 int RequestQueue::Refuse(const std::string& client, const Load& more, sd_bus_error* error) {
   const auto found = m_Waiting.find(client);
+  const bool isNew = found == m_Waiting.end();
   Waiting none;
-  if (IsTooMuch(found != m_Waiting.end() ? found->second : none, more, kMostOfClient)) {
+  if (IsTooMuch(isNew ? none : found->second, more, kMostOfClient)) {
     return sd_bus_error_set(error, kLimitsExceeded,
                             "at most 4096 requests and 5 MiB of a client may wait: await answers "
                             "before you send more");
   }
-  if (found != m_Waiting.end() && IsTooMuch(m_WaitingOfAll, more, kMostOfAll)) {
+  if (!isNew && IsTooMuch(m_WaitingOfAll, more, kMostOfAll)) {
     return sd_bus_error_set(error, kLimitsExceeded,
                             "at most 65536 requests and 80 MiB of all clients may wait: await "
                             "answers before you send more");
+  }
+  Waiting all{m_WaitingOfAll};
+  all.isFull = false;
+  if (isNew && !Fits({}, more, kOneRequest) && IsTooMuch(all, more, kMostWithNew)) {
+    return sd_bus_error_set(error, kLimitsExceeded,
+                            "at most 131072 requests and 160 MiB of all clients may wait: send one "
+                            "request, or all of them later");
   }
   return 0;
 }
@@ -262,17 +299,45 @@ bool RequestQueue::ServesOnTheSpot(sd_bus_message* call) {
   return true;
 }
 
+// Leaves nothing in `calls`; changes nothing when it throws.
+void RequestQueue::Append(Lines& lines, const std::string& client, Calls& calls) {
+  auto found = lines.clients.lower_bound(client);
+  if (found == lines.clients.end() || found->first != client) {
+    Ring one;
+    one.push_back({client, {}});
+    found = lines.clients.emplace_hint(found, client, one.begin());
+    lines.ring.splice(lines.ring.end(), one);
+  }
+  Line& line = *found->second;
+  line.calls.splice(line.calls.end(), calls);
+}
+
+void RequestQueue::Remove(Lines& lines, Ring::iterator line) {
+  lines.clients.erase(line->client);
+  (line->isAside ? lines.aside : lines.ring).erase(line);
+}
+
+// Changes nothing when it throws.
 void RequestQueue::Enqueue(Call call) {
   const std::string sender = SenderOf(call.message.get());
-  Lines& last = m_Lines.back();
   const Load load = call.load;
-  m_HasTakenSince = m_HasRefused;
-  (last.unknown.contains(sender) ? last.unknown : last.known)[sender].push_back(std::move(call));
-  for (Load* const each :
-       {static_cast<Load*>(&m_Waiting[sender]), static_cast<Load*>(&m_WaitingOfAll)}) {
-    each->requests += load.requests;
-    each->bytes += load.bytes;
+  Calls one;
+  one.push_back(std::move(call));
+  Waiting& waiting = m_Waiting[sender];
+  try {
+    Append(m_Lines.back(), sender, one);
+  } catch (...) {
+    Leave(sender, {});
+    throw;
   }
+  Add(waiting, load);
+  Add(m_WaitingOfAll, load);
+  m_HasTakenSince = m_HasRefused;
+}
+
+void RequestQueue::Add(Waiting& waiting, const Load& more) {
+  waiting.requests += more.requests;
+  waiting.bytes += more.bytes;
 }
 
 void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most) {
@@ -286,43 +351,88 @@ void RequestQueue::Subtract(Waiting& waiting, const Load& less, const Load& most
 void RequestQueue::Leave(const std::string& client, const Load& load) {
   const auto own = m_Waiting.find(client);
   Subtract(own->second, load, kMostOfClient);
-  Subtract(m_WaitingOfAll, load, kMostOfAll);
+  if (own->second.hasEnded) {
+    Subtract(m_WaitingOfEnded, load, kMostOfEnded);
+  } else {
+    Subtract(m_WaitingOfAll, load, kMostOfAll);
+  }
   if (own->second.requests == 0) {
-    if (m_Ended.erase(client) > 0) {
+    if (own->second.isForgotten) {
       m_Callers.Forget(client);
     }
     m_Waiting.erase(own);
   }
 }
 
-void RequestQueue::Postpone(const std::string& client) {
+// The line of those that ended is not their name.
+void RequestQueue::Postpone(Ring::iterator line) {
+  const std::string caller = SenderOf(line->calls.front().message.get());
   Lines& lines = m_Lines.front();
-  lines.unknown.insert(lines.known.extract(client));
-  m_Callers.Ask(client);
+  line->isAside = true;
+  lines.aside.splice(lines.aside.end(), lines.ring, line);
+  m_Callers.Ask(caller);
 }
 
 void RequestQueue::Resume(const std::string& client) {
+  const auto own = m_Waiting.find(client);
+  if (own == m_Waiting.end()) {  // what it left behind was dropped
+    m_Callers.Forget(client);
+    return;
+  }
   if (!m_Callers.Find(client)->isKnown) {
-    m_Ended.insert(client);
+    own->second.isForgotten = true;
   }
   Lines& lines = m_Lines.front();
-  if (lines.unknown.contains(client)) {
-    lines.known.insert(lines.unknown.extract(client));
+  // When the latter waits for another one's answer, it stands aside again.
+  for (const std::string& name : {client, std::string(kEnded)}) {
+    if (const auto found = lines.clients.find(name);
+        found != lines.clients.end() && found->second->isAside) {
+      found->second->isAside = false;
+      lines.ring.splice(lines.ring.end(), lines.aside, found->second);
+    }
   }
 }
 
 void RequestQueue::Forget(const std::string& connection) {
-  if (m_Waiting.contains(connection)) {
-    m_Ended.insert(connection);
-  } else {
+  const auto own = m_Waiting.find(connection);
+  if (own == m_Waiting.end()) {
     m_Callers.Forget(connection);
+    return;
+  }
+  Client& client = own->second;
+  const bool isKept = Fits(m_WaitingOfEnded, client, kMostOfEnded);
+  for (Lines& lines : m_Lines) {
+    if (const auto found = lines.clients.find(connection); found != lines.clients.end()) {
+      const Ring::iterator line = found->second;
+      for (Call& call : line->calls) {
+        call.reply.reset();
+      }
+      if (isKept) {
+        Append(lines, kEnded, line->calls);
+      }
+      Remove(lines, line);
+    }
+  }
+  Subtract(m_WaitingOfAll, client, kMostOfAll);
+  if (isKept) {
+    Add(m_WaitingOfEnded, client);
+    client.hasEnded = true;
+    client.isForgotten = true;
+    return;
+  }
+  m_Waiting.erase(own);
+  m_Callers.Forget(connection);
+  if (!std::exchange(m_WaitingOfEnded.isFull, true)) {
+    LogError("nuvra",
+             "requests of clients that ended are dropped: 16384 requests or 20 MiB of such "
+             "clients wait already");
   }
 }
 
 void RequestQueue::ServeFor(std::chrono::microseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
   while (IsReady()) {
-    if (m_Lines.front().known.empty()) {
+    if (m_Lines.front().ring.empty()) {
       TellNews();
     } else {
       ServeNextClient();
@@ -343,13 +453,9 @@ void RequestQueue::TellNews() {
 }
 
 void RequestQueue::ServeNextClient() {
-  Clients& clients = m_Lines.front().known;
-  auto client = clients.upper_bound(m_LastServed);
-  if (client == clients.end()) {
-    client = clients.begin();
-  }
-  m_LastServed = client->first;
-  Call& call = client->second.front();
+  Lines& lines = m_Lines.front();
+  const Ring::iterator line = lines.ring.begin();
+  Call& call = line->calls.front();
   bool isServed = true;
   bool isDone = true;
   CatchUpBeforeMessage();
@@ -364,14 +470,18 @@ void RequestQueue::ServeNextClient() {
     ReplyError(call.message.get(), kFailed, "the reply could not be made");
   }
   if (!isServed) {
-    Postpone(m_LastServed);
-  } else if (isDone) {
+    Postpone(line);
+    return;
+  }
+  lines.ring.splice(lines.ring.end(), lines.ring, line);
+  if (isDone) {
+    const std::string client = SenderOf(call.message.get());
     const Load load = call.load;
-    client->second.pop_front();
-    if (client->second.empty()) {
-      clients.erase(client);
+    line->calls.pop_front();
+    if (line->calls.empty()) {
+      Remove(lines, line);
     }
-    Leave(m_LastServed, load);
+    Leave(client, load);
   }
 }
 

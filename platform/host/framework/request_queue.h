@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -27,7 +27,8 @@ inline constexpr std::size_t kMaxTextAtOnce = 1024 * 1024;
 // everything that another client sent in one go. What need not wait is served on the spot. A client
 // whose next request nobody may make without being known waits until the bus has said who it is;
 // the others do not. What a client may not request, and what it sends while it has too much waiting
-// already, is answered without the service. One at a time. Main-loop thread only.
+// already, is answered without the service. What clients leave behind that end is served as that of
+// one client, and dropped where it would be too much. One at a time. Main-loop thread only.
 class RequestQueue {
  public:
   // How much there is, or may be.
@@ -62,7 +63,7 @@ class RequestQueue {
   bool IsReady() const { return !IsEmpty() && !IsStuck(); }
 
   // Whether nothing waits, not for an answer of the bus either.
-  bool IsIdle() const { return IsEmpty() && m_Lines.front().unknown.empty(); }
+  bool IsIdle() const { return IsEmpty() && m_Lines.front().aside.empty(); }
 
   // Whether so much news is waiting that some should be told before more is read.
   bool IsFull() const;
@@ -98,6 +99,12 @@ class RequestQueue {
     bool isFull = false;  // since something was refused; until half of what may be is left
   };
 
+  // How much of a client.
+  struct Client : Waiting {
+    bool hasEnded = false;
+    bool isForgotten = false;  // by m_Callers, after its last call
+  };
+
   // A call that is waiting or being served.
   struct Call {
     explicit Call(sd_bus_message* call) : message(sd_bus_message_ref(call)) {}
@@ -120,19 +127,27 @@ class RequestQueue {
     std::string body;
   };
 
-  using Calls = std::deque<Call>;
-  using Clients = std::map<std::string, Calls>;  // by their unique names; none without a call
+  using Calls = std::list<Call>;
+
+  // What a client, or all those that ended, have waiting; at least one call.
+  struct Line {
+    std::string client;  // its unique name, or kEnded
+    Calls calls;
+    bool isAside = false;  // where it stands
+  };
+  using Ring = std::list<Line>;
 
   // What was taken between two pieces of news.
   struct Lines {
-    Clients known;
-    Clients unknown;    // those that the bus was asked about
-    bus::Message news;  // that came after them; none behind the last
+    Ring ring;   // whose first has its turn, and then goes to the end
+    Ring aside;  // those whose clients the bus was asked about
+    std::map<std::string, Ring::iterator> clients;  // of both
+    bus::Message news;                              // that came after them; none behind the last
   };
 
   bool IsEmpty() const {
-    return m_Lines.front().known.empty() &&
-           (m_Lines.front().news == nullptr || !m_Lines.front().unknown.empty());
+    return m_Lines.front().ring.empty() &&
+           (m_Lines.front().news == nullptr || !m_Lines.front().aside.empty());
   }
   int TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall serve);
   Outcome Serve(const std::string& sender, const Request& request);
@@ -140,25 +155,27 @@ class RequestQueue {
   bool ServeNextOf(Call& call);
   void ServeNextClient();
   void TellNews();
-  void Postpone(const std::string& client);
+  void Postpone(Ring::iterator line);
   void Resume(const std::string& client);
   void Forget(const std::string& connection);
+  static void Append(Lines& lines, const std::string& client, Calls& calls);
+  static void Remove(Lines& lines, Ring::iterator line);
   void Enqueue(Call call);
   void Leave(const std::string& client, const Load& load);
   bool ServesOnTheSpot(sd_bus_message* call);
   bool IsTooMuch(Waiting& waiting, const Load& more, const Load& most);
   int Refuse(const std::string& client, const Load& more, sd_bus_error* error);
+  static void Add(Waiting& waiting, const Load& more);
   static void Subtract(Waiting& waiting, const Load& less, const Load& most);
 
   sd_bus* const m_Bus;
   const Access& m_Access;
   Nuvra::TCDaemonService& m_Service;
   Callers m_Callers;
-  std::deque<Lines> m_Lines{1};              // of which the first are served
-  std::map<std::string, Waiting> m_Waiting;  // each client that has a call in m_Lines
-  Waiting m_WaitingOfAll;
-  std::set<std::string> m_Ended;  // those that are to be forgotten after their last call
-  std::string m_LastServed;
+  std::deque<Lines> m_Lines{1};             // of which the first are served
+  std::map<std::string, Client> m_Waiting;  // each client that has a call in m_Lines
+  Waiting m_WaitingOfAll;                   // but of those that ended
+  Waiting m_WaitingOfEnded;
   std::vector<std::string> m_ServedOnTheSpot;  // in this turn, as the next two
   bool m_HasRefused = false;
   bool m_HasTakenSince = false;

@@ -1,9 +1,11 @@
 #include "framework/service_object.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "framework/store_failure.h"
 #include "system/environment.h"
+#include "system/exception_border.h"
 
 namespace host {
 namespace {
@@ -31,8 +33,10 @@ constexpr sd_bus_vtable kVtable[] = {
 
 int OnFailureAsked(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*,
                    sd_bus_error*) {
-  const StoreFailure failure = NewestStoreFailure();
-  return sd_bus_message_append(reply, "(ts)", failure.at, failure.text.c_str());
+  return Guarded("nuvra", "an exception left a property", -ENOMEM, [reply] {
+    const StoreFailure failure = NewestStoreFailure();
+    return sd_bus_message_append(reply, "(ts)", failure.at, failure.text.c_str());
+  });
 }
 
 constexpr sd_bus_vtable kKeyStoreVtable[] = {

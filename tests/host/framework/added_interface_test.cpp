@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <fstream>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -68,6 +70,39 @@ TEST_F(AddedInterface, HasCallsThatStayBehindTheRequestsOfTheirClient) {
   trace.erase(trace.begin(), std::find(trace.begin(), trace.end(), "request sleep"));
   std::vector<std::string> expected(50, "request sleep");
   expected.insert(expected.end(), {"note mine", "request last"});
+  EXPECT_EQ(trace, expected);
+}
+
+// Each in another step, until there is enough for all steps.
+TEST_F(AddedInterface, HasCallsThatAreRefusedOrServedWhenMemoryRunsOut) {
+  constexpr int kSteps = 12;
+  StartAndWait();
+  Client busy(Address());
+  for (int i = 0; i < 100; ++i) {
+    busy.Post(R"({"do":"sleep","ms":5})", false);
+  }
+  std::list<Client> clients;
+  std::vector<std::string> expected;
+  for (int step = 0; step < kSteps; ++step) {
+    PostNote(clients.emplace_back(Address()), "fail " + std::to_string(step));
+  }
+  for (Client& client : clients) {
+    const std::size_t before = m_Notes.size();
+    ASSERT_TRUE(client.Until([&] { return m_Notes.size() > before; }));
+    const bool isServed = m_Notes.back().starts_with("fail ");
+    if (isServed) {
+      expected.push_back("note " + m_Notes.back());
+    } else {
+      EXPECT_EQ(m_Notes.back(), "org.nuvra.Error.Failed: std::bad_alloc");
+    }
+    PostNote(client, "again");
+    ASSERT_TRUE(client.Until([&] { return m_Notes.size() > before + 1; }));
+    EXPECT_EQ(m_Notes.back(), "again");
+  }
+  EXPECT_LT(expected.size(), kSteps);
+  EXPECT_THAT(expected, testing::Contains("note fail " + std::to_string(kSteps - 1)));
+  std::vector<std::string> trace = Trace();
+  std::erase_if(trace, [](const auto& line) { return !line.starts_with("note fail "); });
   EXPECT_EQ(trace, expected);
 }
 

@@ -19,6 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr char kInvalidMessage[] = "org.nuvra.Error.InvalidMessage";
@@ -87,6 +88,10 @@ class Awaited {
 };
 
 std::string Echo(int number) { return R"({"do":"echo","n":)" + std::to_string(number) + "}"; }
+
+void Own(const Client& client, const std::string& name) {
+  ASSERT_GE(sd_bus_request_name(client.Get(), name.c_str(), 0), 0);
+}
 
 class RequestAll : public FrameworkTest {
  protected:
@@ -246,6 +251,37 @@ TEST_F(RequestAll, SharesTheTimeAmongThoseThatSendMany) {
   EXPECT_LT(Served("sleep"), kLong / 2);
 }
 
+// The bus numbers its clients, and these sort behind the tenth: ":1.10" < ":1.11" < ... < ":1.99".
+TEST_F(RequestAll, HasItsTurnBeforeThoseOfClientsThatKeepComing) {
+  constexpr int kOthers = 4;
+  constexpr int kMostNewcomers = 60;
+  std::list<Client> clients;
+  do {
+    clients.emplace_back(Address());
+  } while (clients.back().UniqueName() < ":1.10" || clients.back().UniqueName() >= ":1.2");
+  std::list<Awaited> lists;
+  const auto come = [&] {
+    clients.emplace_back(Address());
+    lists.emplace_back(clients.back(), Texts(2, R"({"do":"sleep","ms":20})"));
+  };
+  WhileTheServiceStands([&] {
+    lists.emplace_back(clients.back(), Texts(3, R"({"do":"patient"})"));
+    for (int count = 0; count < kOthers; ++count) {
+      come();
+    }
+  });
+  for (int count = 0; count < kMostNewcomers && Served("patient") < 2; ++count) {
+    const std::ptrdiff_t served = Served("sleep");
+    come();
+    ASSERT_TRUE(support::WaitUntil([&] { return Served("sleep") > served; }));
+  }
+  ASSERT_TRUE(support::WaitUntil([&] { return Served("patient") >= 2; }));
+  const std::vector<std::string> trace = Trace();
+  const auto first = std::find(trace.begin(), trace.end(), "request patient");
+  const auto second = std::find(std::next(first), trace.end(), "request patient");
+  EXPECT_LE(second - first, kOthers + 1);
+}
+
 TEST_F(RequestAll, ManySingleRequestsLetOtherClientsHaveTheirTurnInBetween) {
   for (int index = 0; index < kLong; ++index) {
     m_Client.Post(kSleep);
@@ -386,6 +422,102 @@ TEST_F(RequestAll, OfSeventeenClientsIsRefusedButNotOfOneThatWaitsForItsAnswers)
   EXPECT_EQ(m_Client.Request(Echo(0)).body, Echo(0));
 }
 
+// The first 128 are taken.
+TEST_F(RequestAll, OfOneClientMoreThanAreHeardIsRefusedButNotItsSingleRequest) {
+  constexpr int kClients = 140;
+  std::list<Client> clients;
+  std::list<Awaited> lists;
+  for (int count = 0; count < kClients; ++count) {
+    clients.emplace_back(Address());
+  }
+  WhileTheServiceStands([&] {
+    for (Client& client : clients) {
+      lists.emplace_back(client, Full(kSleep));
+    }
+  });
+  ASSERT_TRUE(clients.back().Until([&] { return lists.back().Answer().has_value(); }));
+  EXPECT_EQ(lists.back().Answer()->error, kLimitsExceeded);
+  EXPECT_EQ(lists.back().Answer()->message,
+            "at most 131072 requests and 160 MiB of all clients may wait: send one request, or all "
+            "of them later");
+  EXPECT_EQ(clients.back().Request(Echo(0)).body, Echo(0));
+}
+
+// Sends lists for whose answers it does not wait, and ends.
+void LeaveBehind(const std::string& address, const Texts& bodies, int lists) {
+  const Client client(address);
+  for (int count = 0; count < lists; ++count) {
+    const bus::Message call = CallWith(client, bodies);
+    ASSERT_GE(sd_bus_message_set_expect_reply(call.get(), false), 0);
+    ASSERT_GE(sd_bus_send(client.Get(), call.get(), nullptr), 0);
+  }
+  ASSERT_GE(sd_bus_flush(client.Get()), 0);
+  ASSERT_GE(bus::HasOwner(client.Get(), kBusName), 0);
+}
+
+// While the first sleeps, the others come. They are less than the bus keeps for the service.
+TEST_F(RequestAll, OfClientsThatEndedIsServedUpToSixteenFullLists) {
+  constexpr int kClients = 40;
+  Texts full(1024, R"({"do":"echo"})");
+  full.back() = R"({"do":"left"})";
+  WhileTheServiceStands([&] {
+    LeaveBehind(Address(), Texts(200, kSleep), 1);
+    for (int count = 0; count < kClients; ++count) {
+      LeaveBehind(Address(), full, 4);
+    }
+  });
+  Client bystander(Address());
+  EXPECT_EQ(bystander.Request(Echo(0)).body, Echo(0));
+  EXPECT_LT(Served("sleep"), 200);
+  Own(bystander, "org.example.app");
+  ASSERT_TRUE(WaitForTrace("owner of org.example.app"));
+  EXPECT_EQ(Served("sleep"), 200);
+  EXPECT_GE(Served("left"), 12);
+  EXPECT_LE(Served("left"), 2 * 16);
+  EXPECT_THAT(LogLinesWith(" of clients that ended are dropped"), Not(IsEmpty()));
+}
+
+TEST_F(RequestAll, SharesTheTimeWithAllClientsThatEndedAsWithOne) {
+  constexpr int kClients = 20;
+  WhileTheServiceStands([&] {
+    for (int count = 0; count < kClients; ++count) {
+      LeaveBehind(Address(), Texts(100, kSleep), 1);
+    }
+  });
+  const Awaited list(m_Client, Texts(50, R"({"do":"other"})"));
+  ASSERT_TRUE(m_Client.Until([&] { return list.Answer().has_value(); }));
+  EXPECT_GE(Served("sleep"), 49);
+  EXPECT_LT(Served("sleep"), 49 * kClients / 2);
+}
+
+// Whose they were is asked when the first of them has its turn.
+TEST_F(RequestAll, OfEachClientThatEndedKeepsItsOrder) {
+  constexpr int kClients = 10;
+  constexpr int kOfEach = 5;
+  std::vector<std::string> expected;
+  WhileTheServiceStands([&] {
+    for (int client = 0; client < kClients; ++client) {
+      Texts bodies;
+      for (int count = 0; count < kOfEach; ++count) {
+        const std::string what = std::to_string(client) + std::to_string(count);
+        bodies.push_back(R"({"method":"SetItemValue","do":")" + what + "\"}");
+        expected.push_back("request " + what);
+      }
+      LeaveBehind(Address(), bodies, 1);
+    }
+  });
+  std::vector<std::string> served;
+  ASSERT_TRUE(support::WaitUntil([&] {
+    served = Trace();
+    std::erase_if(served, [](const std::string& line) { return !line.starts_with("request "); });
+    return served.size() == kClients * kOfEach;
+  }));
+  std::stable_sort(served.begin(), served.end(), [](const auto& one, const auto& other) {
+    return one[std::size("request ") - 1] < other[std::size("request ") - 1];
+  });
+  EXPECT_EQ(served, expected);
+}
+
 // Their replies would collect in the service. They are more than the kernel keeps for a connection,
 // and those for each client less than the bus keeps for it.
 TEST_F(RequestAll, AreServedNoFasterThanTheBusTakesTheReplies) {
@@ -417,10 +549,6 @@ TEST_F(RequestAll, AreServedNoFasterThanTheBusTakesTheReplies) {
     ASSERT_TRUE(client.Until([&] { return client.Answers().size() == kOfEach; }));
     EXPECT_EQ(client.Answers().back().body.size(), 500000);
   }
-}
-
-void Own(const Client& client, const std::string& name) {
-  ASSERT_GE(sd_bus_request_name(client.Get(), name.c_str(), 0), 0);
 }
 
 TEST_F(RequestAll, SentBeforeAnApplicationCameIsServedBeforeItIsKnownWhileTheMainLoopRuns) {
@@ -470,6 +598,12 @@ TEST_F(RequestAll, KeepsItsPlaceAmongTheApplicationsThatComeAndGo) {
   std::vector<std::string> trace = Trace();
   trace.erase(trace.begin(), std::find(trace.begin(), trace.end(), expected.front()));
   EXPECT_EQ(trace, expected);
+}
+
+TEST_F(RequestAll, IsServedOnAfterAnExceptionBetweenTwoRequests) {
+  EXPECT_THAT(Ask({R"({"do":"fail between"})", Echo(1), Echo(2)}).replies, SizeIs(3));
+  EXPECT_EQ(m_Client.Request(Echo(3)).body, Echo(3));
+  EXPECT_THAT(LogLinesWith("no room between requests"), SizeIs(1));
 }
 
 TEST_F(RequestAll, IsShownByTheBusTool) {

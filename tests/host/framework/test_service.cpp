@@ -7,16 +7,22 @@
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "dlog.h"
 #include "framework/after_messages.h"
@@ -50,6 +56,12 @@ void WaitForGate() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
+
+// How many more allocations of this thread succeed before one fails. Below 0 none does.
+thread_local int t_AllocationsLeft = -1;
+
+// Whether the next look at what waits to be sent fails.
+bool failsBetween = false;
 
 class TestService : public Nuvra::TCDaemonService {
  public:
@@ -138,6 +150,8 @@ class TestService : public Nuvra::TCDaemonService {
       reply.body["sent"] = Nuvra::SendSignal("no service", "name", &request);
     } else if (what == "alarm") {
       StartAlarm(body);
+    } else if (what == "fail between") {
+      failsBetween = true;
     } else if (what == "complain through Ecore") {
       EINA_LOG_ERR("a complaint\nof two lines");
     } else if (what == "announce") {
@@ -210,16 +224,28 @@ class TestService : public Nuvra::TCDaemonService {
 };
 
 // The method of an interface that a library adds: it gives its text back.
+void AnswerNote(sd_bus_message* call) {
+  const char* text = nullptr;
+  sd_bus_message_read(call, "s", &text);
+  Trace(std::string("note ") + text);
+  if (std::string_view(text) == "throw") {
+    throw std::runtime_error("no such note");
+  }
+  sd_bus_reply_method_return(call, "s", text);
+}
+
+// "fail N" is taken while the allocation after N more fails.
 int OnNote(sd_bus_message* message, void* requests, sd_bus_error* error) {
-  return static_cast<host::RequestQueue*>(requests)->Take(message, error, [](sd_bus_message* call) {
-    const char* text = nullptr;
-    sd_bus_message_read(call, "s", &text);
-    Trace(std::string("note ") + text);
-    if (std::string_view(text) == "throw") {
-      throw std::runtime_error("no such note");
-    }
-    sd_bus_reply_method_return(call, "s", text);
-  });
+  const char* text = nullptr;
+  sd_bus_message_read(message, "s", &text);
+  sd_bus_message_rewind(message, true);
+  const std::string note = text;
+  if (note.starts_with("fail ")) {
+    t_AllocationsLeft = std::stoi(note.substr(std::strlen("fail ")));
+  }
+  const int result = static_cast<host::RequestQueue*>(requests)->Take(message, error, AnswerNote);
+  t_AllocationsLeft = -1;
+  return result;
 }
 
 constexpr sd_bus_vtable kAdded[] = {
@@ -247,7 +273,29 @@ int __real_sd_bus_get_fd(sd_bus* bus);
 int __wrap_sd_bus_get_fd(sd_bus* bus) {
   return Variable("OPEN_FILES") == "many" ? FD_SETSIZE : __real_sd_bus_get_fd(bus);
 }
+
+int __real_sd_bus_get_n_queued_write(sd_bus* bus, std::uint64_t* count);
+
+int __wrap_sd_bus_get_n_queued_write(sd_bus* bus, std::uint64_t* count) {
+  if (std::exchange(failsBetween, false)) {
+    throw std::runtime_error("no room between requests");
+  }
+  return __real_sd_bus_get_n_queued_write(bus, count);
 }
+}
+
+void* operator new(std::size_t size) {
+  if (t_AllocationsLeft >= 0 && t_AllocationsLeft-- == 0) {
+    throw std::bad_alloc();
+  }
+  if (void* const memory = std::malloc(std::max<std::size_t>(size, 1))) {
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 // There is no set around it.
 void host::PrepareSet() {}
