@@ -118,6 +118,11 @@ void Callers::Ask(const std::string& connection) {
   }
 }
 
+void Callers::Forget(const std::string& connection) {
+  m_Questions.erase(connection);
+  m_Callers.erase(connection);
+}
+
 Eina_Bool Callers::Question::OnSilence(void* question) {
   auto& asked = *static_cast<Question*>(question);
   // What waits to be sent the bus has not lost.

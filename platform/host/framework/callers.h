@@ -40,8 +40,9 @@ class Callers {
   // main loop.
   void Ask(const std::string& connection);
 
-  // To be called when the connection is gone, or its answer is to be asked for again.
-  void Forget(const std::string& connection) { m_Callers.erase(connection); }
+  // To be called when the connection is gone, or its answer is to be asked for again. Ends a
+  // question, too.
+  void Forget(const std::string& connection);
 
  private:
   struct Question;

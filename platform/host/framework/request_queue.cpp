@@ -247,6 +247,10 @@ bool RequestQueue::IsStuck() const {
 void RequestQueue::TakeNews(sd_bus_message* news) {
   m_Lines.emplace_back();
   std::prev(m_Lines.end(), 2)->news.reset(sd_bus_message_ref(news));
+  // What the bus says about a client comes behind still more news.
+  if (IsFull() && IsEmpty()) {
+    m_Lines.front().known.swap(m_Lines.front().unknown);
+  }
 }
 
 bool RequestQueue::IsFull() const { return m_Lines.size() > kMaxNews; }
@@ -303,7 +307,7 @@ void RequestQueue::Postpone(const std::string& client) {
 
 void RequestQueue::Resume(const std::string& client) {
   if (!m_Callers.Find(client)->isKnown) {
-    m_Ended.insert(client);
+    Forget(client);
   }
   Lines& lines = m_Lines.front();
   if (lines.unknown.contains(client)) {
@@ -392,6 +396,11 @@ RequestQueue::Outcome RequestQueue::Serve(const std::string& sender, const Reque
     Judgement judgement = m_Access.Judge(sender, m_Callers.Find(sender), message.body);
     if (judgement.kind == Judgement::Kind::kRefused) {
       return failed(kAccessDenied, std::move(judgement.reason));
+    }
+    if (judgement.kind == Judgement::Kind::kNeedsCaller && IsFull()) {
+      return failed(kLimitsExceeded,
+                    "at most 1024 pieces of news may wait until the bus says who a client is: send "
+                    "the request again");
     }
     outcome.isUnknown = judgement.kind == Judgement::Kind::kNeedsCaller;
     if (outcome.isUnknown) {

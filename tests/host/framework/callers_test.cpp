@@ -95,6 +95,17 @@ class SpokenBus {
   }
   const std::vector<::Answer>& Answers() const { return m_Answers; }
 
+  // Says that a client has taken a name.
+  void Tell(const std::string& name, const char* owner) {
+    bus::Message news;
+    Check(
+        sd_bus_message_new_signal(m_Bus.get(), bus::Out(news), kBusPath, kBus, "NameOwnerChanged"),
+        "signal");
+    Check(sd_bus_message_set_sender(news.get(), kBus), "sender");
+    Check(sd_bus_message_append(news.get(), "sss", name.c_str(), "", owner), "append");
+    Send(news.get());
+  }
+
  private:
   static int OnAnswer(sd_bus_message* message, void* answers, sd_bus_error*) {
     static_cast<std::vector<::Answer>*>(answers)->push_back(ReadAnswer(message));
@@ -214,6 +225,39 @@ TEST_F(ACaller, IsNotAskedForAgainWhileTheBusTakesNothing) {
   ASSERT_TRUE(WaitForTrace("request fence"));
   ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Answers().size() == kLarge + 1; }));
   EXPECT_EQ(m_Spoken.Questions(), 1u);
+}
+
+TEST_F(ACaller, IsServedBeforeTheNewsThatCameWhileTheBusWasAsked) {
+  m_Spoken.Post(":1.7", Setting("first"));
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() == 1; }));
+  for (int count = 0; count < 1000; ++count) {
+    m_Spoken.Tell("org.example.n" + std::to_string(count), ":1.8");
+  }
+  m_Spoken.Answer(0);
+  ASSERT_TRUE(m_Spoken.Until([&] { return !m_Spoken.Answers().empty(); }));
+  EXPECT_EQ(m_Spoken.Answers()[0].error, "");
+  ASSERT_TRUE(WaitForTrace("owner of org.example.n999"));
+  const std::vector<std::string> trace = Trace();
+  EXPECT_LT(std::find(trace.begin(), trace.end(), "request first"),
+            std::find(trace.begin(), trace.end(), "owner of org.example.n0"));
+}
+
+TEST_F(ACaller, WhoIsNotKnownYetKeepsNoMoreThan1024PiecesOfNewsBack) {
+  m_Spoken.Post(":1.7", Setting("unsaid"));
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() == 1; }));
+  for (int count = 0; count < 1025; ++count) {
+    m_Spoken.Tell("org.example.n" + std::to_string(count), ":1.8");
+  }
+  EXPECT_TRUE(WaitForTrace("owner of org.example.n1024"));
+  ASSERT_TRUE(m_Spoken.Until([&] { return !m_Spoken.Answers().empty(); }));
+  EXPECT_EQ(m_Spoken.Answers()[0].error, "org.freedesktop.DBus.Error.LimitsExceeded");
+  EXPECT_FALSE(WasServed("unsaid"));
+
+  m_Spoken.Post(":1.7", Setting("again"));
+  m_Spoken.Answer(0);
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Answers().size() == 2; }));
+  EXPECT_EQ(m_Spoken.Answers()[1].error, "");
+  EXPECT_TRUE(WasServed("again"));
 }
 
 }  // namespace
