@@ -36,10 +36,21 @@ void ReadGroups(sd_bus_message* reply, Caller& caller) {
   Check(sd_bus_message_exit_container(reply));
 }
 
+bool IsError(sd_bus_message* reply, const char* name) {
+  return sd_bus_message_is_method_error(reply, name) > 0;
+}
+
+// Whether the answer may be another one next time. There is no reply when the connection is lost.
+bool IsForNow(sd_bus_message* reply) {
+  return !bus::IsFromBus(reply) || IsError(reply, SD_BUS_ERROR_NO_REPLY) ||
+         IsError(reply, SD_BUS_ERROR_NO_MEMORY) || IsError(reply, SD_BUS_ERROR_LIMITS_EXCEEDED);
+}
+
 // What the bus says of a connection. Not known when it does not say the user.
 Caller ReadCaller(sd_bus_message* reply) {
   Caller caller;
-  if (sd_bus_message_is_method_error(reply, nullptr) > 0 || !bus::IsFromBus(reply)) {
+  caller.hasLeft = IsError(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER);
+  if (IsError(reply, nullptr)) {
     return caller;
   }
   Check(sd_bus_message_enter_container(reply, 'a', "{sv}"));
@@ -138,14 +149,12 @@ Eina_Bool Callers::Question::OnSilence(void* question) {
 int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
   const auto& asked = *static_cast<Question*>(question);
   Callers& callers = asked.callers;
-  // The connection to the bus is lost.
-  if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NO_REPLY) > 0) {
+  if (IsForNow(reply)) {
     return 1;
   }
   constexpr char kProblem[] = "an exception left the answer about a caller";
   Caller caller = Guarded("nuvra", kProblem, Caller(), [reply] { return ReadCaller(reply); });
-  if (callers.m_IsBusOfThisUser &&
-      sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
+  if (caller.hasLeft && callers.m_IsBusOfThisUser) {
     caller = {true, geteuid(), {}};
   }
   Guarded("nuvra", kProblem, [&] { callers.Note(asked.connection, std::move(caller)); });

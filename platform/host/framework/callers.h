@@ -14,9 +14,10 @@ namespace host {
 
 // Whose a connection to the bus is.
 struct Caller {
-  bool isKnown = false;       // whether the bus said it; the rest counts only then
+  bool isKnown = false;       // whether the bus said it; user and groups count only then
   uid_t user = 0;             // the effective one when it connected
   std::vector<gid_t> groups;  // all of them; none when the bus does not know them
+  bool hasLeft = false;       // the reason, if it is not known for that
 };
 
 // Who is behind the connections of a bus, as the bus says and nobody else. A connection has one

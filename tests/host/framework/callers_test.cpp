@@ -1,7 +1,7 @@
 // Who is behind a request the bus says late, not at all, or with an error. A real bus does that
 // only under a load that is hard to make, so the service meets one here that the test speaks for.
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -23,10 +23,12 @@
 namespace {
 
 using bus::Check;
+using testing::IsEmpty;
 
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr char kService[] = ":1.0";
+constexpr char kDenied[] = "org.freedesktop.DBus.Error.AccessDenied";
 
 // A bus as far as a service needs one: it lets the service in and gives it the name, keeps its
 // questions about callers, and has clients and news when the test says so. It reads what the
@@ -73,13 +75,21 @@ class SpokenBus {
   // How often the service has asked who somebody is.
   std::size_t Questions() const { return m_Questions.size(); }
 
-  // Answers one of these questions: it is the user of this process.
+  // Answers one of these questions: the user of this process, nobody that is told, or an error.
   void Answer(std::size_t question) {
     const bus::Message reply = NewReply(m_Questions[question].get());
     Check(sd_bus_message_append(reply.get(), "a{sv}", 1, "UnixUserID", "u",
                                 static_cast<std::uint32_t>(geteuid())),
           "append");
     Send(reply.get());
+  }
+  void AnswerWithoutUser(std::size_t question) {
+    const bus::Message reply = NewReply(m_Questions[question].get());
+    Check(sd_bus_message_append(reply.get(), "a{sv}", 0), "append");
+    Send(reply.get());
+  }
+  void AnswerError(std::size_t question, const std::string& name) {
+    SendError(m_Questions[question].get(), std::string(kBus) + ".Error." + name);
   }
 
   // Sends a request of a client; the answers to all of them come in `Answers`, in their order.
@@ -190,7 +200,7 @@ class ACaller : public FrameworkTest {
 
 TEST_F(ACaller, IsKnownByAnAnswerThatComesOnlyAfterTheBusWasAskedAgain) {
   m_Spoken.Post(":1.7", Setting("late"));
-  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() == 2; }));
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() >= 2; }));
   m_Spoken.Answer(0);
   ASSERT_TRUE(
       m_Spoken.Until([&] { return !m_Spoken.Answers().empty() || m_Spoken.Questions() > 3; }));
@@ -201,7 +211,7 @@ TEST_F(ACaller, IsKnownByAnAnswerThatComesOnlyAfterTheBusWasAskedAgain) {
 
 TEST_F(ACaller, IsKnownAlsoWhenTheBusLosesAnAnswer) {
   m_Spoken.Post(":1.7", Setting("lost"));
-  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() == 2; }));
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() >= 2; }));
   m_Spoken.Answer(1);
   ASSERT_TRUE(m_Spoken.Until([&] { return !m_Spoken.Answers().empty(); }));
   EXPECT_EQ(m_Spoken.Answers()[0].error, "");
@@ -258,6 +268,45 @@ TEST_F(ACaller, WhoIsNotKnownYetKeepsNoMoreThan1024PiecesOfNewsBack) {
   ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Answers().size() == 2; }));
   EXPECT_EQ(m_Spoken.Answers()[1].error, "");
   EXPECT_TRUE(WasServed("again"));
+}
+
+TEST_F(ACaller, IsAskedForAgainWhenTheBusCannotSayItNow) {
+  m_Spoken.Post(":1.7", Setting("patient"));
+  std::size_t questions = 0;
+  for (const char* error : {"NoMemory", "LimitsExceeded"}) {
+    ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() > questions; }));
+    questions = m_Spoken.Questions();
+    m_Spoken.AnswerError(questions - 1, error);
+  }
+  ASSERT_TRUE(m_Spoken.Until(
+      [&] { return m_Spoken.Questions() > questions || !m_Spoken.Answers().empty(); }));
+  ASSERT_THAT(m_Spoken.Answers(), IsEmpty());
+  m_Spoken.Answer(questions);
+  ASSERT_TRUE(m_Spoken.Until([&] { return !m_Spoken.Answers().empty(); }));
+  EXPECT_EQ(m_Spoken.Answers()[0].error, "");
+  EXPECT_TRUE(WasServed("patient"));
+}
+
+TEST_F(ACaller, HasLeftOnlyWhenTheBusSaysSo) {
+  const auto answerTo = [&](const char* client, const auto& say) {
+    const std::size_t questions = m_Spoken.Questions();
+    const std::size_t answers = m_Spoken.Answers().size();
+    m_Spoken.Post(client, Setting("nobody"));
+    EXPECT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() > questions; }));
+    say(questions);
+    EXPECT_TRUE(m_Spoken.Until([&] { return m_Spoken.Answers().size() > answers; }));
+    return m_Spoken.Answers().back();
+  };
+  const std::string needs = "SetItemValue needs a caller whom the bus knows; ";
+  EXPECT_EQ(
+      answerTo(":1.7", [&](auto question) { m_Spoken.AnswerError(question, "NameHasNoOwner"); }),
+      (Answer{0, "", kDenied, needs + "this one has left it"}));
+  const Answer unsaid{0, "", kDenied, needs + "it does not say who this one is"};
+  EXPECT_EQ(
+      answerTo(":1.8", [&](auto question) { m_Spoken.AnswerError(question, "AccessDenied"); }),
+      unsaid);
+  EXPECT_EQ(answerTo(":1.9", [&](auto question) { m_Spoken.AnswerWithoutUser(question); }), unsaid);
+  EXPECT_FALSE(WasServed("nobody"));
 }
 
 }  // namespace
