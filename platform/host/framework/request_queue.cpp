@@ -19,6 +19,7 @@
 #include <iterator>
 #include <utility>
 
+#include "base/utf8.h"
 #include "framework/before_messages.h"
 #include "framework/message_text.h"
 #include "framework/name_owners.h"
@@ -63,7 +64,10 @@ std::string Unsent(int error) {
 }
 
 void ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
-  sd_bus_reply_method_errorf(call, name, "%s", text.c_str());
+  const int result = sd_bus_reply_method_errorf(call, name, "%s", base::ValidUtf8(text).c_str());
+  if (result < 0) {
+    Unsent(result);
+  }
 }
 
 std::string ErrorBody(const char* name, const std::string& text) {

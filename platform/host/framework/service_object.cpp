@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/utf8.h"
 #include "framework/store_failure.h"
 #include "system/environment.h"
 
@@ -32,7 +33,7 @@ constexpr sd_bus_vtable kVtable[] = {
 int OnFailureAsked(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*,
                    sd_bus_error*) {
   const StoreFailure failure = NewestStoreFailure();
-  return sd_bus_message_append(reply, "(ts)", failure.at, failure.text.c_str());
+  return sd_bus_message_append(reply, "(ts)", failure.at, base::ValidUtf8(failure.text).c_str());
 }
 
 constexpr sd_bus_vtable kKeyStoreVtable[] = {
