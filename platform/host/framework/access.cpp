@@ -99,7 +99,9 @@ Judgement Access::Judge(const std::string& sender, const Caller* caller,
     return {Judgement::Kind::kNeedsCaller};
   }
   if (!caller->isKnown) {
-    return Refuse(sender, method + " needs a caller whom the bus knows; this one has left it");
+    return Refuse(
+        sender, method + " needs a caller whom the bus knows; " +
+                    (caller->hasLeft ? "this one has left it" : "it does not say who this one is"));
   }
   if (caller->user == geteuid() || Allows(method, *caller)) {
     return {};

@@ -1,10 +1,13 @@
 #include "framework/callers.h"
 
+#include <Ecore.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "system/exception_border.h"
 
@@ -14,9 +17,12 @@ namespace {
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 
-// The bus answers at once unless it hangs, or has too much for this process waiting and drops the
-// answer.
-constexpr std::uint64_t kPatienceInMicroseconds = 2'000'000;
+// The answer comes behind all that the bus has for this process, however long that takes to read,
+// and when that is more than the bus keeps for one receiver, it drops the answer and tells nobody.
+// The two look alike, so the bus is asked again, ever more seldom, and any of its answers counts.
+constexpr double kPatienceInSeconds = 2;
+constexpr double kMostPatienceInSeconds = 60;
+constexpr std::uint64_t kNever = UINT64_MAX;
 
 int Check(int result) { return bus::Check(result, "cannot ask the bus who a caller is"); }
 
@@ -30,10 +36,21 @@ void ReadGroups(sd_bus_message* reply, Caller& caller) {
   Check(sd_bus_message_exit_container(reply));
 }
 
+bool IsError(sd_bus_message* reply, const char* name) {
+  return sd_bus_message_is_method_error(reply, name) > 0;
+}
+
+// Whether the answer may be another one next time. There is no reply when the connection is lost.
+bool IsForNow(sd_bus_message* reply) {
+  return !bus::IsFromBus(reply) || IsError(reply, SD_BUS_ERROR_NO_REPLY) ||
+         IsError(reply, SD_BUS_ERROR_NO_MEMORY) || IsError(reply, SD_BUS_ERROR_LIMITS_EXCEEDED);
+}
+
 // What the bus says of a connection. Not known when it does not say the user.
 Caller ReadCaller(sd_bus_message* reply) {
   Caller caller;
-  if (sd_bus_message_is_method_error(reply, nullptr) > 0 || !bus::IsFromBus(reply)) {
+  caller.hasLeft = IsError(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER);
+  if (IsError(reply, nullptr)) {
     return caller;
   }
   Check(sd_bus_message_enter_container(reply, 'a', "{sv}"));
@@ -65,48 +82,82 @@ bool IsOfThisUser(sd_bus* bus) {
 
 }  // namespace
 
+// About one connection, however often it was asked.
+struct Callers::Question {
+  Question(Callers& asking, std::string about) : callers(asking), connection(std::move(about)) {}
+  ~Question() { ecore_timer_del(timer); }
+  Question(const Question&) = delete;
+  Question& operator=(const Question&) = delete;
+
+  static Eina_Bool OnSilence(void* question);
+
+  Callers& callers;
+  const std::string connection;
+  std::vector<bus::Slot> slots;  // of each time
+  Ecore_Timer* const timer = ecore_timer_add(kPatienceInSeconds, OnSilence, this);
+};
+
 Callers::Callers(sd_bus* bus, bool isSystemBus, Listener onAnswer)
     : m_Bus(bus),
       m_OnAnswer(std::move(onAnswer)),
       m_IsBusOfThisUser(!isSystemBus && IsOfThisUser(bus)) {}
+
+Callers::~Callers() = default;
 
 const Caller* Callers::Find(const std::string& connection) const {
   const auto found = m_Callers.find(connection);
   return found != m_Callers.end() ? &found->second : nullptr;
 }
 
-void Callers::Send(Question& question) const {
-  bus::Message call;
-  Check(sd_bus_message_new_method_call(m_Bus, bus::Out(call), kBus, kBusPath, kBus,
-                                       "GetConnectionCredentials"));
-  Check(sd_bus_message_append(call.get(), "s", question.connection.c_str()));
-  Check(sd_bus_call_async(m_Bus, bus::Out(question.slot), call.get(), OnAnswer, &question,
-                          kPatienceInMicroseconds));
+void Callers::Send(Question& question) {
+  Guarded("nuvra", "a caller cannot be asked for", [&] {
+    bus::Message call;
+    bus::Slot slot;
+    Check(sd_bus_message_new_method_call(m_Bus, bus::Out(call), kBus, kBusPath, kBus,
+                                         "GetConnectionCredentials"));
+    Check(sd_bus_message_append(call.get(), "s", question.connection.c_str()));
+    Check(sd_bus_call_async(m_Bus, bus::Out(slot), call.get(), OnAnswer, &question, kNever));
+    question.slots.push_back(std::move(slot));
+  });
 }
 
 void Callers::Ask(const std::string& connection) {
-  const auto added = m_Questions.try_emplace(connection, Question{this, connection, {}});
-  if (added.second &&
-      !Guarded("nuvra", "a caller cannot be asked for", [&] { Send(added.first->second); })) {
-    Note(connection, {});
+  std::unique_ptr<Question>& question = m_Questions[connection];
+  if (question == nullptr) {
+    question = std::make_unique<Question>(*this, connection);
+    Send(*question);
   }
 }
 
-int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
+void Callers::Forget(const std::string& connection) {
+  m_Questions.erase(connection);
+  m_Callers.erase(connection);
+}
+
+Eina_Bool Callers::Question::OnSilence(void* question) {
   auto& asked = *static_cast<Question*>(question);
-  Callers& callers = *asked.callers;
-  constexpr char kProblem[] = "an exception left the answer about a caller";
-  const bool isMissing = sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NO_REPLY) > 0;
-  if (!isMissing || sd_bus_is_open(callers.m_Bus) <= 0 ||
-      !Guarded("nuvra", kProblem, [&] { callers.Send(asked); })) {
-    Caller caller = Guarded("nuvra", kProblem, Caller(), [reply] { return ReadCaller(reply); });
-    if (callers.m_IsBusOfThisUser &&
-        sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) > 0) {
-      caller = {true, geteuid(), {}};
-    }
-    Guarded("nuvra", kProblem, [&] { callers.Note(asked.connection, std::move(caller)); });
+  // What waits to be sent the bus has not lost.
+  std::uint64_t unsent = 0;
+  if (sd_bus_get_n_queued_write(asked.callers.m_Bus, &unsent) >= 0 && unsent == 0) {
+    asked.callers.Send(asked);
   }
-  // When a call times out, sd-bus takes the result for whether there was something to do.
+  ecore_timer_interval_set(
+      asked.timer, std::min(2 * ecore_timer_interval_get(asked.timer), kMostPatienceInSeconds));
+  return ECORE_CALLBACK_RENEW;
+}
+
+int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
+  const auto& asked = *static_cast<Question*>(question);
+  Callers& callers = asked.callers;
+  if (IsForNow(reply)) {
+    return 1;
+  }
+  constexpr char kProblem[] = "an exception left the answer about a caller";
+  Caller caller = Guarded("nuvra", kProblem, Caller(), [reply] { return ReadCaller(reply); });
+  if (caller.hasLeft && callers.m_IsBusOfThisUser) {
+    caller = {true, geteuid(), {}};
+  }
+  Guarded("nuvra", kProblem, [&] { callers.Note(asked.connection, std::move(caller)); });
   return 1;
 }
 

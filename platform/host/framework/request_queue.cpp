@@ -27,6 +27,7 @@
 #include <iterator>
 #include <utility>
 
+#include "base/utf8.h"
 #include "framework/before_messages.h"
 #include "framework/message_text.h"
 #include "framework/name_owners.h"
@@ -82,7 +83,10 @@ std::string Unsent(int error) {
 }
 
 void ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
-  sd_bus_reply_method_errorf(call, name, "%s", text.c_str());
+  const int result = sd_bus_reply_method_errorf(call, name, "%s", base::ValidUtf8(text).c_str());
+  if (result < 0) {
+    Unsent(result);
+  }
 }
 
 std::string ErrorBody(const char* name, const std::string& text) {
@@ -284,6 +288,14 @@ bool RequestQueue::IsStuck() const {
 void RequestQueue::TakeNews(sd_bus_message* news) {
   m_Lines.emplace_back();
   std::prev(m_Lines.end(), 2)->news.reset(sd_bus_message_ref(news));
+  // What the bus says about a client comes behind still more news.
+  if (IsFull() && IsEmpty()) {
+    Lines& lines = m_Lines.front();
+    for (Line& line : lines.aside) {
+      line.isAside = false;
+    }
+    lines.ring.splice(lines.ring.end(), lines.aside);
+  }
 }
 
 bool RequestQueue::IsFull() const { return m_Lines.size() > kMaxNews; }
@@ -502,6 +514,11 @@ RequestQueue::Outcome RequestQueue::Serve(const std::string& sender, const Reque
     Judgement judgement = m_Access.Judge(sender, m_Callers.Find(sender), message.body);
     if (judgement.kind == Judgement::Kind::kRefused) {
       return failed(kAccessDenied, std::move(judgement.reason));
+    }
+    if (judgement.kind == Judgement::Kind::kNeedsCaller && IsFull()) {
+      return failed(kLimitsExceeded,
+                    "at most 1024 pieces of news may wait until the bus says who a client is: send "
+                    "the request again");
     }
     outcome.isUnknown = judgement.kind == Judgement::Kind::kNeedsCaller;
     if (outcome.isUnknown) {

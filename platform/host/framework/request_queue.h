@@ -53,7 +53,7 @@ class RequestQueue {
 
   // Takes the news that a name has another owner, while this is not idle. The NameOwners of the
   // service hear it once all calls that were taken before it are served, and before any call that
-  // is taken after it is.
+  // is taken after it is. While there is too much, no request waits for what the bus says.
   void TakeNews(sd_bus_message* news);
 
   // Whether so many replies wait for the bus that nothing should be served or read meanwhile.

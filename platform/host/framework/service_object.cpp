@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/utf8.h"
 #include "framework/store_failure.h"
 #include "system/environment.h"
 #include "system/exception_border.h"
@@ -35,7 +36,7 @@ int OnFailureAsked(sd_bus*, const char*, const char*, const char*, sd_bus_messag
                    sd_bus_error*) {
   return Guarded("nuvra", "an exception left a property", -ENOMEM, [reply] {
     const StoreFailure failure = NewestStoreFailure();
-    return sd_bus_message_append(reply, "(ts)", failure.at, failure.text.c_str());
+    return sd_bus_message_append(reply, "(ts)", failure.at, base::ValidUtf8(failure.text).c_str());
   });
 }
 

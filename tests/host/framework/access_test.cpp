@@ -146,6 +146,31 @@ class AccessOnOnesOwnBus : public FrameworkTest {
     const std::vector<std::string> trace = Trace();
     return std::find(trace.begin(), trace.end(), "request " + name) != trace.end();
   }
+
+  // What the replies to a batch say; none when the batch as a whole is answered with an error.
+  static std::vector<Answer> RequestAll(const Client& client,
+                                        const std::vector<std::string>& bodies) {
+    bus::Message call;
+    bus::Check(sd_bus_message_new_method_call(client.Get(), bus::Out(call), kBusName, kObject,
+                                              kInterface, "RequestAll"),
+               "call");
+    bus::Check(sd_bus_message_open_container(call.get(), 'a', "(is)"), "open");
+    for (const std::string& body : bodies) {
+      bus::Check(sd_bus_message_append(call.get(), "(is)", 1, body.c_str()), "append");
+    }
+    bus::Check(sd_bus_message_close_container(call.get()), "close");
+    std::vector<Answer> answers;
+    bus::Message reply;
+    if (sd_bus_call(client.Get(), call.get(), 0, nullptr, bus::Out(reply)) >= 0) {
+      bus::Check(sd_bus_message_enter_container(reply.get(), 'a', "(is)"), "enter");
+      int type = 0;
+      const char* body = nullptr;
+      while (sd_bus_message_read(reply.get(), "(is)", &type, &body) > 0) {
+        answers.push_back({type, body, "", ""});
+      }
+    }
+    return answers;
+  }
 };
 
 TEST_F(AccessOnOnesOwnBus, TheUserMayDoEverything) {
@@ -256,25 +281,31 @@ TEST_F(AccessOnOnesOwnBus, AFileWithAMistakeLeavesQuestionsOnlyUntilItIsCorrecte
 TEST_F(AccessOnOnesOwnBus, ARefusedRequestOfABatchTakesItsPlace) {
   StartWith("[]");
   Client client(Address());
-  bus::Message call;
-  bus::Check(sd_bus_message_new_method_call(client.Get(), bus::Out(call), kBusName, kObject,
-                                            kInterface, "RequestAll"),
-             "call");
-  bus::Check(sd_bus_message_append(call.get(), "a(is)", 3, 1, R"({"do":"echo"})", 1,
-                                   Setting("a").c_str(), 1, R"({"do":"echo"})"),
-             "append");
-  bus::Message reply;
-  bus::Check(sd_bus_call(client.Get(), call.get(), 0, nullptr, bus::Out(reply)), "call");
-  int types[3];
-  const char* bodies[3];
-  int count = 0;
-  bus::Check(sd_bus_message_enter_container(reply.get(), 'a', "(is)"), "enter");
-  while (count < 3 && sd_bus_message_read(reply.get(), "(is)", &types[count], &bodies[count]) > 0) {
-    ++count;
-  }
-  ASSERT_EQ(count, 3);
-  EXPECT_THAT(types, ElementsAre(1, -1, 1));
-  EXPECT_THAT(bodies[1], HasSubstr(std::string(R"("error":")") + kDenied + '"'));
+  const std::vector<Answer> answers =
+      RequestAll(client, {R"({"do":"echo"})", Setting("a"), R"({"do":"echo"})"});
+  ASSERT_EQ(answers.size(), 3u);
+  EXPECT_EQ(answers[0].type, 1);
+  EXPECT_EQ(answers[1].type, -1);
+  EXPECT_EQ(answers[2].type, 1);
+  EXPECT_THAT(answers[1].body, HasSubstr(std::string(R"("error":")") + kDenied + '"'));
+}
+
+TEST_F(AccessOnOnesOwnBus, ARefusalIsSentAlsoWhenThePathOfTheFileIsNotUtf8) {
+  const std::filesystem::path directory = Path("caf\xE9");
+  std::filesystem::create_directory(directory);
+  std::ofstream(directory / "access.json") << "[]";
+  StartAndWait({{"SETTINGS_CONFIG_DIR", directory}});
+  Client client(Address());
+  const std::string reason = "caf\uFFFD/access.json:1: the file must be one object";
+
+  const Answer refused = client.Request(Setting("a"));
+  EXPECT_EQ(refused.error, kDenied);
+  EXPECT_THAT(refused.message, HasSubstr(reason));
+  const std::vector<Answer> answers = RequestAll(client, {R"({"do":"echo"})", Setting("b")});
+  ASSERT_EQ(answers.size(), 2u);
+  EXPECT_EQ(answers[0].type, 1);
+  EXPECT_EQ(answers[1].type, -1);
+  EXPECT_THAT(answers[1].body, HasSubstr(reason));
 }
 
 TEST_F(AccessOnOnesOwnBus, SighupIsNoEnd) {

@@ -9,6 +9,17 @@ namespace {
 
 using bus::Check;
 
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+}  // namespace
+
 Answer ReadAnswer(sd_bus_message* message) {
   Answer answer;
   if (const sd_bus_error* error = sd_bus_message_get_error(message)) {
@@ -21,17 +32,6 @@ Answer ReadAnswer(sd_bus_message* message) {
   answer.body = body;
   return answer;
 }
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-}  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Answer& answer) {
   return stream << answer.type << ' ' << answer.body << ' ' << answer.error << ' '

@@ -29,6 +29,9 @@ struct Answer {
 };
 std::ostream& operator<<(std::ostream& stream, const Answer& answer);
 
+// What an answer to a request says.
+Answer ReadAnswer(sd_bus_message* message);
+
 struct ReceivedSignal {
   std::string name;
   int type = 0;

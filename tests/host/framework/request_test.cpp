@@ -269,4 +269,18 @@ TEST_F(ARequest, HasAPeerThatCanBePinged) {
             0);
 }
 
+TEST_F(ARequest, ThatCouldNotBeStoredLeavesItsReasonAlsoWhenThePathOfTheStoreIsNotUtf8) {
+  ASSERT_EQ(m_Client.Request(R"({"do":"fail to store"})").error, "");
+  bus::Error error;
+  bus::Message reply;
+  ASSERT_GE(sd_bus_get_property(m_Client.Get(), kBusName, kObject, "org.nuvra.KeyStore1", "Failure",
+                                error.Out(), bus::Out(reply), "(ts)"),
+            0)
+      << error.Text();
+  std::uint64_t at = 0;
+  const char* text = nullptr;
+  ASSERT_GE(sd_bus_message_read(reply.get(), "(ts)", &at, &text), 0);
+  EXPECT_STREQ(text, "key file /caf\uFFFD/keys.db: cannot be opened");
+}
+
 }  // namespace

@@ -30,6 +30,7 @@
 #include "framework/object_interfaces.h"
 #include "framework/service_object.h"
 #include "framework/set_preparation.h"
+#include "framework/store_failure.h"
 #include "lwipc.h"
 #include "nuvra/alarm.h"
 #include "nuvra/app_main.h"
@@ -156,6 +157,8 @@ class TestService : public Nuvra::TCDaemonService {
       EINA_LOG_ERR("a complaint\nof two lines");
     } else if (what == "announce") {
       m_Announcement->Ask();
+    } else if (what == "fail to store") {
+      host::NoteStoreFailure("key file /caf\xE9/keys.db: cannot be opened");
     } else if (what == "log") {
       __dlog_print(LOG_ID_MAIN, DLOG_INFO, "test", "%s\n", body["text"].asCString());
     }
