@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <iterator>
 #include <list>
 #include <numeric>
 #include <optional>
@@ -26,7 +27,8 @@ constexpr std::size_t kMostRequests = 256;
 constexpr std::size_t kMostText = 1024 * 1024;
 
 // A service refuses a client of which it has more than 4,096 requests or 5 MiB waiting. While two
-// messages are on the way it is never idle, and much else may be sent on the same connection.
+// messages are on the way it is never idle, and much else may be sent on the same connection. What
+// timed out, or was sent by a batch that ended, waits there all the same.
 constexpr std::size_t kMostRequestsOnTheWay = 2 * kMostRequests;
 constexpr std::size_t kMostTextOnTheWay = kMostText;
 
@@ -98,25 +100,37 @@ struct Batch::Impl {
   // Counts a message of each, and calls what is done then, unless that ends the batch.
   static void Finish(const Rounds& rounds, Client::Impl& connection, std::weak_ptr<char> life);
 
-  // Counts a portion as being on its way.
+  // Counts a portion as being on its way. Destroyed without an end, it leaves the portion to the
+  // service, and it goes on counting.
   class Share {
    public:
     Share(Client::Impl& connection, const Portion& portion)
-        : m_Connection(connection), m_Requests(portion.size()), m_Text(TextSize(portion)) {
-      m_Connection.requestsOnTheWay += m_Requests;
-      m_Connection.textOnTheWay += m_Text;
-    }
+        : m_All(connection.onTheWay),
+          m_Own(m_All.insert(m_All.end(), {portion.size(), TextSize(portion)})) {}
     ~Share() {
-      m_Connection.requestsOnTheWay -= m_Requests;
-      m_Connection.textOnTheWay -= m_Text;
+      if (m_Own != m_All.end()) {
+        m_Own->isAwaited = false;
+      }
     }
     Share(const Share&) = delete;
     Share& operator=(const Share&) = delete;
 
+    void End() {
+      m_All.erase(m_Own);
+      m_Own = m_All.end();
+    }
+
+    // The service answers in order: what was left to it before has been answered, too.
+    void EndWithEarlier() {
+      for (auto each = m_All.begin(); each != m_Own;) {
+        each = each->isAwaited ? std::next(each) : m_All.erase(each);
+      }
+      End();
+    }
+
    private:
-    Client::Impl& m_Connection;
-    const std::size_t m_Requests;
-    const std::size_t m_Text;
+    std::list<Client::Impl::OnTheWay>& m_All;
+    std::list<Client::Impl::OnTheWay>::iterator m_Own;
   };
 
   struct Sent {
@@ -145,10 +159,12 @@ struct Batch::Impl {
   void AskOneByOne(Portion& portion);
 
   void Send(Portion& portion, const std::shared_ptr<Round>& round);
-  std::deque<Unsent>* NextLine();
+  bool HasRoom(const Portion& portion, bool besideAwaited) const;
+  std::optional<Unsent> TakeNext();
   Rounds SendMore(std::exception_ptr* failure = nullptr);
   static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
-  void Take(Sent& answered, sd_bus_message* message);
+  Rounds Take(Sent& answered, sd_bus_message* message);
+  Rounds GiveUp(const std::exception_ptr& error);
 
   Client& client;
   Client::Impl& connection;
@@ -362,9 +378,10 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
              std::find_if(batch.sent.begin(), batch.sent.end(),
                           [&](const Sent& each) { return &each == answered; }));
   try {
-    answered->share.reset();
-    batch.Take(*answered, message);
-    Rounds rounds = batch.SendMore();
+    Rounds rounds = batch.Take(*answered, message);
+    for (std::shared_ptr<Round>& tried : batch.SendMore()) {
+      rounds.push_back(std::move(tried));
+    }
     rounds.push_back(answered->round);
     Finish(rounds, connection, life);
   } catch (...) {
@@ -374,33 +391,55 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
   return 1;
 }
 
-// The line whose first portion may be sent now; null when all must wait for answers. One message
-// may always be on its way, whatever other batches have sent.
-std::deque<Batch::Impl::Unsent>* Batch::Impl::NextLine() {
-  if (!singles.empty()) {
-    return sent.size() < kMostSingleRequests ? &singles : nullptr;
+// Whether no more is on the way then than may be. Without what is awaited, only what was left to
+// the service counts.
+bool Batch::Impl::HasRoom(const Portion& portion, bool besideAwaited) const {
+  std::size_t requests = portion.size();
+  std::size_t text = TextSize(portion);
+  for (const Client::Impl::OnTheWay& each : connection.onTheWay) {
+    if (besideAwaited || !each.isAwaited) {
+      requests += each.requests;
+      text += each.text;
+    }
   }
-  if (lists.empty()) {
-    return nullptr;
+  return requests <= kMostRequestsOnTheWay && text <= kMostTextOnTheWay;
+}
+
+// What may be sent now; nothing when all must wait for answers. One message may always be on its
+// way, whatever other batches have sent. But behind what was left to the service it is a single
+// request, whose answer tells when the service is done with that.
+std::optional<Batch::Impl::Unsent> Batch::Impl::TakeNext() {
+  std::deque<Unsent>& line = singles.empty() ? lists : singles;
+  if (line.empty() || (!singles.empty() && sent.size() == kMostSingleRequests)) {
+    return std::nullopt;
   }
-  const Portion& next = lists.front().portion;
-  const bool hasRoom = connection.requestsOnTheWay + next.size() <= kMostRequestsOnTheWay &&
-                       connection.textOnTheWay + TextSize(next) <= kMostTextOnTheWay;
-  return sent.empty() || hasRoom ? &lists : nullptr;
+  Unsent& first = line.front();
+  if (!sent.empty() && !HasRoom(first.portion, true)) {
+    return std::nullopt;
+  }
+  Unsent next;
+  if (first.portion.size() > 1 && !HasRoom(first.portion, false)) {
+    next.round = first.round;
+    ++next.round->open;
+    next.portion.push_back(std::move(first.portion.front()));
+    first.portion.erase(first.portion.begin());
+  } else {
+    next = std::move(first);
+    line.pop_front();
+  }
+  return next;
 }
 
 // Returns the rounds of the portions that were sent or cannot be sent; each round counts its
 // portion once too often. With `failure` the first that cannot be sent ends it.
 Batch::Impl::Rounds Batch::Impl::SendMore(std::exception_ptr* failure) {
   Rounds rounds;
-  while (std::deque<Unsent>* const line = NextLine()) {
-    Unsent next = std::move(line->front());
-    line->pop_front();
-    rounds.push_back(next.round);
+  while (std::optional<Unsent> next = TakeNext()) {
+    rounds.push_back(next->round);
     try {
-      Send(next.portion, next.round);
+      Send(next->portion, next->round);
     } catch (const Error& error) {
-      GiveError(next.portion, PointerTo(error));
+      GiveError(next->portion, PointerTo(error));
       if (failure != nullptr) {
         *failure = PointerTo(error);
         break;
@@ -410,29 +449,56 @@ Batch::Impl::Rounds Batch::Impl::SendMore(std::exception_ptr* failure) {
   return rounds;
 }
 
-void Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
+// Returns the rounds of the portions that will not be sent.
+Batch::Impl::Rounds Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
   Portion& portion = answered.portion;
   const sd_bus_error* const error = sd_bus_message_get_error(message);
   if (error == nullptr) {
+    answered.share->EndWithEarlier();
     GiveReplies(portion, message);
-    return;
+    return {};
   }
   std::string name = error->name;
   if (name == kNoSuchMethod && portion.size() > 1) {
+    answered.share->End();
     for (Request& request : portion) {
       Unsent& single = singles.emplace_back();
       single.round = answered.round;
       single.portion.push_back(std::move(request));
       ++single.round->open;
     }
-    return;
+    return {};
   }
   // When the time is over sd-bus says the same as the bus does when the service has ended.
   if (name == kNoReply && steady_clock::now() >= answered.end) {
     name = kTimeout;
   }
-  GiveError(portion, PointerTo(ErrorFromCall(connection.bus.get(), name,
-                                             error->message == nullptr ? "" : error->message)));
+  const Error problem =
+      ErrorFromCall(connection.bus.get(), name, error->message == nullptr ? "" : error->message);
+  GiveError(portion, PointerTo(problem));
+  if (problem.Code() == ErrorCode::kTimedOut) {
+    answered.share.reset();
+    return GiveUp(PointerTo(problem));
+  }
+  // Some errors come before the answers to what was sent earlier, but not those of a service that
+  // is no longer there.
+  if (problem.Code() == ErrorCode::kNotRunning) {
+    answered.share->EndWithEarlier();
+  } else {
+    answered.share->End();
+  }
+  return {};
+}
+
+Batch::Impl::Rounds Batch::Impl::GiveUp(const std::exception_ptr& error) {
+  Rounds rounds;
+  for (std::deque<Unsent>* const line : {&singles, &lists}) {
+    for (Unsent& unsent : std::exchange(*line, {})) {
+      GiveError(unsent.portion, error);
+      rounds.push_back(std::move(unsent.round));
+    }
+  }
+  return rounds;
 }
 
 }  // namespace settings
