@@ -8,6 +8,7 @@
 #include <list>
 #include <numeric>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -84,8 +85,8 @@ struct Batch::Impl {
   // What one message carries.
   using Portion = std::vector<Request>;
 
-  static void GiveError(Portion& portion, const std::exception_ptr& error) {
-    for (Request& request : portion) {
+  static void GiveError(std::span<Request> requests, const std::exception_ptr& error) {
+    for (Request& request : requests) {
       request.GiveError(error);
     }
   }
@@ -100,18 +101,14 @@ struct Batch::Impl {
   // Counts a message of each, and calls what is done then, unless that ends the batch.
   static void Finish(const Rounds& rounds, Client::Impl& connection, std::weak_ptr<char> life);
 
-  // Counts a portion as being on its way. Destroyed without an end, it leaves the portion to the
-  // service, and it goes on counting.
+  // Counts what one message carries as being on its way. Destroyed without an end, it leaves that
+  // to the service, and it goes on counting.
   class Share {
    public:
-    Share(Client::Impl& connection, const Portion& portion)
+    Share(Client::Impl& connection, std::span<const Request> requests)
         : m_All(connection.onTheWay),
-          m_Own(m_All.insert(m_All.end(), {portion.size(), TextSize(portion)})) {}
-    ~Share() {
-      if (m_Own != m_All.end()) {
-        m_Own->isAwaited = false;
-      }
-    }
+          m_Own(m_All.insert(m_All.end(), {requests.size(), TextSize(requests)})) {}
+    ~Share() { Leave(); }
     Share(const Share&) = delete;
     Share& operator=(const Share&) = delete;
 
@@ -128,7 +125,26 @@ struct Batch::Impl {
       End();
     }
 
+    // Some errors come before the answers to what was sent earlier, but not those of a service that
+    // is no longer there.
+    void EndWithError(ErrorCode code) {
+      if (code == ErrorCode::kTimedOut) {
+        Leave();
+      } else if (code == ErrorCode::kNotRunning) {
+        EndWithEarlier();
+      } else {
+        End();
+      }
+    }
+
    private:
+    void Leave() {
+      if (m_Own != m_All.end()) {
+        m_Own->isAwaited = false;
+        m_Own = m_All.end();
+      }
+    }
+
     std::list<Client::Impl::OnTheWay>& m_All;
     std::list<Client::Impl::OnTheWay>::iterator m_Own;
   };
@@ -150,16 +166,16 @@ struct Batch::Impl {
 
   Impl(Client& ofBatch, Client::Impl& itsConnection) : client(ofBatch), connection(itsConnection) {}
 
-  static std::size_t TextSize(const Portion& portion);
+  static std::size_t TextSize(std::span<const Request> requests);
   std::vector<Portion> TakePortions();
-  bus::Message CallWith(const Portion& portion) const;
-  static void GiveReplies(Portion& portion, sd_bus_message* message);
+  bus::Message CallWith(std::span<const Request> requests) const;
+  static void GiveReplies(std::span<Request> requests, sd_bus_message* message);
 
-  void Ask(Portion& portion);
-  void AskOneByOne(Portion& portion);
+  void Ask(std::span<Request> requests);
+  void AskOneByOne(std::span<Request> requests);
 
   void Send(Portion& portion, const std::shared_ptr<Round>& round);
-  bool HasRoom(const Portion& portion, bool besideAwaited) const;
+  bool HasRoom(std::span<const Request> requests, bool besideAwaited) const;
   std::optional<Unsent> TakeNext();
   Rounds SendMore(std::exception_ptr* failure = nullptr);
   static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
@@ -184,9 +200,9 @@ void Batch::AddRequest(const std::string& method, const Json::Value& data, Take 
   m_Impl->added.push_back({m_Impl->writer.Text(method, data), std::move(take)});
 }
 
-std::size_t Batch::Impl::TextSize(const Portion& portion) {
+std::size_t Batch::Impl::TextSize(std::span<const Request> requests) {
   return std::accumulate(
-      portion.begin(), portion.end(), std::size_t(0),
+      requests.begin(), requests.end(), std::size_t(0),
       [](std::size_t size, const Request& request) { return size + request.text.size(); });
 }
 
@@ -208,22 +224,22 @@ std::vector<Batch::Impl::Portion> Batch::Impl::TakePortions() {
   return portions;
 }
 
-bus::Message Batch::Impl::CallWith(const Portion& portion) const {
-  if (portion.size() == 1) {
+bus::Message Batch::Impl::CallWith(std::span<const Request> requests) const {
+  if (requests.size() == 1) {
     bus::Message call = NewCall(connection.bus.get(), "Request");
-    Check(sd_bus_message_append(call.get(), "is", 0, portion.front().text.c_str()));
+    Check(sd_bus_message_append(call.get(), "is", 0, requests.front().text.c_str()));
     return call;
   }
   bus::Message call = NewCall(connection.bus.get(), "RequestAll");
   Check(sd_bus_message_open_container(call.get(), 'a', "(is)"));
-  for (const Request& request : portion) {
+  for (const Request& request : requests) {
     Check(sd_bus_message_append(call.get(), "(is)", 0, request.text.c_str()));
   }
   Check(sd_bus_message_close_container(call.get()));
   return call;
 }
 
-void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
+void Batch::Impl::GiveReplies(std::span<Request> requests, sd_bus_message* message) {
   const auto give = [](Request& request, auto read) {
     try {
       request.GiveReply(read());
@@ -231,13 +247,13 @@ void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
       request.GiveError(PointerTo(error));
     }
   };
-  if (portion.size() == 1) {
-    give(portion.front(), [&] { return ReadReply(ReadMessage(message)); });
+  if (requests.size() == 1) {
+    give(requests.front(), [&] { return ReadReply(ReadMessage(message)); });
     return;
   }
   if (sd_bus_message_has_signature(message, "a(is)") > 0 &&
       sd_bus_message_enter_container(message, 'a', "(is)") >= 0) {
-    for (Request& request : portion) {
+    for (Request& request : requests) {
       Message reply;
       const char* text = nullptr;
       if (sd_bus_message_read(message, "(is)", &reply.type, &text) <= 0) {
@@ -247,7 +263,7 @@ void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
       give(request, [&] { return ReadReplyInList(std::move(reply)); });
     }
   }
-  GiveError(portion, PointerTo(UnexpectedForm()));
+  GiveError(requests, PointerTo(UnexpectedForm()));
 }
 
 void Batch::Ask() {
@@ -269,29 +285,43 @@ void Batch::Ask() {
   }
 }
 
-void Batch::Impl::Ask(Portion& portion) {
-  if (portion.size() == 1) {
-    AskOneByOne(portion);
+void Batch::Impl::Ask(std::span<Request> requests) {
+  if (requests.size() == 1) {
+    AskOneByOne(requests);
+    return;
+  }
+  if (!HasRoom(requests, false)) {
+    AskOneByOne(requests.first(1));
+    Ask(requests.subspan(1));
     return;
   }
   sd_bus* const bus = connection.bus.get();
   bus::Error error;
   bus::Message reply;
-  if (sd_bus_call(bus, CallWith(portion).get(), connection.timeout.count(), error.Out(),
-                  bus::Out(reply)) >= 0) {
-    GiveReplies(portion, reply.get());
+  const bus::Message call = CallWith(requests);
+  Share share(connection, requests);
+  if (sd_bus_call(bus, call.get(), connection.timeout.count(), error.Out(), bus::Out(reply)) >= 0) {
+    share.EndWithEarlier();
+    GiveReplies(requests, reply.get());
   } else if (error.Name() == kNoSuchMethod) {
-    AskOneByOne(portion);
+    share.End();
+    AskOneByOne(requests);
   } else {
-    throw ErrorFromCall(bus, error.Name(), error.Text());
+    const Error problem = ErrorFromCall(bus, error.Name(), error.Text());
+    share.EndWithError(problem.Code());
+    throw problem;
   }
 }
 
-void Batch::Impl::AskOneByOne(Portion& portion) {
-  for (Request& request : portion) {
+void Batch::Impl::AskOneByOne(std::span<Request> requests) {
+  for (Request& request : requests) {
+    Share share(connection, {&request, 1});
     try {
-      request.GiveReply(ReadReply(client.Request(request.text)));
+      const Reply reply = ReadReply(client.Request(request.text));
+      share.EndWithEarlier();
+      request.GiveReply(reply);
     } catch (const Error& error) {
+      share.EndWithError(error.Code());
       if (!ConcernsOneRequest(error.Code())) {
         throw;
       }
@@ -393,16 +423,16 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
 
 // Whether no more is on the way then than may be. Without what is awaited, only what was left to
 // the service counts.
-bool Batch::Impl::HasRoom(const Portion& portion, bool besideAwaited) const {
-  std::size_t requests = portion.size();
-  std::size_t text = TextSize(portion);
+bool Batch::Impl::HasRoom(std::span<const Request> requests, bool besideAwaited) const {
+  std::size_t count = requests.size();
+  std::size_t text = TextSize(requests);
   for (const Client::Impl::OnTheWay& each : connection.onTheWay) {
     if (besideAwaited || !each.isAwaited) {
-      requests += each.requests;
+      count += each.requests;
       text += each.text;
     }
   }
-  return requests <= kMostRequestsOnTheWay && text <= kMostTextOnTheWay;
+  return count <= kMostRequestsOnTheWay && text <= kMostTextOnTheWay;
 }
 
 // What may be sent now; nothing when all must wait for answers. One message may always be on its
@@ -475,19 +505,9 @@ Batch::Impl::Rounds Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
   }
   const Error problem =
       ErrorFromCall(connection.bus.get(), name, error->message == nullptr ? "" : error->message);
+  answered.share->EndWithError(problem.Code());
   GiveError(portion, PointerTo(problem));
-  if (problem.Code() == ErrorCode::kTimedOut) {
-    answered.share.reset();
-    return GiveUp(PointerTo(problem));
-  }
-  // Some errors come before the answers to what was sent earlier, but not those of a service that
-  // is no longer there.
-  if (problem.Code() == ErrorCode::kNotRunning) {
-    answered.share->EndWithEarlier();
-  } else {
-    answered.share->End();
-  }
-  return {};
+  return problem.Code() == ErrorCode::kTimedOut ? GiveUp(PointerTo(problem)) : Rounds();
 }
 
 Batch::Impl::Rounds Batch::Impl::GiveUp(const std::exception_ptr& error) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,21 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using settings::Batch;
 using settings::Client;
+using Answers = std::vector<settings::Answer<std::optional<std::string>>>;
+
+// In which the daemon answers a list, and which a test can await some times.
+constexpr std::chrono::milliseconds kTimeout(SETTINGS_SLOWDOWN == 1 ? 100 : 500);
+
+// Two messages.
+Answers AddQuestions(Batch& batch) {
+  Answers answers;
+  for (int count = 0; count < 512; ++count) {
+    answers.push_back(batch.Add(settings::ask::GetItemValue("picturemode")));
+  }
+  return answers;
+}
 
 class Standstill : public SystemTest {
  protected:
@@ -47,7 +60,6 @@ class Standstill : public SystemTest {
 TEST_F(Standstill, ACacheThatAsksAgainAllTheWhileIsCurrentAfterwards) {
   const std::vector<std::string> items = Items(100);
   ASSERT_EQ(items.size(), 100u);
-  constexpr auto kTimeout = 100ms * SETTINGS_SLOWDOWN;
   Client hasty(m_Set.Bus().Address(), kTimeout);
   m_Set.Daemon().Signal(SIGSTOP);
   const settings::ItemCache cache(hasty, items, [](auto, const auto&) {});
@@ -57,21 +69,14 @@ TEST_F(Standstill, ACacheThatAsksAgainAllTheWhileIsCurrentAfterwards) {
 }
 
 TEST_F(Standstill, ABatchIsAnsweredAfterMoreThanMayWaitWasAskedAndGivenUp) {
-  const auto add = [](Batch& batch) {
-    std::vector<settings::Answer<std::optional<std::string>>> answers;
-    for (int count = 0; count < 512; ++count) {
-      answers.push_back(batch.Add(settings::ask::GetItemValue("picturemode")));
-    }
-    return answers;
-  };
   m_Set.Daemon().Signal(SIGSTOP);
   for (int givenUp = 0; givenUp < 20; ++givenUp) {
     Batch batch(m_Client);
-    add(batch);
+    AddQuestions(batch);
     batch.Send([] { FAIL() << "it was answered"; });
   }
   Batch batch(m_Client);
-  const auto answers = add(batch);
+  const Answers answers = AddQuestions(batch);
   bool isDone = false;
   batch.Send([&] { isDone = true; });
   m_Set.Daemon().Signal(SIGCONT);
@@ -79,6 +84,33 @@ TEST_F(Standstill, ABatchIsAnsweredAfterMoreThanMayWaitWasAskedAndGivenUp) {
   for (const auto& answer : answers) {
     ASSERT_EQ(answer.Get(), "standard");
   }
+}
+
+TEST_F(Standstill, WhoAsksAgainAllTheWhileIsAnsweredAfterwards) {
+  Client hasty(m_Set.Bus().Address(), kTimeout);
+  // False when the time was over.
+  const auto ask = [&] {
+    Batch batch(hasty);
+    const Answers answers = AddQuestions(batch);
+    try {
+      batch.Ask();
+    } catch (const settings::Error& error) {
+      if (error.Code() != settings::ErrorCode::kTimedOut) {
+        throw;
+      }
+      return false;
+    }
+    for (const auto& answer : answers) {
+      EXPECT_EQ(answer.Get(), "standard");
+    }
+    return true;
+  };
+  m_Set.Daemon().Signal(SIGSTOP);
+  for (int asked = 0; asked < 17; ++asked) {
+    ASSERT_FALSE(ask());
+  }
+  m_Set.Daemon().Signal(SIGCONT);
+  EXPECT_TRUE(support::WaitUntil(ask));
 }
 
 }  // namespace

@@ -44,9 +44,9 @@ class Answer {
 // Questions that are asked together, in few messages. The service serves them in the order in which
 // they were added, with other clients' requests in between. Any number may be asked: while as many
 // are on their way as the service takes, the others wait here. What timed out, or was sent by a
-// batch that ended, the service serves all the same: behind much of that a batch that is sent asks
-// one question, and the others when that is answered. A service that takes only one request per
-// message is asked one by one. The client's thread only.
+// batch that ended, the service serves all the same: behind much of that one question is asked, and
+// the others when that is answered. A service that takes only one request per message is asked one
+// by one. The client's thread only.
 class [[gnu::visibility("default")]] Batch {
  public:
   // The client must outlive the batch.
