@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <iterator>
 #include <list>
 #include <numeric>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -26,7 +28,8 @@ constexpr std::size_t kMostRequests = 256;
 constexpr std::size_t kMostText = 1024 * 1024;
 
 // A service refuses a client of which it has more than 4,096 requests or 5 MiB waiting. While two
-// messages are on the way it is never idle, and much else may be sent on the same connection.
+// messages are on the way it is never idle, and much else may be sent on the same connection. What
+// timed out, or was sent by a batch that ended, waits there all the same.
 constexpr std::size_t kMostRequestsOnTheWay = 2 * kMostRequests;
 constexpr std::size_t kMostTextOnTheWay = kMostText;
 
@@ -82,8 +85,8 @@ struct Batch::Impl {
   // What one message carries.
   using Portion = std::vector<Request>;
 
-  static void GiveError(Portion& portion, const std::exception_ptr& error) {
-    for (Request& request : portion) {
+  static void GiveError(std::span<Request> requests, const std::exception_ptr& error) {
+    for (Request& request : requests) {
       request.GiveError(error);
     }
   }
@@ -98,25 +101,52 @@ struct Batch::Impl {
   // Counts a message of each, and calls what is done then, unless that ends the batch.
   static void Finish(const Rounds& rounds, Client::Impl& connection, std::weak_ptr<char> life);
 
-  // Counts a portion as being on its way.
+  // Counts what one message carries as being on its way. Destroyed without an end, it leaves that
+  // to the service, and it goes on counting.
   class Share {
    public:
-    Share(Client::Impl& connection, const Portion& portion)
-        : m_Connection(connection), m_Requests(portion.size()), m_Text(TextSize(portion)) {
-      m_Connection.requestsOnTheWay += m_Requests;
-      m_Connection.textOnTheWay += m_Text;
-    }
-    ~Share() {
-      m_Connection.requestsOnTheWay -= m_Requests;
-      m_Connection.textOnTheWay -= m_Text;
-    }
+    Share(Client::Impl& connection, std::span<const Request> requests)
+        : m_All(connection.onTheWay),
+          m_Own(m_All.insert(m_All.end(), {requests.size(), TextSize(requests)})) {}
+    ~Share() { Leave(); }
     Share(const Share&) = delete;
     Share& operator=(const Share&) = delete;
 
+    void End() {
+      m_All.erase(m_Own);
+      m_Own = m_All.end();
+    }
+
+    // The service answers in order: what was left to it before has been answered, too.
+    void EndWithEarlier() {
+      for (auto each = m_All.begin(); each != m_Own;) {
+        each = each->isAwaited ? std::next(each) : m_All.erase(each);
+      }
+      End();
+    }
+
+    // Some errors come before the answers to what was sent earlier, but not those of a service that
+    // is no longer there.
+    void EndWithError(ErrorCode code) {
+      if (code == ErrorCode::kTimedOut) {
+        Leave();
+      } else if (code == ErrorCode::kNotRunning) {
+        EndWithEarlier();
+      } else {
+        End();
+      }
+    }
+
    private:
-    Client::Impl& m_Connection;
-    const std::size_t m_Requests;
-    const std::size_t m_Text;
+    void Leave() {
+      if (m_Own != m_All.end()) {
+        m_Own->isAwaited = false;
+        m_Own = m_All.end();
+      }
+    }
+
+    std::list<Client::Impl::OnTheWay>& m_All;
+    std::list<Client::Impl::OnTheWay>::iterator m_Own;
   };
 
   struct Sent {
@@ -136,19 +166,21 @@ struct Batch::Impl {
 
   Impl(Client& ofBatch, Client::Impl& itsConnection) : client(ofBatch), connection(itsConnection) {}
 
-  static std::size_t TextSize(const Portion& portion);
+  static std::size_t TextSize(std::span<const Request> requests);
   std::vector<Portion> TakePortions();
-  bus::Message CallWith(const Portion& portion) const;
-  static void GiveReplies(Portion& portion, sd_bus_message* message);
+  bus::Message CallWith(std::span<const Request> requests) const;
+  static void GiveReplies(std::span<Request> requests, sd_bus_message* message);
 
-  void Ask(Portion& portion);
-  void AskOneByOne(Portion& portion);
+  void Ask(std::span<Request> requests);
+  void AskOneByOne(std::span<Request> requests);
 
   void Send(Portion& portion, const std::shared_ptr<Round>& round);
-  std::deque<Unsent>* NextLine();
+  bool HasRoom(std::span<const Request> requests, bool besideAwaited) const;
+  std::optional<Unsent> TakeNext();
   Rounds SendMore(std::exception_ptr* failure = nullptr);
   static int OnReply(sd_bus_message* message, void* userData, sd_bus_error*);
-  void Take(Sent& answered, sd_bus_message* message);
+  Rounds Take(Sent& answered, sd_bus_message* message);
+  Rounds GiveUp(const std::exception_ptr& error);
 
   Client& client;
   Client::Impl& connection;
@@ -168,9 +200,9 @@ void Batch::AddRequest(const std::string& method, const Json::Value& data, Take 
   m_Impl->added.push_back({m_Impl->writer.Text(method, data), std::move(take)});
 }
 
-std::size_t Batch::Impl::TextSize(const Portion& portion) {
+std::size_t Batch::Impl::TextSize(std::span<const Request> requests) {
   return std::accumulate(
-      portion.begin(), portion.end(), std::size_t(0),
+      requests.begin(), requests.end(), std::size_t(0),
       [](std::size_t size, const Request& request) { return size + request.text.size(); });
 }
 
@@ -192,22 +224,22 @@ std::vector<Batch::Impl::Portion> Batch::Impl::TakePortions() {
   return portions;
 }
 
-bus::Message Batch::Impl::CallWith(const Portion& portion) const {
-  if (portion.size() == 1) {
+bus::Message Batch::Impl::CallWith(std::span<const Request> requests) const {
+  if (requests.size() == 1) {
     bus::Message call = NewCall(connection.bus.get(), "Request");
-    Check(sd_bus_message_append(call.get(), "is", 0, portion.front().text.c_str()));
+    Check(sd_bus_message_append(call.get(), "is", 0, requests.front().text.c_str()));
     return call;
   }
   bus::Message call = NewCall(connection.bus.get(), "RequestAll");
   Check(sd_bus_message_open_container(call.get(), 'a', "(is)"));
-  for (const Request& request : portion) {
+  for (const Request& request : requests) {
     Check(sd_bus_message_append(call.get(), "(is)", 0, request.text.c_str()));
   }
   Check(sd_bus_message_close_container(call.get()));
   return call;
 }
 
-void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
+void Batch::Impl::GiveReplies(std::span<Request> requests, sd_bus_message* message) {
   const auto give = [](Request& request, auto read) {
     try {
       request.GiveReply(read());
@@ -215,13 +247,13 @@ void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
       request.GiveError(PointerTo(error));
     }
   };
-  if (portion.size() == 1) {
-    give(portion.front(), [&] { return ReadReply(ReadMessage(message)); });
+  if (requests.size() == 1) {
+    give(requests.front(), [&] { return ReadReply(ReadMessage(message)); });
     return;
   }
   if (sd_bus_message_has_signature(message, "a(is)") > 0 &&
       sd_bus_message_enter_container(message, 'a', "(is)") >= 0) {
-    for (Request& request : portion) {
+    for (Request& request : requests) {
       Message reply;
       const char* text = nullptr;
       if (sd_bus_message_read(message, "(is)", &reply.type, &text) <= 0) {
@@ -231,7 +263,7 @@ void Batch::Impl::GiveReplies(Portion& portion, sd_bus_message* message) {
       give(request, [&] { return ReadReplyInList(std::move(reply)); });
     }
   }
-  GiveError(portion, PointerTo(UnexpectedForm()));
+  GiveError(requests, PointerTo(UnexpectedForm()));
 }
 
 void Batch::Ask() {
@@ -253,29 +285,43 @@ void Batch::Ask() {
   }
 }
 
-void Batch::Impl::Ask(Portion& portion) {
-  if (portion.size() == 1) {
-    AskOneByOne(portion);
+void Batch::Impl::Ask(std::span<Request> requests) {
+  if (requests.size() == 1) {
+    AskOneByOne(requests);
+    return;
+  }
+  if (!HasRoom(requests, false)) {
+    AskOneByOne(requests.first(1));
+    Ask(requests.subspan(1));
     return;
   }
   sd_bus* const bus = connection.bus.get();
   bus::Error error;
   bus::Message reply;
-  if (sd_bus_call(bus, CallWith(portion).get(), connection.timeout.count(), error.Out(),
-                  bus::Out(reply)) >= 0) {
-    GiveReplies(portion, reply.get());
+  const bus::Message call = CallWith(requests);
+  Share share(connection, requests);
+  if (sd_bus_call(bus, call.get(), connection.timeout.count(), error.Out(), bus::Out(reply)) >= 0) {
+    share.EndWithEarlier();
+    GiveReplies(requests, reply.get());
   } else if (error.Name() == kNoSuchMethod) {
-    AskOneByOne(portion);
+    share.End();
+    AskOneByOne(requests);
   } else {
-    throw ErrorFromCall(bus, error.Name(), error.Text());
+    const Error problem = ErrorFromCall(bus, error.Name(), error.Text());
+    share.EndWithError(problem.Code());
+    throw problem;
   }
 }
 
-void Batch::Impl::AskOneByOne(Portion& portion) {
-  for (Request& request : portion) {
+void Batch::Impl::AskOneByOne(std::span<Request> requests) {
+  for (Request& request : requests) {
+    Share share(connection, {&request, 1});
     try {
-      request.GiveReply(ReadReply(client.Request(request.text)));
+      const Reply reply = ReadReply(client.Request(request.text));
+      share.EndWithEarlier();
+      request.GiveReply(reply);
     } catch (const Error& error) {
+      share.EndWithError(error.Code());
       if (!ConcernsOneRequest(error.Code())) {
         throw;
       }
@@ -362,9 +408,10 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
              std::find_if(batch.sent.begin(), batch.sent.end(),
                           [&](const Sent& each) { return &each == answered; }));
   try {
-    answered->share.reset();
-    batch.Take(*answered, message);
-    Rounds rounds = batch.SendMore();
+    Rounds rounds = batch.Take(*answered, message);
+    for (std::shared_ptr<Round>& tried : batch.SendMore()) {
+      rounds.push_back(std::move(tried));
+    }
     rounds.push_back(answered->round);
     Finish(rounds, connection, life);
   } catch (...) {
@@ -374,33 +421,55 @@ int Batch::Impl::OnReply(sd_bus_message* message, void* userData, sd_bus_error*)
   return 1;
 }
 
-// The line whose first portion may be sent now; null when all must wait for answers. One message
-// may always be on its way, whatever other batches have sent.
-std::deque<Batch::Impl::Unsent>* Batch::Impl::NextLine() {
-  if (!singles.empty()) {
-    return sent.size() < kMostSingleRequests ? &singles : nullptr;
+// Whether no more is on the way then than may be. Without what is awaited, only what was left to
+// the service counts.
+bool Batch::Impl::HasRoom(std::span<const Request> requests, bool besideAwaited) const {
+  std::size_t count = requests.size();
+  std::size_t text = TextSize(requests);
+  for (const Client::Impl::OnTheWay& each : connection.onTheWay) {
+    if (besideAwaited || !each.isAwaited) {
+      count += each.requests;
+      text += each.text;
+    }
   }
-  if (lists.empty()) {
-    return nullptr;
+  return count <= kMostRequestsOnTheWay && text <= kMostTextOnTheWay;
+}
+
+// What may be sent now; nothing when all must wait for answers. One message may always be on its
+// way, whatever other batches have sent. But behind what was left to the service it is a single
+// request, whose answer tells when the service is done with that.
+std::optional<Batch::Impl::Unsent> Batch::Impl::TakeNext() {
+  std::deque<Unsent>& line = singles.empty() ? lists : singles;
+  if (line.empty() || (!singles.empty() && sent.size() == kMostSingleRequests)) {
+    return std::nullopt;
   }
-  const Portion& next = lists.front().portion;
-  const bool hasRoom = connection.requestsOnTheWay + next.size() <= kMostRequestsOnTheWay &&
-                       connection.textOnTheWay + TextSize(next) <= kMostTextOnTheWay;
-  return sent.empty() || hasRoom ? &lists : nullptr;
+  Unsent& first = line.front();
+  if (!sent.empty() && !HasRoom(first.portion, true)) {
+    return std::nullopt;
+  }
+  Unsent next;
+  if (first.portion.size() > 1 && !HasRoom(first.portion, false)) {
+    next.round = first.round;
+    ++next.round->open;
+    next.portion.push_back(std::move(first.portion.front()));
+    first.portion.erase(first.portion.begin());
+  } else {
+    next = std::move(first);
+    line.pop_front();
+  }
+  return next;
 }
 
 // Returns the rounds of the portions that were sent or cannot be sent; each round counts its
 // portion once too often. With `failure` the first that cannot be sent ends it.
 Batch::Impl::Rounds Batch::Impl::SendMore(std::exception_ptr* failure) {
   Rounds rounds;
-  while (std::deque<Unsent>* const line = NextLine()) {
-    Unsent next = std::move(line->front());
-    line->pop_front();
-    rounds.push_back(next.round);
+  while (std::optional<Unsent> next = TakeNext()) {
+    rounds.push_back(next->round);
     try {
-      Send(next.portion, next.round);
+      Send(next->portion, next->round);
     } catch (const Error& error) {
-      GiveError(next.portion, PointerTo(error));
+      GiveError(next->portion, PointerTo(error));
       if (failure != nullptr) {
         *failure = PointerTo(error);
         break;
@@ -410,29 +479,46 @@ Batch::Impl::Rounds Batch::Impl::SendMore(std::exception_ptr* failure) {
   return rounds;
 }
 
-void Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
+// Returns the rounds of the portions that will not be sent.
+Batch::Impl::Rounds Batch::Impl::Take(Sent& answered, sd_bus_message* message) {
   Portion& portion = answered.portion;
   const sd_bus_error* const error = sd_bus_message_get_error(message);
   if (error == nullptr) {
+    answered.share->EndWithEarlier();
     GiveReplies(portion, message);
-    return;
+    return {};
   }
   std::string name = error->name;
   if (name == kNoSuchMethod && portion.size() > 1) {
+    answered.share->End();
     for (Request& request : portion) {
       Unsent& single = singles.emplace_back();
       single.round = answered.round;
       single.portion.push_back(std::move(request));
       ++single.round->open;
     }
-    return;
+    return {};
   }
   // When the time is over sd-bus says the same as the bus does when the service has ended.
   if (name == kNoReply && steady_clock::now() >= answered.end) {
     name = kTimeout;
   }
-  GiveError(portion, PointerTo(ErrorFromCall(connection.bus.get(), name,
-                                             error->message == nullptr ? "" : error->message)));
+  const Error problem =
+      ErrorFromCall(connection.bus.get(), name, error->message == nullptr ? "" : error->message);
+  answered.share->EndWithError(problem.Code());
+  GiveError(portion, PointerTo(problem));
+  return problem.Code() == ErrorCode::kTimedOut ? GiveUp(PointerTo(problem)) : Rounds();
+}
+
+Batch::Impl::Rounds Batch::Impl::GiveUp(const std::exception_ptr& error) {
+  Rounds rounds;
+  for (std::deque<Unsent>* const line : {&singles, &lists}) {
+    for (Unsent& unsent : std::exchange(*line, {})) {
+      GiveError(unsent.portion, error);
+      rounds.push_back(std::move(unsent.round));
+    }
+  }
+  return rounds;
 }
 
 }  // namespace settings

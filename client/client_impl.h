@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <exception>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 
@@ -31,9 +32,13 @@ struct Client::Impl {
   std::chrono::microseconds timeout{};
   std::exception_ptr thrownByCallback;
 
-  // Of what batches have sent, what is not answered yet.
-  std::size_t requestsOnTheWay = 0;
-  std::size_t textOnTheWay = 0;
+  // What batches have sent and the service may still have, in that order, awaited or not.
+  struct OnTheWay {
+    std::size_t requests = 0;
+    std::size_t text = 0;
+    bool isAwaited = true;
+  };
+  std::list<OnTheWay> onTheWay;
 };
 
 // Returns `result`, or throws the Error that a negative one stands for.

@@ -1,5 +1,7 @@
 #include "settings/batch.h"
 
+#include <signal.h>
+
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -278,7 +280,7 @@ TEST_F(BatchThatIsSent, HasTwoMessagesOnTheWayOrOneWhileAnotherHasOrWhenTheyAreL
   askMany(second, Json::objectValue);
   EXPECT_EQ(messages() - before, 1 + 1);
 
-  // What a batch that ended had on the way no longer counts.
+  // What a batch that ended left with the service counts on.
   first.reset();
   before = messages();
   Batch third(m_Client);
@@ -292,21 +294,89 @@ TEST_F(BatchThatIsSent, HasTwoMessagesOnTheWayOrOneWhileAnotherHasOrWhenTheyAreL
   EXPECT_EQ(messages() - before, 1 + 2);
 }
 
+TEST_F(BatchThatIsSent, AsksOneQuestionBehindWhatOthersLeftAndTheRestWhenThatIsAnswered) {
+  const auto messages = [this] { return m_Client.Call("Messages").body["messages"].asInt(); };
+  {
+    Batch left(m_Client);
+    for (int i = 0; i < 2000; ++i) {
+      left.Add(Raw("Hang"));
+    }
+    left.Send([] { FAIL() << "it was answered"; });
+  }
+  Batch batch(m_Client);
+  std::vector<Answer<std::string>> answers;
+  for (int i = 0; i < 300; ++i) {
+    answers.push_back(batch.Add(Raw("Echo", Data("n", i))));
+  }
+  const int before = messages();
+  bool isDone = false;
+  batch.Send([&] { isDone = true; });
+  ASSERT_TRUE(m_Client.RunUntil([&] { return isDone; }, support::kPatience));
+  for (int i = 0; i < 300; ++i) {
+    ASSERT_EQ(answers[i].Get(), R"({"data":{"n":)" + std::to_string(i) + R"(},"method":"Echo"})");
+  }
+  EXPECT_EQ(messages() - before, 1 + 2 + 1);
+}
+
+TEST_F(BatchThatIsSent, AsksNothingMoreWhenAnAnswerDoesNotComeInTime) {
+  const int before = m_Client.Call("Messages").body["messages"].asInt();
+  Client hurried(m_Bus.Address(), 50ms);
+  Batch batch(hurried);
+  std::vector<Answer<std::string>> answers;
+  for (int i = 0; i < 2000; ++i) {
+    answers.push_back(batch.Add(Raw("Hang")));
+  }
+  bool isDone = false;
+  batch.Send([&] { isDone = true; });
+  ASSERT_TRUE(hurried.RunUntil([&] { return isDone; }, support::kPatience));
+  for (const Answer<std::string>& answer : answers) {
+    ASSERT_EQ(ErrorOf(answer), ErrorCode::kTimedOut);
+  }
+  EXPECT_EQ(m_Client.Call("Messages").body["messages"].asInt() - before, 2 + 1);
+}
+
+TEST_F(BatchThatIsSent, IsNotHeldUpByWhatWasLeftWithAServiceThatEnded) {
+  {
+    Batch left(m_Client);
+    for (int i = 0; i < 2000; ++i) {
+      left.Add(Raw("Hang"));
+    }
+    left.Send([] { FAIL() << "it was answered"; });
+  }
+  ASSERT_NO_FATAL_FAILURE(EndService());
+  ASSERT_NO_FATAL_FAILURE(StartService());
+  Batch batch(m_Client);
+  std::vector<Answer<std::string>> answers;
+  for (int i = 0; i < 300; ++i) {
+    answers.push_back(batch.Add(Raw("Echo")));
+  }
+  bool isDone = false;
+  batch.Send([&] { isDone = true; });
+  ASSERT_TRUE(m_Client.RunUntil([&] { return isDone; }, support::kPatience));
+  for (const Answer<std::string>& answer : answers) {
+    ASSERT_NE(answer.Get(), "");
+  }
+  EXPECT_EQ(m_Client.Call("Messages").body["messages"].asInt(), 1 + 2 + 1);
+}
+
 // The second waits for the others, and then cannot be sent.
 TEST_F(BatchThatIsSent, IsDoneAlsoWhenAnotherSendingFindsThatItCannotTravel) {
-  auto others = std::make_unique<Batch>(m_Client);
+  m_Service->Process().Signal(SIGSTOP);
+  Batch others(m_Client);
   for (int i = 0; i < 512; ++i) {
-    others->Add(Raw("Hang", Json::objectValue));
+    others.Add(Raw("Echo"));
   }
-  others->Send([] { FAIL() << "it was answered"; });
+  bool othersAreDone = false;
+  others.Send([&] { othersAreDone = true; });
   Batch batch(m_Client);
   batch.Add(Raw("Hang", Json::objectValue));
   batch.Send([] { FAIL() << "it was answered"; });
   const auto unsent = batch.Add(settings::ask::GetItemValue("a\xFF"));
   bool isDone = false;
   batch.Send([&] { isDone = true; });
+  m_Service->Process().Signal(SIGCONT);
+  ASSERT_TRUE(m_Client.RunUntil([&] { return othersAreDone; }, support::kPatience));
   EXPECT_FALSE(isDone);
-  others.reset();
   batch.Add(Raw("Hang", Json::objectValue));
   batch.Send([] { FAIL() << "it was answered"; });
   EXPECT_TRUE(isDone);

@@ -43,8 +43,10 @@ class Answer {
 
 // Questions that are asked together, in few messages. The service serves them in the order in which
 // they were added, with other clients' requests in between. Any number may be asked: while as many
-// are on their way as the service takes, the others wait here. A service that takes only one
-// request per message is asked one by one. The client's thread only.
+// are on their way as the service takes, the others wait here. What timed out, or was sent by a
+// batch that ended, the service serves all the same: behind much of that one question is asked, and
+// the others when that is answered. A service that takes only one request per message is asked one
+// by one. The client's thread only.
 class [[gnu::visibility("default")]] Batch {
  public:
   // The client must outlive the batch.
@@ -80,7 +82,8 @@ class [[gnu::visibility("default")]] Batch {
   // The same without waiting: the answers come through the client's Process and RunUntil, which
   // call `done` when the last one is there; with nothing to wait for it is called immediately. It
   // may do what the callback of a subscription may, and end the batch. Several of these may be
-  // under way. Throws Error when the connection is lost; then `done` is not called.
+  // under way. When an answer does not come in time, what waits to be sent has the same error.
+  // Throws Error when the connection is lost; then `done` is not called.
   void Send(std::function<void()> done);
 
  private:
