@@ -342,9 +342,9 @@ void RequestQueue::Enqueue(Call call) {
     Leave(sender, {});
     throw;
   }
+  m_HasTakenSince |= m_HasRefused && waiting.requests == 0;
   Add(waiting, load);
   Add(m_WaitingOfAll, load);
-  m_HasTakenSince = m_HasRefused;
 }
 
 void RequestQueue::Add(Waiting& waiting, const Load& more) {

@@ -75,7 +75,8 @@ class RequestQueue {
     m_HasTakenSince = false;
   }
 
-  // Whether in this turn a call was refused because too much waits, and one taken after that.
+  // Whether in this turn a call was refused because too much waits, and after that one taken of a
+  // client that had nothing waiting.
   bool HasTakenSinceRefusal() const { return m_HasTakenSince; }
 
   // Whether there was such a refusal in the last 50 ms.

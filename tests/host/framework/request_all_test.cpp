@@ -443,6 +443,28 @@ TEST_F(RequestAll, OfOneClientMoreThanAreHeardIsRefusedButNotItsSingleRequest) {
   EXPECT_EQ(clients.back().Request(Echo(0)).body, Echo(0));
 }
 
+// Of one everything is refused, of the other everything taken.
+TEST_F(RequestAll, OfTwoClientsThatFloodIsReadBeforeMuchIsServed) {
+  constexpr int kPairs = 200;
+  Client other(Address());
+  std::list<Awaited> lists;
+  WhileTheServiceStands([&] {
+    for (int count = 0; count < 4; ++count) {
+      lists.emplace_back(m_Client, Full(kSleep));
+    }
+    lists.emplace_back(other, Full(kSleep));
+    for (int count = 0; count < kPairs; ++count) {
+      m_Client.Post(Echo(count));
+      ASSERT_TRUE(m_Client.HasOwner());
+      other.Post(Echo(count));
+      ASSERT_TRUE(other.HasOwner());
+    }
+  });
+  ASSERT_TRUE(m_Client.Until([&] { return m_Client.Answers().size() == kPairs; }));
+  EXPECT_EQ(m_Client.Answers().back().error, kLimitsExceeded);
+  EXPECT_LT(Served("sleep"), kPairs / 2);
+}
+
 // Sends lists for whose answers it does not wait, and ends.
 void LeaveBehind(const std::string& address, const Texts& bodies, int lists) {
   const Client client(address);
