@@ -23,17 +23,22 @@ struct Question {
   std::string name;
   std::map<std::string, std::string>* owners;
   int* open;
+  int* problem;  // an errno
   bus::Slot slot;
 };
 
 int OnOwner(sd_bus_message* reply, void* data, sd_bus_error*) {
   auto& question = *static_cast<Question*>(data);
   --*question.open;
+  if (sd_bus_message_is_method_error(reply, nullptr) > 0) {
+    if (sd_bus_message_is_method_error(reply, SD_BUS_ERROR_NAME_HAS_NO_OWNER) <= 0) {
+      *question.problem = sd_bus_message_get_errno(reply);
+    }
+    return 0;
+  }
   Guarded("nuvra", "an exception left the answer about a bus name", [&] {
     const char* owner = nullptr;
-    // An error says that the name no longer has an owner.
-    if (bus::IsFromBus(reply) && sd_bus_message_is_method_error(reply, nullptr) <= 0 &&
-        sd_bus_message_read(reply, "s", &owner) > 0) {
+    if (bus::IsFromBus(reply) && sd_bus_message_read(reply, "s", &owner) > 0) {
       question.owners->insert_or_assign(question.name, owner);
     }
   });
@@ -59,10 +64,11 @@ void NameOwners::AskForAll(sd_bus* bus) {
   char** names = nullptr;
   Check(sd_bus_list_names(bus, &names, nullptr));
   int open = 0;
+  int problem = 0;
   std::list<Question> questions;
   for (const std::string& name : bus::TakeTexts(names)) {
     if (!name.starts_with(':')) {
-      Question& question = questions.emplace_back(Question{name, &m_Owners, &open, {}});
+      Question& question = questions.emplace_back(Question{name, &m_Owners, &open, &problem, {}});
       Check(sd_bus_call_method_async(bus, bus::Out(question.slot), kBus, kBusPath, kBus,
                                      "GetNameOwner", OnOwner, &question, "s", name.c_str()));
       ++open;
@@ -75,6 +81,7 @@ void NameOwners::AskForAll(sd_bus* bus) {
       Check(bus::ProcessOrWait(bus, deadline));
     }
   }
+  Check(-problem);
 }
 
 int NameOwners::OnNameOwnerChanged(sd_bus_message* message, void* self, sd_bus_error*) {

@@ -50,8 +50,8 @@ class SpokenBus {
 
   const std::string& Address() const { return m_Address; }
 
-  // Lets the service connect, and returns when it has its name.
-  bool Admit() {
+  // Lets the service connect.
+  void Admit() {
     const int fd = accept4(m_Listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     Check(sd_bus_new(bus::Out(m_Bus)), "new");
     Check(sd_bus_set_fd(m_Bus.get(), fd, fd), "fd");
@@ -61,16 +61,21 @@ class SpokenBus {
           "server");
     Check(sd_bus_add_filter(m_Bus.get(), nullptr, OnMessage, this), "filter");
     Check(sd_bus_start(m_Bus.get()), "start");
-    return Until([this] { return m_IsNamed; });
   }
 
   bool Until(const std::function<bool()>& done) {
     return support::WaitUntil([&] {
-      while (Check(sd_bus_process(m_Bus.get(), nullptr), "process") > 0) {
+      while (sd_bus_process(m_Bus.get(), nullptr) > 0) {
       }
       return done();
     });
   }
+
+  // Whether the service has its name.
+  bool IsNamed() const { return m_IsNamed; }
+
+  // From now on there is an application, but the bus says with this error who it is.
+  void HideApplication(const std::string& error) { m_ErrorOfApplication = error; }
 
   // How often the service has asked who somebody is.
   std::size_t Questions() const { return m_Questions.size(); }
@@ -135,8 +140,13 @@ class SpokenBus {
     }
     if (member == "Hello") {
       Check(sd_bus_message_append(reply.get(), "s", kService), "append");
-    } else if (member == "ListNames") {
+    } else if (member == "ListNames" && bus.m_ErrorOfApplication.empty()) {
       Check(sd_bus_message_append(reply.get(), "as", 0), "append");
+    } else if (member == "ListNames") {
+      Check(sd_bus_message_append(reply.get(), "as", 1, "org.example.film"), "append");
+    } else if (member == "GetNameOwner") {
+      bus.SendError(message, bus.m_ErrorOfApplication);
+      return 1;
     } else if (member == "RequestName" || member == "ReleaseName") {
       Check(sd_bus_message_append(reply.get(), "u", 1), "append");
       bus.m_IsNamed = member == "RequestName";
@@ -172,18 +182,30 @@ class SpokenBus {
   const int m_Listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   bus::Connection m_Bus;
   bool m_IsNamed = false;
+  std::string m_ErrorOfApplication;
   std::vector<bus::Message> m_Questions;
   std::vector<::Answer> m_Answers;
 };
 
-class ACaller : public FrameworkTest {
+class AServiceOnASpokenBus : public FrameworkTest {
+ protected:
+  support::Process& StartThere() {
+    std::ofstream(Path("access.json")) << "{}";
+    support::Process& service = Start({{"SETTINGS_CONFIG_DIR", Path("").parent_path()},
+                                       {"DBUS_SYSTEM_BUS_ADDRESS", m_Spoken.Address()}},
+                                      {"--bus", "system"});
+    m_Spoken.Admit();
+    return service;
+  }
+
+  SpokenBus m_Spoken{Path("spoken")};
+};
+
+class ACaller : public AServiceOnASpokenBus {
  protected:
   void SetUp() override {
-    std::ofstream(Path("access.json")) << "{}";
-    Start({{"SETTINGS_CONFIG_DIR", Path("").parent_path()},
-           {"DBUS_SYSTEM_BUS_ADDRESS", m_Spoken.Address()}},
-          {"--bus", "system"});
-    ASSERT_TRUE(m_Spoken.Admit());
+    StartThere();
+    ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.IsNamed(); }));
   }
 
   static std::string Setting(const std::string& name) {
@@ -194,8 +216,6 @@ class ACaller : public FrameworkTest {
     const std::vector<std::string> trace = Trace();
     return std::find(trace.begin(), trace.end(), "request " + name) != trace.end();
   }
-
-  SpokenBus m_Spoken{Path("spoken")};
 };
 
 TEST_F(ACaller, IsKnownByAnAnswerThatComesOnlyAfterTheBusWasAskedAgain) {
@@ -307,6 +327,21 @@ TEST_F(ACaller, HasLeftOnlyWhenTheBusSaysSo) {
       unsaid);
   EXPECT_EQ(answerTo(":1.9", [&](auto question) { m_Spoken.AnswerWithoutUser(question); }), unsaid);
   EXPECT_FALSE(WasServed("nobody"));
+}
+
+TEST_F(AServiceOnASpokenBus, StartsWhenANameHasLostItsOwnerMeanwhile) {
+  m_Spoken.HideApplication(SD_BUS_ERROR_NAME_HAS_NO_OWNER);
+  StartThere();
+  EXPECT_TRUE(m_Spoken.Until([&] { return m_Spoken.IsNamed(); }));
+}
+
+TEST_F(AServiceOnASpokenBus, DoesNotStartWithoutKnowingWhoOwnsWhat) {
+  m_Spoken.HideApplication(SD_BUS_ERROR_NO_MEMORY);
+  support::Process& service = StartThere();
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.IsNamed() || !service.Running(); }));
+  ASSERT_FALSE(m_Spoken.IsNamed());
+  EXPECT_EQ(service.Wait(), 1);
+  EXPECT_EQ(LogLinesWith("cannot ask the bus who owns which name: Cannot allocate").size(), 1u);
 }
 
 }  // namespace
