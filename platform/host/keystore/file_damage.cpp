@@ -140,6 +140,13 @@ std::optional<LogIndex> ReadLogIndex(const path& file) {
   return index;
 }
 
+// Whether a log has lost frames that are in the file already. SQLite would overwrite newer pages
+// with what is left.
+bool IsOlder(const Log& log, const std::optional<LogIndex>& index) {
+  return index && index->salt == log.salt && log.frames < index->foldedIn &&
+         index->foldedIn <= index->frames;
+}
+
 // Judges the first page of a file of `count` pages.
 std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_t count) {
   constexpr char kMagic[] = "SQLite format 3";
@@ -165,7 +172,10 @@ std::optional<std::string> AdoptPages(const path& file) {
 }
 
 std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
-  const Log log = ReadLog(file);
+  Log log = ReadLog(file);
+  if (IsOlder(log, ReadLogIndex(file))) {
+    log = {};
+  }
   std::array<unsigned char, kPageSize> page{};
   const std::size_t got = ReadAt(fd, page, 0);
   const auto inFile = static_cast<std::uint32_t>(size / kPageSize);
@@ -229,21 +239,20 @@ std::optional<std::string> DamageOf(const path& file) {
   return DamageOfPages(file, opened.Get(), status.st_size);
 }
 
-bool IsLogCut(const path& file, bool isSameBoot) {
+std::optional<LogCut> CutOfLog(const path& file, bool isSameBoot) {
   const Log log = ReadLog(file);
   const auto index = ReadLogIndex(file);
-  if (index && index->frames > index->foldedIn) {
-    if (index->salt != log.salt) {
-      // Another run of the log, or none. The previous run was folded in before a new one began.
-      return isSameBoot;
-    }
-    if (log.frames < index->frames) {
-      return true;
-    }
-  }
+  const bool isOfIndex = index && index->salt == log.salt;
+  // Another run of the log, or none: the previous run was folded in before a new one began.
+  const bool isShort = isOfIndex ? log.frames < index->frames
+                                 : isSameBoot && index && index->frames > index->foldedIn;
   // A transaction is on disk before the next one begins: when the ends of two are there, the first
   // was on disk. With only one, perhaps nobody was told yet that it was committed.
-  return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
+  if (!isShort && (log.endsBehind < 2 || (isSameBoot && isOfIndex))) {
+    return std::nullopt;
+  }
+  return LogCut{.isInFile = isSameBoot && index && index->foldedIn == index->frames,
+                .isOlder = IsOlder(log, index)};
 }
 
 bool IsOfOlderVersion(const path& file) {

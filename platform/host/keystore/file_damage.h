@@ -9,15 +9,22 @@
 
 namespace host {
 
-// What is wrong with a key file: the words that follow "key file …". Nothing when it is whole, or
-// when it is missing or empty and has neither a copy nor a log. Pages that another program has
-// written get their checks if they fit. Throws StoreError when the damage cannot be determined now.
+// What is wrong with a key file, read with its log unless that is older: the words that follow "key
+// file …". Nothing when it is whole, or when it is missing or empty and has neither a copy nor a
+// log. Pages that another program has written get their checks if they fit. Throws StoreError when
+// the damage cannot be determined now.
 std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
-// Whether changes that were made are missing from the log of a key file that is otherwise whole.
-// `isSameBoot` says that the machine has not restarted since the store was last used: what SQLite
-// kept in memory about the log is then its latest state.
-bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
+// How a log lacks what was written to it.
+struct LogCut {
+  bool isInFile;  // its key file has all changes
+  bool isOlder;   // than its key file, into which what is left of it must not be folded
+};
+
+// What changes that were made are missing from the log of a key file that is otherwise whole;
+// nothing when none is. `isSameBoot` says that the machine has not restarted since the store was
+// last used: what SQLite kept in memory about the log is then its latest state.
+std::optional<LogCut> CutOfLog(const std::filesystem::path& file, bool isSameBoot);
 
 // Whether the pages of a key file that is whole have no checks yet.
 bool IsOfOlderVersion(const std::filesystem::path& file);

@@ -26,7 +26,7 @@ std::optional<std::string> DamageAtRest(const path& file) {
   if (auto damage = DamageOf(file)) {
     return damage;
   }
-  return IsLogCut(file, false) ? std::optional<std::string>("has lost the end of its log")
+  return CutOfLog(file, false) ? std::optional<std::string>("has lost the end of its log")
                                : std::nullopt;
 }
 

@@ -20,6 +20,7 @@ namespace {
 using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
+constexpr char kHasDamagedLog[] = "has a damaged log";
 
 [[noreturn]] void Fail(const path& file, const std::string& what, int error) {
   throw StoreError(error, "key file " + file.string() + ": " + what + ": " +
@@ -52,25 +53,29 @@ path SetAside(const path& file) {
   return aside;
 }
 
-// Makes the new file `made` of the log of `file` alone. Returns whether the log holds every page.
-bool MakeFromLog(const path& file, const path& made) {
-  const path log = LogOf(file);
-  std::error_code error;
-  std::filesystem::copy_file(log, LogOf(made), error);
-  if (!error) {
+// Makes the new file `made` of what there is of a key file, and of its log. Returns whether it is
+// whole.
+bool MakeOfRest(const path& file, bool withLog, const path& made) {
+  if (IsMissingOrEmpty(file)) {
     // SQLite removes the log of an empty file.
     std::ofstream(made).close();
+    std::error_code error;
     std::filesystem::resize_file(made, kPageSize, error);
+    if (error) {
+      Fail(file, "cannot be made of its log", error.value());
+    }
+  } else {
+    CopyFile(file, made);
   }
-  if (error) {
-    Fail(file, "cannot be made of its log", error.value());
+  if (withLog) {
+    CopyFile(LogOf(file), LogOf(made));
   }
   try {
     if (DamageOf(made)) {
       return false;
     }
     Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-    if (DamageOf(made)) {
+    if (DamageOf(made) || !Database::IsSound(made)) {
       return false;
     }
   } catch (const StoreError& failure) {
@@ -79,7 +84,7 @@ bool MakeFromLog(const path& file, const path& made) {
     }
     return false;
   }
-  GiveToOwnerOf(log, made);
+  GiveToOwnerOf(IsThere(file) ? file : LogOf(file), made);
   return true;
 }
 
@@ -89,9 +94,9 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool hadLog = IsThere(LogOf(file));
   const Unfinished made(file);
   // The copy may be newer than what is left of a log.
-  const bool isLogCut = hadLog && IsLogCut(file, false);
+  const bool isLogCut = hadLog && CutOfLog(file, false);
   const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
-                      MakeFromLog(file, made.File());
+                      MakeOfRest(file, true, made.File());
   std::string line = "key file " + file.string() + " " + reason;
   const path aside = SetAside(file);
   if (wasThere) {
@@ -122,27 +127,29 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   LogError("keystore", line);
 }
 
-// What follows the damage in a log cannot be read, but what precedes it is newer than the copy.
-// SQLite takes that and would overwrite the rest.
-void SetLogAside(const path& file) {
-  const path aside = NameAside(file);
-  std::error_code error;
-  std::filesystem::copy_file(file, aside, error);
-  if (!error && IsThere(LogOf(file))) {
-    std::filesystem::copy_file(LogOf(file), LogOf(aside), error);
+// What follows the damage in a log cannot be read, but what precedes it is newer than the copy,
+// unless the file has that already. SQLite takes it in any case and would overwrite the rest.
+void SetLogAside(const path& file, const LogCut& cut) {
+  const std::string line = "key file " + file.string() + ": its log is damaged";
+  if (cut.isInFile) {
+    const path aside = LogOf(NameAside(file));
+    Rename(LogOf(file), aside);
+    ::unlink(LogIndexOf(file).c_str());
+    RemoveOldest(file);
+    LogError("keystore",
+             line + "; it is set aside as " + aside.string() + "; the file has all its changes");
+    return;
   }
-  if (error) {
-    Fail(file, "cannot be set aside", error.value());
+  const Unfinished made(file);
+  // A log that was partly folded in may leave no whole file, with its rest or without.
+  if (!MakeOfRest(file, IsThere(LogOf(file)) && !cut.isOlder, made.File())) {
+    Replace(file, kHasDamagedLog, true);
+    return;
   }
-  RemoveOldest(file);
-  LogError(
-      "keystore",
-      "key file " + file.string() +
-          ": its log is damaged, and the newest changes are lost; what was there is set aside as " +
-          aside.string() + "; the changes before the damage stay");
-  // Begins a new run of the log, so that nobody takes the frames of the old one for current ones.
-  Database database(file);
-  database.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  const path aside = SetAside(file);
+  MoveInPlace(made.File(), file);
+  LogError("keystore", line + ", and the newest changes are lost; what was there is set aside as " +
+                           aside.string() + "; the changes before the damage stay");
 }
 
 // A file of an older version has no room for checks. It is rewritten.
@@ -196,10 +203,11 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
     RaiseVersion(file, durability, changed);
     return std::make_unique<KeyFile>(file, durability, changed);
   };
+  const auto cut = CutOfLog(file, isSameBoot);
   if (const auto damage = DamageOf(file)) {
-    Replace(file, *damage, true);
-  } else if (IsLogCut(file, isSameBoot)) {
-    SetLogAside(file);
+    Replace(file, cut && cut->isOlder ? kHasDamagedLog : *damage, true);
+  } else if (cut) {
+    SetLogAside(file, *cut);
   }
   for (const bool mayUseCopy : {true, false}) {
     try {

@@ -2,6 +2,7 @@
 // was, or reading it fails, or the log says what was lost.
 
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include <cerrno>
 #include <fstream>
@@ -10,6 +11,7 @@
 
 #include "key_store_fixture.h"
 #include "keystore/file_damage.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
@@ -288,6 +290,64 @@ TEST_F(Recovery, ALogThatIsMissingIsSaid) {
     EXPECT_TRUE(Open()->Set("db/key", 2));
     EXPECT_THAT(Logged().substr(before.size()), HasSubstr("the newest changes are lost"));
   }
+}
+
+// The log stays when somebody is reading while its changes are folded in.
+TEST_F(Recovery, DamageInALogThatIsFoldedInCostsNothing) {
+  const path log = LogOf(DurableFile());
+  const std::function<void()> damages[] = {
+      [&] { Flip(log, std::uintmax_t{8} * (32 + 9 * 4120 + 1000)); },
+      [&] { std::filesystem::resize_file(log, 32 + 20 * 4120); },
+      [&] { Flip(log, std::uintmax_t{8} * 10); },
+      [&] { std::filesystem::resize_file(log, 20); },
+  };
+  for (const auto& damage : damages) {
+    SCOPED_TRACE(&damage - damages);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    for (int value = 1; value <= 20; ++value) {
+      open->Set("db/key", value);
+    }
+    Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+    Kill(std::move(open));
+    ASSERT_GT(std::filesystem::file_size(log), 32 + 30 * 4120);
+    damage();
+    const std::string before = Logged();
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+    EXPECT_THAT(Logged().substr(before.size()), Not(HasSubstr("lost")));
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+  }
+}
+
+TEST_F(Recovery, AnOlderLogIsNotFoldedIntoAFileThatHasLaterChanges) {
+  constexpr int kKeys = 200;
+  auto open = Open();
+  const auto set = [&](int begin, int end) {
+    for (int i = begin; i < end; ++i) {
+      open->Set(NameOf(i), ValueOf(i));
+    }
+  };
+  set(0, kKeys / 4);
+  CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+  set(kKeys / 4, kKeys / 2);
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(DurableFile().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM keys", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  set(kKeys / 2, kKeys);
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  sqlite3_close(reader);
+  Kill(std::move(open));
+  Flip(LogOf(DurableFile()), std::uintmax_t{8} * (32 + 50 * 4120 + 1000));
+  const auto keys = Open()->List("db/");
+  EXPECT_GE(std::ssize(keys), kKeys / 4);
+  for (const auto& [key, value] : keys) {
+    EXPECT_EQ(value, KeyValue(ValueOf(std::stoi(key.substr(6)) - 1000)));
+  }
+  ExpectIntegrity();
+  EXPECT_THAT(Logged(), AllOf(HasSubstr(" E "), HasSubstr("has a damaged log"),
+                              HasSubstr(CopyOf(DurableFile()).string() + " takes its place")));
 }
 
 TEST_F(Recovery, WhatALogHoldsIsTakenWhenItsFileIsGone) {
