@@ -72,6 +72,7 @@ struct Log {
   std::set<std::uint32_t> pages;        // written by whole transactions
   std::uint32_t pageCount = 0;          // of the file after the last of them; 0 without one
   std::uint32_t frames = 0;             // of whole transactions
+  std::uint32_t length = 0;             // in frames, damaged or not
   int endsBehind = 0;                   // how many ends of transactions follow the first damage
   std::array<unsigned char, 8> salt{};  // identifies this run of the log
 };
@@ -98,6 +99,7 @@ Log ReadLog(const path& file) {
       isSound = false;
       continue;
     }
+    log.length = static_cast<std::uint32_t>((at - kLogHeaderSize) / kFrameSize) + 1;
     isSound = isSound && IsFrameSound(frame.data(), frame.data() + kFrameHeaderSize, before.data());
     const std::uint32_t pageCount = ReadBigEndian(frame.data() + 4);
     if (!isSound) {
@@ -110,7 +112,7 @@ Log ReadLog(const path& file) {
       log.pages.merge(pages);
       pages.clear();
       log.pageCount = pageCount;
-      log.frames = static_cast<std::uint32_t>((at - kLogHeaderSize) / kFrameSize) + 1;
+      log.frames = log.length;
     }
   }
   return log;
@@ -251,7 +253,9 @@ std::optional<LogCut> CutOfLog(const path& file, bool isSameBoot) {
   if (!isShort && (log.endsBehind < 2 || (isSameBoot && isOfIndex))) {
     return std::nullopt;
   }
-  return LogCut{.isInFile = isSameBoot && index && index->foldedIn == index->frames,
+  // After a restart of the machine what is on disk about the log may be older than the log.
+  const bool isLatest = isSameBoot || (isOfIndex && log.length == index->frames);
+  return LogCut{.isInFile = isLatest && index && index->foldedIn == index->frames,
                 .isOlder = IsOlder(log, index)};
 }
 

@@ -320,6 +320,20 @@ TEST_F(Recovery, DamageInALogThatIsFoldedInCostsNothing) {
   }
 }
 
+TEST_F(Recovery, DamageInALogThatIsFoldedInCostsNothingAfterARestartOfTheMachine) {
+  auto open = Open();
+  for (int value = 1; value <= 20; ++value) {
+    open->Set("db/key", value);
+  }
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  Kill(std::move(open));
+  std::filesystem::remove_all(RunDir());
+  Flip(LogOf(DurableFile()), std::uintmax_t{8} * (32 + 9 * 4120 + 1000));
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+  EXPECT_THAT(Logged(),
+              AllOf(HasSubstr("its log is damaged; it is set aside"), Not(HasSubstr("lost"))));
+}
+
 TEST_F(Recovery, AnOlderLogIsNotFoldedIntoAFileThatHasLaterChanges) {
   constexpr int kKeys = 200;
   auto open = Open();
