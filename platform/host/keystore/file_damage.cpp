@@ -223,10 +223,13 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
 }  // namespace
 
 std::optional<std::string> DamageOf(const path& file) {
-  const bool wasMade = HasCopyOrLog(file);
+  const auto absence = [&] {
+    const bool wasMade = HasCopyOrLog(file) || !SetAsideFiles(file).empty();
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+  };
   const FileDescriptor opened = OpenToRead(file);
   if (!opened && errno == ENOENT) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+    return absence();
   }
   if (!opened) {
     return "cannot be read: " + Text(errno);
@@ -236,7 +239,7 @@ std::optional<std::string> DamageOf(const path& file) {
     return "is not a file";
   }
   if (status.st_size == 0) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+    return absence();
   }
   return DamageOfPages(file, opened.Get(), status.st_size);
 }

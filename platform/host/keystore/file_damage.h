@@ -11,8 +11,8 @@ namespace host {
 
 // What is wrong with a key file, read with its log unless that is older: the words that follow "key
 // file …". Nothing when it is whole, or when it is missing or empty and has neither a copy nor a
-// log. Pages that another program has written get their checks if they fit. Throws StoreError when
-// the damage cannot be determined now.
+// log nor was set aside. Pages that another program has written get their checks if they fit.
+// Throws StoreError when the damage cannot be determined now.
 std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
 // How a log lacks what was written to it.

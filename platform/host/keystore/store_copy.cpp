@@ -116,12 +116,7 @@ void CopyKeyFile(const path& from, const path& to) {
   MoveInPlace(unfinished, to);
 }
 
-void PutInPlace(const path& copy, const path& file) {
-  const Unfinished made(file);
-  CopyFile(copy, made.File());
-  GiveToOwnerOf(copy, made.File());
-  MoveInPlace(made.File(), file);
-}
+void FlushFile(const path& file) { Flush(file, 0); }
 
 void MoveInPlace(const path& from, const path& file) {
   Flush(from, 0);

@@ -19,9 +19,10 @@ class Unfinished {
 
   const std::filesystem::path& File() const { return m_File; }
 
- private:
+  // Removes what was made of it.
   void Remove() const;
 
+ private:
   const std::filesystem::path m_File;
 };
 
@@ -43,8 +44,10 @@ void CopyKeyFile(const std::filesystem::path& from, const std::filesystem::path&
 // user from the one who runs the set.
 void GiveToOwnerOf(const std::filesystem::path& other, const std::filesystem::path& file);
 
-// Gives `file` the content of `copy`, or moves it there; completely, and on disk when this returns.
-void PutInPlace(const std::filesystem::path& copy, const std::filesystem::path& file);
+// Brings a file to the disk.
+void FlushFile(const std::filesystem::path& file);
+
+// Moves a file to the place of another, completely and on disk when this returns.
 void MoveInPlace(const std::filesystem::path& from, const std::filesystem::path& file);
 
 }  // namespace host

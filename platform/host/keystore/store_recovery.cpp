@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <system_error>
 
@@ -13,6 +14,7 @@
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "system/error_log.h"
+#include "system/log.h"
 
 namespace host {
 namespace {
@@ -20,6 +22,7 @@ namespace {
 using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
+constexpr std::chrono::milliseconds kLogPatience = std::chrono::seconds(1);
 constexpr char kHasDamagedLog[] = "has a damaged log";
 
 [[noreturn]] void Fail(const path& file, const std::string& what, int error) {
@@ -42,114 +45,141 @@ void Rename(const path& from, const path& to) {
   }
 }
 
-// The log first: without its log the file is still damaged, but with the log of another file a good
-// one would become so.
-path SetAside(const path& file) {
-  const path aside = NameAside(file);
-  Rename(LogOf(file), LogOf(aside));
-  Rename(file, aside);
-  ::unlink(LogIndexOf(file).c_str());
-  RemoveOldest(file);
-  return aside;
+// Says it before it is done: who is killed in between must not leave older values without a word.
+void Announce(const std::string& line) {
+  LogError("keystore", line);
+  FlushLog(kLogPatience);
 }
 
-// Makes the new file `made` of what there is of a key file, and of its log. Returns whether it is
-// whole.
-bool MakeOfRest(const path& file, bool withLog, const path& made) {
+// Gives what is called `from` that name, too, or instead where it can have only one.
+void KeepAs(const path& from, const path& aside) {
+  if (IsThere(from) && ::link(from.c_str(), aside.c_str()) != 0) {
+    Rename(from, aside);
+  }
+}
+
+// Sets a file aside with its log. `made`, which is on disk, takes its place, or nothing does.
+// `holdsLog` says that it has what can be read of the log, which then goes after that. Otherwise
+// the log goes first: without it a damaged file is still damaged, but with the log of another file
+// a good one would become so. The index goes last: it tells that there was a log.
+void SetAside(const path& file, const path& aside, const path* made, bool holdsLog) {
+  KeepAs(LogOf(file), LogOf(aside));
+  KeepAs(file, aside);
+  RemoveOldest(file);
+  if (!holdsLog) {
+    ::unlink(LogOf(file).c_str());
+  }
+  if (made != nullptr) {
+    MoveInPlace(*made, file);
+  } else {
+    ::unlink(file.c_str());
+  }
+  ::unlink(LogOf(file).c_str());
+  ::unlink(LogIndexOf(file).c_str());
+}
+
+// Makes a new file of what there is of a key file, and of its log. Returns whether it is whole, and
+// then on disk.
+bool MakeOfRest(const path& file, bool withLog, const Unfinished& made) {
   if (IsMissingOrEmpty(file)) {
     // SQLite removes the log of an empty file.
-    std::ofstream(made).close();
+    std::ofstream(made.File()).close();
     std::error_code error;
-    std::filesystem::resize_file(made, kPageSize, error);
+    std::filesystem::resize_file(made.File(), kPageSize, error);
     if (error) {
       Fail(file, "cannot be made of its log", error.value());
     }
   } else {
-    CopyFile(file, made);
+    CopyFile(file, made.File());
   }
   if (withLog) {
-    CopyFile(LogOf(file), LogOf(made));
+    CopyFile(LogOf(file), LogOf(made.File()));
   }
   try {
-    if (DamageOf(made)) {
-      return false;
-    }
-    Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-    if (DamageOf(made) || !Database::IsSound(made)) {
-      return false;
+    if (!DamageOf(made.File())) {
+      Database(made.File()).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+      if (!DamageOf(made.File()) && Database::IsSound(made.File())) {
+        GiveToOwnerOf(IsThere(file) ? file : LogOf(file), made.File());
+        FlushFile(made.File());
+        return true;
+      }
     }
   } catch (const StoreError& failure) {
     if (!failure.IsDamage()) {
       throw;
     }
-    return false;
   }
-  GiveToOwnerOf(IsThere(file) ? file : LogOf(file), made);
-  return true;
+  made.Remove();
+  return false;
 }
 
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
-  const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
+  const path copy = CopyOf(file);
+  const bool hasCopy = IsThere(copy);
   const Unfinished made(file);
   // The copy may be newer than what is left of a log.
   const bool isLogCut = hadLog && CutOfLog(file, false);
-  const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && IsThere(CopyOf(file))) &&
-                      MakeOfRest(file, true, made.File());
+  const bool isOfLog =
+      hadLog && IsMissingOrEmpty(file) && !(isLogCut && hasCopy) && MakeOfRest(file, true, made);
+  const bool isOfCopy = !isOfLog && hasCopy && mayUseCopy && !DamageOf(copy);
+  if (isOfCopy) {
+    CopyFile(copy, made.File());
+    GiveToOwnerOf(copy, made.File());
+    FlushFile(made.File());
+  }
+  const path aside = NameAside(file);
+  path copyAside = aside;
   std::string line = "key file " + file.string() + " " + reason;
-  const path aside = SetAside(file);
-  if (wasThere) {
+  if (IsThere(file)) {
     line += "; it is set aside as " + aside.string();
   } else if (hadLog) {
     line += "; its log is set aside as " + LogOf(aside).string();
   }
-  if (isMade) {
-    MoveInPlace(made.File(), file);
+  if (isOfLog) {
     line += "; what its log holds takes its place";
-    LogError("keystore", isLogCut ? line + ", without the newest changes" : line);
-    return;
-  }
-  const path copy = CopyOf(file);
-  const bool hasCopy = IsThere(copy);
-  if (hasCopy && mayUseCopy && !DamageOf(copy)) {
-    PutInPlace(copy, file);
+    line += isLogCut ? ", without the newest changes" : "";
+  } else if (isOfCopy) {
     line += "; its copy " + copy.string() + " takes its place";
   } else {
     if (hasCopy) {
-      const path aside = NameAside(file);
-      Rename(copy, aside);
-      line += "; its copy is no better and set aside as " + aside.string();
-      RemoveOldest(file);
+      while (copyAside == aside) {
+        copyAside = NameAside(file);
+      }
+      line += "; its copy is no better and set aside as " + copyAside.string();
     }
     line += "; an empty one takes its place";
   }
-  LogError("keystore", line);
+  Announce(line);
+  if (copyAside != aside) {
+    Rename(copy, copyAside);
+  }
+  SetAside(file, aside, isOfLog || isOfCopy ? &made.File() : nullptr, isOfLog);
 }
 
 // What follows the damage in a log cannot be read, but what precedes it is newer than the copy,
 // unless the file has that already. SQLite takes it in any case and would overwrite the rest.
 void SetLogAside(const path& file, const LogCut& cut) {
   const std::string line = "key file " + file.string() + ": its log is damaged";
+  const path aside = NameAside(file);
   if (cut.isInFile) {
-    const path aside = LogOf(NameAside(file));
-    Rename(LogOf(file), aside);
+    Announce(line + "; it is set aside as " + LogOf(aside).string() +
+             "; the file has all its changes");
+    Rename(LogOf(file), LogOf(aside));
     ::unlink(LogIndexOf(file).c_str());
     RemoveOldest(file);
-    LogError("keystore",
-             line + "; it is set aside as " + aside.string() + "; the file has all its changes");
     return;
   }
   const Unfinished made(file);
   // A log that was partly folded in may leave no whole file, with its rest or without.
-  if (!MakeOfRest(file, IsThere(LogOf(file)) && !cut.isOlder, made.File())) {
+  if (!MakeOfRest(file, IsThere(LogOf(file)) && !cut.isOlder, made)) {
     Replace(file, kHasDamagedLog, true);
     return;
   }
-  const path aside = SetAside(file);
-  MoveInPlace(made.File(), file);
-  LogError("keystore", line + ", and the newest changes are lost; what was there is set aside as " +
-                           aside.string() + "; the changes before the damage stay");
+  Announce(line + ", and the newest changes are lost; what was there is set aside as " +
+           aside.string() + "; the changes before the damage stay");
+  SetAside(file, aside, &made.File(), true);
 }
 
 // A file of an older version has no room for checks. It is rewritten.

@@ -3,6 +3,7 @@
 #include "io_faults.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -43,9 +44,9 @@ Verdict JudgePath(IoCall call, std::string_view path) {
   return fails ? Verdict::kFails : Verdict::kGoesOn;
 }
 
-Verdict JudgeOpen(const char* path) {
+Verdict JudgeName(IoCall call, const char* path) {
   const std::lock_guard lock(g_Mutex);
-  return JudgePath(IoCall::kOpen, path);
+  return JudgePath(call, path);
 }
 
 Verdict JudgeFile(IoCall call, int fd) {
@@ -81,7 +82,7 @@ int OpenFile(const char* path, int flags, mode_t mode) {
     errno = EROFS;
     return -1;
   }
-  if (JudgeOpen(path) != Verdict::kGoesOn) {
+  if (JudgeName(IoCall::kOpen, path) != Verdict::kGoesOn) {
     return -1;
   }
   return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
@@ -132,7 +133,25 @@ int rename(const char* from, const char* to) noexcept {
     errno = EROFS;
     return -1;
   }
+  if (host::JudgeName(host::IoCall::kMove, from) != host::Verdict::kGoesOn) {
+    return -1;
+  }
   return static_cast<int>(::syscall(SYS_rename, from, to));
+}
+
+int link(const char* from, const char* to) noexcept {
+  if (host::JudgeName(host::IoCall::kMove, from) != host::Verdict::kGoesOn) {
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_link, from, to));
+}
+
+// The C++ library copies files so.
+ssize_t sendfile(int to, int from, off_t* offset, size_t size) noexcept {
+  if (host::JudgeFile(host::IoCall::kWrite, to) == host::Verdict::kFails) {
+    return -1;
+  }
+  return ::syscall(SYS_sendfile, to, from, offset, size);
 }
 
 int unlink(const char* path) noexcept {

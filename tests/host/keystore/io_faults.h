@@ -4,7 +4,12 @@
 
 namespace host {
 
-enum class IoCall { kOpen, kWrite, kFlush };
+enum class IoCall {
+  kOpen,
+  kWrite,
+  kFlush,
+  kMove,  // a file gets another name, or one more
+};
 
 struct IoFault {
   enum Kind {

@@ -2,6 +2,7 @@
 // was, or reading it fails, or the log says what was lost.
 
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sqlite3.h>
 
 #include <cerrno>
@@ -443,6 +444,63 @@ TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
     found += entry.path().string().find(".damaged-") != std::string::npos ? 1 : 0;
   }
   EXPECT_EQ(found, 5);
+}
+
+TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
+  const path closed = StateDir().parent_path() / "closed";
+  const path killed = StateDir().parent_path() / "killed";
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  std::filesystem::copy(StateDir(), killed);
+  Open();
+  std::filesystem::copy(StateDir(), closed);
+  const path file = DurableFile();
+  const struct {
+    const char* name;
+    std::function<void()> damage;
+    bool isAllKept;
+  } cases[] = {
+      {"a copy", [&] { CopyKeyFile(file, CopyOf(file)); }, true},
+      {"no copy", [] {}, false},
+      {"a log alone",
+       [&] {
+         std::filesystem::copy(LogOf(killed / "keys.db"), LogOf(file));
+         std::filesystem::remove(file);
+       },
+       true},
+      {"a damaged log",
+       [&] {
+         std::filesystem::remove_all(StateDir());
+         std::filesystem::copy(killed, StateDir());
+         Flip(LogOf(file), std::filesystem::file_size(LogOf(file)) / 2 * 8);
+       },
+       false},
+  };
+  for (const auto& [name, damage, isAllKept] : cases) {
+    int number = 1;
+    for (bool isKilled = true; isKilled; ++number) {
+      SCOPED_TRACE(name + std::string(", number ") + std::to_string(number));
+      ASSERT_LT(number, 100);
+      std::filesystem::remove_all(StateDir());
+      std::filesystem::copy(closed, StateDir());
+      damage();
+      if (std::filesystem::exists(file) && !std::filesystem::exists(LogOf(file))) {
+        Flip(file, 8 * 5000);
+      }
+      const std::string before = Logged();
+      auto worker = Start({"moving", std::to_string(number), "count", "0"});
+      isKilled = worker->Wait() == 128 + SIGKILL;
+      const auto keys = Open()->List("db/");
+      const std::string told = support::ReadFile(worker.err) + Logged().substr(before.size());
+      EXPECT_THAT(told, AllOf(HasSubstr(" E "), HasSubstr(file.string())));
+      if (isAllKept) {
+        EXPECT_THAT(keys, SizeIs(kMany));
+      }
+      EXPECT_THAT(SetAsideFiles(file), Not(IsEmpty()));
+    }
+    EXPECT_GT(number, 5);
+  }
 }
 
 TEST_F(Recovery, ALinkToAMissingFileIsCalledSo) {
