@@ -73,6 +73,7 @@ struct Log {
   std::uint32_t pageCount = 0;          // of the file after the last of them; 0 without one
   std::uint32_t frames = 0;             // of whole transactions
   std::uint32_t length = 0;             // in frames, damaged or not
+  bool isReadable = true;               // to its end
   int endsBehind = 0;                   // how many ends of transactions follow the first damage
   std::array<unsigned char, 8> salt{};  // identifies this run of the log
 };
@@ -80,8 +81,16 @@ struct Log {
 Log ReadLog(const path& file) {
   Log log;
   const FileDescriptor opened = OpenToRead(LogOf(file));
+  if (!opened) {
+    log.isReadable = errno == ENOENT && !IsThere(LogOf(file));
+    return log;
+  }
+  struct stat status {};
+  log.isReadable = ::fstat(opened.Get(), &status) == 0 && S_ISREG(status.st_mode);
   std::array<unsigned char, kLogHeaderSize> header{};
-  if (!opened || ReadAt(opened.Get(), header, 0) < header.size()) {
+  std::size_t got = ReadAt(opened.Get(), header, 0);
+  if (got < header.size()) {
+    log.isReadable = log.isReadable && static_cast<off_t>(got) == status.st_size;
     return log;
   }
   std::copy_n(header.begin() + 16, 8, log.salt.begin());
@@ -90,8 +99,8 @@ Log ReadLog(const path& file) {
   std::copy_n(header.begin() + 24, 8, before.begin());
   std::array<unsigned char, kFrameSize> frame;
   std::set<std::uint32_t> pages;
-  for (off_t at = kLogHeaderSize; ReadAt(opened.Get(), frame, at) == frame.size();
-       at += kFrameSize) {
+  off_t at = kLogHeaderSize;
+  for (; (got = ReadAt(opened.Get(), frame, at)) == frame.size(); at += kFrameSize) {
     if (!isSound && at == kLogHeaderSize) {
       std::copy_n(frame.begin() + 8, 8, log.salt.begin());
     }
@@ -115,6 +124,7 @@ Log ReadLog(const path& file) {
       log.frames = log.length;
     }
   }
+  log.isReadable = log.isReadable && at + static_cast<off_t>(got) >= status.st_size;
   return log;
 }
 
@@ -253,13 +263,14 @@ std::optional<LogCut> CutOfLog(const path& file, bool isSameBoot) {
                                  : isSameBoot && index && index->frames > index->foldedIn;
   // A transaction is on disk before the next one begins: when the ends of two are there, the first
   // was on disk. With only one, perhaps nobody was told yet that it was committed.
-  if (!isShort && (log.endsBehind < 2 || (isSameBoot && isOfIndex))) {
+  if (!isShort && log.isReadable && (log.endsBehind < 2 || (isSameBoot && isOfIndex))) {
     return std::nullopt;
   }
   // After a restart of the machine what is on disk about the log may be older than the log.
   const bool isLatest = isSameBoot || (isOfIndex && log.length == index->frames);
   return LogCut{.isInFile = isLatest && index && index->foldedIn == index->frames,
-                .isOlder = IsOlder(log, index)};
+                .isOlder = IsOlder(log, index),
+                .soundSize = log.frames == 0 ? 0 : kLogHeaderSize + log.frames * kFrameSize};
 }
 
 bool IsOfOlderVersion(const path& file) {

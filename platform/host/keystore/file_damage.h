@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -17,13 +18,14 @@ std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
 // How a log lacks what was written to it.
 struct LogCut {
-  bool isInFile;  // its key file has all changes
-  bool isOlder;   // than its key file, into which what is left of it must not be folded
+  bool isInFile;             // its key file has all changes
+  bool isOlder;              // than its key file, into which what is left of it must not be folded
+  std::uintmax_t soundSize;  // of its beginning, in bytes; 0 without a whole transaction
 };
 
-// What changes that were made are missing from the log of a key file that is otherwise whole;
-// nothing when none is. `isSameBoot` says that the machine has not restarted since the store was
-// last used: what SQLite kept in memory about the log is then its latest state.
+// What changes that were made are missing from the log of a key file that is otherwise whole, or
+// cannot be read there; nothing when none is. `isSameBoot` says that the machine has not restarted
+// since the store was last used: what SQLite kept in memory about the log is then its latest state.
 std::optional<LogCut> CutOfLog(const std::filesystem::path& file, bool isSameBoot);
 
 // Whether the pages of a key file that is whole have no checks yet.

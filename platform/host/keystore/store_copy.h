@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 #include "keystore/sqlite.h"
@@ -26,8 +27,10 @@ class Unfinished {
   const std::filesystem::path m_File;
 };
 
-// Copies the bytes of a file to a new one.
+// Copies the bytes of a file to a new one, or the first `size` of them.
 void CopyFile(const std::filesystem::path& from, const std::filesystem::path& to);
+void CopyBeginning(const std::filesystem::path& from, std::uintmax_t size,
+                   const std::filesystem::path& to);
 
 // Writes what `from` holds at this moment to the new file `to`, while others continue to use
 // `from`. The copy is one file, without a log. It may not be on disk yet.

@@ -1,5 +1,6 @@
 #include "keystore/store_recovery.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +15,7 @@
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "system/error_log.h"
+#include "system/file_descriptor.h"
 #include "system/log.h"
 
 namespace host {
@@ -35,7 +37,7 @@ void RemoveOldest(const path& file) {
   std::error_code ignored;
   for (std::size_t i = 0; i + kMostSetAside < aside.size(); ++i) {
     std::filesystem::remove_all(aside[i], ignored);
-    std::filesystem::remove(LogOf(aside[i]), ignored);
+    std::filesystem::remove_all(LogOf(aside[i]), ignored);
   }
 }
 
@@ -78,9 +80,9 @@ void SetAside(const path& file, const path& aside, const path* made, bool holdsL
   ::unlink(LogIndexOf(file).c_str());
 }
 
-// Makes a new file of what there is of a key file, and of its log. Returns whether it is whole, and
-// then on disk.
-bool MakeOfRest(const path& file, bool withLog, const Unfinished& made) {
+// Makes a new file of what there is of a key file, and of the beginning of its log. Returns whether
+// it is whole, and then on disk.
+bool MakeOfRest(const path& file, std::uintmax_t logSize, const Unfinished& made) {
   if (IsMissingOrEmpty(file)) {
     // SQLite removes the log of an empty file.
     std::ofstream(made.File()).close();
@@ -92,8 +94,8 @@ bool MakeOfRest(const path& file, bool withLog, const Unfinished& made) {
   } else {
     CopyFile(file, made.File());
   }
-  if (withLog) {
-    CopyFile(LogOf(file), LogOf(made.File()));
+  if (logSize > 0) {
+    CopyBeginning(LogOf(file), logSize, LogOf(made.File()));
   }
   try {
     if (!DamageOf(made.File())) {
@@ -120,9 +122,10 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool hasCopy = IsThere(copy);
   const Unfinished made(file);
   // The copy may be newer than what is left of a log.
-  const bool isLogCut = hadLog && CutOfLog(file, false);
+  const auto cut = hadLog ? CutOfLog(file, false) : std::nullopt;
   const bool isOfLog =
-      hadLog && IsMissingOrEmpty(file) && !(isLogCut && hasCopy) && MakeOfRest(file, true, made);
+      hadLog && IsMissingOrEmpty(file) && !(cut && hasCopy) &&
+      MakeOfRest(file, cut ? cut->soundSize : std::filesystem::file_size(LogOf(file)), made);
   const bool isOfCopy = !isOfLog && hasCopy && mayUseCopy && !DamageOf(copy);
   if (isOfCopy) {
     CopyFile(copy, made.File());
@@ -139,7 +142,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   }
   if (isOfLog) {
     line += "; what its log holds takes its place";
-    line += isLogCut ? ", without the newest changes" : "";
+    line += cut ? ", without the newest changes" : "";
   } else if (isOfCopy) {
     line += "; its copy " + copy.string() + " takes its place";
   } else {
@@ -173,13 +176,23 @@ void SetLogAside(const path& file, const LogCut& cut) {
   }
   const Unfinished made(file);
   // A log that was partly folded in may leave no whole file, with its rest or without.
-  if (!MakeOfRest(file, IsThere(LogOf(file)) && !cut.isOlder, made)) {
+  if (!MakeOfRest(file, cut.isOlder ? 0 : cut.soundSize, made)) {
     Replace(file, kHasDamagedLog, true);
     return;
   }
   Announce(line + ", and the newest changes are lost; what was there is set aside as " +
            aside.string() + "; the changes before the damage stay");
   SetAside(file, aside, &made.File(), true);
+}
+
+// Nobody uses the index of a log now, and SQLite begins it anew. One that cannot be opened, such as
+// a directory, would be in its way.
+void RemoveBadIndex(const path& file) {
+  const path index = LogIndexOf(file);
+  if (!FileDescriptor(::open(index.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC)) && errno != ENOENT) {
+    std::error_code ignored;
+    std::filesystem::remove_all(index, ignored);
+  }
 }
 
 // A file of an older version has no room for checks. It is rewritten.
@@ -239,6 +252,7 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
   } else if (cut) {
     SetLogAside(file, *cut);
   }
+  RemoveBadIndex(file);
   for (const bool mayUseCopy : {true, false}) {
     try {
       return open();

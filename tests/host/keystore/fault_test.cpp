@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <fstream>
 #include <functional>
+#include <map>
 
 #include "io_faults.h"
 #include "keystore/store_copy.h"
+#include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "store_state.h"
 #include "support/temp_directory.h"
@@ -117,6 +119,43 @@ TEST_F(Faults, ChangeNoValueWithoutAWordAndTheStoreOpensAfterwards) {
   outcomes.Print("fault");
   EXPECT_EQ(outcomes.Count(Fate::kSilent), 0);
   EXPECT_GT(outcomes.Count(Fate::kReported), 0);
+}
+
+TEST_F(Faults, AStartThatFailsOnAFullDiskLeavesTheFilesAsTheyWere) {
+  const StoreFiles files{LogTemplate()};
+  std::filesystem::resize_file(LogOf(files.Durable()),
+                               std::filesystem::file_size(LogOf(files.Durable())) - 4120);
+  const auto list = [&] {
+    std::map<path, std::uintmax_t> found;
+    for (const auto& entry : std::filesystem::directory_iterator(files.StateDir())) {
+      found[entry.path()] = entry.file_size();
+    }
+    return found;
+  };
+  const auto before = list();
+  for (int start = 1; start <= 7; ++start) {
+    for (const int nth : {1, 2}) {
+      BeginIoFault(files.root, {IoCall::kWrite, ENOSPC, IoFault::kFromThenOn}, nth);
+      EXPECT_THROW(KeyStore(files.StateDir(), files.RunDir()), StoreError);
+      EXPECT_TRUE(EndIoFault());
+      EXPECT_EQ(list(), before);
+    }
+  }
+}
+
+// A log of which a part cannot be read, as on a bad sector.
+TEST_F(Faults, OfALogThatCannotBeReadWhatPrecedesThatStays) {
+  const StoreFiles files{LogTemplate()};
+  const path log = LogOf(files.Durable());
+  const std::uintmax_t end = std::filesystem::file_size(log) - 4120;
+  const std::uintmax_t logBegin = LogSize();
+  {
+    const UnreadableBytes bad(log, end);
+    KeyStore store(files.StateDir(), files.RunDir());
+    EXPECT_EQ(store.Get("db/a"), KeyValue("before"));
+  }
+  EXPECT_EQ(SetAsideFiles(files.Durable()).size(), 1);
+  EXPECT_NE(LogSince(logBegin).find("the newest changes are lost"), std::string::npos);
 }
 
 // Damaged files, and what their values are once they are mended.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 namespace host {
@@ -38,6 +39,15 @@ class ReadOnlyFiles {
   ~ReadOnlyFiles();
   ReadOnlyFiles(const ReadOnlyFiles&) = delete;
   ReadOnlyFiles& operator=(const ReadOnlyFiles&) = delete;
+};
+
+// While one lives, reading `file` at `begin` or behind it fails, as on a bad sector. One at a time.
+class UnreadableBytes {
+ public:
+  UnreadableBytes(const std::filesystem::path& file, std::uintmax_t begin);
+  ~UnreadableBytes();
+  UnreadableBytes(const UnreadableBytes&) = delete;
+  UnreadableBytes& operator=(const UnreadableBytes&) = delete;
 };
 
 }  // namespace host

@@ -446,6 +446,65 @@ TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
   EXPECT_EQ(found, 5);
 }
 
+TEST_F(Recovery, ALogOrIndexThatCannotBeReadDoesNotKeepTheStoreFromOpening) {
+  const path file = DurableFile();
+  const auto makeDirectory = [](const path& name) {
+    std::filesystem::create_directory(name);
+    std::ofstream(name / "something") << "here";
+  };
+  const struct {
+    const char* name;
+    std::function<void()> damage;
+    std::optional<KeyValue> value;
+    bool isSaid;
+  } cases[] = {
+      {"a directory", [&] { makeDirectory(LogOf(file)); }, 31, true},
+      {"a link to itself", [&] { std::filesystem::create_symlink(LogOf(file), LogOf(file)); }, 31,
+       true},
+      {"without a file",
+       [&] {
+         std::filesystem::remove(file);
+         makeDirectory(LogOf(file));
+       },
+       std::nullopt, true},
+      {"an index", [&] { makeDirectory(LogIndexOf(file)); }, 31, false},
+  };
+  for (const auto& [name, damage, value, isSaid] : cases) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(StateDir());
+    MakeStore(31, false);
+    damage();
+    const std::string before = Logged();
+    std::unique_ptr<KeyStore> open;
+    ASSERT_NO_THROW(open = Open());
+    EXPECT_EQ(open->Get("db/key"), value);
+    EXPECT_TRUE(open->Set("db/key", 32));
+    open.reset();
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(32));
+    const auto aside = SetAsideFiles(file);
+    ASSERT_THAT(aside, SizeIs(isSaid ? 1 : 0));
+    if (isSaid) {
+      EXPECT_THAT(Logged().substr(before.size()),
+                  HasSubstr("set aside as " + aside.front().string()));
+    }
+  }
+}
+
+TEST_F(Recovery, FiveLogsThatCannotBeReadAreKept) {
+  MakeStore(1, true);
+  for (int i = 1; i <= 8; ++i) {
+    std::filesystem::create_directory(LogOf(DurableFile()));
+    std::ofstream(LogOf(DurableFile()) / "something") << "here";
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  }
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(5));
+  int found = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+    found += entry.path().string().ends_with("-wal") ? 1 : 0;
+  }
+  EXPECT_EQ(found, 5);
+}
+
 TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
   const path closed = StateDir().parent_path() / "closed";
   const path killed = StateDir().parent_path() / "killed";
