@@ -17,7 +17,6 @@
 
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
-#include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "system/file_descriptor.h"
@@ -174,16 +173,7 @@ std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_
              : std::nullopt;
 }
 
-// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
-std::optional<std::string> AdoptPages(const path& file) {
-  if (!Database::IsSound(file)) {
-    return "is damaged";
-  }
-  PutMissingChecks(file);
-  return std::nullopt;
-}
-
-std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
+std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size, const Judge& judge) {
   Log log = ReadLog(file);
   if (IsOlder(log, ReadLogIndex(file))) {
     log = {};
@@ -227,12 +217,16 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
       return "is cut short";
     }
   }
-  return areAllChecked ? std::nullopt : AdoptPages(file);
+  return areAllChecked || judge(file) ? std::nullopt : std::optional<std::string>("is damaged");
 }
 
 }  // namespace
 
 std::optional<std::string> DamageOf(const path& file) {
+  return DamageOf(file, [](const path& judged) { return Database::IsSound(judged); });
+}
+
+std::optional<std::string> DamageOf(const path& file, const Judge& judge) {
   const auto absence = [&] {
     const bool wasMade = HasCopyOrLog(file) || !SetAsideFiles(file).empty();
     return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
@@ -251,7 +245,7 @@ std::optional<std::string> DamageOf(const path& file) {
   if (status.st_size == 0) {
     return absence();
   }
-  return DamageOfPages(file, opened.Get(), status.st_size);
+  return DamageOfPages(file, opened.Get(), status.st_size, judge);
 }
 
 std::optional<LogCut> CutOfLog(const path& file, bool isSameBoot) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -10,10 +11,17 @@
 
 namespace host {
 
+// Whether what a key file holds fits together, though another program has written pages without
+// checks.
+using Judge = std::function<bool(const std::filesystem::path&)>;
+
 // What is wrong with a key file, read with its log unless that is older: the words that follow "key
 // file …". Nothing when it is whole, or when it is missing or empty and has neither a copy nor a
-// log nor was set aside. Pages that another program has written get their checks if they fit.
-// Throws StoreError when the damage cannot be determined now.
+// log nor was set aside. Only `judge`, who is asked about a file that has pages without checks, may
+// change anything. Throws StoreError when the damage cannot be determined now.
+std::optional<std::string> DamageOf(const std::filesystem::path& file, const Judge& judge);
+
+// The same, judged by SQLite, which folds a log in when it closes the file.
 std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
 // How a log lacks what was written to it.

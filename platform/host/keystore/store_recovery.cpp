@@ -80,6 +80,13 @@ void SetAside(const path& file, const path& aside, const path* made, bool holdsL
   ::unlink(LogIndexOf(file).c_str());
 }
 
+// Completes a file that was made to take the place of `other`.
+void Finish(const path& other, const path& made) {
+  PutMissingChecks(made);
+  GiveToOwnerOf(other, made);
+  FlushFile(made);
+}
+
 // Makes a new file of what there is of a key file, and of the beginning of its log. Returns whether
 // it is whole, and then on disk.
 bool MakeOfRest(const path& file, std::uintmax_t logSize, const Unfinished& made) {
@@ -101,8 +108,7 @@ bool MakeOfRest(const path& file, std::uintmax_t logSize, const Unfinished& made
     if (!DamageOf(made.File())) {
       Database(made.File()).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
       if (!DamageOf(made.File()) && Database::IsSound(made.File())) {
-        GiveToOwnerOf(IsThere(file) ? file : LogOf(file), made.File());
-        FlushFile(made.File());
+        Finish(IsThere(file) ? file : LogOf(file), made.File());
         return true;
       }
     }
@@ -129,8 +135,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   const bool isOfCopy = !isOfLog && hasCopy && mayUseCopy && !DamageOf(copy);
   if (isOfCopy) {
     CopyFile(copy, made.File());
-    GiveToOwnerOf(copy, made.File());
-    FlushFile(made.File());
+    Finish(copy, made.File());
   }
   const path aside = NameAside(file);
   path copyAside = aside;
@@ -183,6 +188,15 @@ void SetLogAside(const path& file, const LogCut& cut) {
   Announce(line + ", and the newest changes are lost; what was there is set aside as " +
            aside.string() + "; the changes before the damage stay");
   SetAside(file, aside, &made.File(), true);
+}
+
+// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
+void AdoptPages(const path& file) {
+  if (Database::IsSound(file)) {
+    PutMissingChecks(file);
+  } else {
+    Replace(file, "is damaged", true);
+  }
 }
 
 // Nobody uses the index of a log now, and SQLite begins it anew. One that cannot be opened, such as
@@ -247,12 +261,17 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
     return std::make_unique<KeyFile>(file, durability, changed);
   };
   const auto cut = CutOfLog(file, isSameBoot);
-  if (const auto damage = DamageOf(file)) {
+  bool hasUncheckedPages = false;
+  const auto damage = DamageOf(file, [&](const path&) { return hasUncheckedPages = true; });
+  if (damage) {
     Replace(file, cut && cut->isOlder ? kHasDamagedLog : *damage, true);
   } else if (cut) {
     SetLogAside(file, *cut);
   }
   RemoveBadIndex(file);
+  if (!damage && hasUncheckedPages) {
+    AdoptPages(file);
+  }
   for (const bool mayUseCopy : {true, false}) {
     try {
       return open();

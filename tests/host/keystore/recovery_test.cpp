@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <random>
 
 #include "key_store_fixture.h"
@@ -681,6 +682,59 @@ TEST_F(Recovery, AProgramThatKnowsNothingOfChecksMayLookAtAStoreThatWasKilled) {
   // And its pages have checks again.
   Flip(DurableFile(), 8 * 5000);
   EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+}
+
+// Pages without checks are judged by whether they fit, which must not hide what the log has lost.
+TEST_F(Recovery, WhatALogHasLostIsSaidThoughAnotherProgramWrotePages) {
+  const path log = LogOf(DurableFile());
+  const std::function<void()> damages[] = {
+      [&] { Flip(log, std::uintmax_t{8} * (32 + 9 * 4120 + 1000)); },
+      [&] { std::filesystem::resize_file(log, 32 + 10 * 4120); },
+  };
+  for (const auto& damage : damages) {
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    SetMany(*open);
+    Sql(DurableFile(), "PRAGMA wal_checkpoint");
+    for (int value = 1; value <= 20; ++value) {
+      open->Set("db/key", value);
+    }
+    Kill(std::move(open));
+    damage();
+    const auto contents = [this] {
+      std::map<path, std::string> found;
+      for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+        found[entry.path()] = support::ReadFile(entry.path());
+      }
+      return found;
+    };
+    const auto before = contents();
+    EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "has lost the end of its log");
+    EXPECT_TRUE(contents() == before);
+    const std::string logged = Logged();
+    EXPECT_LT(Integer(*Open(), "db/key"), 20);
+    EXPECT_THAT(Logged().substr(logged.size()), HasSubstr("the newest changes are lost"));
+    EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1));
+    // And the pages have checks again.
+    Flip(DurableFile(), 8 * (5 * 4096 + 1000));
+    EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+  }
+}
+
+TEST_F(Recovery, PagesOfAnotherProgramThatDoNotFitAreDamage) {
+  const auto harm = [this] {
+    // The check of a page, and what tells where its cells are.
+    Overwrite(DurableFile(), 6 * 4096 + 4088, std::string(8, '\0'));
+    Overwrite(DurableFile(), 6 * 4096 + 8, std::string(40, 'x'));
+  };
+  SetMany(*Open());
+  harm();
+  const std::string before = support::ReadFile(DurableFile());
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().state, StoreFile::State::kDamaged);
+  EXPECT_TRUE(support::ReadFile(DurableFile()) == before);
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), HasSubstr(DurableFile().string() + " is damaged; it is set aside"));
 }
 
 TEST_F(Recovery, AFileOfTheVersionWithoutChecksIsTakenOver) {
