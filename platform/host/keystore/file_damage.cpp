@@ -17,7 +17,6 @@
 
 #include "keystore/page_check.h"
 #include "keystore/sqlite.h"
-#include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "system/file_descriptor.h"
@@ -72,6 +71,8 @@ struct Log {
   std::set<std::uint32_t> pages;        // written by whole transactions
   std::uint32_t pageCount = 0;          // of the file after the last of them; 0 without one
   std::uint32_t frames = 0;             // of whole transactions
+  std::uint32_t length = 0;             // in frames, damaged or not
+  bool isReadable = true;               // to its end
   int endsBehind = 0;                   // how many ends of transactions follow the first damage
   std::array<unsigned char, 8> salt{};  // identifies this run of the log
 };
@@ -79,8 +80,16 @@ struct Log {
 Log ReadLog(const path& file) {
   Log log;
   const FileDescriptor opened = OpenToRead(LogOf(file));
+  if (!opened) {
+    log.isReadable = errno == ENOENT && !IsThere(LogOf(file));
+    return log;
+  }
+  struct stat status {};
+  log.isReadable = ::fstat(opened.Get(), &status) == 0 && S_ISREG(status.st_mode);
   std::array<unsigned char, kLogHeaderSize> header{};
-  if (!opened || ReadAt(opened.Get(), header, 0) < header.size()) {
+  std::size_t got = ReadAt(opened.Get(), header, 0);
+  if (got < header.size()) {
+    log.isReadable = log.isReadable && static_cast<off_t>(got) == status.st_size;
     return log;
   }
   std::copy_n(header.begin() + 16, 8, log.salt.begin());
@@ -90,8 +99,8 @@ Log ReadLog(const path& file) {
   std::copy_n(header.begin() + 24, 8, before.begin());
   std::array<unsigned char, kFrameSize> frame;
   std::set<std::uint32_t> pages;
-  for (off_t at = kLogHeaderSize; ReadAt(opened.Get(), frame, at) == frame.size();
-       at += kFrameSize) {
+  off_t at = kLogHeaderSize;
+  for (; (got = ReadAt(opened.Get(), frame, at)) == frame.size(); at += kFrameSize) {
     if (!hasHeader && at == kLogHeaderSize) {
       std::copy_n(frame.begin() + 8, 8, log.salt.begin());
     }
@@ -100,6 +109,7 @@ Log ReadLog(const path& file) {
       isSound = false;
       continue;
     }
+    log.length = static_cast<std::uint32_t>((at - kLogHeaderSize) / kFrameSize) + 1;
     isSound = isSound && IsFrameSound(frame.data(), frame.data() + kFrameHeaderSize, before.data());
     const std::uint32_t pageCount = ReadBigEndian(frame.data() + 4);
     if (!isSound) {
@@ -112,9 +122,10 @@ Log ReadLog(const path& file) {
       log.pages.merge(pages);
       pages.clear();
       log.pageCount = pageCount;
-      log.frames = static_cast<std::uint32_t>((at - kLogHeaderSize) / kFrameSize) + 1;
+      log.frames = log.length;
     }
   }
+  log.isReadable = log.isReadable && at + static_cast<off_t>(got) >= status.st_size;
   return log;
 }
 
@@ -142,6 +153,13 @@ std::optional<LogIndex> ReadLogIndex(const path& file) {
   return index;
 }
 
+// Whether a log has lost frames that are in the file already. SQLite would overwrite newer pages
+// with what is left.
+bool IsOlder(const Log& log, const std::optional<LogIndex>& index) {
+  return index && index->salt == log.salt && log.frames < index->foldedIn &&
+         index->foldedIn <= index->frames;
+}
+
 // Judges the first page of a file of `count` pages.
 std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_t count) {
   constexpr char kMagic[] = "SQLite format 3";
@@ -157,17 +175,11 @@ std::optional<std::string> DamageOfFirst(const unsigned char* page, std::uint32_
              : std::nullopt;
 }
 
-// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
-std::optional<std::string> AdoptPages(const path& file) {
-  if (!Database::IsSound(file)) {
-    return "is damaged";
+std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size, const Judge& judge) {
+  Log log = ReadLog(file);
+  if (IsOlder(log, ReadLogIndex(file))) {
+    log = {};
   }
-  PutMissingChecks(file);
-  return std::nullopt;
-}
-
-std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
-  const Log log = ReadLog(file);
   std::array<unsigned char, kPageSize> page{};
   const std::size_t got = ReadAt(fd, page, 0);
   const auto inFile = static_cast<std::uint32_t>(size / kPageSize);
@@ -208,16 +220,23 @@ std::optional<std::string> DamageOfPages(const path& file, int fd, off_t size) {
       return "is cut short";
     }
   }
-  return areAllChecked ? std::nullopt : AdoptPages(file);
+  return areAllChecked || judge(file) ? std::nullopt : std::optional<std::string>("is damaged");
 }
 
 }  // namespace
 
 std::optional<std::string> DamageOf(const path& file) {
-  const bool wasMade = HasCopyOrLog(file);
+  return DamageOf(file, [](const path& judged) { return Database::IsSound(judged); });
+}
+
+std::optional<std::string> DamageOf(const path& file, const Judge& judge) {
+  const auto absence = [&] {
+    const bool wasMade = HasCopyOrLog(file) || !SetAsideFiles(file).empty();
+    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+  };
   const FileDescriptor opened = OpenToRead(file);
   if (!opened && errno == ENOENT) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+    return absence();
   }
   if (!opened) {
     return "cannot be read: " + Text(errno);
@@ -227,27 +246,34 @@ std::optional<std::string> DamageOf(const path& file) {
     return "is not a file";
   }
   if (status.st_size == 0) {
-    return wasMade ? std::optional(AbsenceOf(file)) : std::nullopt;
+    return absence();
   }
-  return DamageOfPages(file, opened.Get(), status.st_size);
+  return DamageOfPages(file, opened.Get(), status.st_size, judge);
 }
 
-bool IsLogCut(const path& file, bool isSameBoot) {
+std::optional<LogCut> CutOfLog(const path& file, bool isSameBoot) {
   const Log log = ReadLog(file);
   const auto index = ReadLogIndex(file);
-  if (index && index->frames > index->foldedIn) {
-    // Another run of the log, or none, means nothing after a restart: the index is older then.
-    const bool isSameRun = index->salt == log.salt;
-    if (isSameRun ? log.frames < index->frames : isSameBoot) {
-      return true;
-    }
-  }
+  const bool isOfIndex = index && index->salt == log.salt;
+  // Another run of the log, or none: the previous run was folded in before a new one began.
+  const bool isShort = isOfIndex ? log.frames < index->frames
+                                 : isSameBoot && index && index->frames > index->foldedIn;
   // A transaction is on disk before the next one begins: when the ends of two are there, the first
   // was on disk. With only one, perhaps nobody was told yet that it was committed.
-  return log.endsBehind >= 2 && !(isSameBoot && index && index->salt == log.salt);
+  if (!isShort && log.isReadable && (log.endsBehind < 2 || (isSameBoot && isOfIndex))) {
+    return std::nullopt;
+  }
+  // After a restart of the machine what is on disk about the log may be older than the log.
+  const bool isLatest = isSameBoot || (isOfIndex && log.length == index->frames);
+  return LogCut{.isInFile = isLatest && index && index->foldedIn == index->frames,
+                .isOlder = IsOlder(log, index),
+                .soundSize = log.frames == 0 ? 0 : kLogHeaderSize + log.frames * kFrameSize};
 }
 
-bool IsLogWhole(const path& file) { return ReadLog(file).endsBehind == 0; }
+bool IsLogWhole(const path& file) {
+  const Log log = ReadLog(file);
+  return log.isReadable && log.endsBehind == 0;
+}
 
 bool IsOfOlderVersion(const path& file) {
   std::array<unsigned char, kFileHeaderSize> header{};

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -9,15 +11,30 @@
 
 namespace host {
 
-// What is wrong with a key file: the words that follow "key file …". Nothing when it is whole, or
-// when it is missing or empty and has neither a copy nor a log. Pages that another program has
-// written get their checks if they fit. Throws StoreError when the damage cannot be determined now.
+// Whether what a key file holds fits together, though another program has written pages without
+// checks.
+using Judge = std::function<bool(const std::filesystem::path&)>;
+
+// What is wrong with a key file, read with its log unless that is older: the words that follow "key
+// file …". Nothing when it is whole, or when it is missing or empty and has neither a copy nor a
+// log nor was set aside. Only `judge`, who is asked about a file that has pages without checks, may
+// change anything. Throws StoreError when the damage cannot be determined now.
+std::optional<std::string> DamageOf(const std::filesystem::path& file, const Judge& judge);
+
+// The same, judged by SQLite, which folds a log in when it closes the file.
 std::optional<std::string> DamageOf(const std::filesystem::path& file);
 
-// Whether changes that were made are missing from the log of a key file that is otherwise whole.
-// `isSameBoot` says that the machine has not restarted since the store was last used: what SQLite
-// kept in memory about the log is then its latest state.
-bool IsLogCut(const std::filesystem::path& file, bool isSameBoot);
+// How a log lacks what was written to it.
+struct LogCut {
+  bool isInFile;             // its key file has all changes
+  bool isOlder;              // than its key file, into which what is left of it must not be folded
+  std::uintmax_t soundSize;  // of its beginning, in bytes; 0 without a whole transaction
+};
+
+// What changes that were made are missing from the log of a key file that is otherwise whole, or
+// cannot be read there; nothing when none is. `isSameBoot` says that the machine has not restarted
+// since the store was last used: what SQLite kept in memory about the log is then its latest state.
+std::optional<LogCut> CutOfLog(const std::filesystem::path& file, bool isSameBoot);
 
 // Whether the log of a key file, if there is one, has no transaction behind a damaged place. Nobody
 // need have been told that the last one was made.

@@ -3,11 +3,14 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <cerrno>
 #include <optional>
 
 #include "keystore/file_damage.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_error.h"
 #include "keystore/store_files.h"
+#include "keystore/store_salvage.h"
 #include "system/file_descriptor.h"
 #include "system/file_lock.h"
 
@@ -22,11 +25,23 @@ std::optional<std::string> DamageInUse(const path& file) {
   return Database::IsSound(file) ? std::nullopt : std::optional<std::string>("is damaged");
 }
 
+// SQLite would fold the log in when it closes the file, so it gets a copy.
+bool DoPagesFit(const path& file) {
+  try {
+    return ReadDamaged(file, {}).isWhole;
+  } catch (const StoreError& error) {
+    if (!error.IsDamage() && error.Error() != EIO) {
+      throw;
+    }
+    return false;
+  }
+}
+
 std::optional<std::string> DamageAtRest(const path& file, bool isSameBoot) {
-  if (auto damage = DamageOf(file)) {
+  if (auto damage = DamageOf(file, DoPagesFit)) {
     return damage;
   }
-  return IsLogCut(file, isSameBoot) ? std::optional<std::string>("has lost the end of its log")
+  return CutOfLog(file, isSameBoot) ? std::optional<std::string>("has lost the end of its log")
                                     : std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "keystore/store_copy.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,6 +52,18 @@ void CopyFile(const path& from, const path& to) {
   std::filesystem::copy_file(from, to, error);
   if (error) {
     Fail("cannot copy", from, error.value());
+  }
+}
+
+void CopyBeginning(const path& from, std::uintmax_t size, const path& to) {
+  const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  while (size > 0) {
+    const ssize_t copied = ::sendfile(target.Get(), source.Get(), nullptr, size);
+    if (copied <= 0) {
+      Fail("cannot copy", from, copied < 0 ? errno : EIO);
+    }
+    size -= copied;
   }
 }
 
@@ -116,12 +129,7 @@ void CopyKeyFile(const path& from, const path& to) {
   MoveInPlace(unfinished, to);
 }
 
-void PutInPlace(const path& copy, const path& file) {
-  const Unfinished made(file);
-  CopyFile(copy, made.File());
-  GiveToOwnerOf(copy, made.File());
-  MoveInPlace(made.File(), file);
-}
+void FlushFile(const path& file) { Flush(file, 0); }
 
 void MoveInPlace(const path& from, const path& file) {
   Flush(from, 0);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 #include "keystore/sqlite.h"
@@ -19,14 +20,17 @@ class Unfinished {
 
   const std::filesystem::path& File() const { return m_File; }
 
- private:
+  // Removes what was made of it.
   void Remove() const;
 
+ private:
   const std::filesystem::path m_File;
 };
 
-// Copies the bytes of a file to a new one.
+// Copies the bytes of a file to a new one, or the first `size` of them.
 void CopyFile(const std::filesystem::path& from, const std::filesystem::path& to);
+void CopyBeginning(const std::filesystem::path& from, std::uintmax_t size,
+                   const std::filesystem::path& to);
 
 // Writes what `from` holds at this moment to the new file `to`, while others continue to use
 // `from`. The copy is one file, without a log. It may not be on disk yet.
@@ -43,8 +47,10 @@ void CopyKeyFile(const std::filesystem::path& from, const std::filesystem::path&
 // user from the one who runs the set.
 void GiveToOwnerOf(const std::filesystem::path& other, const std::filesystem::path& file);
 
-// Gives `file` the content of `copy`, or moves it there; completely, and on disk when this returns.
-void PutInPlace(const std::filesystem::path& copy, const std::filesystem::path& file);
+// Brings a file to the disk.
+void FlushFile(const std::filesystem::path& file);
+
+// Moves a file to the place of another, completely and on disk when this returns.
 void MoveInPlace(const std::filesystem::path& from, const std::filesystem::path& file);
 
 }  // namespace host

@@ -1,8 +1,10 @@
 #include "keystore/store_recovery.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <system_error>
 
@@ -13,6 +15,8 @@
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 #include "system/error_log.h"
+#include "system/file_descriptor.h"
+#include "system/log.h"
 
 namespace host {
 namespace {
@@ -20,6 +24,8 @@ namespace {
 using std::filesystem::path;
 
 constexpr std::size_t kMostSetAside = 5;
+constexpr std::chrono::milliseconds kLogPatience = std::chrono::seconds(1);
+constexpr char kHasDamagedLog[] = "has a damaged log";
 
 [[noreturn]] void Fail(const path& file, const std::string& what, int error) {
   throw StoreError(error, "key file " + file.string() + ": " + what + ": " +
@@ -31,7 +37,7 @@ void RemoveOldest(const path& file) {
   std::error_code ignored;
   for (std::size_t i = 0; i + kMostSetAside < aside.size(); ++i) {
     std::filesystem::remove_all(aside[i], ignored);
-    std::filesystem::remove(LogOf(aside[i]), ignored);
+    std::filesystem::remove_all(LogOf(aside[i]), ignored);
   }
 }
 
@@ -41,46 +47,78 @@ void Rename(const path& from, const path& to) {
   }
 }
 
-// The log first: without its log the file is still damaged, but with the log of another file a good
-// one would become so.
-path SetAside(const path& file) {
-  const path aside = NameAside(file);
-  Rename(LogOf(file), LogOf(aside));
-  Rename(file, aside);
-  ::unlink(LogIndexOf(file).c_str());
-  RemoveOldest(file);
-  return aside;
+// Says it before it is done: who is killed in between must not leave older values without a word.
+void Announce(const std::string& line) {
+  LogError("keystore", line);
+  FlushLog(kLogPatience);
 }
 
-// Makes the new file `made` of the log of `file` alone. Returns whether the log holds every page.
-bool MakeFromLog(const path& file, const path& made) {
-  const path log = LogOf(file);
-  std::error_code error;
-  std::filesystem::copy_file(log, LogOf(made), error);
-  if (!error) {
-    // SQLite removes the log of an empty file.
-    std::ofstream(made).close();
-    std::filesystem::resize_file(made, kPageSize, error);
+// Gives what is called `from` that name, too, or instead where it can have only one.
+void KeepAs(const path& from, const path& aside) {
+  if (IsThere(from) && ::link(from.c_str(), aside.c_str()) != 0) {
+    Rename(from, aside);
   }
-  if (error) {
-    Fail(file, "cannot be made of its log", error.value());
+}
+
+// Sets a file aside with its log. `made`, which is on disk, takes its place, or nothing does.
+// `holdsLog` says that it has what can be read of the log, which then goes after that. Otherwise
+// the log goes first: without it a damaged file is still damaged, but with the log of another file
+// a good one would become so. The index goes last: it tells that there was a log.
+void SetAside(const path& file, const path& aside, const path* made, bool holdsLog) {
+  KeepAs(LogOf(file), LogOf(aside));
+  KeepAs(file, aside);
+  RemoveOldest(file);
+  if (!holdsLog) {
+    ::unlink(LogOf(file).c_str());
+  }
+  if (made != nullptr) {
+    MoveInPlace(*made, file);
+  } else {
+    ::unlink(file.c_str());
+  }
+  ::unlink(LogOf(file).c_str());
+  ::unlink(LogIndexOf(file).c_str());
+}
+
+// Completes a file that was made to take the place of `other`.
+void Finish(const path& other, const path& made) {
+  PutMissingChecks(made);
+  GiveToOwnerOf(other, made);
+  FlushFile(made);
+}
+
+// Makes a new file of what there is of a key file, and of the beginning of its log. Returns whether
+// it is whole, and then on disk.
+bool MakeOfRest(const path& file, std::uintmax_t logSize, const Unfinished& made) {
+  if (IsMissingOrEmpty(file)) {
+    // SQLite removes the log of an empty file.
+    std::ofstream(made.File()).close();
+    std::error_code error;
+    std::filesystem::resize_file(made.File(), kPageSize, error);
+    if (error) {
+      Fail(file, "cannot be made of its log", error.value());
+    }
+  } else {
+    CopyFile(file, made.File());
+  }
+  if (logSize > 0) {
+    CopyBeginning(LogOf(file), logSize, LogOf(made.File()));
   }
   try {
-    if (DamageOf(made)) {
-      return false;
-    }
-    Database(made).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-    if (DamageOf(made)) {
-      return false;
+    if (!DamageOf(made.File())) {
+      Database(made.File()).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+      if (!DamageOf(made.File()) && Database::IsSound(made.File())) {
+        Finish(IsThere(file) ? file : LogOf(file), made.File());
+        return true;
+      }
     }
   } catch (const StoreError& failure) {
     if (!failure.IsDamage()) {
       throw;
     }
-    return false;
   }
-  GiveToOwnerOf(log, made);
-  return true;
+  made.Remove();
+  return false;
 }
 
 bool HasGoodCopy(const path& file) {
@@ -90,64 +128,90 @@ bool HasGoodCopy(const path& file) {
 
 // Puts a file in the place of a damaged one, for `reason`.
 void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
-  const bool wasThere = IsThere(file);
   const bool hadLog = IsThere(LogOf(file));
+  const path copy = CopyOf(file);
   const bool isCopyGood = mayUseCopy && HasGoodCopy(file);
   const Unfinished made(file);
   // The copy may be newer than what is left of a log.
-  const bool isLogCut = hadLog && IsLogCut(file, false);
-  const bool isMade = hadLog && IsMissingOrEmpty(file) && !(isLogCut && isCopyGood) &&
-                      MakeFromLog(file, made.File());
+  const auto cut = hadLog ? CutOfLog(file, false) : std::nullopt;
+  const bool isOfLog =
+      hadLog && IsMissingOrEmpty(file) && !(cut && isCopyGood) &&
+      MakeOfRest(file, cut ? cut->soundSize : std::filesystem::file_size(LogOf(file)), made);
+  const bool isOfCopy = !isOfLog && isCopyGood;
+  if (isOfCopy) {
+    CopyFile(copy, made.File());
+    Finish(copy, made.File());
+  }
+  const path aside = NameAside(file);
+  path copyAside = aside;
   std::string line = "key file " + file.string() + " " + reason;
-  const path aside = SetAside(file);
-  if (wasThere) {
+  if (IsThere(file)) {
     line += "; it is set aside as " + aside.string();
   } else if (hadLog) {
     line += "; its log is set aside as " + LogOf(aside).string();
   }
-  if (isMade) {
-    MoveInPlace(made.File(), file);
+  if (isOfLog) {
     line += "; what its log holds takes its place";
-    LogError("keystore", isLogCut ? line + ", without the newest changes" : line);
-    return;
-  }
-  const path copy = CopyOf(file);
-  if (isCopyGood) {
-    PutInPlace(copy, file);
+    line += cut ? ", without the newest changes" : "";
+  } else if (isOfCopy) {
     line += "; its copy " + copy.string() + " takes its place";
   } else {
     if (IsThere(copy)) {
-      const path aside = NameAside(file);
-      Rename(copy, aside);
-      line += "; its copy is no better and set aside as " + aside.string();
-      RemoveOldest(file);
+      while (copyAside == aside) {
+        copyAside = NameAside(file);
+      }
+      line += "; its copy is no better and set aside as " + copyAside.string();
     }
     line += "; an empty one takes its place";
   }
-  LogError("keystore", line);
+  Announce(line);
+  if (copyAside != aside) {
+    Rename(copy, copyAside);
+  }
+  SetAside(file, aside, isOfLog || isOfCopy ? &made.File() : nullptr, isOfLog);
 }
 
-// What follows the damage in a log cannot be read, but what precedes it is newer than the copy.
-// SQLite takes that and would overwrite the rest.
-void SetLogAside(const path& file) {
+// What follows the damage in a log cannot be read, but what precedes it is newer than the copy,
+// unless the file has that already. SQLite takes it in any case and would overwrite the rest.
+void SetLogAside(const path& file, const LogCut& cut) {
+  const std::string line = "key file " + file.string() + ": its log is damaged";
   const path aside = NameAside(file);
-  std::error_code error;
-  std::filesystem::copy_file(file, aside, error);
-  if (!error && IsThere(LogOf(file))) {
-    std::filesystem::copy_file(LogOf(file), LogOf(aside), error);
+  if (cut.isInFile) {
+    Announce(line + "; it is set aside as " + LogOf(aside).string() +
+             "; the file has all its changes");
+    Rename(LogOf(file), LogOf(aside));
+    ::unlink(LogIndexOf(file).c_str());
+    RemoveOldest(file);
+    return;
   }
-  if (error) {
-    Fail(file, "cannot be set aside", error.value());
+  const Unfinished made(file);
+  // A log that was partly folded in may leave no whole file, with its rest or without.
+  if (!MakeOfRest(file, cut.isOlder ? 0 : cut.soundSize, made)) {
+    Replace(file, kHasDamagedLog, true);
+    return;
   }
-  RemoveOldest(file);
-  LogError(
-      "keystore",
-      "key file " + file.string() +
-          ": its log is damaged, and the newest changes are lost; what was there is set aside as " +
-          aside.string() + "; the changes before the damage stay");
-  // Begins a new run of the log, so that nobody takes the frames of the old one for current ones.
-  Database database(file);
-  database.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  Announce(line + ", and the newest changes are lost; what was there is set aside as " +
+           aside.string() + "; the changes before the damage stay");
+  SetAside(file, aside, &made.File(), true);
+}
+
+// Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
+void AdoptPages(const path& file) {
+  if (Database::IsSound(file)) {
+    PutMissingChecks(file);
+  } else {
+    Replace(file, "is damaged", true);
+  }
+}
+
+// Nobody uses the index of a log now, and SQLite begins it anew. One that cannot be opened, such as
+// a directory, would be in its way.
+void RemoveBadIndex(const path& file) {
+  const path index = LogIndexOf(file);
+  if (!FileDescriptor(::open(index.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC)) && errno != ENOENT) {
+    std::error_code ignored;
+    std::filesystem::remove_all(index, ignored);
+  }
 }
 
 // A file of an older version has no room for checks. It is rewritten.
@@ -201,10 +265,17 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
     RaiseVersion(file, durability, changed);
     return std::make_unique<KeyFile>(file, durability, changed);
   };
-  if (const auto damage = DamageOf(file)) {
-    Replace(file, *damage, true);
-  } else if (IsLogCut(file, isSameBoot)) {
-    SetLogAside(file);
+  const auto cut = CutOfLog(file, isSameBoot);
+  bool hasUncheckedPages = false;
+  const auto damage = DamageOf(file, [&](const path&) { return hasUncheckedPages = true; });
+  if (damage) {
+    Replace(file, cut && cut->isOlder ? kHasDamagedLog : *damage, true);
+  } else if (cut) {
+    SetLogAside(file, *cut);
+  }
+  RemoveBadIndex(file);
+  if (!damage && hasUncheckedPages) {
+    AdoptPages(file);
   }
   for (const bool mayUseCopy : {true, false}) {
     try {

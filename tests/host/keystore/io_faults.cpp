@@ -3,11 +3,14 @@
 #include "io_faults.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
@@ -23,7 +26,9 @@ std::string g_Root;  // empty: nothing fails
 IoFault g_Fault{};
 int g_Nth = 0;
 int g_Calls = 0;
-std::string g_ReadOnly;  // empty: everything is writable
+std::string g_ReadOnly;    // empty: everything is writable
+std::string g_Unreadable;  // empty: everything is readable
+std::uintmax_t g_UnreadableFrom = 0;
 
 enum class Verdict { kGoesOn, kFails, kHalf };
 
@@ -43,20 +48,30 @@ Verdict JudgePath(IoCall call, std::string_view path) {
   return fails ? Verdict::kFails : Verdict::kGoesOn;
 }
 
-Verdict JudgeOpen(const char* path) {
+Verdict JudgeName(IoCall call, const char* path) {
   const std::lock_guard lock(g_Mutex);
-  return JudgePath(IoCall::kOpen, path);
+  return JudgePath(call, path);
+}
+
+std::string NameOf(int fd) {
+  std::array<char, 4096> path;
+  const ssize_t size =
+      ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
+  return {path.data(), static_cast<std::size_t>(size < 0 ? 0 : size)};
 }
 
 Verdict JudgeFile(IoCall call, int fd) {
   const std::lock_guard lock(g_Mutex);
-  if (g_Root.empty()) {
-    return Verdict::kGoesOn;
+  return g_Root.empty() ? Verdict::kGoesOn : JudgePath(call, NameOf(fd));
+}
+
+bool IsReadable(int fd, std::uintmax_t end) {
+  const std::lock_guard lock(g_Mutex);
+  if (g_Unreadable.empty() || end <= g_UnreadableFrom || NameOf(fd) != g_Unreadable) {
+    return true;
   }
-  std::array<char, 4096> path;
-  const ssize_t size =
-      ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
-  return JudgePath(call, {path.data(), static_cast<std::size_t>(size < 0 ? 0 : size)});
+  errno = EIO;
+  return false;
 }
 
 int Flush(int fd) { return JudgeFile(IoCall::kFlush, fd) == Verdict::kGoesOn ? 0 : -1; }
@@ -70,6 +85,11 @@ ssize_t WriteAt(int fd, const void* bytes, std::size_t size, off_t offset) {
                    offset);
 }
 
+std::uintmax_t LeftOf(int fd, off_t begin) {
+  struct stat status {};
+  return ::fstat(fd, &status) != 0 || status.st_size < begin ? 0 : status.st_size - begin;
+}
+
 bool IsReadOnly(std::string_view path) {
   const std::lock_guard lock(g_Mutex);
   return !g_ReadOnly.empty() && path.starts_with(g_ReadOnly);
@@ -81,7 +101,7 @@ int OpenFile(const char* path, int flags, mode_t mode) {
     errno = EROFS;
     return -1;
   }
-  if (JudgeOpen(path) != Verdict::kGoesOn) {
+  if (JudgeName(IoCall::kOpen, path) != Verdict::kGoesOn) {
     return -1;
   }
   return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
@@ -101,6 +121,17 @@ bool EndIoFault() {
   const std::lock_guard lock(g_Mutex);
   g_Root.clear();
   return g_Calls >= g_Nth;
+}
+
+UnreadableBytes::UnreadableBytes(const std::filesystem::path& file, std::uintmax_t begin) {
+  const std::lock_guard lock(g_Mutex);
+  g_Unreadable = file;
+  g_UnreadableFrom = begin;
+}
+
+UnreadableBytes::~UnreadableBytes() {
+  const std::lock_guard lock(g_Mutex);
+  g_Unreadable.clear();
 }
 
 ReadOnlyFiles::ReadOnlyFiles(const std::filesystem::path& root) {
@@ -132,7 +163,29 @@ int rename(const char* from, const char* to) noexcept {
     errno = EROFS;
     return -1;
   }
+  if (host::JudgeName(host::IoCall::kMove, from) != host::Verdict::kGoesOn) {
+    return -1;
+  }
   return static_cast<int>(::syscall(SYS_rename, from, to));
+}
+
+int link(const char* from, const char* to) noexcept {
+  if (host::JudgeName(host::IoCall::kMove, from) != host::Verdict::kGoesOn) {
+    return -1;
+  }
+  return static_cast<int>(::syscall(SYS_link, from, to));
+}
+
+// The C++ library copies files so.
+ssize_t sendfile(int to, int from, off_t* offset, size_t size) noexcept {
+  if (host::JudgeFile(host::IoCall::kWrite, to) == host::Verdict::kFails) {
+    return -1;
+  }
+  const off_t begin = offset != nullptr ? *offset : ::lseek(from, 0, SEEK_CUR);
+  if (!host::IsReadable(from, begin + std::min<std::uintmax_t>(size, host::LeftOf(from, begin)))) {
+    return -1;
+  }
+  return ::syscall(SYS_sendfile, to, from, offset, size);
 }
 
 int unlink(const char* path) noexcept {
@@ -146,6 +199,17 @@ int unlink(const char* path) noexcept {
 int fsync(int fd) { return host::Flush(fd); }
 
 int fdatasync(int fd) { return host::Flush(fd); }
+
+ssize_t pread(int fd, void* bytes, size_t size, off_t offset) {
+  if (!host::IsReadable(fd, offset + std::min<std::uintmax_t>(size, host::LeftOf(fd, offset)))) {
+    return -1;
+  }
+  return ::syscall(SYS_pread64, fd, bytes, size, offset);
+}
+
+ssize_t pread64(int fd, void* bytes, size_t size, off64_t offset) {
+  return pread(fd, bytes, size, offset);
+}
 
 ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t offset) {
   return host::WriteAt(fd, bytes, size, offset);

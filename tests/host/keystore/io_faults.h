@@ -1,10 +1,16 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 
 namespace host {
 
-enum class IoCall { kOpen, kWrite, kFlush };
+enum class IoCall {
+  kOpen,
+  kWrite,
+  kFlush,
+  kMove,  // a file gets another name, or one more
+};
 
 struct IoFault {
   enum Kind {
@@ -33,6 +39,15 @@ class ReadOnlyFiles {
   ~ReadOnlyFiles();
   ReadOnlyFiles(const ReadOnlyFiles&) = delete;
   ReadOnlyFiles& operator=(const ReadOnlyFiles&) = delete;
+};
+
+// While one lives, reading `file` at `begin` or behind it fails, as on a bad sector. One at a time.
+class UnreadableBytes {
+ public:
+  UnreadableBytes(const std::filesystem::path& file, std::uintmax_t begin);
+  ~UnreadableBytes();
+  UnreadableBytes(const UnreadableBytes&) = delete;
+  UnreadableBytes& operator=(const UnreadableBytes&) = delete;
 };
 
 }  // namespace host

@@ -11,6 +11,8 @@
 //   stuck COMMAND…    what COMMAND does, but it stops, as by SIGSTOP, in its first flush
 //   opening COMMAND…  the same, but in the first flush of opening the store
 //   absent COMMAND…   the same, when its first turn in the line of writers comes
+//   moving NUMBER COMMAND…  the same as COMMAND, but it is killed, with that NUMBER, before it
+//                     gives a file another name or takes one away
 //
 // Its output is complete even if it is killed at the next instruction.
 
@@ -46,6 +48,13 @@ using host::KeyWatcher;
 std::chrono::microseconds g_FlushTime{0};
 bool g_StopsInFlush = false;
 bool g_StopsInTurn = false;
+int g_MovesToDeath = 0;  // none: it lives
+
+void BeforeMove() {
+  if (g_MovesToDeath > 0 && --g_MovesToDeath == 0) {
+    ::raise(SIGKILL);
+  }
+}
 
 void BeforeFlush() {
   if (std::exchange(g_StopsInFlush, false)) {
@@ -143,6 +152,21 @@ extern "C" int fdatasync(int fd) {
   return static_cast<int>(syscall(SYS_fdatasync, fd));
 }
 
+extern "C" int rename(const char* from, const char* to) noexcept {
+  BeforeMove();
+  return static_cast<int>(syscall(SYS_rename, from, to));
+}
+
+extern "C" int link(const char* from, const char* to) noexcept {
+  BeforeMove();
+  return static_cast<int>(syscall(SYS_link, from, to));
+}
+
+extern "C" int unlink(const char* file) noexcept {
+  BeforeMove();
+  return static_cast<int>(syscall(SYS_unlink, file));
+}
+
 // Whoever has got a turn begins it by putting down its number.
 extern "C" pid_t getpid() {
   if (std::exchange(g_StopsInTurn, false)) {
@@ -156,8 +180,10 @@ int main(int argc, char** argv) try {
   host::OpenLog("");
   const bool stopsAtOnce = arguments.at(2) == "opening";
   g_StopsInFlush = stopsAtOnce;
+  const bool diesMoving = arguments.at(2) == "moving";
+  g_MovesToDeath = diesMoving ? std::stoi(arguments.at(3)) : 0;
   KeyStore store(arguments.at(0), arguments.at(1));
-  const auto command = arguments.begin() + (stopsAtOnce ? 3 : 2);
+  const auto command = arguments.begin() + (diesMoving ? 4 : stopsAtOnce ? 3 : 2);
   Run(store, *command, {command + 1, arguments.end()});
   return host::FlushLog(std::chrono::seconds(10)) ? EXIT_SUCCESS : EXIT_FAILURE;
 } catch (const std::exception& error) {

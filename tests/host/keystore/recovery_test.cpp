@@ -2,11 +2,14 @@
 // was, or reading it fails, or the log says what was lost.
 
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sqlite3.h>
 
 #include <bit>
 #include <cerrno>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <random>
 
 #include "key_store_fixture.h"
@@ -356,6 +359,78 @@ TEST_F(Recovery, ALogThatIsDamagedIsSaidAfterAPowerLossToo) {
   }
 }
 
+// The log stays when somebody is reading while its changes are folded in.
+TEST_F(Recovery, DamageInALogThatIsFoldedInCostsNothing) {
+  const path log = LogOf(DurableFile());
+  const std::function<void()> damages[] = {
+      [&] { Flip(log, std::uintmax_t{8} * (32 + 9 * 4120 + 1000)); },
+      [&] { std::filesystem::resize_file(log, 32 + 20 * 4120); },
+      [&] { Flip(log, std::uintmax_t{8} * 10); },
+      [&] { std::filesystem::resize_file(log, 20); },
+  };
+  for (const auto& damage : damages) {
+    SCOPED_TRACE(&damage - damages);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    for (int value = 1; value <= 20; ++value) {
+      open->Set("db/key", value);
+    }
+    Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+    Kill(std::move(open));
+    ASSERT_GT(std::filesystem::file_size(log), 32 + 30 * 4120);
+    damage();
+    const std::string before = Logged();
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+    EXPECT_THAT(Logged().substr(before.size()), Not(HasSubstr("lost")));
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+  }
+}
+
+TEST_F(Recovery, DamageInALogThatIsFoldedInCostsNothingAfterARestartOfTheMachine) {
+  auto open = Open();
+  for (int value = 1; value <= 20; ++value) {
+    open->Set("db/key", value);
+  }
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  Kill(std::move(open));
+  std::filesystem::remove_all(RunDir());
+  Flip(LogOf(DurableFile()), std::uintmax_t{8} * (32 + 9 * 4120 + 1000));
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(20));
+  EXPECT_THAT(Logged(),
+              AllOf(HasSubstr("its log is damaged; it is set aside"), Not(HasSubstr("lost"))));
+}
+
+TEST_F(Recovery, AnOlderLogIsNotFoldedIntoAFileThatHasLaterChanges) {
+  constexpr int kKeys = 200;
+  auto open = Open();
+  const auto set = [&](int begin, int end) {
+    for (int i = begin; i < end; ++i) {
+      open->Set(NameOf(i), ValueOf(i));
+    }
+  };
+  set(0, kKeys / 4);
+  CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
+  set(kKeys / 4, kKeys / 2);
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open(DurableFile().c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT count(*) FROM keys", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  set(kKeys / 2, kKeys);
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  sqlite3_close(reader);
+  Kill(std::move(open));
+  Flip(LogOf(DurableFile()), std::uintmax_t{8} * (32 + 50 * 4120 + 1000));
+  const auto keys = Open()->List("db/");
+  EXPECT_GE(std::ssize(keys), kKeys / 4);
+  for (const auto& [key, value] : keys) {
+    EXPECT_EQ(value, KeyValue(ValueOf(std::stoi(key.substr(6)) - 1000)));
+  }
+  ExpectIntegrity();
+  EXPECT_THAT(Logged(), AllOf(HasSubstr(" E "), HasSubstr("has a damaged log"),
+                              HasSubstr(CopyOf(DurableFile()).string() + " takes its place")));
+}
+
 TEST_F(Recovery, WhatALogHoldsIsTakenWhenItsFileIsGone) {
   for (const bool isRemoved : {true, false}) {
     SCOPED_TRACE(isRemoved);
@@ -438,6 +513,122 @@ TEST_F(Recovery, FiveLogsAreKeptThatWereSetAsideWithoutAFile) {
     found += entry.path().string().find(".damaged-") != std::string::npos ? 1 : 0;
   }
   EXPECT_EQ(found, 5);
+}
+
+TEST_F(Recovery, ALogOrIndexThatCannotBeReadDoesNotKeepTheStoreFromOpening) {
+  const path file = DurableFile();
+  const auto makeDirectory = [](const path& name) {
+    std::filesystem::create_directory(name);
+    std::ofstream(name / "something") << "here";
+  };
+  const struct {
+    const char* name;
+    std::function<void()> damage;
+    std::optional<KeyValue> value;
+    bool isSaid;
+  } cases[] = {
+      {"a directory", [&] { makeDirectory(LogOf(file)); }, 31, true},
+      {"a link to itself", [&] { std::filesystem::create_symlink(LogOf(file), LogOf(file)); }, 31,
+       true},
+      {"without a file",
+       [&] {
+         std::filesystem::remove(file);
+         makeDirectory(LogOf(file));
+       },
+       std::nullopt, true},
+      {"an index", [&] { makeDirectory(LogIndexOf(file)); }, 31, false},
+  };
+  for (const auto& [name, damage, value, isSaid] : cases) {
+    SCOPED_TRACE(name);
+    std::filesystem::remove_all(StateDir());
+    MakeStore(31, false);
+    damage();
+    const std::string before = Logged();
+    std::unique_ptr<KeyStore> open;
+    ASSERT_NO_THROW(open = Open());
+    EXPECT_EQ(open->Get("db/key"), value);
+    EXPECT_TRUE(open->Set("db/key", 32));
+    open.reset();
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(32));
+    const auto aside = SetAsideFiles(file);
+    ASSERT_THAT(aside, SizeIs(isSaid ? 1 : 0));
+    if (isSaid) {
+      EXPECT_THAT(Logged().substr(before.size()),
+                  HasSubstr("set aside as " + aside.front().string()));
+    }
+  }
+}
+
+TEST_F(Recovery, FiveLogsThatCannotBeReadAreKept) {
+  MakeStore(1, true);
+  for (int i = 1; i <= 8; ++i) {
+    std::filesystem::create_directory(LogOf(DurableFile()));
+    std::ofstream(LogOf(DurableFile()) / "something") << "here";
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  }
+  EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(5));
+  int found = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+    found += entry.path().string().ends_with("-wal") ? 1 : 0;
+  }
+  EXPECT_EQ(found, 5);
+}
+
+TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
+  const path closed = StateDir().parent_path() / "closed";
+  const path killed = StateDir().parent_path() / "killed";
+  auto open = Open();
+  SetMany(*open);
+  Kill(std::move(open));
+  std::filesystem::copy(StateDir(), killed);
+  Open();
+  std::filesystem::copy(StateDir(), closed);
+  const path file = DurableFile();
+  const struct {
+    const char* name;
+    std::function<void()> damage;
+    bool isAllKept;
+  } cases[] = {
+      {"a copy", [&] { CopyKeyFile(file, CopyOf(file)); }, true},
+      {"no copy", [] {}, false},
+      {"a log alone",
+       [&] {
+         std::filesystem::copy(LogOf(killed / "keys.db"), LogOf(file));
+         std::filesystem::remove(file);
+       },
+       true},
+      {"a damaged log",
+       [&] {
+         std::filesystem::remove_all(StateDir());
+         std::filesystem::copy(killed, StateDir());
+         Flip(LogOf(file), std::filesystem::file_size(LogOf(file)) / 2 * 8);
+       },
+       false},
+  };
+  for (const auto& [name, damage, isAllKept] : cases) {
+    int number = 1;
+    for (bool isKilled = true; isKilled; ++number) {
+      SCOPED_TRACE(name + std::string(", number ") + std::to_string(number));
+      ASSERT_LT(number, 100);
+      std::filesystem::remove_all(StateDir());
+      std::filesystem::copy(closed, StateDir());
+      damage();
+      if (std::filesystem::exists(file) && !std::filesystem::exists(LogOf(file))) {
+        Flip(file, 8 * 5000);
+      }
+      const std::string before = Logged();
+      auto worker = Start({"moving", std::to_string(number), "count", "0"});
+      isKilled = worker->Wait() == 128 + SIGKILL;
+      const auto keys = Open()->List("db/");
+      const std::string told = support::ReadFile(worker.err) + Logged().substr(before.size());
+      EXPECT_THAT(told, AllOf(HasSubstr(" E "), HasSubstr(file.string())));
+      if (isAllKept) {
+        EXPECT_THAT(keys, SizeIs(kMany));
+      }
+      EXPECT_THAT(SetAsideFiles(file), Not(IsEmpty()));
+    }
+    EXPECT_GT(number, 5);
+  }
 }
 
 TEST_F(Recovery, ALinkToAMissingFileIsCalledSo) {
@@ -559,6 +750,59 @@ TEST_F(Recovery, AProgramThatKnowsNothingOfChecksMayLookAtAStoreThatWasKilled) {
   // And its pages have checks again.
   Flip(DurableFile(), 8 * 5000);
   EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+}
+
+// Pages without checks are judged by whether they fit, which must not hide what the log has lost.
+TEST_F(Recovery, WhatALogHasLostIsSaidThoughAnotherProgramWrotePages) {
+  const path log = LogOf(DurableFile());
+  const std::function<void()> damages[] = {
+      [&] { Flip(log, std::uintmax_t{8} * (32 + 9 * 4120 + 1000)); },
+      [&] { std::filesystem::resize_file(log, 32 + 10 * 4120); },
+  };
+  for (const auto& damage : damages) {
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    SetMany(*open);
+    Sql(DurableFile(), "PRAGMA wal_checkpoint");
+    for (int value = 1; value <= 20; ++value) {
+      open->Set("db/key", value);
+    }
+    Kill(std::move(open));
+    damage();
+    const auto contents = [this] {
+      std::map<path, std::string> found;
+      for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+        found[entry.path()] = support::ReadFile(entry.path());
+      }
+      return found;
+    };
+    const auto before = contents();
+    EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "has lost the end of its log");
+    EXPECT_TRUE(contents() == before);
+    const std::string logged = Logged();
+    EXPECT_LT(Integer(*Open(), "db/key"), 20);
+    EXPECT_THAT(Logged().substr(logged.size()), HasSubstr("the newest changes are lost"));
+    EXPECT_THAT(SetAsideFiles(DurableFile()), SizeIs(1));
+    // And the pages have checks again.
+    Flip(DurableFile(), 8 * (5 * 4096 + 1000));
+    EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+  }
+}
+
+TEST_F(Recovery, PagesOfAnotherProgramThatDoNotFitAreDamage) {
+  const auto harm = [this] {
+    // The check of a page, and what tells where its cells are.
+    Overwrite(DurableFile(), 6 * 4096 + 4088, std::string(8, '\0'));
+    Overwrite(DurableFile(), 6 * 4096 + 8, std::string(40, 'x'));
+  };
+  SetMany(*Open());
+  harm();
+  const std::string before = support::ReadFile(DurableFile());
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().state, StoreFile::State::kDamaged);
+  EXPECT_TRUE(support::ReadFile(DurableFile()) == before);
+  EXPECT_THAT(Open()->List("db/"), IsEmpty());
+  EXPECT_THAT(Logged(), HasSubstr(DurableFile().string() + " is damaged; it is set aside"));
 }
 
 TEST_F(Recovery, AFileOfTheVersionWithoutChecksIsTakenOver) {
