@@ -7,6 +7,8 @@
 #include <fstream>
 
 #include "key_store_fixture.h"
+#include "keystore/sqlite.h"
+#include "keystore/store_error.h"
 
 namespace host {
 namespace {
@@ -42,6 +44,10 @@ class RemovedFiles : public KeyStoreTest {
     }
     EXPECT_EQ(store.Get(key), KeyValue(1));
     EXPECT_THAT(LogAbout(gone), ElementsAre(AllOf(HasSubstr("E keystore"), HasSubstr("refused"))));
+  }
+
+  static void Fold(const std::filesystem::path& file) {
+    Database(file).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
   }
 
   std::filesystem::path Changed() const { return RunDir() / "changed"; }
@@ -101,6 +107,35 @@ TEST_F(RemovedFiles, AKeyFileThatWasCutShortIsNotWrittenAnyMore) {
     std::filesystem::resize_file(file, 1'000'000);
     EXPECT_THROW(store->Set(key, 2), std::runtime_error);
   }
+}
+
+// A connection that has read nothing yet meets the end of the file where a page should be.
+TEST_F(RemovedFiles, WhatLayBehindTheEndOfAKeyFileIsAFailureAndNotMissing) {
+  constexpr int kKeys = 200;
+  const auto store = Open();
+  const auto name = [](int i) { return "db/key" + std::to_string(i); };
+  // Some have pages of their own.
+  const auto value = [](int i) { return std::string(i % 10 == 0 ? 6000 : 100, 'a' + i % 26); };
+  for (int i = 0; i < kKeys; ++i) {
+    store->Set(name(i), value(i));
+  }
+  Fold(DurableFile());
+  int failures = 0;
+  for (auto pages = std::filesystem::file_size(DurableFile()) / 4096 - 1; pages > 0; --pages) {
+    for (const int rest : {2000, 0}) {
+      std::filesystem::resize_file(DurableFile(), pages * 4096 + rest);
+      const auto second = Open();
+      for (int i = 0; i < kKeys; ++i) {
+        try {
+          EXPECT_EQ(second->Get(name(i)), KeyValue(value(i))) << pages << " " << rest;
+        } catch (const StoreError& error) {
+          EXPECT_TRUE(error.IsDamage()) << error.what();
+          ++failures;
+        }
+      }
+    }
+  }
+  EXPECT_GT(failures, kKeys);
 }
 
 TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
