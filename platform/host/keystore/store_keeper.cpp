@@ -107,9 +107,20 @@ struct StoreKeeper::Impl {
       if (!Wait(std::min(now + times.quiet, latest), false)) {
         return;
       }
-      written.Clear();
+      FindWritten();
       isDue = StateOfLog(log) != before && steady_clock::now() < latest;
       next = isDue ? std::optional(steady_clock::now()) : Keep();
+    }
+  }
+
+  // Goes on hearing of writes, also when the file that announces them was removed and made again.
+  void FindWritten() {
+    isNameDoubtful = written.Clear() || isNameDoubtful;
+    if (isNameDoubtful) {
+      isNameDoubtful = !Try(watchFailure, [this] { written.FindAgain(); });
+      if (isNameDoubtful) {
+        written.Again(times.afterHindrance);
+      }
     }
   }
 
@@ -209,7 +220,9 @@ struct StoreKeeper::Impl {
   const path log;
   const Times times;
   WakeUp written;
+  bool isNameDoubtful = false;
   const FileDescriptor end;
+  std::string watchFailure;
   std::string foldFailure;
   std::string copyFailure;
   std::thread thread;

@@ -73,6 +73,37 @@ TEST_F(Keeper, WhatAnotherProcessWroteIsFoldedInToo) {
   EXPECT_EQ(ValueIn(DurableFile()), "300");
 }
 
+TEST_F(Keeper, FoldsInAfterTheFileThatAnnouncesChangesWasRemoved) {
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon});
+  for (int value = 1; value <= 3; ++value) {
+    std::filesystem::remove(RunDir() / kChangedName);
+    store->Set("db/key", value);
+    EXPECT_TRUE(IsFoldedIn());
+    // It is there again, whether the keeper or the writer made it.
+    store->Set("db/key", value * 10);
+    EXPECT_TRUE(IsFoldedIn());
+    EXPECT_EQ(ValueIn(DurableFile()), std::to_string(value * 10));
+  }
+}
+
+TEST_F(Keeper, FoldsInAfterTheFileThatAnnouncesChangesCouldNotBeMade) {
+  LogFile();
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon, .afterHindrance = kSoon});
+  std::filesystem::remove(RunDir() / kChangedName);
+  std::filesystem::create_directory(RunDir() / kChangedName);
+  EXPECT_TRUE(support::WaitUntil([] {
+    return ::testing::Matches(
+        ::testing::Contains(HasSubstr("cannot keep the key store: cannot make")))(LogLines());
+  }));
+  std::filesystem::remove(RunDir() / kChangedName);
+  store->Set("db/key", 1);
+  EXPECT_TRUE(IsFoldedIn());
+  store->Set("db/key", 2);
+  EXPECT_TRUE(IsFoldedIn());
+}
+
 TEST_F(Keeper, TheEndOfAKeeperFoldsIn) {
   const auto store = Open();
   {
