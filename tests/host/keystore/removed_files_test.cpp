@@ -109,6 +109,17 @@ TEST_F(RemovedFiles, AKeyFileThatWasCutShortIsNotWrittenAnyMore) {
   }
 }
 
+// Nobody has written since it grew.
+TEST_F(RemovedFiles, AKeyFileThatWasCutShortAfterItsLogWasFoldedInIsNotWrittenAnyMore) {
+  const auto store = Open();
+  store->Set("db/long", std::string(20'000, 'x'));
+  store->Set("db/key", 1);
+  Fold(DurableFile());
+  std::filesystem::resize_file(DurableFile(), 3 * 4096);
+  ExpectRefused(*store, "db/key", DurableFile(), "was cut short");
+  EXPECT_THROW(Open()->Set("db/key", 2), std::runtime_error);
+}
+
 // A connection that has read nothing yet meets the end of the file where a page should be.
 TEST_F(RemovedFiles, WhatLayBehindTheEndOfAKeyFileIsAFailureAndNotMissing) {
   constexpr int kKeys = 200;
