@@ -9,11 +9,13 @@
 #include "key_store_fixture.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_error.h"
+#include "keystore/store_files.h"
 
 namespace host {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
@@ -159,6 +161,19 @@ TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
   Sql(MemoryFile(), "VACUUM; PRAGMA wal_checkpoint(TRUNCATE)");
   ASSERT_LT(std::filesystem::file_size(MemoryFile()), size);
   EXPECT_TRUE(store->Set("memory/key", 2));
+}
+
+TEST_F(RemovedFiles, WhoClosesAKeyFileThatWasEmptiedLeavesItsLog) {
+  auto store = Open();
+  store->Set("db/key", 1);
+  // Folded in, but still there.
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  std::filesystem::resize_file(DurableFile(), 0);
+  store.reset();
+  EXPECT_EQ(std::filesystem::file_size(DurableFile()), 0);
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  EXPECT_THAT(LogLines(), Contains(AllOf(HasSubstr("E keystore"), HasSubstr("is empty"),
+                                         HasSubstr("what its log holds takes its place"))));
 }
 
 TEST_F(RemovedFiles, TheOtherKeyFileIsWrittenAsBefore) {
