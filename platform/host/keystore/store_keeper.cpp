@@ -16,6 +16,7 @@
 #include <system_error>
 #include <thread>
 
+#include "keystore/names_kept.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
@@ -70,6 +71,7 @@ struct StoreKeeper::Impl {
   Impl(const path& stateDir, const path& runDir, Times given)
       : file(stateDir / kKeyFileName),
         log(LogOf(file)),
+        names({file, log, LogIndexOf(file)}),
         times(given),
         written(runDir / kChangedName),
         end(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -127,6 +129,10 @@ struct StoreKeeper::Impl {
   // Folds in and copies what was written. Returns when to do so again if nothing is written:
   // nothing when all is done.
   std::optional<steady_clock::time_point> Keep() {
+    // By its name, another file would get the log of this one. Whoever has this one open says so.
+    if (names.Now().lost != nullptr) {
+      return std::nullopt;
+    }
     bool isFolded = false;
     Try(foldFailure, [&] { isFolded = Fold(); });
     const auto again = steady_clock::now() + times.afterHindrance;
@@ -165,11 +171,7 @@ struct StoreKeeper::Impl {
   // Whether nothing is left in the log. Its content goes into the file first, for which nobody has
   // to wait; the log is cut while nobody is reading, or not at all.
   bool Fold() {
-    // A file that went away must not be recreated here.
-    if (StateOfLog(log).size == 0 || !TimeOf(file)) {
-      return true;
-    }
-    return Checkpoint("PASSIVE") && Checkpoint("TRUNCATE");
+    return StateOfLog(log).size == 0 || (Checkpoint("PASSIVE") && Checkpoint("TRUNCATE"));
   }
 
   bool Checkpoint(const std::string& how) {
@@ -218,6 +220,7 @@ struct StoreKeeper::Impl {
 
   const path file;
   const path log;
+  const NamesKept names;
   const Times times;
   WakeUp written;
   bool isNameDoubtful = false;

@@ -212,6 +212,24 @@ TEST_F(Keeper, AFailureThatLastsIsLoggedOnce) {
   EXPECT_THAT(LogLines(), ElementsAre(HasSubstr("cannot keep the key store: ")));
 }
 
+TEST_F(Keeper, AFileThatTookThePlaceOfAnotherStaysAsItIs) {
+  const auto store = Open();
+  auto keeper = Keep({.quiet = kSoon, .betweenCopies = milliseconds(0)});
+  store->Set("db/key", 1);
+  ASSERT_TRUE(IsFoldedIn());
+  ASSERT_TRUE(IsCopied("1"));
+  keeper.reset();
+  keeper = Keep({.quiet = hours(1), .betweenCopies = milliseconds(0)});
+  std::filesystem::copy_file(DurableFile(), StateDir() / "other");
+  store->Set("db/key", 2);
+  std::filesystem::rename(StateDir() / "other", DurableFile());
+  const std::string before = support::ReadFile(DurableFile());
+  const std::string copyBefore = support::ReadFile(CopyOf(DurableFile()));
+  keeper.reset();
+  EXPECT_EQ(support::ReadFile(DurableFile()), before);
+  EXPECT_EQ(support::ReadFile(CopyOf(DurableFile())), copyBefore);
+}
+
 TEST_F(Keeper, ACopyOfAStoreInUseIsAWhole) {
   const auto store = Open();
   auto writer = Start({"count", "1000000", "db/key"});
