@@ -2,8 +2,6 @@
 
 #include <malloc.h>
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,6 +22,7 @@
 #include "keystore/wake_up.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
+#include "system/signals_blocked.h"
 
 namespace host {
 namespace {
@@ -78,13 +77,8 @@ struct StoreKeeper::Impl {
     if (!end) {
       throw std::system_error(errno, std::generic_category(), "cannot keep the key store");
     }
-    // Signals are for the threads that the program has for them.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const SignalsBlocked signalsBlocked;
     thread = std::thread([this] { Run(); });
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
   ~Impl() {
