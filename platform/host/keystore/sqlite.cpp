@@ -113,6 +113,9 @@ Database::Database(const std::filesystem::path& file) : m_File(file) {
     if (IsMissingOrEmpty(file) && std::filesystem::exists(LogOf(file), ignored)) {
       FailAs("it is empty, but there is a log of it");
     }
+    if (HasForeignLog(file)) {
+      FailAs("it took the place of another one, whose log is beside it");
+    }
     const bool isReadOnly = IsOnReadOnlyFileSystem(file);
     const int code = isReadOnly ? Open(ReadOnlyUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)
                                 : Open(m_File, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);

@@ -8,6 +8,8 @@
 
 #include "key_store_fixture.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_check.h"
+#include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
 
@@ -161,6 +163,43 @@ TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
   Sql(MemoryFile(), "VACUUM; PRAGMA wal_checkpoint(TRUNCATE)");
   ASSERT_LT(std::filesystem::file_size(MemoryFile()), size);
   EXPECT_TRUE(store->Set("memory/key", 2));
+}
+
+// The log beside it belongs to the file that it took the place of.
+TEST_F(RemovedFiles, AKeyFileThatTookThePlaceOfAnotherIsReadWithoutThatOnesLog) {
+  for (const bool isRestarted : {true, false}) {
+    SCOPED_TRACE(isRestarted);
+    std::filesystem::remove_all(StateDir());
+    auto store = Open();
+    store->Set("db/key", 2);
+    Fold(DurableFile());
+    std::filesystem::copy_file(DurableFile(), StateDir() / "other");
+    store->Set("db/key", 1);
+    store->Set("db/late", 1);
+    const std::string other = support::ReadFile(StateDir() / "other");
+    std::filesystem::rename(StateDir() / "other", DurableFile());
+    if (isRestarted) {
+      store.reset();
+    }
+    EXPECT_THAT(CheckStore(StateDir(), RunDir()).front().what, HasSubstr("took the place"));
+    EXPECT_THROW(CopyKeyFile(DurableFile(), CopyOf(DurableFile())), StoreError);
+    for (int start = 1; start <= 2; ++start) {
+      const auto opened = Open();
+      EXPECT_EQ(opened->Get("db/key"), KeyValue(2));
+      EXPECT_EQ(opened->Get("db/late"), std::nullopt);
+      EXPECT_EQ(support::ReadFile(DurableFile()), other);
+    }
+    EXPECT_TRUE(Open()->Set("db/key", 3));
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(3));
+    if (!isRestarted) {
+      EXPECT_THROW(store->Set("db/key", 4), std::runtime_error);
+      EXPECT_EQ(store->Get("db/key"), KeyValue(1));
+    }
+    const auto aside = SetAsideFiles(DurableFile());
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_THAT(LogLines(), Contains(AllOf(HasSubstr("E keystore"), HasSubstr(DurableFile()),
+                                           HasSubstr("set aside as " + aside.front().string()))));
+  }
 }
 
 TEST_F(RemovedFiles, WhoClosesAKeyFileThatWasEmptiedLeavesItsLog) {
