@@ -36,4 +36,31 @@ TEST(FreshSet, ADaemonLeavesTheKeysOfItsSetAsTheyAre) {
   EXPECT_EQ(set.EndDaemon(), 0);
 }
 
+TEST(FreshSet, ADaemonThatCannotPrepareItsSetKeepsItsStoreInOrder) {
+  TelevisionSet set;
+  std::filesystem::create_directories(set.Root() / "run/settings-service/set.lock");
+  set.StartDaemon();
+  KeyStore store = StoreOf(set);
+  store.Set("db/key", 1);
+  EXPECT_TRUE(support::WaitUntil([&] {
+    return std::filesystem::file_size(set.Root() / "var/lib/settings-service/keys.db-wal") == 0;
+  }));
+  EXPECT_EQ(set.EndDaemon(), 0);
+}
+
+TEST(FreshSet, ADaemonThatCouldNotOpenItsStorePreparesTheSetLater) {
+  TelevisionSet set;
+  const std::filesystem::path users = set.Root() / "run/settings-service/users";
+  std::filesystem::create_directories(users);
+  set.StartDaemon();
+  EXPECT_TRUE(support::WaitUntil([&] {
+    return set.LogText().find("the preparation of the set: cannot create " + users.string()) !=
+           std::string::npos;
+  }));
+  std::filesystem::remove(users);
+  EXPECT_TRUE(
+      support::WaitUntil([&] { return StoreOf(set).Get("memory/set/sources").has_value(); }));
+  EXPECT_EQ(set.EndDaemon(), 0);
+}
+
 }  // namespace

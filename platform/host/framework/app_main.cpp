@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 #include "base/utf8.h"
 #include "dlog.h"
@@ -31,6 +32,7 @@ namespace {
 
 constexpr int kFailure = 1;
 constexpr std::chrono::seconds kLogPatience{2};
+constexpr unsigned kPreparationPeriodInMilliseconds = 10'000;
 constexpr unsigned kAnnouncementPeriodInMilliseconds = 1000;
 
 bool Create(Nuvra::TCDaemonService& service) {
@@ -38,6 +40,36 @@ bool Create(Nuvra::TCDaemonService& service) {
          Guarded("nuvra", "an exception left t_OnCreate", false,
                  [&] { return service.t_OnCreate(); });
 }
+
+// Prepares the set, and tries again while the main loop runs when that failed. The same failure is
+// logged once.
+class Preparation {
+ public:
+  explicit Preparation(Nuvra::TCDaemonService& service) {
+    if (!m_Prepare()) {
+      m_Alarm.SetAlarmCallback(
+          [](void* preparation) { return !static_cast<Preparation*>(preparation)->m_Prepare(); },
+          this);
+      m_Alarm.Create(&service, kPreparationPeriodInMilliseconds, Nuvra::NUVRA_INFINITY);
+    }
+  }
+
+ private:
+  bool m_Prepare() {
+    try {
+      PrepareSet();
+      return true;
+    } catch (...) {
+      if (std::exchange(m_Failure, CurrentExceptionText()) != CurrentExceptionText()) {
+        LogCurrentException("nuvra", "an exception left the preparation of the set");
+      }
+      return false;
+    }
+  }
+
+  std::string m_Failure;
+  Nuvra::TCAlarm m_Alarm;
+};
 
 // Announces, while the main loop runs, what could not be announced when the service was created.
 class LaterAnnouncement {
@@ -85,7 +117,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   bus.TakeName(name);
 
   WithdrawReadyEvents();
-  Guarded("nuvra", "an exception left the preparation of the set", PrepareSet);
+  const Preparation preparation(service);
   int exitStatus = kFailure;
   std::exception_ptr failure;
   if (Create(service)) {

@@ -94,6 +94,9 @@ int CheckFrame(Checked& checked, sqlite3_file* file, const unsigned char* page,
 int Read(sqlite3_file* file, void* buffer, int size, sqlite3_int64 offset) {
   Checked& checked = CheckedOf(file);
   const int code = checked.system->xRead(file, buffer, size, offset);
+  if (code == SQLITE_IOERR_SHORT_READ && !checked.isLog && IsPage(size, offset)) {
+    return SQLITE_IOERR_DATA;  // SQLite would go on with zeros
+  }
   if (code != SQLITE_OK) {
     return code;
   }

@@ -184,12 +184,13 @@ void KeyFile::LogLoss() {
 }
 
 void KeyFile::RefuseAtLoss() {
-  const auto [lost, size] = m_Names.Now();
+  const auto [lost, size, isLogEmpty] = m_Names.Now();
   if (lost != nullptr) {
     throw std::runtime_error(Told(*lost, kGone));
   }
-  // Other programs may make a file shorter, but not shorter than its pages.
-  m_IsCut = m_IsCut || (size < m_Size &&
+  // Other programs may make a file shorter, but not shorter than its pages. Where it has not been
+  // longer yet, the last of these may be in the log only, unless that is empty.
+  m_IsCut = m_IsCut || ((size < m_Size || isLogEmpty) &&
                         size < ReadInteger(m_Database, "PRAGMA page_count") * off_t{kPageSize});
   m_Size = size;
   if (m_IsCut) {

@@ -127,12 +127,14 @@ struct KeyStore::Impl {
     const bool isSameBoot = std::filesystem::exists(runDir / kKeyFileName, ignored);
     const bool isAlone = TakeUse(runDir / kUsersName);
     const auto open = [&](const std::filesystem::path& file, Durability durability) {
-      // Whoever still has a deleted file open does not have this one, and nothing is left of one
-      // that was emptied. One that nobody can write need not be shared.
-      const bool isOurs = (isAlone && !IsOpenSomewhere(file)) || IsMissingOrEmpty(file) ||
-                          IsOnReadOnlyFileSystem(file);
-      return isOurs ? OpenMended(file, durability, changed, isSameBoot)
-                    : std::make_unique<KeyFile>(file, durability, changed);
+      // Whoever still has a deleted or replaced file open does not have this one, and nothing is
+      // left of one that was emptied. One that nobody can write need not be shared.
+      const bool isOurs = SetForeignLogAside(file) || (isAlone && !IsOpenSomewhere(file)) ||
+                          IsMissingOrEmpty(file) || IsOnReadOnlyFileSystem(file);
+      auto opened = isOurs ? OpenMended(file, durability, changed, isSameBoot)
+                           : std::make_unique<KeyFile>(file, durability, changed);
+      NotePair(file);
+      return opened;
     };
     files[kDurable] = open(stateDir / kKeyFileName, Durability::kDisk);
     files[kMemory] = open(runDir / kKeyFileName, Durability::kProcess);

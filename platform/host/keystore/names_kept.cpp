@@ -15,7 +15,7 @@ NamesKept::NamesKept(std::vector<std::filesystem::path> names) {
 }
 
 NamesKept::State NamesKept::Now() const {
-  State state{.lost = nullptr, .size = 0};
+  State state{.lost = nullptr, .size = 0, .isSecondEmpty = false};
   for (const Kept& kept : m_Files) {
     struct stat status {};
     ::stat(kept.name.c_str(), &status);
@@ -25,6 +25,8 @@ NamesKept::State NamesKept::Now() const {
     }
     if (&kept == &m_Files.front()) {
       state.size = status.st_size;
+    } else if (&kept == &m_Files[1]) {
+      state.isSecondEmpty = status.st_size == 0;
     }
   }
   return state;

@@ -16,7 +16,9 @@ class NamesKept {
   struct State {
     // The first name that leads to another file, or to none; null when there is no such name.
     const std::filesystem::path* lost;
-    off_t size;  // of the first file; of no meaning when one is lost
+    // Of the first file, and whether the second is empty; of no meaning when one is lost.
+    off_t size;
+    bool isSecondEmpty;
   };
   State Now() const;
 

@@ -113,6 +113,9 @@ Database::Database(const std::filesystem::path& file) : m_File(file) {
     if (IsMissingOrEmpty(file) && std::filesystem::exists(LogOf(file), ignored)) {
       FailAs("it is empty, but there is a log of it");
     }
+    if (HasForeignLog(file)) {
+      FailAs("it took the place of another one, whose log is beside it");
+    }
     const bool isReadOnly = IsOnReadOnlyFileSystem(file);
     const int code = isReadOnly ? Open(ReadOnlyUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)
                                 : Open(m_File, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
@@ -138,13 +141,12 @@ int Database::Open(const std::string& name, int flags) {
 bool Database::IsWritable() const { return sqlite3_db_readonly(m_Handle, "main") == 0; }
 
 Database::~Database() {
-  // The last one to close a file removes its log by name. When the file was replaced, that log is
-  // another's.
+  // The last one to close a file folds its log in and removes it by name. When the file was
+  // replaced, that log is another's; when it was emptied, the log may be all that is left.
   int isReplaced = 0;
-  int keepsLog = 1;
-  if (sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_HAS_MOVED, &isReplaced) == SQLITE_OK &&
-      isReplaced != 0) {
-    sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_PERSIST_WAL, &keepsLog);
+  sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_HAS_MOVED, &isReplaced);
+  if (isReplaced != 0 || IsMissingOrEmpty(m_File)) {
+    sqlite3_db_config(m_Handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   }
   sqlite3_close(m_Handle);
 }

@@ -49,6 +49,9 @@ StoreFile Check(const path& file, bool isInUse, bool isSameBoot) {
   if (IsMissingOrEmpty(file)) {
     return {file, IsThere(file) ? State::kDamaged : State::kMissing, AbsenceOf(file)};
   }
+  if (HasForeignLog(file)) {
+    return {file, State::kDamaged, "took the place of another one, whose log is beside it"};
+  }
   const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file, isSameBoot);
   return {file, damage ? State::kDamaged : State::kWhole, damage.value_or("is whole")};
 }

@@ -1,5 +1,6 @@
 #include "keystore/store_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <string_view>
 #include <system_error>
 
@@ -21,6 +23,33 @@ constexpr std::string_view kLogIndexSuffix = "-shm";
 constexpr std::string_view kAsideMark = ".damaged-";
 
 path WithSuffix(path file, std::string_view suffix) { return file += suffix; }
+
+path NoteOf(const path& file) { return WithSuffix(file, "-pair"); }
+
+// Tells a file from any other, also from one that gets its number once it is gone. Empty when it
+// does not exist.
+std::string IdOf(const path& file) {
+  struct statx status {};
+  if (::statx(AT_FDCWD, file.c_str(), 0, STATX_INO | STATX_BTIME, &status) != 0) {
+    return {};
+  }
+  return std::to_string(status.stx_ino) + "." + std::to_string(status.stx_btime.tv_sec) + "." +
+         std::to_string(status.stx_btime.tv_nsec);
+}
+
+struct Pair {
+  std::string file;
+  std::string log;
+  bool operator==(const Pair&) const = default;
+};
+
+Pair PairOf(const path& file) { return {IdOf(file), IdOf(LogOf(file))}; }
+
+Pair NotedPair(const path& file) {
+  Pair noted;
+  std::ifstream(NoteOf(file)) >> noted.file >> noted.log;
+  return noted;
+}
 
 }  // namespace
 
@@ -81,6 +110,24 @@ std::string AbsenceOf(const path& file) {
 }
 
 bool HasCopyOrLog(const path& file) { return IsThere(CopyOf(file)) || IsThere(LogOf(file)); }
+
+void NotePair(const path& file) {
+  const Pair pair = PairOf(file);
+  if (pair.log.empty() || pair == NotedPair(file)) {
+    return;
+  }
+  // It may be another user's.
+  std::error_code ignored;
+  std::filesystem::remove(NoteOf(file), ignored);
+  std::ofstream(NoteOf(file)) << pair.file << ' ' << pair.log << '\n';
+}
+
+bool HasForeignLog(const path& file) {
+  const Pair pair = PairOf(file);
+  const Pair noted = NotedPair(file);
+  return !pair.log.empty() && pair.log == noted.log && pair.file != noted.file &&
+         !IsMissingOrEmpty(file);
+}
 
 bool IsOnReadOnlyFileSystem(const path& file) {
   struct statvfs status;

@@ -40,6 +40,13 @@ std::string AbsenceOf(const std::filesystem::path& file);
 // Whether something says that there was such a key file, though it may be missing or empty now.
 bool HasCopyOrLog(const std::filesystem::path& file);
 
+// Notes that a key file and the log beside it belong together, for HasForeignLog. Without that
+// note, or where it cannot be written, no log is foreign.
+void NotePair(const std::filesystem::path& file);
+
+// Whether a key file took the place of another one, whose log is still beside it.
+bool HasForeignLog(const std::filesystem::path& file);
+
 // Whether a file, or the directory where it is missing, is on such a file system.
 bool IsOnReadOnlyFileSystem(const std::filesystem::path& file);
 

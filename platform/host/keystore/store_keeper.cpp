@@ -2,8 +2,6 @@
 
 #include <malloc.h>
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +14,7 @@
 #include <system_error>
 #include <thread>
 
+#include "keystore/names_kept.h"
 #include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
@@ -23,6 +22,7 @@
 #include "keystore/wake_up.h"
 #include "system/error_log.h"
 #include "system/file_descriptor.h"
+#include "system/signals_blocked.h"
 
 namespace host {
 namespace {
@@ -70,19 +70,15 @@ struct StoreKeeper::Impl {
   Impl(const path& stateDir, const path& runDir, Times given)
       : file(stateDir / kKeyFileName),
         log(LogOf(file)),
+        names({file, log, LogIndexOf(file)}),
         times(given),
         written(runDir / kChangedName),
         end(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (!end) {
       throw std::system_error(errno, std::generic_category(), "cannot keep the key store");
     }
-    // Signals are for the threads that the program has for them.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const SignalsBlocked signalsBlocked;
     thread = std::thread([this] { Run(); });
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
   ~Impl() {
@@ -107,15 +103,30 @@ struct StoreKeeper::Impl {
       if (!Wait(std::min(now + times.quiet, latest), false)) {
         return;
       }
-      written.Clear();
+      FindWritten();
       isDue = StateOfLog(log) != before && steady_clock::now() < latest;
       next = isDue ? std::optional(steady_clock::now()) : Keep();
+    }
+  }
+
+  // Goes on hearing of writes, also when the file that announces them was removed and made again.
+  void FindWritten() {
+    isNameDoubtful = written.Clear() || isNameDoubtful;
+    if (isNameDoubtful) {
+      isNameDoubtful = !Try(watchFailure, [this] { written.FindAgain(); });
+      if (isNameDoubtful) {
+        written.Again(times.afterHindrance);
+      }
     }
   }
 
   // Folds in and copies what was written. Returns when to do so again if nothing is written:
   // nothing when all is done.
   std::optional<steady_clock::time_point> Keep() {
+    // By its name, another file would get the log of this one. Whoever has this one open says so.
+    if (names.Now().lost != nullptr) {
+      return std::nullopt;
+    }
     bool isFolded = false;
     Try(foldFailure, [&] { isFolded = Fold(); });
     const auto again = steady_clock::now() + times.afterHindrance;
@@ -161,11 +172,7 @@ struct StoreKeeper::Impl {
   // Whether nothing is left in the log. Its content goes into the file first, for which nobody has
   // to wait; the log is cut while nobody is reading, or not at all.
   bool Fold() {
-    // A file that went away must not be recreated here.
-    if (StateOfLog(log).size == 0 || !TimeOf(file)) {
-      return true;
-    }
-    return Checkpoint("PASSIVE") && Checkpoint("TRUNCATE");
+    return StateOfLog(log).size == 0 || (Checkpoint("PASSIVE") && Checkpoint("TRUNCATE"));
   }
 
   bool Checkpoint(const std::string& how) {
@@ -214,9 +221,12 @@ struct StoreKeeper::Impl {
 
   const path file;
   const path log;
+  const NamesKept names;
   const Times times;
   WakeUp written;
+  bool isNameDoubtful = false;
   const FileDescriptor end;
+  std::string watchFailure;
   std::string foldFailure;
   std::string copyFailure;
   steady_clock::time_point copyAgain;  // when the newest failure is followed by another attempt

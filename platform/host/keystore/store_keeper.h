@@ -18,7 +18,7 @@ class StoreKeeper {
     std::chrono::milliseconds longest{60'000};
     // The least time between two copies.
     std::chrono::milliseconds betweenCopies{std::chrono::minutes(10)};
-    // How long it waits when a reader kept it from folding in.
+    // How long it waits when a reader kept it from folding in, or when writes cannot be heard of.
     std::chrono::milliseconds afterHindrance{15'000};
   };
 

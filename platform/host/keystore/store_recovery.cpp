@@ -290,4 +290,18 @@ std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, con
   return open();
 }
 
+bool SetForeignLogAside(const path& file) {
+  if (!HasForeignLog(file) || IsOnReadOnlyFileSystem(file)) {
+    return false;
+  }
+  const path aside = LogOf(NameAside(file));
+  ::unlink(LogIndexOf(file).c_str());
+  Rename(LogOf(file), aside);
+  RemoveOldest(file);
+  LogError("keystore", "key file " + file.string() +
+                           " took the place of another one; the log of that one is set aside as " +
+                           aside.string());
+  return true;
+}
+
 }  // namespace host

@@ -5,7 +5,7 @@
 
 #include "keystore/key_file.h"
 
-// What becomes of a damaged key file. Only for a process that has the store to itself: all of this
+// What becomes of a damaged key file. Only for a process that has the file to itself: all of this
 // reads and moves files behind SQLite's back.
 
 namespace host {
@@ -18,5 +18,9 @@ namespace host {
 // for failures other than damage, such as a full disk.
 std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durability durability,
                                     const std::filesystem::path& changed, bool isSameBoot);
+
+// Sets the log beside a key file aside if it belongs to another file, whose place this one took.
+// Those who have that one open do not notice. Returns whether it did; says so in the log.
+bool SetForeignLogAside(const std::filesystem::path& file);
 
 }  // namespace host

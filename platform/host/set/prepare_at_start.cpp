@@ -10,11 +10,12 @@
 namespace host {
 
 void PrepareSet() {
-  // The lock stands in a directory that the store makes.
   KeyStore& store = ProcessStore();
-  PrepareFreshSet(store, SetLock(RunDir()));
-  // Ends with the service, when it folds in what was written last.
+  // Ends with the service, when it folds in what was written last. Whether the rest can be done
+  // does not matter to it.
   g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
+  // The lock stands in a directory that the store makes.
+  PrepareFreshSet(store, SetLock(RunDir()));
 }
 
 }  // namespace host

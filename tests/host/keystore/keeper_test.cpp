@@ -73,6 +73,37 @@ TEST_F(Keeper, WhatAnotherProcessWroteIsFoldedInToo) {
   EXPECT_EQ(ValueIn(DurableFile()), "300");
 }
 
+TEST_F(Keeper, FoldsInAfterTheFileThatAnnouncesChangesWasRemoved) {
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon});
+  for (int value = 1; value <= 3; ++value) {
+    std::filesystem::remove(RunDir() / kChangedName);
+    store->Set("db/key", value);
+    EXPECT_TRUE(IsFoldedIn());
+    // It is there again, whether the keeper or the writer made it.
+    store->Set("db/key", value * 10);
+    EXPECT_TRUE(IsFoldedIn());
+    EXPECT_EQ(ValueIn(DurableFile()), std::to_string(value * 10));
+  }
+}
+
+TEST_F(Keeper, FoldsInAfterTheFileThatAnnouncesChangesCouldNotBeMade) {
+  LogFile();
+  const auto store = Open();
+  const auto keeper = Keep({.quiet = kSoon, .afterHindrance = kSoon});
+  std::filesystem::remove(RunDir() / kChangedName);
+  std::filesystem::create_directory(RunDir() / kChangedName);
+  EXPECT_TRUE(support::WaitUntil([] {
+    return ::testing::Matches(
+        ::testing::Contains(HasSubstr("cannot keep the key store: cannot make")))(LogLines());
+  }));
+  std::filesystem::remove(RunDir() / kChangedName);
+  store->Set("db/key", 1);
+  EXPECT_TRUE(IsFoldedIn());
+  store->Set("db/key", 2);
+  EXPECT_TRUE(IsFoldedIn());
+}
+
 TEST_F(Keeper, TheEndOfAKeeperFoldsIn) {
   const auto store = Open();
   {
@@ -198,6 +229,24 @@ TEST_F(Keeper, ACopyThatCannotBeMadeIsNotTriedAgainBeforeItsTime) {
   EXPECT_FALSE(std::filesystem::exists(copy));
   const auto keeper = Keep({.quiet = kSoon, .betweenCopies = hours(1)});
   EXPECT_TRUE(IsCopied("2"));
+}
+
+TEST_F(Keeper, AFileThatTookThePlaceOfAnotherStaysAsItIs) {
+  const auto store = Open();
+  auto keeper = Keep({.quiet = kSoon, .betweenCopies = milliseconds(0)});
+  store->Set("db/key", 1);
+  ASSERT_TRUE(IsFoldedIn());
+  ASSERT_TRUE(IsCopied("1"));
+  keeper.reset();
+  keeper = Keep({.quiet = hours(1), .betweenCopies = milliseconds(0)});
+  std::filesystem::copy_file(DurableFile(), StateDir() / "other");
+  store->Set("db/key", 2);
+  std::filesystem::rename(StateDir() / "other", DurableFile());
+  const std::string before = support::ReadFile(DurableFile());
+  const std::string copyBefore = support::ReadFile(CopyOf(DurableFile()));
+  keeper.reset();
+  EXPECT_EQ(support::ReadFile(DurableFile()), before);
+  EXPECT_EQ(support::ReadFile(CopyOf(DurableFile())), copyBefore);
 }
 
 TEST_F(Keeper, ACopyOfAStoreInUseIsAWhole) {

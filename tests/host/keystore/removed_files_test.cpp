@@ -7,11 +7,17 @@
 #include <fstream>
 
 #include "key_store_fixture.h"
+#include "keystore/sqlite.h"
+#include "keystore/store_check.h"
+#include "keystore/store_copy.h"
+#include "keystore/store_error.h"
+#include "keystore/store_files.h"
 
 namespace host {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
@@ -42,6 +48,10 @@ class RemovedFiles : public KeyStoreTest {
     }
     EXPECT_EQ(store.Get(key), KeyValue(1));
     EXPECT_THAT(LogAbout(gone), ElementsAre(AllOf(HasSubstr("E keystore"), HasSubstr("refused"))));
+  }
+
+  static void Fold(const std::filesystem::path& file) {
+    Database(file).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
   }
 
   std::filesystem::path Changed() const { return RunDir() / "changed"; }
@@ -103,6 +113,46 @@ TEST_F(RemovedFiles, AKeyFileThatWasCutShortIsNotWrittenAnyMore) {
   }
 }
 
+// Nobody has written since it grew.
+TEST_F(RemovedFiles, AKeyFileThatWasCutShortAfterItsLogWasFoldedInIsNotWrittenAnyMore) {
+  const auto store = Open();
+  store->Set("db/long", std::string(20'000, 'x'));
+  store->Set("db/key", 1);
+  Fold(DurableFile());
+  std::filesystem::resize_file(DurableFile(), 3 * 4096);
+  ExpectRefused(*store, "db/key", DurableFile(), "was cut short");
+  EXPECT_THROW(Open()->Set("db/key", 2), std::runtime_error);
+}
+
+// A connection that has read nothing yet meets the end of the file where a page should be.
+TEST_F(RemovedFiles, WhatLayBehindTheEndOfAKeyFileIsAFailureAndNotMissing) {
+  constexpr int kKeys = 200;
+  const auto store = Open();
+  const auto name = [](int i) { return "db/key" + std::to_string(i); };
+  // Some have pages of their own.
+  const auto value = [](int i) { return std::string(i % 10 == 0 ? 6000 : 100, 'a' + i % 26); };
+  for (int i = 0; i < kKeys; ++i) {
+    store->Set(name(i), value(i));
+  }
+  Fold(DurableFile());
+  int failures = 0;
+  for (auto pages = std::filesystem::file_size(DurableFile()) / 4096 - 1; pages > 0; --pages) {
+    for (const int rest : {2000, 0}) {
+      std::filesystem::resize_file(DurableFile(), pages * 4096 + rest);
+      const auto second = Open();
+      for (int i = 0; i < kKeys; ++i) {
+        try {
+          EXPECT_EQ(second->Get(name(i)), KeyValue(value(i))) << pages << " " << rest;
+        } catch (const StoreError& error) {
+          EXPECT_TRUE(error.IsDamage()) << error.what();
+          ++failures;
+        }
+      }
+    }
+  }
+  EXPECT_GT(failures, kKeys);
+}
+
 TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
   const auto store = Open();
   store->Set("memory/long", std::string(20'000, 'x'));
@@ -113,6 +163,56 @@ TEST_F(RemovedFiles, AKeyFileThatAnotherProgramMadeShorterIsWritten) {
   Sql(MemoryFile(), "VACUUM; PRAGMA wal_checkpoint(TRUNCATE)");
   ASSERT_LT(std::filesystem::file_size(MemoryFile()), size);
   EXPECT_TRUE(store->Set("memory/key", 2));
+}
+
+// The log beside it belongs to the file that it took the place of.
+TEST_F(RemovedFiles, AKeyFileThatTookThePlaceOfAnotherIsReadWithoutThatOnesLog) {
+  for (const bool isRestarted : {true, false}) {
+    SCOPED_TRACE(isRestarted);
+    std::filesystem::remove_all(StateDir());
+    auto store = Open();
+    store->Set("db/key", 2);
+    Fold(DurableFile());
+    std::filesystem::copy_file(DurableFile(), StateDir() / "other");
+    store->Set("db/key", 1);
+    store->Set("db/late", 1);
+    const std::string other = support::ReadFile(StateDir() / "other");
+    std::filesystem::rename(StateDir() / "other", DurableFile());
+    if (isRestarted) {
+      store.reset();
+    }
+    EXPECT_THAT(CheckStore(StateDir(), RunDir()).front().what, HasSubstr("took the place"));
+    EXPECT_THROW(CopyKeyFile(DurableFile(), CopyOf(DurableFile())), StoreError);
+    for (int start = 1; start <= 2; ++start) {
+      const auto opened = Open();
+      EXPECT_EQ(opened->Get("db/key"), KeyValue(2));
+      EXPECT_EQ(opened->Get("db/late"), std::nullopt);
+      EXPECT_EQ(support::ReadFile(DurableFile()), other);
+    }
+    EXPECT_TRUE(Open()->Set("db/key", 3));
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(3));
+    if (!isRestarted) {
+      EXPECT_THROW(store->Set("db/key", 4), std::runtime_error);
+      EXPECT_EQ(store->Get("db/key"), KeyValue(1));
+    }
+    const auto aside = SetAsideFiles(DurableFile());
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_THAT(LogLines(), Contains(AllOf(HasSubstr("E keystore"), HasSubstr(DurableFile()),
+                                           HasSubstr("set aside as " + aside.front().string()))));
+  }
+}
+
+TEST_F(RemovedFiles, WhoClosesAKeyFileThatWasEmptiedLeavesItsLog) {
+  auto store = Open();
+  store->Set("db/key", 1);
+  // Folded in, but still there.
+  Database(DurableFile()).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  std::filesystem::resize_file(DurableFile(), 0);
+  store.reset();
+  EXPECT_EQ(std::filesystem::file_size(DurableFile()), 0);
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(1));
+  EXPECT_THAT(LogLines(), Contains(AllOf(HasSubstr("E keystore"), HasSubstr("is empty"),
+                                         HasSubstr("what its log holds takes its place"))));
 }
 
 TEST_F(RemovedFiles, TheOtherKeyFileIsWrittenAsBefore) {
