@@ -38,11 +38,12 @@ bool DoPagesFit(const path& file) {
 }
 
 std::optional<std::string> DamageAtRest(const path& file, bool isSameBoot) {
-  if (auto damage = DamageOf(file, DoPagesFit)) {
+  const bool isLogCut = CutOfLog(file, isSameBoot).has_value();
+  const auto judge = [&](const path& judged) { return isLogCut || DoPagesFit(judged); };
+  if (auto damage = DamageOf(file, judge)) {
     return damage;
   }
-  return CutOfLog(file, isSameBoot) ? std::optional<std::string>("has lost the end of its log")
-                                    : std::nullopt;
+  return isLogCut ? std::optional<std::string>("has lost the end of its log") : std::nullopt;
 }
 
 StoreFile Check(const path& file, bool isInUse, bool isSameBoot) {
