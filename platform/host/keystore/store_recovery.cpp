@@ -227,25 +227,43 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
 }
 
 // Where nothing can be moved or written, the good copy is read where it is.
-std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
-                                      const path& changed) {
+std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability, const path& changed,
+                                      bool isSameBoot) {
+  const std::string name = "key file " + file.string();
+  const auto cut = CutOfLog(file, isSameBoot);
   auto damage = DamageOf(file);
   if (!damage && IsMissingOrEmpty(file)) {
     damage = AbsenceOf(file);
   }
+  if (!damage && cut && (cut->isInFile || cut->isOlder)) {
+    damage = kHasDamagedLog;  // which SQLite would read before the file
+  }
   if (!damage) {
-    return std::make_unique<KeyFile>(file, durability, changed);
+    try {
+      auto opened = std::make_unique<KeyFile>(file, durability, changed);
+      if (cut) {
+        LogError("keystore", name +
+                                 ": its log is damaged, and the newest changes are lost; its file"
+                                 " system is read-only, so the log is left as it is");
+      }
+      return opened;
+    } catch (const StoreError& error) {
+      // A log that cannot be read is no damage for SQLite.
+      if (!error.IsDamage() && !cut) {
+        throw;
+      }
+      damage = std::string("cannot be used (") + error.what() + ")";
+    }
   }
   const path copy = CopyOf(file);
   if (!IsThere(copy) || DamageOf(copy)) {
-    throw StoreError(EROFS, "key file " + file.string() + " " + *damage +
+    throw StoreError(EROFS, name + " " + *damage +
                                 ", and there is no good copy of it; its file system is read-only:"
                                 " make it writable, or choose another root");
   }
   auto opened = std::make_unique<KeyFile>(copy, durability, changed);
-  LogError("keystore", "key file " + file.string() + " " + *damage +
-                           "; its file system is read-only, so its copy " + copy.string() +
-                           " is read where it is");
+  LogError("keystore", name + " " + *damage + "; its file system is read-only, so its copy " +
+                           copy.string() + " is read where it is");
   return opened;
 }
 
@@ -254,7 +272,7 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
 std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, const path& changed,
                                     bool isSameBoot) {
   if (IsOnReadOnlyFileSystem(file)) {
-    return OpenReadOnly(file, durability, changed);
+    return OpenReadOnly(file, durability, changed, isSameBoot);
   }
   const auto open = [&] {
     RaiseVersion(file, durability, changed);
