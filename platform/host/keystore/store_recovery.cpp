@@ -60,22 +60,18 @@ void KeepAs(const path& from, const path& aside) {
   }
 }
 
-// Sets a file aside with its log. `made`, which is on disk, takes its place, or nothing does.
-// `holdsLog` says that it has what can be read of the log, which then goes after that. Otherwise
-// the log goes first: without it a damaged file is still damaged, but with the log of another file
-// a good one would become so. The index goes last: it tells that there was a log.
-void SetAside(const path& file, const path& aside, const path* made, bool holdsLog) {
+// Sets a file aside with its log. `made`, which is on disk, takes its place. `holdsLog` says that
+// it has what can be read of the log, which then goes after that. Otherwise the log goes first:
+// without it a damaged file is still damaged, but with the log of another file a good one would
+// become so. The index goes last: it tells that there was a log.
+void SetAside(const path& file, const path& aside, const path& made, bool holdsLog) {
   KeepAs(LogOf(file), LogOf(aside));
   KeepAs(file, aside);
   RemoveOldest(file);
   if (!holdsLog) {
     ::unlink(LogOf(file).c_str());
   }
-  if (made != nullptr) {
-    MoveInPlace(*made, file);
-  } else {
-    ::unlink(file.c_str());
-  }
+  MoveInPlace(made, file);
   ::unlink(LogOf(file).c_str());
   ::unlink(LogIndexOf(file).c_str());
 }
@@ -136,6 +132,11 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   if (isOfCopy) {
     CopyFile(copy, made.File());
     Finish(copy, made.File());
+  } else if (!isOfLog) {
+    if (!std::ofstream(made.File())) {
+      Fail(file, "cannot be made anew", errno);
+    }
+    GiveToOwnerOf(IsThere(file) ? file : file.parent_path(), made.File());
   }
   const path aside = NameAside(file);
   path copyAside = aside;
@@ -163,7 +164,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   if (copyAside != aside) {
     Rename(copy, copyAside);
   }
-  SetAside(file, aside, isOfLog || isOfCopy ? &made.File() : nullptr, isOfLog);
+  SetAside(file, aside, made.File(), isOfLog);
 }
 
 // What follows the damage in a log cannot be read, but what precedes it is newer than the copy,
@@ -187,7 +188,7 @@ void SetLogAside(const path& file, const LogCut& cut) {
   }
   Announce(line + ", and the newest changes are lost; what was there is set aside as " +
            aside.string() + "; the changes before the damage stay");
-  SetAside(file, aside, &made.File(), true);
+  SetAside(file, aside, made.File(), true);
 }
 
 // Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
@@ -223,6 +224,7 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
     WriteCopy(old, raised.File());
   }
   Database(raised.File()).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
+  GiveToOwnerOf(file, raised.File());
   MoveInPlace(raised.File(), file);
 }
 
