@@ -263,8 +263,12 @@ std::optional<KeyValue> Rows::Value(int column) const {
 }
 
 Statement::Statement(Database& database, const char* sql) : m_Database(database) {
-  Check(sqlite3_prepare_v3(database.m_Handle, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Statement,
-                           nullptr));
+  const int code = sqlite3_prepare_v3(database.m_Handle, sql, -1, SQLITE_PREPARE_PERSISTENT,
+                                      &m_Statement, nullptr);
+  if (code == SQLITE_ERROR) {
+    database.FailAs(sqlite3_errmsg(database.m_Handle));  // it lacks a table
+  }
+  Check(code);
 }
 
 Statement::~Statement() { sqlite3_finalize(m_Statement); }

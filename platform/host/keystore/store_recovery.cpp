@@ -60,22 +60,18 @@ void KeepAs(const path& from, const path& aside) {
   }
 }
 
-// Sets a file aside with its log. `made`, which is on disk, takes its place, or nothing does.
-// `holdsLog` says that it has what can be read of the log, which then goes after that. Otherwise
-// the log goes first: without it a damaged file is still damaged, but with the log of another file
-// a good one would become so. The index goes last: it tells that there was a log.
-void SetAside(const path& file, const path& aside, const path* made, bool holdsLog) {
+// Sets a file aside with its log. `made`, which is on disk, takes its place. `holdsLog` says that
+// it has what can be read of the log, which then goes after that. Otherwise the log goes first:
+// without it a damaged file is still damaged, but with the log of another file a good one would
+// become so. The index goes last: it tells that there was a log.
+void SetAside(const path& file, const path& aside, const path& made, bool holdsLog) {
   KeepAs(LogOf(file), LogOf(aside));
   KeepAs(file, aside);
   RemoveOldest(file);
   if (!holdsLog) {
     ::unlink(LogOf(file).c_str());
   }
-  if (made != nullptr) {
-    MoveInPlace(*made, file);
-  } else {
-    ::unlink(file.c_str());
-  }
+  MoveInPlace(made, file);
   ::unlink(LogOf(file).c_str());
   ::unlink(LogIndexOf(file).c_str());
 }
@@ -141,6 +137,11 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   if (isOfCopy) {
     CopyFile(copy, made.File());
     Finish(copy, made.File());
+  } else if (!isOfLog) {
+    if (!std::ofstream(made.File())) {
+      Fail(file, "cannot be made anew", errno);
+    }
+    GiveToOwnerOf(IsThere(file) ? file : file.parent_path(), made.File());
   }
   const path aside = NameAside(file);
   path copyAside = aside;
@@ -168,7 +169,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
   if (copyAside != aside) {
     Rename(copy, copyAside);
   }
-  SetAside(file, aside, isOfLog || isOfCopy ? &made.File() : nullptr, isOfLog);
+  SetAside(file, aside, made.File(), isOfLog);
 }
 
 // What follows the damage in a log cannot be read, but what precedes it is newer than the copy,
@@ -192,7 +193,7 @@ void SetLogAside(const path& file, const LogCut& cut) {
   }
   Announce(line + ", and the newest changes are lost; what was there is set aside as " +
            aside.string() + "; the changes before the damage stay");
-  SetAside(file, aside, &made.File(), true);
+  SetAside(file, aside, made.File(), true);
 }
 
 // Accepts a file in which a program that knows nothing of checks has written pages, if they fit.
@@ -228,29 +229,48 @@ void RaiseVersion(const path& file, Durability durability, const path& changed) 
     WriteCopy(old, raised.File());
   }
   Database(raised.File()).Execute("PRAGMA user_version = " + std::to_string(kKeyFileVersion));
+  GiveToOwnerOf(file, raised.File());
   MoveInPlace(raised.File(), file);
 }
 
 // Where nothing can be moved or written, the good copy is read where it is.
-std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
-                                      const path& changed) {
+std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability, const path& changed,
+                                      bool isSameBoot) {
+  const std::string name = "key file " + file.string();
+  const auto cut = CutOfLog(file, isSameBoot);
   auto damage = DamageOf(file);
   if (!damage && IsMissingOrEmpty(file)) {
     damage = AbsenceOf(file);
   }
+  if (!damage && cut && (cut->isInFile || cut->isOlder)) {
+    damage = kHasDamagedLog;  // which SQLite would read before the file
+  }
   if (!damage) {
-    return std::make_unique<KeyFile>(file, durability, changed);
+    try {
+      auto opened = std::make_unique<KeyFile>(file, durability, changed);
+      if (cut) {
+        LogError("keystore", name +
+                                 ": its log is damaged, and the newest changes are lost; its file"
+                                 " system is read-only, so the log is left as it is");
+      }
+      return opened;
+    } catch (const StoreError& error) {
+      // A log that cannot be read is no damage for SQLite.
+      if (!error.IsDamage() && !cut) {
+        throw;
+      }
+      damage = std::string("cannot be used (") + error.what() + ")";
+    }
   }
   const path copy = CopyOf(file);
   if (!HasGoodCopy(file)) {
-    throw StoreError(EROFS, "key file " + file.string() + " " + *damage +
+    throw StoreError(EROFS, name + " " + *damage +
                                 ", and there is no good copy of it; its file system is read-only:"
                                 " make it writable, or choose another root");
   }
   auto opened = std::make_unique<KeyFile>(copy, durability, changed);
-  LogError("keystore", "key file " + file.string() + " " + *damage +
-                           "; its file system is read-only, so its copy " + copy.string() +
-                           " is read where it is");
+  LogError("keystore", name + " " + *damage + "; its file system is read-only, so its copy " +
+                           copy.string() + " is read where it is");
   return opened;
 }
 
@@ -259,7 +279,7 @@ std::unique_ptr<KeyFile> OpenReadOnly(const path& file, Durability durability,
 std::unique_ptr<KeyFile> OpenMended(const path& file, Durability durability, const path& changed,
                                     bool isSameBoot) {
   if (IsOnReadOnlyFileSystem(file)) {
-    return OpenReadOnly(file, durability, changed);
+    return OpenReadOnly(file, durability, changed, isSameBoot);
   }
   const auto open = [&] {
     RaiseVersion(file, durability, changed);

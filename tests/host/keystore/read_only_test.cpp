@@ -1,12 +1,14 @@
 // A store whose file system is read-only can be read, from its copy if need be.
 
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include <cerrno>
 #include <fstream>
 #include <functional>
 
 #include "io_faults.h"
+#include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
@@ -45,6 +47,23 @@ class ReadOnly : public ::testing::Test {
     } catch (const StoreError& error) {
       EXPECT_EQ(error.Error(), EROFS) << error.what();
     }
+  }
+
+  // Leaves the files of this store as if all its processes had been killed.
+  void Kill(std::unique_ptr<KeyStore> store) const {
+    const path kept = m_Files.root / "kept";
+    std::filesystem::copy(m_Files.StateDir(), kept);
+    store.reset();
+    std::filesystem::remove_all(m_Files.StateDir());
+    std::filesystem::rename(kept, m_Files.StateDir());
+  }
+
+  // Runs SQL as a program does that knows nothing of checks.
+  static void Sql(const path& file, const char* sql) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
   }
 
   support::TempDirectory m_Directory;
@@ -91,6 +110,85 @@ TEST_F(ReadOnly, WithoutAGoodCopyTheFailureNamesTheFileAndWhatToDo) {
     EXPECT_THAT([&] { Open(); },
                 ThrowsMessage<StoreError>(AllOf(HasSubstr(file.string() + " is not a database"),
                                                 HasSubstr("read-only"), Not(HasSubstr("-wal")))));
+  }
+}
+
+TEST_F(ReadOnly, WhatALogHasLostIsSaid) {
+  const path file = m_Files.Durable();
+  auto store = Open();
+  for (int value = 33; value <= 60; ++value) {
+    store->Set("db/key", value);
+  }
+  Kill(std::move(store));
+  std::filesystem::resize_file(LogOf(file), 32 + 20 * 4120);
+  const std::uintmax_t before = LogSize();
+  const ReadOnlyFiles readOnly(m_Files.StateDir());
+  const auto open = Open();
+  const KeyValue value = open->Get("db/key").value();
+  EXPECT_GT(std::get<int>(value), 33);
+  EXPECT_LT(std::get<int>(value), 60);
+  ExpectRefused(*open);
+  EXPECT_THAT(LogSince(before), AllOf(HasSubstr(" E "), HasSubstr(file.string()),
+                                      HasSubstr("the newest changes are lost")));
+}
+
+TEST_F(ReadOnly, ALogThatIsOlderThanItsFileIsNotRead) {
+  const path file = m_Files.Durable();
+  auto store = Open();
+  for (int value = 33; value <= 60; ++value) {
+    store->Set("db/key", value);
+  }
+  CopyKeyFile(file, CopyOf(file));
+  store->Set("db/key", 61);
+  Database(file).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+  Kill(std::move(store));
+  std::filesystem::resize_file(LogOf(file), 32 + 20 * 4120);
+  const std::uintmax_t before = LogSize();
+  const ReadOnlyFiles readOnly(m_Files.StateDir());
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(60));
+  EXPECT_THAT(LogSince(before), AllOf(HasSubstr(" E "), HasSubstr(file.string() + " has a damaged"),
+                                      HasSubstr(CopyOf(file).string() + " is read")));
+}
+
+TEST_F(ReadOnly, PagesThatAnotherProgramWroteAreRead) {
+  const path file = m_Files.Durable();
+  auto writer = Open();
+  writer->Set("db/key", 34);
+  Sql(file, "PRAGMA wal_checkpoint(TRUNCATE)");
+  Kill(std::move(writer));
+  const std::string before = support::ReadFile(file);
+  {
+    const ReadOnlyFiles readOnly(m_Files.StateDir());
+    const auto store = Open();
+    EXPECT_EQ(store->Get("db/key"), KeyValue(34));
+    ExpectRefused(*store);
+  }
+  EXPECT_TRUE(support::ReadFile(file) == before);
+}
+
+TEST_F(ReadOnly, TheCopyIsReadWhenDamageShowsOnlyInOpening) {
+  const path file = m_Files.Durable();
+  const char* const changes[] = {"PRAGMA user_version = 4", "DROP TABLE keys"};
+  for (const char* change : changes) {
+    SCOPED_TRACE(change);
+    {
+      KeyStore store(m_Files.StateDir(), m_Files.RunDir());
+      store.Set("db/key", 35);
+      CopyKeyFile(file, CopyOf(file));
+    }
+    auto store = Open();
+    Sql(file, change);
+    Kill(std::move(store));
+    const std::uintmax_t before = LogSize();
+    {
+      const ReadOnlyFiles readOnly(m_Files.StateDir());
+      EXPECT_EQ(Open()->Get("db/key"), KeyValue(35));
+    }
+    EXPECT_THAT(LogSince(before),
+                AllOf(HasSubstr(" E "), HasSubstr(file.string() + " cannot be used"),
+                      HasSubstr(CopyOf(file).string() + " is read")));
+    // Where it can be written it is mended.
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(35));
   }
 }
 

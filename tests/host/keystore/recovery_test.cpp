@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <bit>
 #include <cerrno>
@@ -53,6 +55,18 @@ class Recovery : public KeyStoreTest {
     if (withCopy) {
       CopyKeyFile(DurableFile(), CopyOf(DurableFile()));
     }
+  }
+
+  // A file of the version without checks.
+  void MakeVersion2() {
+    std::filesystem::create_directories(StateDir());
+    Sql(DurableFile(),
+        "PRAGMA journal_mode = WAL;"
+        " CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
+        " PRAGMA application_id = 0x6b657973;"
+        " CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
+        " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value); PRAGMA user_version = 2;"
+        " INSERT INTO keys VALUES ('db/a', 7); INSERT INTO changes VALUES (9, 1, 0, 'db/a', 7)");
   }
 
   // Changes one bit.
@@ -806,14 +820,7 @@ TEST_F(Recovery, PagesOfAnotherProgramThatDoNotFitAreDamage) {
 }
 
 TEST_F(Recovery, AFileOfTheVersionWithoutChecksIsTakenOver) {
-  std::filesystem::create_directories(StateDir());
-  Sql(DurableFile(),
-      "PRAGMA journal_mode = WAL;"
-      " CREATE TABLE keys (key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
-      " PRAGMA application_id = 0x6b657973;"
-      " CREATE TABLE changes (number INTEGER PRIMARY KEY, at INTEGER,"
-      " bytes INTEGER NOT NULL DEFAULT 0, key TEXT, value); PRAGMA user_version = 2;"
-      " INSERT INTO keys VALUES ('db/a', 7); INSERT INTO changes VALUES (9, 1, 0, 'db/a', 7)");
+  MakeVersion2();
   {
     const auto store = Open();
     EXPECT_THAT(store->List("db/"), ElementsAre(Pair("db/a", KeyValue(7))));
@@ -824,6 +831,57 @@ TEST_F(Recovery, AFileOfTheVersionWithoutChecksIsTakenOver) {
   EXPECT_EQ(Sql(DurableFile(), "PRAGMA user_version"), "3");
   Flip(DurableFile(), 8 * 5000);
   EXPECT_NE(DamageOf(DurableFile()), std::nullopt);
+}
+
+// The first user may be a privileged one, after whom the set must still be able to write.
+TEST_F(Recovery, AFileKeepsItsOwnerWhoeverMendsOrConvertsIt) {
+  const uid_t owner = ::geteuid() == 0 ? 4321 : ::geteuid();
+  const gid_t group = ::geteuid() == 0 ? 4321 : ::getegid();
+  const path file = DurableFile();
+  const auto give = [&](const path& given) {
+    EXPECT_EQ(::chown(given.c_str(), owner, group), 0) << given;
+  };
+  const std::function<void()> damages[] = {
+      [&] {
+        std::filesystem::remove(file);
+        MakeVersion2();
+      },
+      [&] { Overwrite(file, 0, std::string(8192, 'x')); },
+      [&] {
+        std::filesystem::remove(file);
+        std::ofstream(LogOf(file)) << "a log";
+      },
+      [&] {
+        CopyKeyFile(file, CopyOf(file));
+        std::filesystem::resize_file(file, 0);
+      },
+      [&] {
+        auto open = Open();
+        for (int value = 1; value <= 40; ++value) {
+          open->Set("db/key", value);
+        }
+        Kill(std::move(open));
+        Flip(LogOf(file), std::uintmax_t{8} * (32 + 9 * 4120 + 1000));
+      },
+  };
+  for (const auto& damage : damages) {
+    SCOPED_TRACE(&damage - damages);
+    std::filesystem::remove_all(StateDir());
+    MakeStore(31, false);
+    damage();
+    for (const auto& entry : std::filesystem::directory_iterator(StateDir())) {
+      give(entry.path());
+    }
+    give(StateDir());
+    const auto open = Open();
+    EXPECT_TRUE(open->Set("db/key", 32));
+    for (const path& each : {file, LogOf(file), LogIndexOf(file)}) {
+      struct stat status {};
+      ASSERT_EQ(::stat(each.c_str(), &status), 0) << each;
+      EXPECT_EQ(status.st_uid, owner) << each;
+      EXPECT_EQ(status.st_gid, group) << each;
+    }
+  }
 }
 
 TEST_F(Recovery, WhatCanBeReadOfADamagedFileIsGotOut) {
