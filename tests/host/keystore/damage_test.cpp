@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 
+#include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_files.h"
 #include "store_state.h"
@@ -37,14 +38,30 @@ const char* NameOf(Damage damage) {
   }
 }
 
+// A store after a proper end; and after all its users were killed, when nothing of the log was in
+// the file yet, what had been written before a slow reader began, or everything.
+constexpr const char* kStates[] = {"at rest", "after a kill", "after a kill, half folded",
+                                   "after a kill, folded"};
+
+// What a slow reader does to a file: what is written now stays in the log.
+struct SlowReader {
+  explicit SlowReader(const path& file) : database(file) {
+    database.Execute("BEGIN");
+    Statement(database, "SELECT count(*) FROM keys").Execute();
+  }
+  Database database;
+};
+
+void Fold(const path& file) { Database(file).Execute("PRAGMA wal_checkpoint(PASSIVE)"); }
+
 class Damages : public ::testing::Test {
  protected:
   Damages() {
-    MakeStore({m_Directory / "making"});
-    for (const char* name : {"making", "killed"}) {
+    MakeStore({m_Directory / kStates[0]});
+    for (const char* state : kStates) {
       // A process that is killed leaves its log and its index.
-      EXPECT_EQ(std::filesystem::exists(StoreFiles{m_Directory / name}.Durable().string() + "-wal"),
-                std::string(name) == "killed");
+      EXPECT_EQ(std::filesystem::exists(LogOf(StoreFiles{m_Directory / state}.Durable())),
+                state != kStates[0]);
     }
   }
 
@@ -55,11 +72,10 @@ class Damages : public ::testing::Test {
                                    std::to_string(generation));
   }
 
-  // A store with a good copy, as it is after a proper end and, beside it, as it is after all its
-  // users were killed.
+  // A store with a good copy, in all states.
   void MakeStore(const StoreFiles& files) {
-    const auto write = [this](KeyStore& store, int generation) {
-      for (int key = 0; key < kKeys; ++key) {
+    const auto write = [this](KeyStore& store, int generation, int begin, int end) {
+      for (int key = begin; key < end; ++key) {
         for (const char* place : {"db/", "memory/"}) {
           const std::string name = place + std::to_string(key);
           store.Set(name, ValueOf(key, generation));
@@ -67,15 +83,29 @@ class Damages : public ::testing::Test {
         }
       }
     };
+    const auto save = [&](const char* state) {
+      std::filesystem::copy(files.root, m_Directory / state,
+                            std::filesystem::copy_options::recursive);
+    };
     {
       KeyStore store(files.StateDir(), files.RunDir());
-      write(store, 1);
+      write(store, 1, 0, kKeys);
     }
     CopyKeyFile(files.Durable(), CopyOf(files.Durable()));
     KeyStore store(files.StateDir(), files.RunDir());
-    write(store, 2);
-    std::filesystem::copy(files.root, m_Directory / "killed",
-                          std::filesystem::copy_options::recursive);
+    write(store, 2, 0, kKeys / 2);
+    {
+      const SlowReader ofDurable(files.Durable());
+      const SlowReader ofMemory(files.Memory());
+      write(store, 2, kKeys / 2, kKeys);
+      save(kStates[1]);
+      Fold(files.Durable());
+      Fold(files.Memory());
+      save(kStates[2]);
+    }
+    Fold(files.Durable());
+    Fold(files.Memory());
+    save(kStates[3]);
   }
 
   // The files of a store that are worth damaging.
@@ -124,11 +154,10 @@ class Damages : public ::testing::Test {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
 
-  // A fresh copy of the store "making" or "killed".
-  StoreFiles Fresh(const std::string& name) {
+  StoreFiles Fresh(const std::string& state) {
     const path root = m_Directory / "case";
     std::filesystem::remove_all(root);
-    std::filesystem::copy(m_Directory / name, root, std::filesystem::copy_options::recursive);
+    std::filesystem::copy(m_Directory / state, root, std::filesystem::copy_options::recursive);
     return {root};
   }
 
@@ -140,15 +169,14 @@ class Damages : public ::testing::Test {
 TEST_F(Damages, ChangeNoValueWithoutAWordAndTheStoreOpens) {
   Outcomes outcomes;
   for (int number = 0; number < kCases; ++number) {
-    const std::string state = number % 2 == 0 ? "making" : "killed";
+    const std::string state = kStates[number % std::size(kStates)];
     const StoreFiles files = Fresh(state);
     const std::uintmax_t logBegin = LogSize();
     const std::vector<path> candidates = FilesOf(files);
-    const Damage damage = kDamages[number / 2 % std::size(kDamages)];
+    const Damage damage = kDamages[number / std::size(kStates) % std::size(kDamages)];
     // Every seventh time two together.
     const int many = number % 7 == 0 ? 2 : 1;
-    std::string what = state == "killed" ? "after a kill, " : "at rest, ";
-    what += many == 2 ? "two files" : "";
+    std::string what = state + ", " + (many == 2 ? "two files" : "");
     for (int i = 0; i < many; ++i) {
       const path file = candidates[Below(candidates.size())];
       Do(damage, file);
@@ -158,8 +186,12 @@ TEST_F(Damages, ChangeNoValueWithoutAWordAndTheStoreOpens) {
     }
     const Fate fate = Judge(files, m_Keys, logBegin, false);
     outcomes.Add(what + ": " + NameOf(damage), fate);
-    EXPECT_LT(fate, Fate::kNotOpened)
-        << "case " << number << ", " << what << ": " << NameOf(damage);
+    const std::string which = "case " + std::to_string(number) + ", " + what + ": ";
+    EXPECT_LT(fate, Fate::kNotOpened) << which << NameOf(damage);
+    // And it is whole from now on.
+    for (const path& file : {files.Durable(), files.Memory()}) {
+      EXPECT_TRUE(Database::IsSound(file)) << which << NameOf(damage) << ": " << file;
+    }
   }
   outcomes.Print("damage");
   EXPECT_EQ(outcomes.Count(Fate::kSilent), 0);
