@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +13,8 @@
 #include <fstream>
 #include <string_view>
 #include <system_error>
+
+#include "system/file_descriptor.h"
 
 namespace host {
 namespace {
@@ -119,7 +122,12 @@ void NotePair(const path& file) {
   // It may be another user's.
   std::error_code ignored;
   std::filesystem::remove(NoteOf(file), ignored);
-  std::ofstream(NoteOf(file)) << pair.file << ' ' << pair.log << '\n';
+  const std::string note = pair.file + ' ' + pair.log + '\n';
+  const FileDescriptor opened(
+      ::open(NoteOf(file).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (opened && ::write(opened.Get(), note.data(), note.size()) < 0) {
+    // Without a note a log counts as that of its file.
+  }
 }
 
 bool HasForeignLog(const path& file) {
