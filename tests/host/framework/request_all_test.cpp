@@ -435,6 +435,7 @@ TEST_F(RequestAll, OfOneClientMoreThanAreHeardIsRefusedButNotItsSingleRequest) {
   WhileTheServiceStands([&] {
     for (Client& client : clients) {
       lists.emplace_back(client, Full(kSleep));
+      ASSERT_TRUE(client.HasOwner());
     }
   });
   ASSERT_TRUE(clients.back().Until([&] { return lists.back().Answer().has_value(); }));
