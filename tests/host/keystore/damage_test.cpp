@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 
+#include "keystore/sqlite.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_files.h"
 #include "store_state.h"
@@ -41,10 +42,10 @@ class Damages : public ::testing::Test {
  protected:
   Damages() {
     MakeStore({m_Directory / "making"});
-    for (const char* name : {"making", "killed"}) {
+    for (const char* name : kStates) {
       // A process that is killed leaves its log and its index.
-      EXPECT_EQ(std::filesystem::exists(StoreFiles{m_Directory / name}.Durable().string() + "-wal"),
-                std::string(name) == "killed");
+      EXPECT_EQ(std::filesystem::exists(LogOf(StoreFiles{m_Directory / name}.Durable())),
+                std::string(name) != "making");
     }
   }
 
@@ -56,7 +57,7 @@ class Damages : public ::testing::Test {
   }
 
   // A store with a good copy, as it is after a proper end and, beside it, as it is after all its
-  // users were killed.
+  // users were killed, before and after the log was folded in while somebody was reading.
   void MakeStore(const StoreFiles& files) {
     const auto write = [this](KeyStore& store, int generation) {
       for (int key = 0; key < kKeys; ++key) {
@@ -75,6 +76,11 @@ class Damages : public ::testing::Test {
     KeyStore store(files.StateDir(), files.RunDir());
     write(store, 2);
     std::filesystem::copy(files.root, m_Directory / "killed",
+                          std::filesystem::copy_options::recursive);
+    for (const path& file : {files.Durable(), files.Memory()}) {
+      Database(file).Execute("PRAGMA wal_checkpoint(PASSIVE)");
+    }
+    std::filesystem::copy(files.root, m_Directory / "folded in",
                           std::filesystem::copy_options::recursive);
   }
 
@@ -124,7 +130,9 @@ class Damages : public ::testing::Test {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
 
-  // A fresh copy of the store "making" or "killed".
+  static constexpr const char* kStates[] = {"making", "killed", "folded in"};
+
+  // A fresh copy of the store in one of these states.
   StoreFiles Fresh(const std::string& name) {
     const path root = m_Directory / "case";
     std::filesystem::remove_all(root);
@@ -140,14 +148,14 @@ class Damages : public ::testing::Test {
 TEST_F(Damages, ChangeNoValueWithoutAWordAndTheStoreOpens) {
   Outcomes outcomes;
   for (int number = 0; number < kCases; ++number) {
-    const std::string state = number % 2 == 0 ? "making" : "killed";
+    const std::string state = kStates[number % std::size(kStates)];
     const StoreFiles files = Fresh(state);
     const std::uintmax_t logBegin = LogSize();
     const std::vector<path> candidates = FilesOf(files);
-    const Damage damage = kDamages[number / 2 % std::size(kDamages)];
+    const Damage damage = kDamages[number / std::size(kStates) % std::size(kDamages)];
     // Every seventh time two together.
     const int many = number % 7 == 0 ? 2 : 1;
-    std::string what = state == "killed" ? "after a kill, " : "at rest, ";
+    std::string what = state == "making" ? "at rest, " : state + ", ";
     what += many == 2 ? "two files" : "";
     for (int i = 0; i < many; ++i) {
       const path file = candidates[Below(candidates.size())];
