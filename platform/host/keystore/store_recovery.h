@@ -13,9 +13,12 @@ namespace host {
 // Opens a key file as KeyFile does, whatever its state: a damaged one is set aside under a dated
 // name, five of which are kept, and its copy takes its place, or an empty file if there is no good
 // copy. The log of a missing or empty file takes its place before the copy if it holds every page.
-// What was done is logged. On a read-only file system nothing is moved: the copy is read where it
-// is, or this fails. A file of an older version is converted to this one. Throws StoreError
-// for failures other than damage, such as a full disk.
+// A damaged log is set aside, with the file if changes are lost; what precedes the damage stays.
+// What is done is logged before it is done. On a read-only file system nothing is moved: the file
+// is read with what precedes the damage in its log, or the copy where it is, or this fails. A file
+// of an older version is converted to this one. All files keep their owner, if this user can see to
+// that. Throws StoreError, with the files as they were, for failures other than damage, such as a
+// full disk.
 std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durability durability,
                                     const std::filesystem::path& changed, bool isSameBoot);
 

@@ -160,9 +160,9 @@ TEST_F(Faults, OfALogThatCannotBeReadWhatPrecedesThatStays) {
 
 // Damaged files, and what their values are once they are mended.
 TEST_F(Faults, WhileAStoreIsMendedLoseNothingMoreAndNothingWithoutAWord) {
-  const auto harm = [](const path& file) {
+  const auto harm = [](const path& file, int page = 3) {
     std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
-    stream.seekp(2 * 4096 + 1000);
+    stream.seekp((page - 1) * 4096 + 1000);
     stream << std::string(100, 'x');
   };
   const struct {
@@ -174,6 +174,20 @@ TEST_F(Faults, WhileAStoreIsMendedLoseNothingMoreAndNothingWithoutAWord) {
        [&](const StoreFiles& files) {
          CopyKeyFile(files.Durable(), CopyOf(files.Durable()));
          harm(files.Durable());
+       },
+       true},
+      {"a copy beside a log",
+       [&](const StoreFiles& files) {
+         const path later = m_Directory / "later";
+         std::filesystem::remove_all(later);
+         CopyKeyFile(files.Durable(), CopyOf(files.Durable()));
+         {
+           KeyStore store(files.StateDir(), files.RunDir());
+           store.Set("db/a", "later");
+           std::filesystem::copy(files.StateDir(), later);
+         }
+         std::filesystem::copy(later, files.StateDir(), kOverwrite);
+         harm(files.Durable(), 1);
        },
        true},
       {"no copy", [&](const StoreFiles& files) { harm(files.Durable()); }, false},

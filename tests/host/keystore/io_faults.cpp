@@ -193,6 +193,9 @@ int unlink(const char* path) noexcept {
     errno = EROFS;
     return -1;
   }
+  if (host::JudgeName(host::IoCall::kMove, path) != host::Verdict::kGoesOn) {
+    return -1;
+  }
   return static_cast<int>(::syscall(SYS_unlink, path));
 }
 

@@ -9,7 +9,7 @@ enum class IoCall {
   kOpen,
   kWrite,
   kFlush,
-  kMove,  // a file gets another name, or one more
+  kMove,  // a file gets another name, or one more, or loses one
 };
 
 struct IoFault {
