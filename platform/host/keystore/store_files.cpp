@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,8 +11,11 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 #include <system_error>
+
+#include "system/file_descriptor.h"
 
 namespace host {
 namespace {
@@ -117,9 +121,13 @@ void NotePair(const path& file) {
     return;
   }
   // It may be another user's.
-  std::error_code ignored;
-  std::filesystem::remove(NoteOf(file), ignored);
-  std::ofstream(NoteOf(file)) << pair.file << ' ' << pair.log << '\n';
+  ::unlink(NoteOf(file).c_str());
+  const FileDescriptor opened(
+      ::open(NoteOf(file).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  const std::string note = pair.file + " " + pair.log + "\n";
+  if (opened && ::write(opened.Get(), note.data(), note.size()) != std::ssize(note)) {
+    ::unlink(NoteOf(file).c_str());
+  }
 }
 
 bool HasForeignLog(const path& file) {
