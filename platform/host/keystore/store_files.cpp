@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 #include <system_error>
 
@@ -120,13 +121,12 @@ void NotePair(const path& file) {
     return;
   }
   // It may be another user's.
-  std::error_code ignored;
-  std::filesystem::remove(NoteOf(file), ignored);
-  const std::string note = pair.file + ' ' + pair.log + '\n';
+  ::unlink(NoteOf(file).c_str());
   const FileDescriptor opened(
       ::open(NoteOf(file).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  if (opened && ::write(opened.Get(), note.data(), note.size()) < 0) {
-    // Without a note a log counts as that of its file.
+  const std::string note = pair.file + " " + pair.log + "\n";
+  if (opened && ::write(opened.Get(), note.data(), note.size()) != std::ssize(note)) {
+    ::unlink(NoteOf(file).c_str());
   }
 }
 

@@ -314,8 +314,13 @@ bool SetForeignLogAside(const path& file) {
   if (!HasForeignLog(file) || IsOnReadOnlyFileSystem(file)) {
     return false;
   }
-  const path aside = LogOf(NameAside(file));
   ::unlink(LogIndexOf(file).c_str());
+  std::error_code ignored;
+  if (std::filesystem::file_size(LogOf(file), ignored) == 0) {
+    ::unlink(LogOf(file).c_str());  // as a set that ended in order leaves it
+    return true;
+  }
+  const path aside = LogOf(NameAside(file));
   Rename(LogOf(file), aside);
   RemoveOldest(file);
   LogError("keystore", "key file " + file.string() +

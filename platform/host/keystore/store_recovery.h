@@ -23,7 +23,8 @@ std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durabilit
                                     const std::filesystem::path& changed, bool isSameBoot);
 
 // Sets the log beside a key file aside if it belongs to another file, whose place this one took.
-// Those who have that one open do not notice. Returns whether it did; says so in the log.
+// An empty one is removed. Those who have that file open go on with it. Returns whether it did
+// anything; says in the log what was set aside.
 bool SetForeignLogAside(const std::filesystem::path& file);
 
 }  // namespace host

@@ -202,6 +202,22 @@ TEST_F(RemovedFiles, AKeyFileThatTookThePlaceOfAnotherIsReadWithoutThatOnesLog) 
   }
 }
 
+TEST_F(RemovedFiles, AKeyFileThatTookThePlaceOfAnotherWhoseLogIsEmptyIsReadWithoutAWord) {
+  auto store = Open();
+  store->Set("db/key", 2);
+  Fold(DurableFile());
+  std::filesystem::copy_file(DurableFile(), StateDir() / "other");
+  store->Set("db/key", 1);
+  Fold(DurableFile());
+  std::filesystem::rename(StateDir() / "other", DurableFile());
+  store.reset();
+  ASSERT_TRUE(std::filesystem::exists(LogOf(DurableFile())));
+  EXPECT_EQ(CheckStore(StateDir(), RunDir()).front().what, "is whole");
+  EXPECT_EQ(Open()->Get("db/key"), KeyValue(2));
+  EXPECT_TRUE(SetAsideFiles(DurableFile()).empty());
+  EXPECT_TRUE(LogLines().empty());
+}
+
 TEST_F(RemovedFiles, WhoClosesAKeyFileThatWasEmptiedLeavesItsLog) {
   auto store = Open();
   store->Set("db/key", 1);
