@@ -297,6 +297,15 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+// What a sanitizer has in its place would not take it back by the next ones.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
