@@ -387,11 +387,14 @@ void RequestQueue::Postpone(Ring::iterator line) {
 
 void RequestQueue::Resume(const std::string& client) {
   const auto own = m_Waiting.find(client);
-  if (own == m_Waiting.end()) {  // what it left behind was dropped
-    m_Callers.Forget(client);
+  const bool isKnown = m_Callers.Find(client)->isKnown;
+  if (own == m_Waiting.end()) {  // its request was refused meanwhile
+    if (!isKnown) {
+      m_Callers.Forget(client);
+    }
     return;
   }
-  if (!m_Callers.Find(client)->isKnown) {
+  if (!isKnown) {
     own->second.isForgotten = true;
   }
   Lines& lines = m_Lines.front();
