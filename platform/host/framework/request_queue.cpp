@@ -289,7 +289,7 @@ void RequestQueue::TakeNews(sd_bus_message* news) {
   m_Lines.emplace_back();
   std::prev(m_Lines.end(), 2)->news.reset(sd_bus_message_ref(news));
   // What the bus says about a client comes behind still more news.
-  if (IsFull() && IsEmpty()) {
+  if (IsFull()) {
     Lines& lines = m_Lines.front();
     for (Line& line : lines.aside) {
       line.isAside = false;

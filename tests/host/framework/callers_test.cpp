@@ -294,6 +294,23 @@ TEST_F(ACaller, WhoIsNotKnownYetKeepsNoMoreThan1024PiecesOfNewsBack) {
   EXPECT_EQ(m_Spoken.Questions(), 1);
 }
 
+TEST_F(ACaller, IsRefusedBehind1024PiecesOfNewsAlsoWhenAnotherIsServedMeanwhile) {
+  m_Spoken.Post(":1.7", Setting("unsaid"));
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Questions() == 1; }));
+  for (int count = 0; count < 50; ++count) {
+    m_Spoken.Post(":1.6", R"({"do":"sleep","ms":10})");
+  }
+  for (int count = 0; count < 1024; ++count) {
+    m_Spoken.Tell("org.example.n" + std::to_string(count), ":1.8");
+  }
+  ASSERT_TRUE(m_Spoken.Until([&] { return m_Spoken.Answers().size() == 51; }));
+  EXPECT_TRUE(WaitForTrace("owner of org.example.n1023"));
+  EXPECT_THAT(m_Spoken.Answers(),
+              testing::Contains(
+                  testing::Field(&Answer::error, "org.freedesktop.DBus.Error.LimitsExceeded")));
+  EXPECT_FALSE(WasServed("unsaid"));
+}
+
 TEST_F(ACaller, IsAskedForAgainWhenTheBusCannotSayItNow) {
   m_Spoken.Post(":1.7", Setting("patient"));
   std::size_t questions = 0;
