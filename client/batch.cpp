@@ -440,7 +440,7 @@ bool Batch::Impl::HasRoom(std::span<const Request> requests, bool besideAwaited)
 // request, whose answer tells when the service is done with that.
 std::optional<Batch::Impl::Unsent> Batch::Impl::TakeNext() {
   std::deque<Unsent>& line = singles.empty() ? lists : singles;
-  if (line.empty() || (!singles.empty() && sent.size() == kMostSingleRequests)) {
+  if (line.empty() || (!singles.empty() && sent.size() >= kMostSingleRequests)) {
     return std::nullopt;
   }
   Unsent& first = line.front();

@@ -164,8 +164,8 @@ int Callers::OnAnswer(sd_bus_message* reply, void* question, sd_bus_error*) {
 // Ends the question, too.
 void Callers::Note(const std::string& asked, Caller caller) {
   const std::string connection = asked;
-  m_Questions.erase(connection);
   m_Callers[connection] = std::move(caller);
+  m_Questions.erase(connection);
   m_OnAnswer(connection);
 }
 

@@ -184,6 +184,9 @@ int RequestQueue::TakeCall(sd_bus_message* call, sd_bus_error* error, ServeCall 
     if (const int refused = Refuse(sender, *load, error); refused < 0) {
       return refused;
     }
+    if (isOnTheSpot) {
+      m_Callers.Ask(sender);  // before anything waits for the answer: this may fail
+    }
     Call waits(call);
     waits.serve = std::move(serve);
     waits.load = *load;
@@ -378,11 +381,10 @@ void RequestQueue::Leave(const std::string& client, const Load& load) {
 
 // The line of those that ended is not their name.
 void RequestQueue::Postpone(Ring::iterator line) {
-  const std::string caller = SenderOf(line->calls.front().message.get());
+  m_Callers.Ask(SenderOf(line->calls.front().message.get()));
   Lines& lines = m_Lines.front();
   line->isAside = true;
   lines.aside.splice(lines.aside.end(), lines.ring, line);
-  m_Callers.Ask(caller);
 }
 
 void RequestQueue::Resume(const std::string& client) {
