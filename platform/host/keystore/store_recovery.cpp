@@ -318,10 +318,12 @@ bool SetForeignLogAside(const path& file) {
   std::error_code ignored;
   if (std::filesystem::file_size(LogOf(file), ignored) == 0) {
     ::unlink(LogOf(file).c_str());  // as a set that ended in order leaves it
+    ForgetPair(file);
     return true;
   }
   const path aside = LogOf(NameAside(file));
   Rename(LogOf(file), aside);
+  ForgetPair(file);
   RemoveOldest(file);
   LogError("keystore", "key file " + file.string() +
                            " took the place of another one; the log of that one is set aside as " +
