@@ -314,6 +314,7 @@ bool SetForeignLogAside(const path& file) {
   if (!HasForeignLog(file) || IsOnReadOnlyFileSystem(file)) {
     return false;
   }
+  // Before the log: an index left alone would say that this file has lost its own.
   ::unlink(LogIndexOf(file).c_str());
   std::error_code ignored;
   if (std::filesystem::file_size(LogOf(file), ignored) == 0) {
@@ -322,12 +323,11 @@ bool SetForeignLogAside(const path& file) {
     return true;
   }
   const path aside = LogOf(NameAside(file));
+  Announce("key file " + file.string() +
+           " took the place of another one; the log of that one is set aside as " + aside.string());
   Rename(LogOf(file), aside);
   ForgetPair(file);
   RemoveOldest(file);
-  LogError("keystore", "key file " + file.string() +
-                           " took the place of another one; the log of that one is set aside as " +
-                           aside.string());
   return true;
 }
 

@@ -618,6 +618,15 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
          Flip(LogOf(file), std::filesystem::file_size(LogOf(file)) / 2 * 8);
        },
        false},
+      {"the log of another file",
+       [&] {
+         std::filesystem::remove_all(StateDir());
+         std::filesystem::copy(killed, StateDir());
+         NotePair(file);
+         std::filesystem::copy(closed / "keys.db", StateDir() / "other");
+         std::filesystem::rename(StateDir() / "other", file);
+       },
+       true},
   };
   for (const auto& [name, damage, isAllKept] : cases) {
     int number = 1;
@@ -638,8 +647,12 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
       EXPECT_THAT(told, AllOf(HasSubstr(" E "), HasSubstr(file.string())));
       if (isAllKept) {
         EXPECT_THAT(keys, SizeIs(kMany));
+        EXPECT_THAT(told, Not(HasSubstr("changes are lost")));
       }
       EXPECT_THAT(SetAsideFiles(file), Not(IsEmpty()));
+      for (const path& aside : SetAsideFiles(file)) {
+        EXPECT_THAT(told, HasSubstr(aside.string().substr(0, aside.string().rfind("-wal"))));
+      }
     }
     EXPECT_GT(number, 5);
   }
