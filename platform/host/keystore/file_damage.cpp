@@ -79,6 +79,9 @@ struct Log {
 
 Log ReadLog(const path& file) {
   Log log;
+  if (HasForeignLog(file)) {
+    return log;
+  }
   const FileDescriptor opened = OpenToRead(LogOf(file));
   if (!opened) {
     log.isReadable = errno == ENOENT && !IsThere(LogOf(file));
@@ -143,7 +146,8 @@ std::optional<LogIndex> ReadLogIndex(const path& file) {
   const FileDescriptor opened = OpenToRead(LogIndexOf(file));
   constexpr std::size_t kIsInitialised = 12;
   if (!opened || ReadAt(opened.Get(), bytes, 0) < bytes.size() || bytes[kIsInitialised] != 1 ||
-      !std::equal(bytes.begin(), bytes.begin() + kHeaderSize, bytes.begin() + kHeaderSize)) {
+      !std::equal(bytes.begin(), bytes.begin() + kHeaderSize, bytes.begin() + kHeaderSize) ||
+      HasForeignLog(file)) {
     return std::nullopt;
   }
   LogIndex index{};

@@ -15,10 +15,11 @@ namespace host {
 // checks.
 using Judge = std::function<bool(const std::filesystem::path&)>;
 
-// What is wrong with a key file, read with its log unless that is older: the words that follow "key
-// file …". Nothing when it is whole, or when it is missing or empty and has neither a copy nor a
-// log nor was set aside. Only `judge`, who is asked about a file that has pages without checks, may
-// change anything. Throws StoreError when the damage cannot be determined now.
+// What is wrong with a key file, read with its log unless that is older, or another file's: the
+// words that follow "key file …". Nothing when it is whole, or when it is missing or empty and has
+// neither a copy nor a log nor was set aside. Only `judge`, who is asked about a file that has
+// pages without checks, may change anything. Throws StoreError when the damage cannot be determined
+// now.
 std::optional<std::string> DamageOf(const std::filesystem::path& file, const Judge& judge);
 
 // The same, judged by SQLite, which folds a log in when it closes the file.

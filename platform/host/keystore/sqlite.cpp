@@ -71,7 +71,7 @@ std::string Advice(int kind, const std::string& file) {
   }
 }
 
-// What opens a file that can no longer be written. Without a log beside it there is nothing to
+// What opens a file that can no longer be written. Without a log of its own there is nothing to
 // share with other processes either; with a log, SQLite reads that, too.
 std::string ReadOnlyUri(const std::filesystem::path& file) {
   std::string uri = "file:";
@@ -86,7 +86,7 @@ std::string ReadOnlyUri(const std::filesystem::path& file) {
   }
   std::error_code ignored;
   const auto log = std::filesystem::file_size(LogOf(file), ignored);
-  return uri + (ignored || log == 0 ? "?immutable=1" : "");
+  return uri + (ignored || log == 0 || HasForeignLog(file) ? "?immutable=1" : "");
 }
 
 }  // namespace
@@ -113,10 +113,10 @@ Database::Database(const std::filesystem::path& file) : m_File(file) {
     if (IsMissingOrEmpty(file) && std::filesystem::exists(LogOf(file), ignored)) {
       FailAs("it is empty, but there is a log of it");
     }
-    if (HasForeignLog(file)) {
+    const bool isReadOnly = IsOnReadOnlyFileSystem(file);
+    if (!isReadOnly && HasForeignLog(file)) {
       FailAs("it took the place of another one, whose log is beside it");
     }
-    const bool isReadOnly = IsOnReadOnlyFileSystem(file);
     const int code = isReadOnly ? Open(ReadOnlyUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)
                                 : Open(m_File, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     if (code != SQLITE_OK) {

@@ -33,7 +33,8 @@ class Database {
 
   // Opens `file` for reading and writing, creating it if missing; on a read-only file system, for
   // reading. Fails as damaged when the file is missing or empty beside a log: SQLite would remove
-  // the log; and when the log beside it is that of another file: SQLite would mix the two.
+  // the log; and when the log beside it is that of another file: SQLite would mix the two. On a
+  // read-only file system it reads the file alone then.
   explicit Database(const std::filesystem::path& file);
   ~Database();
   Database(const Database&) = delete;

@@ -51,7 +51,8 @@ StoreFile Check(const path& file, bool isInUse, bool isSameBoot) {
     return {file, IsThere(file) ? State::kDamaged : State::kMissing, AbsenceOf(file)};
   }
   std::error_code ignored;
-  if (HasForeignLog(file) && (isInUse || std::filesystem::file_size(LogOf(file), ignored) > 0)) {
+  const bool isShared = isInUse && !IsOnReadOnlyFileSystem(file);
+  if (HasForeignLog(file) && (isShared || std::filesystem::file_size(LogOf(file), ignored) > 0)) {
     return {file, State::kDamaged, "took the place of another one, whose log is beside it"};
   }
   const auto damage = isInUse ? DamageInUse(file) : DamageAtRest(file, isSameBoot);

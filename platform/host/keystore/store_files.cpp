@@ -31,10 +31,11 @@ path WithSuffix(path file, std::string_view suffix) { return file += suffix; }
 path NoteOf(const path& file) { return WithSuffix(file, "-pair"); }
 
 // Tells a file from any other, also from one that gets its number once it is gone. Empty when it
-// does not exist.
+// does not exist, and where nothing but that number is known.
 std::string IdOf(const path& file) {
   struct statx status {};
-  if (::statx(AT_FDCWD, file.c_str(), 0, STATX_INO | STATX_BTIME, &status) != 0) {
+  if (::statx(AT_FDCWD, file.c_str(), 0, STATX_INO | STATX_BTIME, &status) != 0 ||
+      (status.stx_mask & STATX_BTIME) == 0) {
     return {};
   }
   return std::to_string(status.stx_ino) + "." + std::to_string(status.stx_btime.tv_sec) + "." +
@@ -117,24 +118,26 @@ bool HasCopyOrLog(const path& file) { return IsThere(CopyOf(file)) || IsThere(Lo
 
 void NotePair(const path& file) {
   const Pair pair = PairOf(file);
-  if (pair.log.empty() || pair == NotedPair(file)) {
+  if (pair.file.empty() || pair.log.empty() || pair == NotedPair(file)) {
     return;
   }
   // It may be another user's.
-  ::unlink(NoteOf(file).c_str());
+  ForgetPair(file);
   const FileDescriptor opened(
       ::open(NoteOf(file).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   const std::string note = pair.file + " " + pair.log + "\n";
   if (opened && ::write(opened.Get(), note.data(), note.size()) != std::ssize(note)) {
-    ::unlink(NoteOf(file).c_str());
+    ForgetPair(file);
   }
 }
+
+void ForgetPair(const path& file) { ::unlink(NoteOf(file).c_str()); }
 
 bool HasForeignLog(const path& file) {
   const Pair pair = PairOf(file);
   const Pair noted = NotedPair(file);
-  return !pair.log.empty() && pair.log == noted.log && pair.file != noted.file &&
-         !IsMissingOrEmpty(file);
+  return !pair.log.empty() && pair.log == noted.log && !pair.file.empty() && !noted.file.empty() &&
+         pair.file != noted.file && !IsMissingOrEmpty(file);
 }
 
 bool IsOnReadOnlyFileSystem(const path& file) {

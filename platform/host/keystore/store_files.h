@@ -41,8 +41,12 @@ std::string AbsenceOf(const std::filesystem::path& file);
 bool HasCopyOrLog(const std::filesystem::path& file);
 
 // Notes that a key file and the log beside it belong together, for HasForeignLog. Without that
-// note, or where it cannot be written, no log is foreign.
+// note, or where it cannot be written, or where the file system does not keep when a file was made,
+// no log is foreign.
 void NotePair(const std::filesystem::path& file);
+
+// Takes that note back.
+void ForgetPair(const std::filesystem::path& file);
 
 // Whether a key file took the place of another one, whose log is still beside it.
 bool HasForeignLog(const std::filesystem::path& file);

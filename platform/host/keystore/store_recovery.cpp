@@ -63,7 +63,8 @@ void KeepAs(const path& from, const path& aside) {
 // Sets a file aside with its log. `made`, which is on disk, takes its place. `holdsLog` says that
 // it has what can be read of the log, which then goes after that. Otherwise the log goes first:
 // without it a damaged file is still damaged, but with the log of another file a good one would
-// become so. The index goes last: it tells that there was a log.
+// become so. The index goes last: it tells that there was a log. The note of the pair goes before:
+// with the log still beside it, `made` is no other file that took the place.
 void SetAside(const path& file, const path& aside, const path& made, bool holdsLog) {
   KeepAs(LogOf(file), LogOf(aside));
   KeepAs(file, aside);
@@ -71,6 +72,7 @@ void SetAside(const path& file, const path& aside, const path& made, bool holdsL
   if (!holdsLog) {
     ::unlink(LogOf(file).c_str());
   }
+  ForgetPair(file);
   MoveInPlace(made, file);
   ::unlink(LogOf(file).c_str());
   ::unlink(LogIndexOf(file).c_str());
@@ -314,18 +316,20 @@ bool SetForeignLogAside(const path& file) {
   if (!HasForeignLog(file) || IsOnReadOnlyFileSystem(file)) {
     return false;
   }
+  // Before the log: an index left alone would say that this file has lost its own.
   ::unlink(LogIndexOf(file).c_str());
   std::error_code ignored;
   if (std::filesystem::file_size(LogOf(file), ignored) == 0) {
     ::unlink(LogOf(file).c_str());  // as a set that ended in order leaves it
+    ForgetPair(file);
     return true;
   }
   const path aside = LogOf(NameAside(file));
+  Announce("key file " + file.string() +
+           " took the place of another one; the log of that one is set aside as " + aside.string());
   Rename(LogOf(file), aside);
+  ForgetPair(file);
   RemoveOldest(file);
-  LogError("keystore", "key file " + file.string() +
-                           " took the place of another one; the log of that one is set aside as " +
-                           aside.string());
   return true;
 }
 

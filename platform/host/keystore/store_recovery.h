@@ -24,7 +24,7 @@ std::unique_ptr<KeyFile> OpenMended(const std::filesystem::path& file, Durabilit
 
 // Sets the log beside a key file aside if it belongs to another file, whose place this one took.
 // An empty one is removed. Those who have that file open go on with it. Returns whether it did
-// anything; says in the log what was set aside.
+// anything; what is set aside is logged before.
 bool SetForeignLogAside(const std::filesystem::path& file);
 
 }  // namespace host

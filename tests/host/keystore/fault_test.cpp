@@ -159,6 +159,25 @@ TEST_F(Faults, OfALogThatCannotBeReadWhatPrecedesThatStays) {
 }
 
 // Damaged files, and what their values are once they are mended.
+TEST_F(Faults, OnAFileSystemWithoutTimesOfBirthABackupThatIsPutBackIsRead) {
+  for (const bool hasEmptyLog : {false, true}) {
+    SCOPED_TRACE(hasEmptyLog);
+    const StoreFiles files = Fresh();
+    const NumbersUsedAgain usedAgain(files.root);
+    std::filesystem::copy_file(files.Durable(), files.root / "backup");
+    KeyStore(files.StateDir(), files.RunDir()).Set("db/a", "after");
+    std::filesystem::rename(files.Durable(), files.root / "old");
+    std::filesystem::rename(files.root / "backup", files.Durable());
+    if (hasEmptyLog) {
+      std::ofstream(LogOf(files.Durable())).close();
+    }
+    const std::uintmax_t before = LogSize();
+    EXPECT_EQ(KeyStore(files.StateDir(), files.RunDir()).Get("db/a"), KeyValue("before"));
+    EXPECT_TRUE(SetAsideFiles(files.Durable()).empty());
+    EXPECT_EQ(LogSince(before), "");
+  }
+}
+
 TEST_F(Faults, WhileAStoreIsMendedLoseNothingMoreAndNothingWithoutAWord) {
   const auto harm = [](const path& file, int page = 3) {
     std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);

@@ -29,6 +29,7 @@ int g_Calls = 0;
 std::string g_ReadOnly;    // empty: everything is writable
 std::string g_Unreadable;  // empty: everything is readable
 std::uintmax_t g_UnreadableFrom = 0;
+std::string g_NumbersUsedAgain;  // empty: each file has its own
 
 enum class Verdict { kGoesOn, kFails, kHalf };
 
@@ -95,6 +96,11 @@ bool IsReadOnly(std::string_view path) {
   return !g_ReadOnly.empty() && path.starts_with(g_ReadOnly);
 }
 
+bool HasNumberUsedAgain(std::string_view path) {
+  const std::lock_guard lock(g_Mutex);
+  return !g_NumbersUsedAgain.empty() && path.starts_with(g_NumbersUsedAgain);
+}
+
 int OpenFile(const char* path, int flags, mode_t mode) {
   if (IsReadOnly(path) &&
       ((flags & O_ACCMODE) != O_RDONLY || ((flags & O_CREAT) != 0 && ::access(path, F_OK) != 0))) {
@@ -144,6 +150,16 @@ ReadOnlyFiles::~ReadOnlyFiles() {
   g_ReadOnly.clear();
 }
 
+NumbersUsedAgain::NumbersUsedAgain(const std::filesystem::path& root) {
+  const std::lock_guard lock(g_Mutex);
+  g_NumbersUsedAgain = root;
+}
+
+NumbersUsedAgain::~NumbersUsedAgain() {
+  const std::lock_guard lock(g_Mutex);
+  g_NumbersUsedAgain.clear();
+}
+
 }  // namespace host
 
 extern "C" {
@@ -156,6 +172,19 @@ int statvfs(const char* path, struct statvfs* status) {
   *status = {};
   status->f_flag = host::IsReadOnly(path) ? ST_RDONLY : 0;
   return 0;
+}
+
+int statx(int directory, const char* path, int flags, unsigned mask,
+          struct statx* status) noexcept {
+  const auto result = static_cast<int>(::syscall(SYS_statx, directory, path, flags, mask, status));
+  if (result == 0 && host::HasNumberUsedAgain(path)) {
+    status->stx_mask &= ~STATX_BTIME;
+    status->stx_btime = {};
+    if (std::string_view(path).ends_with("-wal")) {
+      status->stx_ino = 7;
+    }
+  }
+  return result;
 }
 
 int rename(const char* from, const char* to) noexcept {

@@ -50,4 +50,14 @@ class UnreadableBytes {
   UnreadableBytes& operator=(const UnreadableBytes&) = delete;
 };
 
+// While one lives, the files below `root` are on a file system that does not keep when a file was
+// made, and gives each log the number of the one before it. One at a time.
+class NumbersUsedAgain {
+ public:
+  explicit NumbersUsedAgain(const std::filesystem::path& root);
+  ~NumbersUsedAgain();
+  NumbersUsedAgain(const NumbersUsedAgain&) = delete;
+  NumbersUsedAgain& operator=(const NumbersUsedAgain&) = delete;
+};
+
 }  // namespace host

@@ -9,6 +9,7 @@
 
 #include "io_faults.h"
 #include "keystore/sqlite.h"
+#include "keystore/store_check.h"
 #include "keystore/store_copy.h"
 #include "keystore/store_error.h"
 #include "keystore/store_files.h"
@@ -148,6 +149,36 @@ TEST_F(ReadOnly, ALogThatIsOlderThanItsFileIsNotRead) {
   EXPECT_EQ(Open()->Get("db/key"), KeyValue(60));
   EXPECT_THAT(LogSince(before), AllOf(HasSubstr(" E "), HasSubstr(file.string() + " has a damaged"),
                                       HasSubstr(CopyOf(file).string() + " is read")));
+}
+
+TEST_F(ReadOnly, AFileThatTookThePlaceOfAnotherIsReadWithoutThatOnesLog) {
+  const path file = m_Files.Durable();
+  for (const bool isLogEmpty : {true, false}) {
+    SCOPED_TRACE(isLogEmpty);
+    auto store = Open();
+    store->Set("db/key", 40);
+    Database(file).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    std::filesystem::copy_file(file, m_Files.root / "other");
+    store->Set("db/text", std::string(20'000, 'x'));
+    Database(file).Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (!isLogEmpty) {
+      store->Set("db/key", 41);
+    }
+    std::filesystem::rename(m_Files.root / "other", file);
+    store.reset();
+    ASSERT_EQ(std::filesystem::file_size(LogOf(file)) == 0, isLogEmpty);
+    const std::string log = support::ReadFile(LogOf(file));
+    {
+      const ReadOnlyFiles readOnly(m_Files.StateDir());
+      const auto opened = Open();
+      EXPECT_EQ(opened->Get("db/key"), KeyValue(40));
+      ExpectRefused(*opened);
+      EXPECT_EQ(CheckStore(m_Files.StateDir(), m_Files.RunDir()).front().what,
+                isLogEmpty ? "is whole" : "took the place of another one, whose log is beside it");
+    }
+    EXPECT_TRUE(support::ReadFile(LogOf(file)) == log);
+    EXPECT_EQ(Open()->Get("db/key"), KeyValue(40));
+  }
 }
 
 TEST_F(ReadOnly, PagesThatAnotherProgramWroteAreRead) {

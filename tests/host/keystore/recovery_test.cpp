@@ -598,8 +598,9 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
   Open();
   std::filesystem::copy(StateDir(), closed);
   const path file = DurableFile();
+  constexpr std::string_view kForeign = "the log of another file";
   const struct {
-    const char* name;
+    std::string_view name;
     std::function<void()> damage;
     bool isAllKept;
   } cases[] = {
@@ -608,6 +609,7 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
       {"a log alone",
        [&] {
          std::filesystem::copy(LogOf(killed / "keys.db"), LogOf(file));
+         NotePair(file);
          std::filesystem::remove(file);
        },
        true},
@@ -615,14 +617,24 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
        [&] {
          std::filesystem::remove_all(StateDir());
          std::filesystem::copy(killed, StateDir());
+         NotePair(file);
          Flip(LogOf(file), std::filesystem::file_size(LogOf(file)) / 2 * 8);
        },
        false},
+      {kForeign,
+       [&] {
+         std::filesystem::remove_all(StateDir());
+         std::filesystem::copy(killed, StateDir());
+         NotePair(file);
+         std::filesystem::copy(closed / "keys.db", StateDir() / "other");
+         std::filesystem::rename(StateDir() / "other", file);
+       },
+       true},
   };
   for (const auto& [name, damage, isAllKept] : cases) {
     int number = 1;
     for (bool isKilled = true; isKilled; ++number) {
-      SCOPED_TRACE(name + std::string(", number ") + std::to_string(number));
+      SCOPED_TRACE(std::string(name) + ", number " + std::to_string(number));
       ASSERT_LT(number, 100);
       std::filesystem::remove_all(StateDir());
       std::filesystem::copy(closed, StateDir());
@@ -638,8 +650,14 @@ TEST_F(Recovery, WhoIsKilledWhileHeMendsLeavesNoOlderValuesWithoutAWord) {
       EXPECT_THAT(told, AllOf(HasSubstr(" E "), HasSubstr(file.string())));
       if (isAllKept) {
         EXPECT_THAT(keys, SizeIs(kMany));
+        EXPECT_THAT(told, Not(HasSubstr("changes are lost")));
       }
+      EXPECT_EQ(told.find("took the place of another") != std::string::npos, name == kForeign)
+          << told;
       EXPECT_THAT(SetAsideFiles(file), Not(IsEmpty()));
+      for (const path& aside : SetAsideFiles(file)) {
+        EXPECT_THAT(told, HasSubstr(aside.string().substr(0, aside.string().rfind("-wal"))));
+      }
     }
     EXPECT_GT(number, 5);
   }
