@@ -21,8 +21,10 @@ void PrepareSet() {
   } catch (...) {
     failure = std::current_exception();
   }
-  // The lock stands in a directory that the store makes.
-  PrepareFreshSet(store, SetLock(RunDir()));
+  // Who keeps the set locked, such as a tool that is stopped, may hold this thread up for seconds.
+  if (!IsPrepared(store)) {
+    PrepareFreshSet(store, SetLock(RunDir()));
+  }
   if (failure) {
     std::rethrow_exception(failure);
   }

@@ -131,6 +131,18 @@ TEST_F(HostSet, IsPreparedThoughItsStoreCannotBeKept) {
   g_Host.storeKeeper.End();
 }
 
+TEST_F(HostSet, IsNotLockedToBePreparedWhenNothingIsMissing) {
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  {
+    const SetLock operating(RunDir());
+    EXPECT_NO_THROW(PrepareSet());
+  }
+  Store().Unset(kRotationKey);
+  PrepareSet();
+  EXPECT_EQ(Store().Get(kRotationKey), KeyValue(1));
+  g_Host.storeKeeper.End();
+}
+
 TEST_F(HostSet, AnEmptyListOfSourcesIsAList) {
   Store().Set(kSourcesKey, "[]");
   PrepareFreshSet(Store(), SetLock(RunDir()));
