@@ -117,7 +117,7 @@ int Run(const CommandLine& line, Nuvra::TCDaemonService& service) {
   bus.TakeName(name);
 
   WithdrawReadyEvents();
-  const Preparation preparation(service);
+  Preparation preparation(service);
   int exitStatus = kFailure;
   std::exception_ptr failure;
   if (Create(service)) {

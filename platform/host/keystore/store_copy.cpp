@@ -47,6 +47,10 @@ void Unfinished::Remove() const {
   }
 }
 
+FileDescriptor MakeNewFile(const path& file) {
+  return FileDescriptor(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+}
+
 void CopyFile(const path& from, const path& to) {
   std::error_code error;
   std::filesystem::copy_file(from, to, error);
@@ -57,7 +61,7 @@ void CopyFile(const path& from, const path& to) {
 
 void CopyBeginning(const path& from, std::uintmax_t size, const path& to) {
   const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
-  const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  const FileDescriptor target = MakeNewFile(to);
   while (size > 0) {
     const ssize_t copied = ::sendfile(target.Get(), source.Get(), nullptr, size);
     if (copied <= 0) {
@@ -115,7 +119,7 @@ void CopyKeyFile(const path& from, const path& to) {
   const Unfinished made(to);
   const path& unfinished = made.File();
   // SQLite would name `from` when the copy cannot be made.
-  if (!FileDescriptor(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644))) {
+  if (!MakeNewFile(unfinished)) {
     Fail("cannot make", unfinished, errno);
   }
   {

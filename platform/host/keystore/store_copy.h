@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "keystore/sqlite.h"
+#include "system/file_descriptor.h"
 
 // Copies of a key file. Failures throw StoreError.
 
@@ -26,6 +27,10 @@ class Unfinished {
  private:
   const std::filesystem::path m_File;
 };
+
+// Makes an empty file, open for writing, which only its owner can write under any umask. Invalid,
+// with errno, when that fails, also because something has this name.
+FileDescriptor MakeNewFile(const std::filesystem::path& file);
 
 // Copies the bytes of a file to a new one, or the first `size` of them.
 void CopyFile(const std::filesystem::path& from, const std::filesystem::path& to);

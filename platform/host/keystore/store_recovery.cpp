@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <system_error>
 
 #include "keystore/file_damage.h"
@@ -90,11 +89,9 @@ void Finish(const path& other, const path& made) {
 bool MakeOfRest(const path& file, std::uintmax_t logSize, const Unfinished& made) {
   if (IsMissingOrEmpty(file)) {
     // SQLite removes the log of an empty file.
-    std::ofstream(made.File()).close();
-    std::error_code error;
-    std::filesystem::resize_file(made.File(), kPageSize, error);
-    if (error) {
-      Fail(file, "cannot be made of its log", error.value());
+    const FileDescriptor opened = MakeNewFile(made.File());
+    if (!opened || ::ftruncate(opened.Get(), kPageSize) != 0) {
+      Fail(file, "cannot be made of its log", errno);
     }
   } else {
     CopyFile(file, made.File());
@@ -140,7 +137,7 @@ void Replace(const path& file, const std::string& reason, bool mayUseCopy) {
     CopyFile(copy, made.File());
     Finish(copy, made.File());
   } else if (!isOfLog) {
-    if (!std::ofstream(made.File())) {
+    if (!MakeNewFile(made.File())) {
       Fail(file, "cannot be made anew", errno);
     }
     GiveToOwnerOf(IsThere(file) ? file : file.parent_path(), made.File());

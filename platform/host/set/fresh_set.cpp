@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <string>
 
 #include "set/keys.h"
@@ -40,6 +41,12 @@ std::vector<std::pair<std::string, KeyValue>> FreshSet() {
       {kRotationKey, kUpright},
       {kFactoryResetCountKey, 0},
   };
+}
+
+bool IsPrepared(KeyStore& store) {
+  const auto keys = FreshSet();
+  return std::all_of(keys.begin(), keys.end(),
+                     [&](const auto& key) { return store.Get(key.first).has_value(); });
 }
 
 void PrepareFreshSet(KeyStore& store, const SetLock&) {

@@ -23,6 +23,9 @@ class SetLock {
 // The keys of a set as it leaves its box.
 std::vector<std::pair<std::string, KeyValue>> FreshSet();
 
+// Whether a store has each key of a fresh set, whatever its value.
+bool IsPrepared(KeyStore& store);
+
 // Creates each missing key of a fresh set and keeps those that exist. The lock is the set's own.
 void PrepareFreshSet(KeyStore& store, const SetLock& lock);
 

@@ -1,5 +1,7 @@
 // A daemon that is started by hand on an empty directory finds a set that works, too.
 
+#include <exception>
+
 #include "framework/set_preparation.h"
 #include "keystore/process_store.h"
 #include "keystore/store_keeper.h"
@@ -11,11 +13,21 @@ namespace host {
 
 void PrepareSet() {
   KeyStore& store = ProcessStore();
-  // Ends with the service, when it folds in what was written last. Whether the rest can be done
-  // does not matter to it.
-  g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
-  // The lock stands in a directory that the store makes.
-  PrepareFreshSet(store, SetLock(RunDir()));
+  // Whether one of the two can be done does not matter to the other.
+  std::exception_ptr failure;
+  try {
+    // Ends with the service, when it folds in what was written last.
+    g_Host.storeKeeper.Get([] { return new StoreKeeper(StateDir(), RunDir()); });
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  // Who keeps the set locked, such as a tool that is stopped, may hold this thread up for seconds.
+  if (!IsPrepared(store)) {
+    PrepareFreshSet(store, SetLock(RunDir()));
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
 }
 
 }  // namespace host

@@ -4,7 +4,6 @@
 
 #include "cpu_inheritance.h"
 
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -20,7 +19,7 @@ int resource_register_cpu_inheritance_destination(const char* name, pid_t pid) {
     if (name == nullptr || *name == '.' || pid <= 0) {
       throw std::invalid_argument("the name or the process is not valid");
     }
-    std::filesystem::create_directories(host::RunDir());
+    host::MakeDirectories(host::RunDir());
     host::SafeDirectory(host::RunDir())
         .EnterOrMake("cpu-inheritance", 0755)
         .ReplaceFile(name, std::to_string(pid) + "\n");

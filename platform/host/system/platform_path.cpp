@@ -4,42 +4,22 @@
 
 #include "platform_path.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "dlog.h"
 #include "system/environment.h"
-
-namespace {
-
-// Nobody but the owner writes there, whatever the umask is. Returns 0 or an errno.
-int MakeDirectories(const std::filesystem::path& wanted) {
-  std::filesystem::path directory;
-  std::error_code ignored;
-  for (const std::filesystem::path& part : wanted) {
-    directory /= part;
-    if (!std::filesystem::is_directory(directory, ignored) &&
-        ::mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) {
-      return errno;
-    }
-  }
-  return std::filesystem::is_directory(wanted, ignored) ? 0 : ENOTDIR;
-}
-
-}  // namespace
+#include "system/safe_directory.h"
 
 std::string ComposePlatformPath(int directory, const char* relative) {
   if (directory != PLATFORM_DIRECTORY_APP_DATA || relative == nullptr || *relative != '/') {
     return "";
   }
   const std::string path = (host::StateDir() / "app-data").string() + relative;
-  const auto parent = std::filesystem::path(path).parent_path();
-  if (const int error = MakeDirectories(parent); error != 0) {
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "platform_path", "cannot make the directory %s: %s\n",
-                 parent.c_str(), std::strerror(error));
+  try {
+    host::MakeDirectories(std::filesystem::path(path).parent_path());
+  } catch (const std::system_error& error) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "platform_path", "%s\n", error.what());
   }
   return path;
 }

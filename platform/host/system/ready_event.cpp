@@ -63,7 +63,7 @@ std::vector<std::string> Components(const std::string& event) {
 }
 
 SafeDirectory OpenRunDirectory() {
-  std::filesystem::create_directories(RunDir());
+  MakeDirectories(RunDir());
   return SafeDirectory(RunDir());
 }
 

@@ -38,6 +38,22 @@ void WriteAll(int fd, std::string_view content, const std::filesystem::path& pat
 
 }  // namespace
 
+void MakeDirectories(const std::filesystem::path& wanted) {
+  std::filesystem::path directory;
+  std::error_code ignored;
+  for (const std::filesystem::path& part : wanted) {
+    directory /= part;
+    if (!std::filesystem::is_directory(directory, ignored) && mkdir(directory.c_str(), 0755) != 0 &&
+        errno != EEXIST) {
+      Fail("make the directory", wanted);
+    }
+  }
+  if (!std::filesystem::is_directory(wanted, ignored)) {
+    errno = ENOTDIR;
+    Fail("make the directory", wanted);
+  }
+}
+
 SafeDirectory::SafeDirectory(const std::filesystem::path& trusted)
     : m_Fd(open(trusted.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), m_Path(trusted) {
   if (m_Fd.Get() < 0) {

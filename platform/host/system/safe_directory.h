@@ -12,6 +12,10 @@
 
 namespace host {
 
+// Makes what is missing of a directory and those above it. Nobody but their owner may write in what
+// it makes, whatever the umask is. Symbolic links are followed. Throws std::system_error.
+void MakeDirectories(const std::filesystem::path& wanted);
+
 // An open directory in which files are created, read and removed without ever following a symbolic
 // link, so that nobody who may write there can redirect the service. A name is one component of a
 // path: "", "." and ".." and names with a slash are refused. A failure throws std::runtime_error

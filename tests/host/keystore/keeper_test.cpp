@@ -91,9 +91,13 @@ TEST_F(Keeper, FoldsInAfterTheFileThatAnnouncesChangesCouldNotBeMade) {
   LogFile();
   const auto store = Open();
   const auto keeper = Keep({.quiet = kSoon, .afterHindrance = kSoon});
-  std::filesystem::remove(RunDir() / kChangedName);
-  std::filesystem::create_directory(RunDir() / kChangedName);
-  EXPECT_TRUE(support::WaitUntil([] {
+  const path directory = RunDir() / "directory";
+  // The keeper may make the file again before the directory has its name.
+  EXPECT_TRUE(support::WaitUntil([&] {
+    std::error_code isTaken;
+    std::filesystem::remove(RunDir() / kChangedName);
+    std::filesystem::create_directory(directory);
+    std::filesystem::rename(directory, RunDir() / kChangedName, isTaken);
     return ::testing::Matches(
         ::testing::Contains(HasSubstr("cannot keep the key store: cannot make")))(LogLines());
   }));

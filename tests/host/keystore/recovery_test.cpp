@@ -902,6 +902,35 @@ TEST_F(Recovery, AFileKeepsItsOwnerWhoeverMendsOrConvertsIt) {
   }
 }
 
+TEST_F(Recovery, OnlyItsOwnerCanWriteAFileThatIsMadeAnew) {
+  const mode_t before = umask(0);
+  for (const bool isOfLog : {false, true}) {
+    SCOPED_TRACE(isOfLog);
+    std::filesystem::remove_all(StateDir());
+    std::filesystem::remove_all(StateDir().parent_path() / "memory");
+    auto open = Open();
+    SetMany(*open);
+    if (isOfLog) {
+      Kill(std::move(open));
+      std::filesystem::remove(DurableFile());
+    } else {
+      open.reset();
+      Overwrite(DurableFile(), 0, std::string(8192, 'x'));
+    }
+    const std::string logged = Logged();
+    open = Open();
+    EXPECT_THAT(
+        Logged().substr(logged.size()),
+        HasSubstr(isOfLog ? "what its log holds takes its place" : "an empty one takes its place"));
+    EXPECT_EQ(open->List("db/").size(), isOfLog ? kMany : 0);
+    open->Set("db/key", 1);
+    for (const path& file : {DurableFile(), LogOf(DurableFile())}) {
+      EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms{0644}) << file;
+    }
+  }
+  umask(before);
+}
+
 TEST_F(Recovery, WhatCanBeReadOfADamagedFileIsGotOut) {
   auto store = Open();
   SetMany(*store);

@@ -1,11 +1,16 @@
 #include "set/fresh_set.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <map>
 #include <thread>
+#include <vector>
 
+#include "framework/set_preparation.h"
+#include "keystore/store_keeper.h"
 #include "set/keys.h"
 #include "set/ports.h"
 #include "set/set_value.h"
@@ -14,6 +19,8 @@
 #include "source_api.h"
 #include "support/interrupted_open.h"
 #include "system/environment.h"
+#include "system/file_descriptor.h"
+#include "system/host.h"
 #include "tv_service.h"
 
 namespace host {
@@ -23,6 +30,27 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::SizeIs;
 using testing::ThrowsMessage;
+
+// While one exists, this process can open so many more descriptors.
+class DescriptorsLeft {
+ public:
+  explicit DescriptorsLeft(std::size_t count) {
+    EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &m_Before), 0);
+    const rlimit limit{.rlim_cur = 256, .rlim_max = m_Before.rlim_max};
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    while (m_Taken.emplace_back(::open("/dev/null", O_RDONLY | O_CLOEXEC))) {
+    }
+    EXPECT_GT(m_Taken.size(), count);
+    m_Taken.resize(m_Taken.size() - 1 - count);
+  }
+  ~DescriptorsLeft() { EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &m_Before), 0); }
+  DescriptorsLeft(const DescriptorsLeft&) = delete;
+  DescriptorsLeft& operator=(const DescriptorsLeft&) = delete;
+
+ private:
+  rlimit m_Before{};
+  std::vector<FileDescriptor> m_Taken;
+};
 
 TEST_F(HostSet, AFreshSetHasATunerTwoEmptyPortsAndNoGame) {
   PrepareFreshSet(Store(), SetLock(RunDir()));
@@ -84,6 +112,35 @@ TEST_F(HostSet, WhatIsThereStaysWhenASetIsPrepared) {
     EXPECT_EQ(Store().Get(key), value) << key;
   }
   EXPECT_EQ(Store().NewestChange("memory/set"), newest);
+}
+
+TEST_F(HostSet, IsPreparedThoughItsStoreCannotBeKept) {
+  Store();
+  {
+    // Too few for a keeper, which waits for several things, and enough to write.
+    const DescriptorsLeft three(3);
+    EXPECT_THAT([] { PrepareSet(); }, ThrowsMessage<std::runtime_error>(
+                                          HasSubstr("raise fs.inotify.max_user_instances")));
+  }
+  EXPECT_EQ(g_Host.storeKeeper.Find(), nullptr);
+  for (const auto& [key, value] : FreshSet()) {
+    EXPECT_EQ(Store().Get(key), value) << key;
+  }
+  PrepareSet();
+  EXPECT_NE(g_Host.storeKeeper.Find(), nullptr);
+  g_Host.storeKeeper.End();
+}
+
+TEST_F(HostSet, IsNotLockedToBePreparedWhenNothingIsMissing) {
+  PrepareFreshSet(Store(), SetLock(RunDir()));
+  {
+    const SetLock operating(RunDir());
+    EXPECT_NO_THROW(PrepareSet());
+  }
+  Store().Unset(kRotationKey);
+  PrepareSet();
+  EXPECT_EQ(Store().Get(kRotationKey), KeyValue(1));
+  g_Host.storeKeeper.End();
 }
 
 TEST_F(HostSet, AnEmptyListOfSourcesIsAList) {

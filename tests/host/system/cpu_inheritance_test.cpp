@@ -38,6 +38,18 @@ TEST_F(CpuInheritanceTest, ALaterCallReplacesTheProcess) {
   EXPECT_EQ(std::distance(begin(files), end(files)), 2);
 }
 
+TEST_F(CpuInheritanceTest, NobodyElseMayWriteThereWhateverTheUmaskIs) {
+  std::vector<std::string> command =
+      ProbeCommand(SYSTEM_PROBE, {"register", "a", "1"}, {{"SETTINGS_ROOT", m_Root.Path()}});
+  command.insert(command.begin(), {"sh", "-c", "umask 0; exec \"$0\" \"$@\""});
+  EXPECT_EQ(support::RunCommand(command).out, "0\n");
+  for (auto directory = m_Destinations; directory != m_Root.Path();
+       directory = directory.parent_path()) {
+    EXPECT_EQ(std::filesystem::status(directory).permissions(), std::filesystem::perms(0755))
+        << directory;
+  }
+}
+
 TEST_F(CpuInheritanceTest, ANameThatIsNoPlainFileNameIsRefused) {
   for (const std::string name : {"", ".", "..", ".hidden", "a/b", "../a", "/a"}) {
     const support::Outcome result = RunProbe({"register", name, "1"});

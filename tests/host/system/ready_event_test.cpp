@@ -108,6 +108,15 @@ TEST_F(ReadyEventTest, MissingDirectoriesAreMade) {
   EXPECT_EQ(ModeOf(m_Root / "b/c"), 0755u);
 }
 
+TEST_F(ReadyEventTest, NobodyElseMayWriteInTheRunDirectoryWhateverTheUmaskIs) {
+  std::vector<std::string> command =
+      ProbeCommand(SYSTEM_PROBE, {"announce", kEvent}, {{"SETTINGS_ROOT", m_Root}});
+  command.insert(command.begin(), {"sh", "-c", "umask 0; exec \"$0\" \"$@\""});
+  EXPECT_EQ(support::RunCommand(command).out, "0\n");
+  EXPECT_EQ(ModeOf(m_Root / "run"), 0755u);
+  EXPECT_EQ(ModeOf(m_Root / "run/settings-service"), 0755u);
+}
+
 TEST_F(ReadyEventTest, TheRootMayBeALink) {
   fs::create_directory(m_Root / "real");
   fs::create_symlink(m_Root / "real", m_Directory / "link");
