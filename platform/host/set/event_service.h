@@ -183,6 +183,7 @@ class EventService {
 template <typename Service>
 Service& GetStarted(OutlivesExit<Service>& service, const char* threadName) {
   return service.Get([&] {
+    g_Host.changeFeed.Get();  // without a store it fails, before there is something that stays
     auto* made = new Service();
     made->Start(threadName);
     return made;
