@@ -34,6 +34,10 @@ class Versions(unittest.TestCase):
         self.assertEqual(ours[0][0], VERSION)
         self.assertGreater(len(ours[0][1]), 1)
 
+    def test_no_change_is_longer_than_a_line_of_debians(self):
+        changes = self.found("debian/changelog", r"^ +\*? .*$")
+        self.assertEqual([line for line in changes if len(line) > 80], [])
+
     def test_no_symbol_is_newer_than_this_version(self):
         def numbers(version):
             return [int(part) for part in version.split(".")]
