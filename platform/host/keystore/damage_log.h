@@ -13,18 +13,26 @@ namespace host {
 bool IsWorthLogging(const StoreError& failure);
 
 // Guarded, for a body that uses the key store: logs damage only once.
-template <typename Body>
-bool GuardedFromDamage(const char* tag, std::string_view what, Body&& body) noexcept {
-  return Guarded(tag, what, false, [&] {
+template <typename Result, typename Body>
+Result GuardedFromDamage(const char* tag, std::string_view what, Result failure,
+                         Body&& body) noexcept {
+  return Guarded(tag, what, failure, [&]() -> Result {
     try {
-      std::forward<Body>(body)();
-      return true;
-    } catch (const StoreError& failure) {
-      if (IsWorthLogging(failure)) {
+      return std::forward<Body>(body)();
+    } catch (const StoreError& error) {
+      if (IsWorthLogging(error)) {
         throw;
       }
-      return false;
+      return failure;
     }
+  });
+}
+
+template <typename Body>
+bool GuardedFromDamage(const char* tag, std::string_view what, Body&& body) noexcept {
+  return GuardedFromDamage(tag, what, false, [&] {
+    std::forward<Body>(body)();
+    return true;
   });
 }
 

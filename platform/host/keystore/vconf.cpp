@@ -51,16 +51,12 @@ int ErrorOf(const std::exception& failure) {
 template <typename Result, typename Body>
 Result Called(const char* function, Result failure, Body body) noexcept {
   int error = 0;
-  const Result result = Guarded("vconf", function, failure, [&]() -> Result {
+  const Result result = GuardedFromDamage("vconf", function, failure, [&]() -> Result {
     try {
       return body();
     } catch (const std::exception& exception) {
       error = ErrorOf(exception);
       NoteStoreFailure(exception.what());
-      const auto* ofStore = dynamic_cast<const StoreError*>(&exception);
-      if (ofStore != nullptr && !IsWorthLogging(*ofStore)) {
-        return failure;
-      }
       throw;
     }
   });

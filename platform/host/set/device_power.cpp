@@ -2,11 +2,11 @@
 
 #include <optional>
 
+#include "keystore/damage_log.h"
 #include "set/event_service.h"
 #include "set/keys.h"
 #include "set/set_value.h"
 #include "set/state.h"
-#include "system/exception_border.h"
 
 namespace host {
 
@@ -49,7 +49,7 @@ int device_power_subscribe_state_changed_event(device_power_state_changed_cb cal
   if (callback == nullptr) {
     return host::kFailure;
   }
-  return host::Guarded("set", __func__, host::kFailure, [&] {
+  return host::GuardedFromDamage("set", __func__, host::kFailure, [&] {
     host::Events().Set(callback, [callback, user_data](_device_power_state_info info) {
       callback(&info, user_data);
     });
@@ -58,8 +58,9 @@ int device_power_subscribe_state_changed_event(device_power_state_changed_cb cal
 }
 
 int device_power_unsubscribe_state_changed_event(device_power_state_changed_cb callback) {
-  return host::Guarded("set", __func__, host::kFailure,
-                       [&] { return host::Events().Remove(callback) ? 0 : host::kFailure; });
+  return host::GuardedFromDamage("set", __func__, host::kFailure, [&] {
+    return host::Events().Remove(callback) ? 0 : host::kFailure;
+  });
 }
 
 }  // extern "C"

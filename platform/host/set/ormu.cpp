@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "keystore/damage_log.h"
 #include "set/event_service.h"
 #include "set/keys.h"
 #include "set/set_value.h"
 #include "set/state.h"
-#include "system/exception_border.h"
 
 namespace host {
 namespace {
@@ -69,7 +69,7 @@ namespace {
 OutputEvents& Events() { return GetStarted(g_Host.outputEvents, "set-output"); }
 
 int Get(const char* function, const char* key, int* value) {
-  return Guarded("set", function, kFailure, [&] {
+  return GuardedFromDamage("set", function, kFailure, [&] {
     const std::optional<int> number = Present(key, ReadNumber);
     if (!number || value == nullptr) {
       return kFailure;
@@ -100,7 +100,7 @@ int ormu_register_callback_id(const char* name, ormu_notification_cb callback, v
   if (name == nullptr || callback == nullptr) {
     return 0;
   }
-  return host::Guarded("set", __func__, 0, [&] {
+  return host::GuardedFromDamage("set", __func__, 0, [&] {
     for (const host::Notification& each : host::kNotifications) {
       if (std::strcmp(each.name, name) == 0) {
         host::OutputEvents& events = host::Events();
@@ -116,7 +116,7 @@ int ormu_register_callback_id(const char* name, ormu_notification_cb callback, v
 }
 
 int ormu_unregister_callback_id(int id) {
-  return host::Guarded("set", __func__, host::kFailure, [&] {
+  return host::GuardedFromDamage("set", __func__, host::kFailure, [&] {
     return host::Events().Remove({id, nullptr}) ? 0 : host::kFailure;
   });
 }

@@ -3,11 +3,11 @@
 #include <optional>
 #include <string>
 
+#include "keystore/damage_log.h"
 #include "set/keys.h"
 #include "set/set_value.h"
 #include "set/speakers.h"
 #include "set/state.h"
-#include "system/exception_border.h"
 #include "system/host.h"
 #include "vconf.h"
 
@@ -22,7 +22,7 @@ namespace {
 
 void OnSpeaker(keynode_t*, void*) {
   constexpr int kUnknownRoute = -1;
-  const auto name = Guarded("set", __func__, std::optional<std::string>(), [] {
+  const auto name = GuardedFromDamage("set", __func__, std::optional<std::string>(), [] {
     const std::optional<KeyValue> value = ProcessStore().Get(kSpeakerKey);
     return value ? Usable(kSpeakerKey, value, ReadText) : std::optional<std::string>("");
   });

@@ -2,11 +2,11 @@
 
 #include <optional>
 
+#include "keystore/damage_log.h"
 #include "set/event_service.h"
 #include "set/keys.h"
 #include "set/set_value.h"
 #include "set/state.h"
-#include "system/exception_border.h"
 
 namespace host {
 namespace {
@@ -38,7 +38,7 @@ SourceEvents& Events() { return GetStarted(g_Host.sourceEvents, "set-sources"); 
 class SourceLibrary final : public CSourceAPI {
  public:
   int GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>>& list) override {
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       const std::optional<KeyValue> value = ProcessStore().Get(kSourcesKey);
       const auto sources = Usable(kSourcesKey, value, ReadSources);
       if (value && !sources) {
@@ -59,15 +59,15 @@ class SourceLibrary final : public CSourceAPI {
     if (callback == nullptr) {
       return kFailure;
     }
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       Events().Set(userData, [callback, userData](const int& event) { callback(event, userData); });
       return 0;
     });
   }
 
   int UnregisterSourceAPICallback(void* userData) override {
-    return Guarded("set", __func__, kFailure,
-                   [&] { return Events().Remove(userData) ? 0 : kFailure; });
+    return GuardedFromDamage("set", __func__, kFailure,
+                             [&] { return Events().Remove(userData) ? 0 : kFailure; });
   }
 };
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "keystore/damage_log.h"
 #include "set/event_service.h"
 #include "set/keys.h"
 #include "set/set_value.h"
@@ -25,7 +26,7 @@ std::optional<int> SourceIn(const char* key) { return Present(key, ReadNumber); 
 class SourceControl final : public ISourceControl {
  public:
   int GetSourceState(int* state) override {
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       const std::optional<int> value = Present(kSourceStateKey, ReadNumber);
       if (!value || state == nullptr) {
         return kFailure;
@@ -36,15 +37,15 @@ class SourceControl final : public ISourceControl {
   }
 
   int GetCurrentSource(int* id) override {
-    return Guarded("set", __func__, kNotGiven, [&] {
+    return GuardedFromDamage("set", __func__, kNotGiven, [&] {
       const int preview = SourceIn(kPreviewKey).value_or(kNoPreview);
       return Give(preview != kNoPreview ? std::optional(preview) : SourceIn(kCurrentSourceKey), id);
     });
   }
 
   int GetSourceBeforePreview(int* id) override {
-    return Guarded("set", __func__, kNotGiven,
-                   [&] { return Give(SourceIn(kCurrentSourceKey), id); });
+    return GuardedFromDamage("set", __func__, kNotGiven,
+                             [&] { return Give(SourceIn(kCurrentSourceKey), id); });
   }
 
  private:
@@ -60,7 +61,7 @@ class SourceControl final : public ISourceControl {
 class VideoControl final : public IVideoControl {
  public:
   int GetVideoWindow(int& x, int& y, int& height, int& width) override {
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       const std::optional<Window> window = Present(kWindowKey, ReadWindow);
       if (!window) {
         return kFailure;
@@ -144,7 +145,7 @@ class SignalSubscriber final : public ISignalSubscriber {
   }
 
   int Subscribe(ESignalType type, void* userData, EProfile profile) override {
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       SignalEvents& events = Events();
       if (m_Id == 0) {
         m_Id = events.NextSubscriber();
@@ -161,7 +162,7 @@ class SignalSubscriber final : public ISignalSubscriber {
     if (callback != m_Callback) {
       return kFailure;
     }
-    return Guarded("set", __func__, kFailure, [&] {
+    return GuardedFromDamage("set", __func__, kFailure, [&] {
       return m_Id != 0 && Events().Remove({m_Id, type, profile}) ? 0 : kFailure;
     });
   }
